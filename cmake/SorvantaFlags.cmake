@@ -1,0 +1,18 @@
+# Flags that every target of this tree compiles with. They stay private: a host that links the library
+# chooses its own.
+add_library(sorvanta_flags INTERFACE)
+
+target_compile_options(sorvanta_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion -Wold-style-cast -Wcast-align
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough -Wformat=2 -Wundef -Wvla
+  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wlogical-op -Wsuggest-override>
+  $<$<BOOL:${SORVANTA_WERROR}>:-Werror>
+  -fno-semantic-interposition -ftls-model=initial-exec)
+
+if(SORVANTA_SANITIZE)
+  add_compile_options(-fsanitize=${SORVANTA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${SORVANTA_SANITIZE})
+endif()
+if(SORVANTA_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

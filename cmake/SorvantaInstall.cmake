@@ -1,0 +1,23 @@
+# `cmake --install`: library, headers, a CMake package (find_package(Sorvanta)) and sorvanta.pc.
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Sorvanta)
+install(TARGETS sorvanta EXPORT SorvantaTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sorvanta)
+install(DIRECTORY kernel/ace
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sorvanta
+  FILES_MATCHING PATTERN "*.h" PATTERN "*_internal.h" EXCLUDE)
+install(EXPORT SorvantaTargets NAMESPACE Sorvanta:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/SorvantaConfig.cmake.in ${PROJECT_BINARY_DIR}/SorvantaConfig.cmake
+  INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/SorvantaConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/SorvantaConfig.cmake ${PROJECT_BINARY_DIR}/SorvantaConfigVersion.cmake
+  DESTINATION ${package_dir})
+
+# The .pc file finds its prefix from its own place, so that an installed tree can be moved.
+file(RELATIVE_PATH SORVANTA_PC_PREFIX
+  ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(cmake/sorvanta.pc.in ${PROJECT_BINARY_DIR}/sorvanta.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/sorvanta.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

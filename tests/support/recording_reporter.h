@@ -1,0 +1,36 @@
+/// A reporter that keeps what it is given.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "ace/ace_reporter.h"
+
+namespace support {
+
+class RecordingReporter : public AceReporter {
+ public:
+  using AceReporter::AceReporter;
+
+  int report_func(const char* text) override {
+    messages.emplace_back(text);
+    return 1;
+  }
+  int event_func(const char* text, const char* code) override {
+    events.emplace_back(std::string(code) + " " + text);
+    return 2;
+  }
+
+  /// Everything reported, events with their codes in front.
+  std::string all() const {
+    std::string text;
+    for (const auto& message : messages) text += message;
+    for (const auto& event : events) text += event;
+    return text;
+  }
+
+  std::vector<std::string> messages;
+  std::vector<std::string> events;
+};
+
+}  // namespace support
