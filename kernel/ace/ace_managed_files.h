@@ -1,0 +1,37 @@
+/// Managed files: logical names of files, and the paths under which they are found at run time.
+///
+/// Thread safety: none; the registry is filled while a host loads its data, before sessions run.
+#pragma once
+
+#include "ace/ace_attach.h"
+#include "ace/ace_str_avl.h"
+#include "ace/ace_types.h"
+
+/// The process-wide registry.
+class SORV_API AceManagedFiles {
+ public:
+  AceManagedFiles(const AceManagedFiles&) = delete;
+  AceManagedFiles& operator=(const AceManagedFiles&) = delete;
+
+  /// Registers `access_name` (kept by pointer) for a copy of `runtime_path`, in place of an earlier path.
+  /// Returns 0, or -1 when one of them is null or empty.
+  static int add_file(const char* runtime_path, const char* access_name);
+  /// In local-directory mode the name itself, if such a file can be read; else the registered path. Null when
+  /// there is none, and for a null or empty name.
+  static const char* get_file(const char* access_name);
+  /// 1 switches local-directory mode on, as it is at first; 0 off. Returns `mode`.
+  static int set_local_mode(int mode);
+
+ private:
+  AceManagedFiles() = default;
+  static AceManagedFiles& instance();
+
+  AceAttach memAt;     // the copies of the paths
+  StrAvlTree fileSet;  // from access name to path
+  int localDirMode = 1;
+};
+
+/// `AceManagedFiles::add_file`.
+SORV_API int ace_add_managed_file(const char* runtime_path, const char* access_name);
+/// `AceManagedFiles::get_file`.
+SORV_API const char* ace_get_managed_file(const char* access_name);
