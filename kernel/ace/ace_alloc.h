@@ -13,7 +13,7 @@
 class AceReporter;
 
 /// Largest payload limit that `ace_alloc_init` takes; larger blocks would not fit into a chunk.
-inline constexpr int ACE_MAX_CHUNK_PAYLOAD = 63980;
+inline constexpr int ACE_MAX_CHUNK_PAYLOAD = 63976;
 
 // Configuration. All return 0 unless said otherwise.
 
@@ -22,7 +22,7 @@ inline constexpr int ACE_MAX_CHUNK_PAYLOAD = 63980;
 /// positive value switches it on again with the first limit. Hosts call it once, with 2000.
 SORV_API int ace_alloc_init(int max_size);
 /// Gives each payload size from 1 to `max_size` that shares a class with the next larger size a class of its
-/// own, so that statistics tell them apart. Such blocks may be aligned to 4 bytes only.
+/// own, so that statistics tell them apart.
 SORV_API int ace_alloc_debug(int max_size);
 /// Requests to the system heap above `size` bytes are reported as warnings; 0 switches that off.
 /// Returns `size`.
@@ -39,10 +39,11 @@ SORV_API int ace_is_type_mem_check();
 /// Always 1.
 SORV_API int ace_alloc_check(void* block);
 
-/// Gives the calling thread an administrator of its own. Called by `AceThreadSafe`.
+/// Gives the calling thread an administrator of its own. Called by `AceThreadSafe`; nested calls count.
 SORV_API int ace_alloc_thread_local();
-/// Parks the calling thread's administrator; the thread must not allocate again before
-/// `ace_alloc_thread_local`. Called by `AceThreadSafe`.
+/// Parks the calling thread's administrator when the outermost registration ends. The thread must then not
+/// allocate or free before `ace_alloc_thread_local`; the main thread goes back to the static administrator.
+/// Called by `AceThreadSafe`.
 SORV_API int ace_alloc_terminate_thread();
 /// Tidies all parked administrators, and the static one while no thread has its own. The caller must be the
 /// thread that uses the static administrator.

@@ -14,7 +14,7 @@
 /// `AceMerge::merge`), never by copying payloads.
 ///
 /// Invariant: a block is in at most one list at a time; no function searches a list for a block.
-/// Alignment: payloads are aligned to 8 bytes (to 4 in heads made for odd sizes, see `ace_head`).
+/// Alignment: payloads are aligned to 8 bytes, no more.
 /// Errors: memory exhaustion and impossible sizes throw `std::bad_alloc`.
 /// Thread safety: an attach belongs to one thread at a time. Its blocks may have been allocated, and may be
 /// freed, by any thread (see ace_admin.h).
@@ -58,7 +58,8 @@ class SORV_API AceAttach {
   /// Pushes a mark, a block without payload, that stands for the present position in the list.
   AceMark* mark();
   /// Takes over every block of `other`, which becomes empty. The blocks are pushed one by one and so end up
-  /// in reverse order in front of this attach's older ones. O(blocks of other).
+  /// in reverse order in front of this attach's older ones. O(blocks of other). `other` must not be an
+  /// `AceMerge`, which would lose its bottom mark: `AceMerge::merge` takes those.
   void acquire(AceAttach* other);
   /// Gives every block back. O(blocks).
   void release();
@@ -103,6 +104,8 @@ class SORV_API AceMerge : public AceAttach {
   ~AceMerge();
 
   AceMark* get_first() const { return firstMark; }
+  /// Gives every block back and starts again with a fresh bottom mark.
+  void release();
   /// Appends `other`'s whole list behind this list's bottom mark and gives `other` a fresh bottom. O(1).
   /// `other` must not be this object. Returns 0.
   int merge(AceMerge* other);

@@ -52,12 +52,11 @@ class SORV_API AceMemPoint : public AceCheckType<AceMemPoint> {
   static void scale(AceMemPoint* point, Huge factor, int marker);
 
  private:
-  void link(AceMemPoint* next);
-  void unlink_all();
+  void set_first_next(AceMemPoint* next);
   template <class Visit>
   static void for_each_unmarked(AceMemPoint* point, int marker, Visit visit);
 
-  AceMemPoint** nextPoints = nullptr;  // numOut successors; grown in powers of two, from ace_alloc
+  AceMemPoint** nextPoints = nullptr;  // numOut successors, from ace_alloc
   int numIn = 0;
   int numOut = 0;
   int travMarker = 0;

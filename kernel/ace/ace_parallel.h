@@ -81,16 +81,14 @@ template <class In, class Out, class Worker>
 void AceParallel<In, Out, Worker>::run_chunks(const VInt* limits, int threads, MapWorkFunc* work, In* in,
                                               Out* out, Worker* workers, FirstFailure* failure) {
   const auto run = [=](int chunk) {
-    failure->guard([&] {
-      map_worker(limits[chunk], limits[chunk + 1], work, in, out, &workers[chunk]);
-    });
+    failure->guard([&] { map_worker(limits[chunk], limits[chunk + 1], work, in, out, &workers[chunk]); });
   };
   AceAttach threadAt;
   pthread_t* ids = nullptr;
   threadAt.malloc(ids, threads);
   int started = 0;
-  while (started + 1 < threads &&
-         ace_create_thread(&ids[started], [=] { run(started + 1); }, 0, &threadAt) == 0)
+  while (started + 1 < threads && ace_create_thread(
+                                      &ids[started], [=] { run(started + 1); }, 0, &threadAt) == 0)
     ++started;
   run(0);
   for (int chunk = started + 1; chunk < threads; ++chunk) run(chunk);

@@ -90,7 +90,8 @@ class SORV_API AceReporter {
   int addTimeStamp = 0;
 
  private:
-  int vprintf(const char* format, va_list args, const char* code, bool no_time);
+  int vprintf(const char* lead, const char* format, va_list args, const char* code, bool no_time)
+      __attribute__((format(printf, 3, 0)));
   int progress_line(char marker, Huge n, const char* text);
 };
 
@@ -119,4 +120,6 @@ class SORV_API FileReporter : public AceReporter {
 };
 
 /// True only for a null pointer.
-inline bool is_null(const AceReporter* rep) { return rep == nullptr; }
+inline bool is_null(const AceReporter* rep) {
+  return rep == nullptr;
+}

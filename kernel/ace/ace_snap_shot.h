@@ -1,7 +1,6 @@
 /// Leak watch for long-running script loops: reports which classes of blocks have grown.
 #pragma once
 
-#include "ace/ace_attach.h"
 #include "ace/ace_types.h"
 
 class AceReporter;
@@ -27,7 +26,7 @@ class SORV_API AceSnapShot {
   int check_leaks(AceReporter* rep);
 
  private:
-  AceSnapShot() = default;
+  constexpr AceSnapShot() = default;
   void report_growth(const AceSnapList* now, long gained_blocks, long gained_bytes, AceReporter* rep) const;
 
   static AceSnapShot singletonObj;
@@ -36,6 +35,5 @@ class SORV_API AceSnapShot {
   long maxSize = 0;
   long lastCheck = 0;  // calls since the last report
   long numIncrease = 0;
-  AceSnapList* snapList = nullptr;  // rows at the last maximum, in snapAt
-  AceAttach snapAt;
+  AceSnapList* snapList = nullptr;  // rows at the last maximum, in the order of `AceSnapList::cmp`
 };

@@ -1,0 +1,45 @@
+/// Measures two ways of doing one job side by side, so that a figure means the same on every machine.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <vector>
+
+namespace bench {
+
+inline double seconds_of(const auto& job) {
+  const auto start = std::chrono::steady_clock::now();
+  job();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+inline double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+/// Runs `ours` and `peer` in turns. The benchmark's time is that of `ours`; counters give the median time per
+/// item of both in nanoseconds and the median of peer / ours as "times_as_fast". Register with
+/// ->UseManualTime().
+inline void compare(benchmark::State& state, double items, const auto& ours, const auto& peer) {
+  std::vector<double> ourTimes;
+  std::vector<double> peerTimes;
+  std::vector<double> ratios;
+  ours();
+  peer();
+  for (auto unused : state) {
+    static_cast<void>(unused);
+    ourTimes.push_back(seconds_of(ours));
+    peerTimes.push_back(seconds_of(peer));
+    ratios.push_back(peerTimes.back() / ourTimes.back());
+    state.SetIterationTime(ourTimes.back());
+  }
+  state.counters["ours_ns"] = median(ourTimes) / items * 1e9;
+  state.counters["peer_ns"] = median(peerTimes) / items * 1e9;
+  state.counters["times_as_fast"] = median(ratios);
+}
+
+}  // namespace bench

@@ -1,0 +1,95 @@
+#include "ace/ace_thread.h"
+
+#include <unistd.h>
+#include <climits>
+
+#include <algorithm>
+#include <utility>
+
+#include "ace/ace_alloc.h"
+#include "ace/ace_atomic.h"
+#include "ace/ace_attach.h"
+#include "ace/ace_time_analysis.h"
+
+namespace {
+
+constinit AceCount ace_thread_counter;
+constinit int default_num_threads = 1;
+const pthread_t main_thread_id = pthread_self();
+
+/// What a new thread runs. Placed in the caller's attach, which frees the memory; the thread takes the
+/// function out, and so destroys it, before it runs it.
+struct InitThreadArg {
+  std::function<void()> threadFunc;
+};
+
+void* run_thread(void* arg) {
+  const std::function<void()> func = std::move(static_cast<InitThreadArg*>(arg)->threadFunc);
+  static_cast<InitThreadArg*>(arg)->~InitThreadArg();
+  const AceThreadSafe registered;
+  func();
+  return nullptr;
+}
+
+}  // namespace
+
+int AceThreadSafe::make_thread_safe() {
+  ace_thread_counter.modify(1);
+  time_analysis_thread_mode(1);
+  return ace_alloc_thread_local();
+}
+
+int AceThreadSafe::terminate_thread() {
+  ace_alloc_terminate_thread();
+  time_analysis_thread_mode(0);
+  ace_thread_counter.modify(-1);
+  return 0;
+}
+
+int ace_create_thread(pthread_t* thread, std::function<void()> func, int stack_size, AceAttach* at) {
+  auto* arg = new (at) InitThreadArg{std::move(func)};
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  if (stack_size > 0) {
+    const auto smallest = static_cast<std::size_t>(sysconf(_SC_THREAD_STACK_MIN));
+    pthread_attr_setstacksize(&attributes, std::max(static_cast<std::size_t>(stack_size), smallest));
+  }
+  const int rc = pthread_create(thread, &attributes, run_thread, arg);
+  pthread_attr_destroy(&attributes);
+  if (rc == 0) return 0;
+  arg->~InitThreadArg();
+  return -1;
+}
+
+void ace_join_threads(int count, pthread_t* threads) {
+  for (int i = 0; i < count; ++i) pthread_join(threads[i], nullptr);
+}
+
+int ace_num_threads() {
+  return ace_thread_counter.get();
+}
+
+int ace_get_default_num_threads() {
+  return __atomic_load_n(&default_num_threads, __ATOMIC_RELAXED);
+}
+
+int ace_set_default_num_threads(int count) {
+  const int stored = std::clamp(count, 1, ACE_MAX_THREADS);
+  __atomic_store_n(&default_num_threads, stored, __ATOMIC_RELAXED);
+  return stored;
+}
+
+int ace_get_system_num_threads() {
+  const long online = sysconf(_SC_NPROCESSORS_ONLN);
+  return static_cast<int>(std::clamp<long>(online + 1, 1, ACE_MAX_THREADS));
+}
+
+int ace_get_trace_num_threads(int request) {
+  if (request < 0) return ace_get_system_num_threads();
+  if (request == 0) return ace_get_default_num_threads();
+  return std::min(request, ACE_MAX_THREADS);
+}
+
+bool ace_is_main_thread() {
+  return pthread_equal(pthread_self(), main_thread_id) != 0;
+}
