@@ -1,7 +1,7 @@
 /// The CRC-32 byte step and its table (reflected, polynomial 0xEDB88320, as in Ethernet and ISO 3309).
 ///
-/// `AceFile::map` folds the bytes with which it pre-faults a file into such a checksum, and the hash functions
-/// of the kernel mix their bytes through the same table.
+/// `AceFile::map` folds the bytes with which it pre-faults a file into such a checksum, and the hash
+/// functions of the kernel mix their bytes through the same table.
 ///
 /// Thread safety: the table is a constant.
 #pragma once

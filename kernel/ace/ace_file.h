@@ -12,7 +12,8 @@
 ///     put_huge, put_vint, put_mask    8         8       signed; signed; unsigned
 ///     put_int(Huge or BiBit)          8         8
 ///     put_double                      8         8       IEEE 754
-///     put_string                    4 + n     4, 8      count n = length + 1 (0 for null), then n bytes with the
+///     put_string                    4 + n     4, 8      count n = length + 1 (0 for null), then n bytes with
+///     the
 ///                                                       terminator at the next multiple of 8 (none for 0)
 ///     write                          size     align     raw bytes; alignment 8 for 64-bit elements
 ///
@@ -31,9 +32,9 @@
 ///
 /// Errors. Files that cannot be opened give a negative result. Everything else that fails throws an
 /// `AceException`: a failed write, reading past the end of a mapping or buffer, a string without its
-/// terminator, an offset beyond 63 bits, writing in a read mode or reading in a write mode. A stream that ends
-/// early is told by the result of `copy` and `read`; the typed `get_*` give 0 (or null) and `is_short` tells.
-/// No size from a file is trusted: memory is only allocated for bytes that are there.
+/// terminator, an offset beyond 63 bits, writing in a read mode or reading in a write mode. A stream that
+/// ends early is told by the result of `copy` and `read`; the typed `get_*` give 0 (or null) and `is_short`
+/// tells. No size from a file is trusted: memory is only allocated for bytes that are there.
 ///
 /// Buffers given to `init_read` stay the caller's: `close` unmaps what the object mapped itself and nothing
 /// else. For pointers handed out by `read` to be aligned, such a buffer must be aligned to 8 bytes.
@@ -45,6 +46,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <string>
 
 #include "ace/ace_attach.h"
 #include "ace/ace_md5.h"
@@ -75,9 +77,9 @@ class SORV_API AceFile {
   int prep(const char* name, AceReporter* rep);
   /// Mapping for reading, of a regular file. `mode` -1 locks the pages in memory and faults them in, 0 only
   /// maps, n > 0 touches every n-th byte (the page size faults the whole file in) and stores the CRC-32 of
-  /// the bytes touched, from an initial 0, into `checksum` unless that is null. `hint` is where the system may
-  /// place the mapping, or null; `unused` is ignored. -2 when the file cannot be opened, -3 when it cannot be
-  /// mapped. An empty file maps to nothing: reading from it is reading past its end.
+  /// the bytes touched, from an initial 0, into `checksum` unless that is null. `hint` is where the system
+  /// may place the mapping, or null; `unused` is ignored. -2 when the file cannot be opened, -3 when it
+  /// cannot be mapped. An empty file maps to nothing: reading from it is reading past its end.
   int map(const char* name, void* hint, const char* unused, int mode, Large* checksum, AceReporter* rep);
   /// Writing into `buffer`. With a positive `size`, a write that does not fit throws; otherwise the caller
   /// vouches for the room. -1 for a null buffer.
@@ -103,7 +105,7 @@ class SORV_API AceFile {
   bool is_mapped() const;
   /// True when the size is unlimited or everything was consumed.
   bool is_fully_read() const;
-  /// True when a typed `get_*` met the end of the stream since it was opened.
+  /// True when a typed `get_*` met the end of the stream since it was opened or `seek` moved it.
   bool is_short() const { return shortRead; }
   /// Back to the start. -1 when the stream cannot.
   int rewind();
@@ -216,8 +218,8 @@ class SORV_API AceFile {
   static char* get_basename(const char* path, AceAttach* at);
   /// The base name from its first '.' on, or all of it when it has none, in `at`.
   static char* get_corename(const char* path, AceAttach* at);
-  /// Splits a copy of `path` in `at`: `dir` up to the last '/' (empty when there is none), `file` behind it up
-  /// to its last '.', `ext` behind that (empty when there is none). Outputs may be null. Returns 0, or -1
+  /// Splits a copy of `path` in `at`: `dir` up to the last '/' (empty when there is none), `file` behind it
+  /// up to its last '.', `ext` behind that (empty when there is none). Outputs may be null. Returns 0, or -1
   /// (and null outputs) for a null path.
   static int get_file_parts(const char* path, char** dir, char** file, char** ext, AceAttach* at);
   /// The `dir` of `get_file_parts`.
@@ -242,8 +244,8 @@ class SORV_API AceFile {
   /// Seconds between two times that can be told apart.
   static int get_time_resolution() { return 1; }
 
-  /// "1 KB" for 1536: the size in the largest of "B", "KB", "MB", "GB" and "TB" that leaves at least 1, rounded
-  /// down, in `at`. An empty string for negative sizes.
+  /// "1 KB" for 1536: the size in the largest of "B", "KB", "MB", "GB" and "TB" that leaves at least 1,
+  /// rounded down, in `at`. An empty string for negative sizes.
   static char* format_file_size(Huge size, AceAttach* at);
 
   // The version word that opens the file of every persistent object.
@@ -254,28 +256,29 @@ class SORV_API AceFile {
   static int get_version_magic_reason(int found);
 
  private:
-  int open_writer(const char* name, AceReporter* rep, bool atomic);
-  int fail_map(const char* reason, const char* name, AceReporter* rep);
-  int close_stream();
-  void unmap();
-  void forget();
-  void report_md5();
+  enum Flag : Large { READ = 1, WRITE = 2, BUFFER = 4, STREAM = 8, MAPPED = 16, LOCKED = 32 };
 
-  void require(int flag) const;
-  Huge advance_to(Huge offset, Huge size) const;
-  void check_room(Huge size) const;
-  void check_mapped(Huge size) const;
+  int open_writer(const char* name, AceReporter* rep, bool atomic);
+  int fail_map(const char* name, AceReporter* rep);
+  bool owns_mapping() const;
+  void report_md5();
+  void forget();
+
+  void require(Flag flag) const;
+  Huge aligned(Huge alignment) const;
+  void check_room(Huge start, Huge size) const;
+  void check_mapped(Huge start, Huge size) const;
+  void pad_to(Huge start);
   void write_padding(Huge gap);
   void write_stream(const char* data, Huge size);
-  [[noreturn]] void fail_write(const char* condition, const char* format, Huge written, Huge wanted);
-  bool skip_padding(Huge gap);
-  void unread(const char* bytes, Huge count);
+  bool skip_to(Huge start);
+  bool unread(const char* bytes, std::size_t count);
   std::unique_ptr<char[]> read_stream(Huge size);
   void* read_bytes(VInt size, int alignment, AceAttach* at, bool in_attach);
   char* get_string_bytes(AceAttach* at, bool in_attach);
-  VInt get_stream_line(char** line, AceAttach* at);
-  VInt get_mapped_line(char** line, AceAttach* at);
-  Huge add_point(Huge pos, const char* text, short type, Token copy_text);
+  VInt get_stream_line(std::string& bytes);
+  VInt get_mapped_line(const char** bytes);
+  Huge note(Huge pos, const char* text, short type, Token copy_text);
 
   static VInt array_size(VInt count, VInt element) {
     VInt size = 0;
@@ -293,19 +296,19 @@ class SORV_API AceFile {
     return T{};
   }
 
-  AceAttach memAt;                // the copy of the name
+  AceAttach memAt;  // the copy of the name
   std::FILE* streamObj = nullptr;
   Large fileFlags = 0;
-  int fileObj = 0;                // descriptor of a mapping; 0 if none
-  Huge mappedSize = 0;            // of the mapping or buffer; unlimited if 0 or less and not being read
-  char* mapAddress = nullptr;     // start of the mapping or buffer; written to in buffer write mode only
+  int fileObj = 0;             // descriptor of a mapping; 0 if none
+  Huge mappedSize = 0;         // of the mapping or buffer; unlimited if 0 or less and not being read
+  char* mapAddress = nullptr;  // start of the mapping or buffer; written to in buffer write mode only
   Huge currentOffset = 0;
   AceMemPoint* memPoint = nullptr;  // newest point of the breakdown, owned
   AceReporter* aceRep = nullptr;
-  MD5_CTX md5Hash;
+  ace_md5::MD5_CTX md5Hash;
   bool md5Enabled = false;
   bool shortRead = false;
-  const char* fileName = nullptr;   // in memAt
+  const char* fileName = nullptr;         // in memAt
   std::unique_ptr<AceFileSwap> fileSwap;  // of build_atomic
 };
 

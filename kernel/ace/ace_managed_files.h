@@ -13,7 +13,7 @@ class SORV_API AceManagedFiles {
   AceManagedFiles(const AceManagedFiles&) = delete;
   AceManagedFiles& operator=(const AceManagedFiles&) = delete;
 
-  /// Registers `access_name` (kept by pointer) for a copy of `runtime_path`, in place of an earlier path.
+  /// Registers `access_name` for `runtime_path` (both are copied), in place of an earlier path.
   /// Returns 0, or -1 when one of them is null or empty.
   static int add_file(const char* runtime_path, const char* access_name);
   /// In local-directory mode the name itself, if such a file can be read; else the registered path. Null when
@@ -26,8 +26,8 @@ class SORV_API AceManagedFiles {
   AceManagedFiles() = default;
   static AceManagedFiles& instance();
 
-  AceAttach memAt;     // the copies of the paths
-  StrAvlTree fileSet;  // from access name to path
+  AceAttach memAt;                           // the copies of the paths
+  StrAvlTree<const char*> fileSet{nullptr};  // from access name to path
   int localDirMode = 1;
 };
 

@@ -9,8 +9,8 @@
 /// are built on them here, so that all of them apply exactly the same alignments.
 ///
 /// Errors: negative codes, explained on the default reporter; broken input and failed writes throw an
-/// `AceException` (see ace_file.h), and nothing leaks. After a failed `load` or `read_with_magic` an object may
-/// only be loaded again or deleted.
+/// `AceException` (see ace_file.h), and nothing leaks. After a failed `load` or `read_with_magic` an object
+/// may only be loaded again or deleted.
 ///
 /// Thread safety: an object is loaded by one thread; what its class says holds from then on.
 #pragma once
@@ -81,9 +81,6 @@ class SORV_API AceWrap {
   std::unique_ptr<AceFile> mapFile;
   /// Keeps the copy of the image of `read_with_magic` alive; from `ace_alloc`.
   std::unique_ptr<char, ImageDelete> staticBuffer;
-
- private:
-  VInt read_versioned(AceFile* file);
 };
 
 /// Registration of a persistent type: one static instance per type, found through `factoryList`.

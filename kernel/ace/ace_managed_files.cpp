@@ -1,0 +1,42 @@
+#include "ace/ace_managed_files.h"
+
+#include "ace/ace_file.h"
+
+namespace {
+
+bool is_blank(const char* text) {
+  return text == nullptr || *text == '\0';
+}
+
+}  // namespace
+
+AceManagedFiles& AceManagedFiles::instance() {
+  static AceManagedFiles files;
+  return files;
+}
+
+int AceManagedFiles::add_file(const char* runtime_path, const char* access_name) {
+  if (is_blank(runtime_path) || is_blank(access_name)) return -1;
+  AceManagedFiles& files = instance();
+  files.fileSet[access_name] = files.memAt.attach(runtime_path);
+  return 0;
+}
+
+const char* AceManagedFiles::get_file(const char* access_name) {
+  if (is_blank(access_name)) return nullptr;
+  const AceManagedFiles& files = instance();
+  if (files.localDirMode != 0) return AceFile::exists(access_name) != 0 ? access_name : nullptr;
+  return files.fileSet.search(access_name);
+}
+
+int AceManagedFiles::set_local_mode(int mode) {
+  return instance().localDirMode = mode;
+}
+
+int ace_add_managed_file(const char* runtime_path, const char* access_name) {
+  return AceManagedFiles::add_file(runtime_path, access_name);
+}
+
+const char* ace_get_managed_file(const char* access_name) {
+  return AceManagedFiles::get_file(access_name);
+}
