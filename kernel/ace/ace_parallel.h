@@ -72,8 +72,10 @@ template <class In, class Out, class Worker>
 VInt* AceParallel<In, Out, Worker>::compute_chunk_limits(VInt n, int threads, AceAttach* at) {
   VInt* limits = nullptr;
   at->malloc(limits, threads + 1L);
-  for (int i = 0; i <= threads; ++i)  // in 128 bits: i * n may exceed 64
-    limits[i] = static_cast<VInt>(static_cast<__int128>(i) * n / threads);
+  const VInt whole = n / threads;
+  const VInt rest = n % threads;
+  for (VInt i = 0; i <= threads; ++i)
+    limits[i] = i * whole + i * rest / threads;  // i * n / threads; that may overflow
   return limits;
 }
 

@@ -124,9 +124,10 @@ TEST(AceAlloc, blocks_keep_their_contents_and_chunks_stay_consistent) {
       check_and_forget(it);
       ace_delete(block);
     }
-    if (step % 1000 == 0)
-      for (const auto& [payload, unused] : blocks)
-        if (AceChunk* chunk = chunk_of(payload); chunk != nullptr) ASSERT_TRUE(chunk->is_consistent());
+    for (auto block = blocks.begin(); step % 1000 == 0 && block != blocks.end(); ++block) {
+      AceChunk* chunk = chunk_of(block->first);
+      ASSERT_TRUE(chunk == nullptr || chunk->is_consistent());
+    }
   }
   while (!blocks.empty()) {
     auto* block = blocks.begin()->first;
