@@ -1,9 +1,9 @@
 /// Which instructions the kernels may use.
 ///
-/// Wide loops exist once per level; each call asks `ace_cpu_level` which one to take. The level is detected at
-/// the first call. The environment variable SORVANTA_CPU (baseline, avx2 or avx512) lowers it for the process,
-/// and `ace_cpu_limit` at run time, so that tests run every kernel on one machine. A level that the processor
-/// does not have is never chosen.
+/// Wide loops exist once per level; each call asks `ace_cpu_level` which one to take. The level is detected
+/// at the first call. The environment variable SORVANTA_CPU (baseline, avx2 or avx512) lowers it for the
+/// process, and `ace_cpu_limit` at run time, so that tests run every kernel on one machine. A level that the
+/// processor does not have is never chosen.
 #pragma once
 
 #include "ace/ace_types.h"

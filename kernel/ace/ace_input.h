@@ -53,13 +53,13 @@ class SORV_API AceInput : public AceReader, public AceAttach {
 
   // Lines.
 
-  /// The next line, cut in place. `*lineNo` (if given) receives its number, from 0. Returns its length, which
-  /// counts NUL bytes inside a line of a file; at the end -1 and a null `*line`.
+  /// The next line, cut in place. `*lineNo` (if given) receives its number, from 0 (it stops at INT_MAX).
+  /// Returns its length, which counts NUL bytes inside a line of a file; at the end -1 and a null `*line`.
   int read_line(char** line, VInt* lineNo = nullptr);
   int read_line(const char** line, VInt* lineNo = nullptr) override;
   /// Back to the start of the file or text; line numbers start at 0. In memory the cuts become line feeds, so
-  /// that a former CR LF reads as a line end and an empty line. -1 (with a warning, and nothing changed) for a
-  /// stream that cannot seek.
+  /// that a former CR LF reads as a line end and an empty line. -1 (with a warning, and nothing changed) for
+  /// a stream that cannot seek.
   int rewind() override;
   /// Skips blanks, tabs, NUL bytes, line ends and whole comment lines that start with "#". The byte that ends
   /// the skip is consumed: the next line read starts behind it. Returns 0.
@@ -82,9 +82,9 @@ class SORV_API AceInput : public AceReader, public AceAttach {
 
   // Positions.
 
-  /// Continues at byte `pos` of the file or text. Returns 0; or -1, with a warning and the position unchanged,
-  /// when the stream cannot seek there or the text is shorter. Backwards in memory, the cuts in between become
-  /// line feeds.
+  /// Continues at byte `pos` of the file or text. Returns 0; or -1, with a warning and the position
+  /// unchanged, when the stream cannot seek there or the text is shorter. Backwards in memory, the cuts in
+  /// between become line feeds.
   int jump_to_pos(Huge pos);
   Huge get_pos() const { return bufStart + (curPos - readBuf); }
   /// Bytes of the file, -1 for a stream that cannot seek; 0 in memory.
@@ -92,11 +92,12 @@ class SORV_API AceInput : public AceReader, public AceAttach {
   /// Size in KiB, at least 1; 0 in memory.
   Huge get_sizek();
   const char* get_filename() const { return fileName; }
-  /// Of the bytes from the present position to the end of the file, cut into `numParts` ranges of whole lines,
-  /// positions the reader at the start of range `part` (from 0) and returns the offset of its end: the
-  /// caller reads lines while get_pos() is below it. All parts together give each line once, in order. Where
-  /// there are fewer bytes than parts, the last part has them all. Line numbers start at 0.
-  /// Returns -1, with a warning, for a part that does not exist or a stream that cannot seek.
+  /// Of the bytes from the present position to the end of the file, cut into `numParts` ranges of whole
+  /// lines, positions the reader at the start of range `part` (from 0), where line numbers start at 0, and
+  /// returns the offset of its end: the caller reads lines while get_pos() is below it. All parts together
+  /// give each line once, in order. Where there are fewer bytes than parts, the last part has them all (and
+  /// line numbers go on). A text in memory has size 0 here, and nothing to share out. Returns -1, with a
+  /// warning, for a part that does not exist or a stream that cannot seek.
   Huge partition(int part, int numParts);
 
   /// Prints the position, "<file>:<line>:<column>:" and the text there, to standard output. Returns 0.
@@ -128,6 +129,7 @@ class SORV_API AceInput : public AceReader, public AceAttach {
   void note_null();
   void undo_cuts(char* from);
   int cut_line(char** line, VInt length);
+  void empty_buffer(Huge pos);
   bool seek(Huge pos);
   Huge line_start_from(Huge pos, Huge size);
   const char* display_name() const;

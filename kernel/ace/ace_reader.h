@@ -24,7 +24,7 @@ class SORV_API AceReader {
 /// Reads an array of strings, which it does not own. Null entries are skipped.
 class SORV_API AceArrayReader : public AceReader {
  public:
-  AceArrayReader(int numStrings, const char** lineArray) : numStrings(numStrings), lineArray(lineArray) {}
+  AceArrayReader(int num_strings, const char** line_array) : numStrings(num_strings), lineArray(line_array) {}
 
   /// `*lineNo` receives the index of the entry. -1 also when the array is null.
   int read_line(const char** line, VInt* lineNo) override;
@@ -49,7 +49,7 @@ class SORV_API AceCustomReader : public AceReader {
   /// `arg` is handed to the callback unchanged. A null callback is a reader without lines.
   AceCustomReader(GetLine* fn, void* arg) : customRead(fn), customArg(arg) {}
 
-  /// Returns what the callback returns; -1 without one.
+  /// Returns what the callback returns; -1 without one. `*lineNo` stops at INT_MAX.
   int read_line(const char** line, VInt* lineNo) override;
   /// Copies the next line into `buf` like `AceArrayReader::copy_line`. Returns the line's full length, or -1
   /// at the end.

@@ -67,8 +67,8 @@ SORV_API char* strembed(const char* s, long len, char c, int front, int back, Ac
 /// The reversed text, from `ace_alloc` or in `at`; null gives null.
 SORV_API char* strturn(const char* s);
 SORV_API char* strturn(const char* s, AceAttach* at);
-/// A copy in `at` without CR and LF bytes at either end (the result may point behind the start of its block);
-/// with `flat` set each CR or LF inside becomes a blank. Null gives null.
+/// A copy in `at` without CR and LF bytes at either end; with `flat` set each CR or LF inside becomes a
+/// blank. Null gives null.
 SORV_API char* strunwrap(const char* s, AceAttach* at, int flat);
 /// `name` with the extension `ext` (given without its dot), in `at`. What is replaced is the text from the
 /// last dot on, when that, dot included, has at most 5 bytes; else ".ext" is added behind the whole name.

@@ -44,7 +44,8 @@ SORV_API int strsplit_escaped(char* s, char sep, char** fields, int max, int* of
 /// At `sep` bytes outside protected stretches: a `protect` byte starts a stretch and the next one ends it;
 /// `esc` makes the next byte ordinary, inside and outside. Where a field is protected as a whole its two
 /// `protect` bytes are removed; everything else, escapes included, stays. A stretch that is not closed
-/// reaches to the end of the text. A `protect` or `esc` of 0 switches that rule off.
+/// reaches to the end of the text. A `protect` or `esc` of 0 switches that rule off; where both are the same
+/// byte, two of them in a stretch are ordinary bytes.
 SORV_API int strsplit_protected(char* s, char sep, char** fields, int max, char protect, char esc);
 
 /// Copies fields of given ends out of `s` into `at`: field k is s[ends[k-1] .. ends[k]), field 0 starts at 0.

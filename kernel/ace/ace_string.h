@@ -28,9 +28,9 @@ class SORV_API AceString : public AceMerge {
   void initial_block();
 
   /// Appends `len` bytes of `s`, or strlen(s) when `len` is 0. Texts that fit go to the last block; those
-  /// shorter than the first block's capacity to a new block of that capacity; longer ones get a block of their
-  /// own, for which with `keep` set the caller's buffer itself is used: it must then outlive the string, and
-  /// is never written to. Returns the new length; -1 for null or a negative `len`.
+  /// shorter than the first block's capacity to a new block of that capacity; longer ones get a block of
+  /// their own, for which with `keep` set the caller's buffer itself is used: it must then outlive the
+  /// string, and is never written to. Returns the new length; -1 for null or a negative `len`.
   int append(const char* s, int len = 0, int keep = 0);
   int append(char c);
   /// Moves the blocks of `other` behind those of this string. `other` is empty afterwards. O(1). Returns the
@@ -70,7 +70,7 @@ class SORV_API AceString : public AceMerge {
   struct Block {
     Block* nextBlock;
     char* stringBuf;
-    int blockLen;     // capacity; one more byte is allocated for the terminator
+    int blockLen;  // capacity; one more byte is allocated for the terminator
     int bytesUsed;
     int bytesGone;    // removed from the front, before stringBuf
     bool isBorrowed;  // stringBuf is the caller's
@@ -82,6 +82,7 @@ class SORV_API AceString : public AceMerge {
   void make_own(Block* block);
   bool has_room_for(int len) const;
   int take_over(AceString* other);
+  static Block* end_of(const AceString* text);
   static int num_free(const Block* block) { return block->blockLen - block->bytesUsed; }
 
   int totalLen = 0;
