@@ -51,6 +51,10 @@ bool is_folder(std::FILE* stream) {
 /// Opens for mapping. Does not wait for the writer of a pipe, and never gives descriptor 0, which stands for
 /// "none".
 int open_for_mapping(const char* name) {
+  if (name == nullptr) {
+    errno = EINVAL;
+    return -1;
+  }
   const int file = ::open(name, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (file != 0) return file;
   const int other = fcntl(file, F_DUPFD_CLOEXEC, 1);

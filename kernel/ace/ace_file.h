@@ -177,7 +177,13 @@ class SORV_API AceFile {
   void* read(VInt size, AceAttach* at, int alignment) { return read_bytes(size, alignment, at, true); }
   /// `read` of `count` elements; a count whose bytes exceed 63 bits is refused like one that is too large.
   template <class T>
-  T* read_array(VInt count, int alignment);
+  T* read_array(VInt count, int alignment) {
+    return static_cast<T*>(read(array_size(count, sizeof(T)), alignment));
+  }
+  template <class T>
+  T* read_array(VInt count, AceAttach* at, int alignment) {
+    return static_cast<T*>(read(array_size(count, sizeof(T)), at, alignment));
+  }
   /// Copies `size` bytes into `dest`. Returns `size`, or -1 when the stream ends before; measuring copies
   /// nothing.
   VInt copy(Huge size, void* dest, int alignment);
@@ -311,8 +317,3 @@ class SORV_API AceFile {
   const char* fileName = nullptr;         // in memAt
   std::unique_ptr<AceFileSwap> fileSwap;  // of build_atomic
 };
-
-template <class T>
-T* AceFile::read_array(VInt count, int alignment) {
-  return static_cast<T*>(read(array_size(count, sizeof(T)), alignment));
-}
