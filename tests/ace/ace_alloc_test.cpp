@@ -124,8 +124,8 @@ TEST(AceAlloc, blocks_keep_their_contents_and_chunks_stay_consistent) {
       check_and_forget(it);
       ace_delete(block);
     }
-    for (auto block = blocks.begin(); step % 1000 == 0 && block != blocks.end(); ++block) {
-      AceChunk* chunk = chunk_of(block->first);
+    for (auto held = blocks.begin(); step % 1000 == 0 && held != blocks.end(); ++held) {
+      AceChunk* chunk = chunk_of(held->first);
       ASSERT_TRUE(chunk == nullptr || chunk->is_consistent());
     }
   }
