@@ -64,7 +64,7 @@ TEST(AceLock, excludes_other_threads_and_lets_its_holder_in_again) {
   long sum = 0;
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
+    threads.emplace_back([&, t] {
       for (int i = 0; i < 2000; ++i) {
         lock.lock();
         lock.lock();
