@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -116,26 +115,5 @@ void dump_against_fwrite(benchmark::State& state) {
       });
 }
 BENCHMARK(dump_against_fwrite)->Arg(1 << 20)->Arg(64 << 20)->UseManualTime()->Iterations(5);
-
-/// Single values, one call each: written to memory, and read back from it.
-void small_values_in_a_buffer(benchmark::State& state) {
-  constexpr int COUNT = 1 << 20;
-  const auto buffer = std::make_unique<Huge[]>(COUNT);
-  char* bytes = reinterpret_cast<char*>(buffer.get());
-  AceFile file;
-  bench::compare(
-      state, COUNT,
-      [&] {
-        Huge sum = 0;
-        file.init_read(bytes, COUNT * VInt{sizeof(Huge)});
-        for (int i = 0; i < COUNT; ++i) sum += file.get_huge();
-        benchmark::DoNotOptimize(sum);
-      },
-      [&] {
-        file.init_write(bytes, COUNT * VInt{sizeof(Huge)});
-        for (int i = 0; i < COUNT; ++i) file.put_huge(Huge{i});
-      });
-}
-BENCHMARK(small_values_in_a_buffer)->UseManualTime();
 
 }  // namespace

@@ -228,8 +228,9 @@ void AceFile::close() {
   }
 
   char buffer[ERROR_TEXT_SIZE];
-  const AceException failure(CLOSE_ERROR, fileSwap != nullptr ? "'%s' was not replaced: %s" : "'%s': %s",
-                             fileName, ace_strerror(error, buffer, sizeof buffer));
+  const AceException failure(CLOSE_ERROR,
+                             fileSwap != nullptr ? "'%s' is not safely replaced: %s" : "'%s': %s", fileName,
+                             ace_strerror(error, buffer, sizeof buffer));
   forget();
   throw failure;
 }

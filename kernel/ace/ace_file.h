@@ -280,6 +280,7 @@ class SORV_API AceFile {
   bool skip_to(Huge start);
   bool unread(const char* bytes, std::size_t count);
   std::unique_ptr<char[]> read_stream(Huge size);
+  void* read_stream(Huge size, AceAttach* at);
   void* read_bytes(VInt size, int alignment, AceAttach* at, bool in_attach);
   char* get_string_bytes(AceAttach* at, bool in_attach);
   VInt get_stream_line(std::string& bytes);

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 constexpr int MAX_LINKS = 40;  // as the kernel's own limit
 constexpr mode_t NEW_FILE_MODE = 0666;
-constexpr mode_t PERMISSIONS = 07777;
+constexpr mode_t PERMISSIONS = 0777;
 
 bool same_file(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
@@ -92,7 +92,7 @@ std::FILE* AceFileSwap::open(const char* name) {
     return nullptr;
   }
   if (exists) {
-    // The owner first: changing it drops permissions. Only a privileged process may give a file away.
+    // Only a privileged process may give a file away.
     const int ignored = fchown(file, old.st_uid, old.st_gid);
     static_cast<void>(ignored);
   }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "ace/ace_exception.h"
 #include "ace/ace_file.h"
@@ -175,8 +176,10 @@ VInt AceFile::put_line(const char* text) {
   if (streamObj == nullptr || text == nullptr) return -1;
   require(WRITE);
   const std::size_t length = std::strlen(text);
+  const bool hashed = std::exchange(md5Enabled, false);  // nothing to report of half a line
   if (std::fwrite(text, 1, length, streamObj) < length) throw AceException("Error writing line into file!");
   if (std::fputc('\n', streamObj) == EOF) throw AceException("Error writing newline into file!");
+  md5Enabled = hashed;
   ace_md5::MD5_Update(&md5Hash, text, length);
   ace_md5::MD5_Update(&md5Hash, "\n", 1);
   const auto size = static_cast<VInt>(length) + 1;
@@ -229,7 +232,7 @@ VInt AceFile::copy(Huge size, void* dest, int alignment) {
 /// allocate it: the array is as long as the rest of the file, or grows with what arrives.
 std::unique_ptr<char[]> AceFile::read_stream(Huge size) {
   const Huge left = get_left();
-  if (size < 0 || (left >= 0 && size > left)) return nullptr;
+  if (left >= 0 && size > left) return nullptr;
   Huge room = left >= 0 ? size : std::min(size, FIRST_GUESS);
   auto bytes = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(room));
   for (Huge done = 0;;) {
@@ -242,6 +245,17 @@ std::unique_ptr<char[]> AceFile::read_stream(Huge size) {
     std::memcpy(longer.get(), bytes.get(), static_cast<std::size_t>(done));
     bytes = std::move(longer);
   }
+}
+
+/// The same into `at`; the detour over an array is only for streams of unknown length.
+void* AceFile::read_stream(Huge size, AceAttach* at) {
+  const auto wanted = static_cast<std::size_t>(size);
+  if (get_left() >= size) {
+    void* kept = at->alloc(size);
+    return std::fread(kept, 1, wanted, streamObj) == wanted ? kept : nullptr;
+  }
+  const std::unique_ptr<char[]> bytes = read_stream(size);
+  return bytes != nullptr ? std::memcpy(at->alloc(size), bytes.get(), wanted) : nullptr;
 }
 
 void* AceFile::read_bytes(VInt size, int alignment, AceAttach* at, bool in_attach) {
@@ -257,13 +271,9 @@ void* AceFile::read_bytes(VInt size, int alignment, AceAttach* at, bool in_attac
     currentOffset = end_of(start, size);
     return nullptr;
   }
-  std::unique_ptr<char[]> bytes = read_stream(size);
-  if (bytes == nullptr) return nullptr;
-  currentOffset = end_of(start, size);
-  if (!in_attach) return bytes.release();
-  void* kept = at->alloc(size);
-  std::memcpy(kept, bytes.get(), static_cast<std::size_t>(size));
-  return kept;
+  void* result = in_attach ? read_stream(size, at) : read_stream(size).release();
+  if (result != nullptr) currentOffset = end_of(start, size);
+  return result;
 }
 
 char* AceFile::get_string_bytes(AceAttach* at, bool in_attach) {

@@ -81,14 +81,14 @@ VInt AceWrap::save_with_magic(AceFile* file) {
 
 VInt AceWrap::read_with_magic(const char* image, std::size_t size) {
   if (image == nullptr || size == 0) return NO_VERSION;
-  // What the object read before may still be in use until `read` has replaced it.
-  const auto old =
-      std::exchange(staticBuffer, std::unique_ptr<char, ImageDelete>(static_cast<char*>(ace_alloc(size))));
-  std::memcpy(staticBuffer.get(), image, size);
+  std::unique_ptr<char, ImageDelete> copied(static_cast<char*>(ace_alloc(size)));
+  std::memcpy(copied.get(), image, size);
   AceFile file;
-  file.init_read(staticBuffer.get(), static_cast<VInt>(size));
-  const VInt rc = check_version(&file);
-  return rc < 0 ? rc : read(&file);
+  file.init_read(copied.get(), static_cast<VInt>(size));
+  if (const VInt rc = check_version(&file); rc < 0) return rc;
+  // What the object has read before may be in use until `read` has replaced it.
+  const auto old = std::exchange(staticBuffer, std::move(copied));
+  return read(&file);
 }
 
 VInt AceWrap::load(const char* name, int mode, AceReporter* rep) {

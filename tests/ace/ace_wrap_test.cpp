@@ -158,7 +158,9 @@ TEST(AceWrap, another_version_is_told_by_its_code) {
     const std::string bytes = support::overwrite(good, 0, word);
     support::write_file(name, bytes);
     for (int mode = 0; mode <= 3; ++mode) EXPECT_EQ(sample.load(name.c_str(), mode, nullptr), code);
+    EXPECT_EQ(sample.read_with_magic(good.data(), good.size()), 1);
     EXPECT_EQ(sample.read_with_magic(bytes.data(), bytes.size()), code);
+    EXPECT_EQ(sample.sum(), 5);  // still what it read before
   }
 }
 
