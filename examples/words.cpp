@@ -124,7 +124,8 @@ int run(const char* list, const char* indexFile) {
   }
   rep->printf("%-28s %9ld bytes %9.1f ms\n", "collected", written.size(), lap());
   if (const int rc = written.dump(indexFile, rep); rc < 0) return rc;
-  rep->printf("\n%-28s %25.1f ms\n", "written", lap());
+  rep->printf("\n");
+  rep->printf("%-28s %25.1f ms\n", "written", lap());
 
   WordList mapped;
   if (const VInt rc = mapped.load(indexFile, MAPPED, rep); rc < 0) return static_cast<int>(rc);
@@ -148,6 +149,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   ace_alloc_init(CHUNK_LIMIT);
+  AceReporter::set_progress(0);  // lines for a host that draws a progress bar
   try {
     return run(argv[1], argv[2]) < 0 ? 1 : 0;
   } catch (const AceException& e) {

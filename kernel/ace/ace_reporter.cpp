@@ -39,7 +39,7 @@ class Message {
     grow(length);
   }
 
-  void addf(const char* format, va_list args) __attribute__((format(printf, 2, 0))) {
+  __attribute__((format(printf, 2, 0))) void addf(const char* format, va_list args) {
     const int length = std::vsnprintf(text_ + length_, room() + 1, format, args);
     grow(length < 0 ? 0 : std::min(static_cast<std::size_t>(length), room()));
   }

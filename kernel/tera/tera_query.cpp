@@ -1,0 +1,20 @@
+#include "tera/tera_query.h"
+
+TeraQuery::~TeraQuery() = default;
+
+int TeraQuery::compare(Large) {
+  return -1;
+}
+
+char* TeraQuery::display(const char* entry, AceAttach* at) const {
+  return at->attach(entry);
+}
+
+TeraQuery* TeraQuery::ref() {
+  refCount.modify(1);
+  return this;
+}
+
+void TeraQuery::unref() {
+  if (refCount.modify(-1) == 0) delete this;
+}
