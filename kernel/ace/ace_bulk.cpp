@@ -8,16 +8,18 @@
 namespace {
 
 constexpr VInt MAX_LENGTH = std::numeric_limits<int>::max();
+constexpr std::size_t LINK_SIZE = sizeof(void*);  // two words, the size of the smallest block
+static_assert(LINK_SIZE == 2 * sizeof(Large));
 
 /// A block in a free list holds the address of the next one in its first two words, unaligned.
 AceBulk::List* next_free(const AceBulk::List* list) {
   AceBulk::List* next = nullptr;
-  std::memcpy(&next, static_cast<const void*>(list), sizeof next);
+  std::memcpy(&next, static_cast<const void*>(list), LINK_SIZE);
   return next;
 }
 
 void set_next_free(AceBulk::List* list, AceBulk::List* next) {
-  std::memcpy(static_cast<void*>(list), &next, sizeof next);
+  std::memcpy(static_cast<void*>(list), &next, LINK_SIZE);
 }
 
 Large length_of(const AceBulk::List* list) {
@@ -106,23 +108,13 @@ void AceBulk::put(List*& list) {
   list = nullptr;
 }
 
-int AceBulk::inc(List*& list, Large value) {
-  if (list == nullptr) {
-    list = get(1);
-    (*list)[0] = value;
-    return 0;
-  }
-  const Large count = list->count();
+int AceBulk::inc_with_move(List*& list, Large value) {
+  const Large count = length_of(list);
   if (VInt{count} >= MAX_LENGTH) return -1;
-  if (VInt{count} < sizeArray[class_of(static_cast<int>(count))]) {
-    ++list->numValues;
-    ++totalUsage;
-  } else {
-    List* longer = get(static_cast<int>(count) + 1);
-    std::memcpy(longer->values(), list->values(), std::size_t{count} * sizeof(Large));
-    put(list);
-    list = longer;
-  }
+  List* longer = get(static_cast<int>(count) + 1);
+  if (list != nullptr) std::memcpy(longer->values(), list->values(), std::size_t{count} * sizeof(Large));
+  put(list);
+  list = longer;
   (*list)[count] = value;
   return 0;
 }

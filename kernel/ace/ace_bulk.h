@@ -78,7 +78,12 @@ class SORV_API AceBulk : public AceAttach {
   void put(List*& list);
   /// Appends one value; a null list becomes a list of that value. The list moves when its block is full.
   /// Returns 0, or -1 (the list unchanged) when it has as many values as an int can count.
-  int inc(List*& list, Large value);
+  int inc(List*& list, Large value) {
+    if (list == nullptr || !has_room(list)) return inc_with_move(list, value);
+    list->values()[list->numValues++] = value;
+    ++totalUsage;
+    return 0;
+  }
 
   // The same for views.
   Array& get(Array& array, int n);
@@ -92,6 +97,12 @@ class SORV_API AceBulk : public AceAttach {
   void clean();
 
  private:
+  /// Whether the list's class also covers one more value.
+  bool has_room(const List* list) const {
+    const Large count = list->count();
+    return count < static_cast<Large>(maxSize) && sizeMap[count] == sizeMap[count + 1];
+  }
+  int inc_with_move(List*& list, Large value);
   int class_of(int n);
   void widen_size_map(int n);
   List* carve(VInt words);

@@ -88,9 +88,9 @@ AceTimer* AceTimer::get(const char* name, int scope) {
   if (entry.isListed) return entry.timer;
   if (entry.timer == nullptr) entry.timer = new AceTimer(ownName);
   entry.timer->timerScope = scope;
-  entry.isListed = true;
   AceTracer::announce((std::string("ALL_TIMERS|TIMER_") + name).c_str(), &entry.timer->traceValue, __FILE__,
                       __LINE__);
+  entry.isListed = true;
   return entry.timer;
 }
 
