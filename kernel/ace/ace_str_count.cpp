@@ -18,6 +18,12 @@ namespace {
 
 constexpr std::size_t MAX_REGISTERS = 255;
 
+/// Where an unaligned load of a register reads.
+template <class Register>
+const Register* at(const char* s) {
+  return static_cast<const Register*>(static_cast<const void*>(s));
+}
+
 std::size_t count_bytes(const char* s, const char* end, char c) {
   return static_cast<std::size_t>(std::count(s, end, c));
 }
@@ -31,8 +37,7 @@ std::size_t count_baseline(const char* s, std::size_t n, char c) {
     const std::size_t batch = std::min(left, MAX_REGISTERS);
     __m128i counts = _mm_setzero_si128();
     for (std::size_t i = 0; i < batch; ++i, s += width) {
-      __m128i text;
-      std::memcpy(&text, s, width);
+      const __m128i text = _mm_loadu_si128(at<__m128i>(s));
       counts = _mm_sub_epi8(counts, _mm_cmpeq_epi8(text, wanted));
     }
     sums = _mm_add_epi64(sums, _mm_sad_epu8(counts, _mm_setzero_si128()));
@@ -53,10 +58,10 @@ __attribute__((target("avx2"))) std::size_t count_avx2(const char* s, std::size_
     const std::size_t batch = std::min(left, MAX_REGISTERS);
     __m256i counts[2] = {_mm256_setzero_si256(), _mm256_setzero_si256()};
     for (std::size_t i = 0; i < batch; ++i, s += 2 * width) {
-      __m256i text[2];
-      std::memcpy(text, s, sizeof text);
-      counts[0] = _mm256_sub_epi8(counts[0], _mm256_cmpeq_epi8(text[0], wanted));
-      counts[1] = _mm256_sub_epi8(counts[1], _mm256_cmpeq_epi8(text[1], wanted));
+      const __m256i first = _mm256_loadu_si256(at<__m256i>(s));
+      const __m256i second = _mm256_loadu_si256(at<__m256i>(s + width));
+      counts[0] = _mm256_sub_epi8(counts[0], _mm256_cmpeq_epi8(first, wanted));
+      counts[1] = _mm256_sub_epi8(counts[1], _mm256_cmpeq_epi8(second, wanted));
     }
     sums = _mm256_add_epi64(sums, _mm256_sad_epu8(counts[0], _mm256_setzero_si256()));
     sums = _mm256_add_epi64(sums, _mm256_sad_epu8(counts[1], _mm256_setzero_si256()));
