@@ -153,7 +153,7 @@ TEST(AceException, tells_condition_and_detail_in_all_forms) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "cond: detail 4\n");
 
   AceException copy(both);
-  copy = copy;
+  copy = static_cast<const AceException&>(copy);
   copy.set_dyn_cond(copy.get_info());
   EXPECT_STREQ(copy.get_info(), "detail 4");
   EXPECT_NE(copy.get_info(), both.get_info());
