@@ -8,12 +8,12 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
-#include <string>
 
 #include "ace/ace_error.h"
 #include "ace/ace_exception.h"
 #include "ace/ace_file.h"
 #include "ace/ace_reporter.h"
+#include "ace/ace_string.h"
 
 namespace {
 
@@ -383,11 +383,11 @@ int AceInput::error() {
   const char* start = column >= CONTEXT_LIMIT ? curPos - CONTEXT_BEFORE : lineStart;
   const char* end = std::min<const char*>(data_end(), start + std::min(CONTEXT_SIZE, data_end() - start));
   const char* cut = std::find(static_cast<const char*>(curPos), std::max<const char*>(curPos, end), '\n');
-  std::string context(start, std::min(cut, end));
-  context.resize(std::strlen(context.c_str()));  // a NUL ends it as well
+  const auto length = static_cast<int>(std::min(cut, end) - start);
 
-  char position[64];
-  std::snprintf(position, sizeof position, ":%d:%ld:\n", lineNum, column);
-  AceReporter::print_static((name + std::string(position) + context + "\n").c_str());
+  AceString text;
+  text.print("%s:%d:%ld:\n", name, lineNum, column);
+  text.print("%.*s\n", length, start);  // a NUL ends it as well
+  AceReporter::print_static(text.clean());
   return 0;
 }
