@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 
@@ -51,7 +52,7 @@ TEST(AceStr, tolerant_comparison_counts_edits) {
   for (const std::string& a : texts)
     for (const std::string& b : texts) {
       const int distance = oracle::edit_distance(a, b);
-      SCOPED_TRACE("'" + a + "' and '" + b + "'");
+      SCOPED_TRACE(testing::Message() << "'" << a << "' and '" << b << "'");
       EXPECT_EQ(strdiff1(a.c_str(), b.c_str()), std::min(distance, 2));
       EXPECT_EQ(strdiff2(a.c_str(), b.c_str()), std::min(distance, 3));
       EXPECT_EQ(strcmp1(a.c_str(), b.c_str()) == 0, distance <= 1);
@@ -84,7 +85,7 @@ TEST(AceStr, joins_with_null_parts_as_empty_ones) {
   AceAttach at;
   const char* parts[] = {"a", nullptr, "c"};
   const auto freed = [](char* text) {
-    const std::string copy = text;
+    std::string copy = text;
     ace_delete(text);
     return copy;
   };
@@ -203,6 +204,18 @@ TEST(AceStrCount, every_level_counts_like_the_plain_loop) {
   ace_cpu_limit(AceCpuLevel::AVX512);
   EXPECT_EQ(strncount("xx", 'x', -1), 0);
   EXPECT_EQ(strcount(nullptr, 'x'), 0);
+}
+
+TEST(AceCpu, the_environment_lowers_the_level_and_nothing_else_does) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process that has not looked yet
+  const auto level_under = [](const char* value) {
+    setenv("SORVANTA_CPU", value, 1);
+    std::exit(static_cast<int>(ace_cpu_level()));
+  };
+  EXPECT_EXIT(level_under("baseline"), testing::ExitedWithCode(0), "");  // first: the body runs in it, too
+  const int present = static_cast<int>(ace_cpu_level());
+  EXPECT_EXIT(level_under("avx512"), testing::ExitedWithCode(present), "");
+  EXPECT_EXIT(level_under("fastest"), testing::ExitedWithCode(present), "");
 }
 
 TEST(AceStrNumber, reads_to_the_nearest_limit) {
