@@ -187,7 +187,7 @@ int AceString::consume(int n) {
     n -= firstBlock->bytesUsed;
     firstBlock = firstBlock->nextBlock;
   }
-  if (n == 0) return 0;
+  if (n == 0 || firstBlock == nullptr) return 0;
   Block* block = firstBlock;
   block->stringBuf += n;
   block->blockLen -= n;

@@ -44,7 +44,7 @@ std::string random_text(std::mt19937* random, int maxSize, std::string_view lett
   return text;
 }
 
-constexpr std::string_view HOSTILE{"aaab\r\n\n\r\0", 10};
+constexpr std::string_view HOSTILE{"aaab\r\n\n\r\0", 9};
 
 std::FILE* stream_of(const std::string& data) {
   std::FILE* stream = std::tmpfile();
@@ -269,7 +269,7 @@ TEST(AceInput, changes_to_another_source) {
 }
 
 TEST(AceInput, prints_where_it_is) {
-  const auto position = [](std::string text, int bytes, const char* name) {
+  const auto position = [](const std::string& text, int bytes, const char* name) {
     AceInput input(name, 4, false, stream_of(text));
     char* line = nullptr;
     input.read_line(&line);

@@ -102,11 +102,11 @@ TEST(AceOptionsParser, says_what_is_wrong_and_keeps_what_came_before) {
     EXPECT_TRUE(options.get_bool_value("trace"));
   }
   Options options;
-  Parsed(&options, "-max_dist 12x");
+  options.parse("-max_dist 12x", nullptr);
   EXPECT_EQ(options.get_int_value("max_dist"), 12);
-  Parsed(&options, "-max_dist -99999999999");
+  options.parse("-max_dist -99999999999", nullptr);
   EXPECT_EQ(options.get_int_value("max_dist"), INT_MIN);
-  Parsed(&options, "-sep xy");
+  options.parse("-sep xy", nullptr);
   EXPECT_EQ(options.get_char_value("sep"), 'x');
   EXPECT_EQ(Parsed(&options, ("-" + std::string(50000, 'x')).c_str()).rc, -1);
 }

@@ -68,7 +68,8 @@ TEST(AceStrSplit, every_splitter_agrees_with_the_plain_one) {
 
     Fields tokens;
     const char* start = nullptr;
-    for (const char* rest = text.c_str(); const int length = strsep(rest, map, &start, &rest);)
+    const char* rest = text.c_str();
+    for (int length; (length = strsep(rest, map, &start, &rest)) > 0;)
       tokens.emplace_back(start, start + length);
     auto words = oracle::fields_of(text, ",;", true, text.size() + 1);
     if (words.back().empty()) words.pop_back();
@@ -135,11 +136,10 @@ TEST(AceStrSplit, flags_have_names_or_numbers_and_only_the_first_list_is_judged)
   EXPECT_EQ(warnings.events.size(), 3u);
   AceReporter::clear_default();
 
-  std::vector<std::string> texts;
-  std::vector<const char*> names;
-  for (int i = 0; i < 40; ++i) texts.push_back("n" + std::to_string(i));
-  for (const std::string& text : texts) names.push_back(text.c_str());
-  EXPECT_EQ(strflags_arr("n31 n32", " ", names.data()), 1u << 31) << "the 33rd name does not count";
+  std::string texts[40];
+  const char* names[40];
+  for (int i = 0; i < 40; ++i) names[i] = (texts[i] = "n" + std::to_string(i)).c_str();
+  EXPECT_EQ(strflags_arr("n31 n32", " ", names), 1u << 31) << "the 33rd name does not count";
 }
 
 TEST(AceStrEscape, characters_are_read_without_passing_the_terminator) {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
-#include <cstring>
 #include <random>
 
 #include "support/recording_reporter.h"
@@ -55,7 +54,7 @@ TEST(AceString, behaves_like_a_plain_string_under_random_operations) {
             plain += text;
             EXPECT_EQ(string.append(&other), static_cast<int>(plain.size()));
           } else {
-            plain = text + plain;
+            plain.insert(0, text);
             EXPECT_EQ(string.prepend(&other), static_cast<int>(plain.size()));
           }
           EXPECT_EQ(text_of(other), "");
@@ -66,7 +65,7 @@ TEST(AceString, behaves_like_a_plain_string_under_random_operations) {
           char* to = string.reserve(static_cast<int>(text.size()));
           EXPECT_EQ(string.get_buffer(&room), to);
           EXPECT_EQ(string.claim(room + 1), -1);
-          std::memcpy(to, text.data(), text.size());
+          std::copy(text.begin(), text.end(), to);
           EXPECT_EQ(string.claim(static_cast<int>(text.size())), 0);
           plain += text;
           break;
