@@ -20,7 +20,7 @@ if(SORVANTA_SANITIZE)
   add_compile_options(-fsanitize=${SORVANTA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${SORVANTA_SANITIZE})
   if(SORVANTA_SANITIZE MATCHES undefined)
-    add_compile_options(-fno-sanitize=null)  # a null AceReporter may be called
+    add_compile_options(-fno-sanitize=null,vptr)  # a null AceReporter may be called
   endif()
 endif()
 if(SORVANTA_FUZZ)
