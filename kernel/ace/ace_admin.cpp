@@ -308,9 +308,10 @@ AceAdmin* ThreadAdminStack::take() {
     freeAdmins = admin->nextFree;
     --numFree;
   } else {
-    admin = new AceAdmin;
+    auto made = std::make_unique<AceAdmin>();
+    if (global_admin.maxSize > 0) made->init(global_admin.maxSize);
+    admin = made.release();
     ++numAdmins;
-    if (global_admin.maxSize > 0) admin->init(global_admin.maxSize);
   }
   admin->nextFree = nullptr;
   admin->isActive = 1;

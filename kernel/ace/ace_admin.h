@@ -169,6 +169,12 @@ struct ThreadAdminStack {
 extern AceAdmin global_admin;
 extern constinit thread_local AceAdmin* thread_admin;
 
+/// An administrator from the pool, for a thread that is about to start; throws `std::bad_alloc`. It goes to
+/// the thread by `ace_alloc_adopt`, which counts as the thread's outermost registration, or back.
+AceAdmin* ace_take_admin();
+void ace_park_admin(AceAdmin* admin);
+void ace_alloc_adopt(AceAdmin* admin);
+
 /// Poisoning for AddressSanitizer; nothing in other builds.
 void ace_poison(void* memory, long size);
 void ace_unpoison(void* memory, long size);

@@ -97,6 +97,19 @@ int ace_alloc_check(void*) {
   return 1;
 }
 
+AceAdmin* ace_take_admin() {
+  return thread_admins.take();
+}
+
+void ace_park_admin(AceAdmin* admin) {
+  thread_admins.park(admin);
+}
+
+void ace_alloc_adopt(AceAdmin* admin) {
+  thread_admin = admin;
+  thread_registrations = 1;
+}
+
 int ace_alloc_thread_local() {
   if (thread_registrations == 0) thread_admin = thread_admins.take();
   ++thread_registrations;
@@ -162,10 +175,14 @@ void* ace_alloc(AceHead* head, int fill) {
 void* ace_realloc(void* payload, long size) {
   if (size < 0 || size > std::numeric_limits<std::ptrdiff_t>::max() - static_cast<long>(sizeof(AceMark)))
     return nullptr;
-  if (payload == nullptr) return ace_alloc(static_cast<std::size_t>(size));
-  AceMark* block = AceMark::of(payload);
-  if (block->memList != nullptr) return nullptr;
-  return block->fromChunk == nullptr ? resize_system_block(block, size) : resize_chunk_block(block, size);
+  try {
+    if (payload == nullptr) return ace_alloc(static_cast<std::size_t>(size));
+    AceMark* block = AceMark::of(payload);
+    if (block->memList != nullptr) return nullptr;
+    return block->fromChunk == nullptr ? resize_system_block(block, size) : resize_chunk_block(block, size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 void ace_delete(void* payload) {

@@ -69,8 +69,8 @@ SORV_API void* ace_alloc(AceHead* head);
 SORV_API void* ace_alloc(AceHead* head, int fill);
 
 /// Resizes a free-standing block; the contents are kept up to the smaller size. Null (and the block stays as
-/// it is) when the block is in a list, when `size` is negative, or when a block of the system heap cannot
-/// grow. Blocks from chunks never shrink.
+/// it is) when the block is in a list, when `size` is negative, or when memory is refused. Blocks from chunks
+/// never shrink. The last block of a list looks free-standing: resizing it is not detected.
 SORV_API void* ace_realloc(void* block, long size);
 /// Gives back one free-standing block; null is ignored.
 SORV_API void ace_delete(void* block);

@@ -236,8 +236,8 @@ class SORV_API AceFile {
   static char* join_ext(const char* a, const char* b, AceAttach* at);
   /// Removes every folder that is followed by ".." together with it, and one trailing '/', in place. The
   /// result names the same file: "..", "." and empty components are not folders that can be left, and the
-  /// '/' of the root folder stays. `root`, unless null, is a position inside `path` or a text with which
-  /// `path` begins; that part stays as it is. Returns the number of characters removed.
+  /// '/' of the root folder stays. `root`, unless null, is a position inside `path` or a text of whole
+  /// components with which `path` begins; that part stays as it is. Returns the number of characters removed.
   static int normalize(char* path, char* root);
 
   // Times, in seconds since 1970; -1 for a null or empty name or a file that is not there.

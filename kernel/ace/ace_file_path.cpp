@@ -43,7 +43,10 @@ std::size_t root_length(std::string_view path, const char* root) {
   constexpr std::less<const char*> before;
   if (!before(root, path.data()) && !before(path.data() + path.size(), root))
     return static_cast<std::size_t>(root - path.data());
-  return path.starts_with(root) ? std::strlen(root) : 0;
+  const std::string_view text = root;
+  if (!path.starts_with(text)) return 0;
+  const bool endsComponent = text.size() == path.size() || text.ends_with('/') || path[text.size()] == '/';
+  return endsComponent ? text.size() : 0;
 }
 
 std::vector<std::string_view> split(std::string_view path) {

@@ -299,7 +299,7 @@ int AceFile::get_magic(const char* m0, const char* m1, const char* m2, const cha
     if (code != nullptr && magic_number(code) == found) return index;
     ++index;
   }
-  currentOffset -= static_cast<Huge>(sizeof found);
+  if (!shortRead) currentOffset -= static_cast<Huge>(sizeof found);
   return -1;
 }
 

@@ -88,10 +88,17 @@ void AceParallel<In, Out, Worker>::run_chunks(const VInt* limits, int threads, M
   AceAttach threadAt;
   pthread_t* ids = nullptr;
   threadAt.malloc(ids, threads);
+  // Nothing may be thrown from here on: the threads use what is on this stack.
+  const auto start = [&](int chunk) {
+    try {
+      return ace_create_thread(
+                 &ids[chunk - 1], [=] { run(chunk); }, 0, &threadAt) == 0;
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  };
   int started = 0;
-  while (started + 1 < threads && ace_create_thread(
-                                      &ids[started], [=] { run(started + 1); }, 0, &threadAt) == 0)
-    ++started;
+  while (started + 1 < threads && start(started + 1)) ++started;
   run(0);
   for (int chunk = started + 1; chunk < threads; ++chunk) run(chunk);
   ace_join_threads(started, ids);

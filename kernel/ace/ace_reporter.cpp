@@ -76,8 +76,7 @@ bool is_progress_due() {
 
   static AceTimer* timer = AceTimer::get_started("PROGRESS", 0);
   static int interval = 0;
-  static const int announced = interval =
-      AceTracer::announce("TIMER_PROGRESS", &interval, __FILE__, __LINE__);
+  static const int announced = AceTracer::announce("TIMER_PROGRESS", &interval, __FILE__, __LINE__);
   static_cast<void>(announced);
 
   if (__atomic_load_n(&interval, __ATOMIC_RELAXED) < 1) return false;

@@ -48,8 +48,8 @@ AceSnapShot* AceSnapShot::instance() {
 }
 
 int AceSnapShot::check_leaks(AceReporter* rep) {
-  static int isWatching = AceTracer::announce("CHECK_SCRIPT_MEMLEAK", &isWatching, __FILE__, __LINE__);
-  if (__atomic_load_n(&isWatching, __ATOMIC_RELAXED) == 0) return 0;
+  static const AceTraceFlag watching("CHECK_SCRIPT_MEMLEAK", __FILE__, __LINE__);
+  if (watching.get() == 0) return 0;
   if (++lastCheck % CHECK_STRIDE != 0) return 0;
 
   AceSnapList* rows = take_rows();

@@ -4,8 +4,10 @@
 #include <climits>
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
+#include "ace/ace_admin.h"
 #include "ace/ace_alloc.h"
 #include "ace/ace_atomic.h"
 #include "ace/ace_attach.h"
@@ -17,17 +19,25 @@ constinit AceCount ace_thread_counter;
 constinit int default_num_threads = 1;
 const pthread_t main_thread_id = pthread_self();
 
-/// What a new thread runs. Placed in the caller's attach, which frees the memory; the thread takes the
-/// function out, and so destroys it, before it runs it.
+/// What a new thread runs, and the allocator instance that it runs with: made beforehand, so that a thread
+/// that has started cannot fail to register for want of memory. Placed in the caller's attach, which frees
+/// the memory.
 struct InitThreadArg {
   std::function<void()> threadFunc;
+  AceAdmin* threadAdmin;
 };
 
+/// The function is destroyed while the thread is registered, for what it owns may be kernel memory.
 void* run_thread(void* arg) {
-  const std::function<void()> func = std::move(static_cast<InitThreadArg*>(arg)->threadFunc);
-  static_cast<InitThreadArg*>(arg)->~InitThreadArg();
-  const AceThreadSafe registered;
-  func();
+  auto* init = static_cast<InitThreadArg*>(arg);
+  ace_alloc_adopt(init->threadAdmin);
+  {
+    const AceThreadSafe registered;
+    const std::function<void()> func = std::move(init->threadFunc);
+    init->~InitThreadArg();
+    func();
+  }
+  ace_alloc_terminate_thread();
   return nullptr;
 }
 
@@ -47,7 +57,8 @@ int AceThreadSafe::terminate_thread() {
 }
 
 int ace_create_thread(pthread_t* thread, std::function<void()> func, int stack_size, AceAttach* at) {
-  auto* arg = new (at) InitThreadArg{std::move(func)};
+  std::unique_ptr<AceAdmin, void (*)(AceAdmin*)> admin(ace_take_admin(), ace_park_admin);
+  auto* arg = new (at) InitThreadArg{std::move(func), admin.get()};
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   if (stack_size > 0) {
@@ -56,7 +67,10 @@ int ace_create_thread(pthread_t* thread, std::function<void()> func, int stack_s
   }
   const int rc = pthread_create(thread, &attributes, run_thread, arg);
   pthread_attr_destroy(&attributes);
-  if (rc == 0) return 0;
+  if (rc == 0) {
+    static_cast<void>(admin.release());
+    return 0;
+  }
   arg->~InitThreadArg();
   return -1;
 }

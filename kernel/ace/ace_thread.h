@@ -32,7 +32,7 @@ class SORV_API AceThreadSafe {
 /// Runs `func` in a new, registered thread with `stack_size` bytes of stack (0: the system's default). A copy
 /// of `func` is kept in `at` until the thread has started; the thread's id is stored in `*thread`. The caller
 /// joins the thread (`ace_join_threads`). An empty `func` throws `std::bad_function_call` in the new thread.
-/// Returns 0, or -1 when the system refuses the thread.
+/// Returns 0, or -1 when the system refuses the thread; memory exhaustion throws `std::bad_alloc`.
 SORV_API int ace_create_thread(pthread_t* thread, std::function<void()> func, int stack_size, AceAttach* at);
 /// Waits for `count` threads made by `ace_create_thread`.
 SORV_API void ace_join_threads(int count, pthread_t* threads);

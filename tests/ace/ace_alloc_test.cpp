@@ -1,6 +1,7 @@
 #include "ace/ace_alloc.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <cstring>
 #include <map>
@@ -151,7 +152,9 @@ TEST(AceAlloc, realloc_refuses_linked_blocks_and_never_shrinks) {
   auto* block = static_cast<char*>(ace_alloc(16));
   std::memcpy(block, "0123456789abcdef", 16);
   EXPECT_EQ(ace_realloc(block, 3), block);
-  EXPECT_EQ(ace_realloc(block, -1), nullptr);
+  for (const long size : {-1L, LONG_MAX - 16, LONG_MAX})
+    for (void* any : {static_cast<void*>(block), static_cast<void*>(nullptr)})
+      EXPECT_EQ(ace_realloc(any, size), nullptr);
   auto* grown = static_cast<char*>(ace_realloc(block, 100));
   EXPECT_NE(grown, block);
   EXPECT_EQ(std::memcmp(grown, "0123456789abcdef", 16), 0);

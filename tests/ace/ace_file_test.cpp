@@ -438,9 +438,11 @@ TEST(AceFile, get_magic_finds_the_first_code_and_leaves_others_unread) {
     EXPECT_EQ(file.get_pos(), 4) << mode;
     if (file.is_mapped()) {
       EXPECT_EQ(file.get_int(), 4711);
-    }
-    if (file.is_mapped()) {
       EXPECT_EQ(file.get_magic("A", "B", "!"), 2);
+    } else {
+      ASSERT_EQ(file.seek(12), 0);
+      EXPECT_EQ(file.get_magic("B"), -1);
+      EXPECT_EQ(file.get_pos(), 12) << "there was no int to go back over";
     }
   });
 }

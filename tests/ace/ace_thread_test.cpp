@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -47,12 +48,18 @@ TEST(AceThread, created_threads_are_registered_while_they_run) {
   AceAttach at;
   pthread_t thread;
   int registered = -1;
+  int registeredAtEnd = -1;
   bool isMain = true;
-  ASSERT_EQ(ace_create_thread(
-                &thread, [&] { registered = ace_num_threads(), isMain = ace_is_main_thread(); }, 1, &at),
-            0);
+  // What the function owns may be kernel memory, so it must go while the thread is registered.
+  std::shared_ptr<int> owned(&registeredAtEnd, [](int* count) { *count = ace_num_threads(); });
+  auto func = [&registered, &isMain, mine = std::move(owned)] {
+    registered = ace_num_threads();
+    isMain = ace_is_main_thread();
+  };
+  ASSERT_EQ(ace_create_thread(&thread, std::move(func), 1, &at), 0);
   ace_join_threads(1, &thread);
   EXPECT_EQ(registered, 1);
+  EXPECT_EQ(registeredAtEnd, 1);
   EXPECT_FALSE(isMain);
   EXPECT_TRUE(ace_is_main_thread());
   EXPECT_EQ(ace_num_threads(), 0);
@@ -112,6 +119,19 @@ TEST(AceParallel, finishes_every_index_once_for_all_lengths_and_thread_counts) {
     }
   Map::map(nullptr, nullptr, 0, nullptr, nullptr, square, 4, nullptr);
   EXPECT_EQ(ace_num_threads(), 0);
+}
+
+TEST(AceParallel, the_caller_does_the_chunks_whose_threads_the_system_refuses) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, std::size_t{1} << 50), 0);
+  ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
+  std::vector<int> in(10, 2);
+  std::vector<int> out(10, 0);
+  num_cleaned = 0;
+  Map::map(in.data(), out.data(), 10, init_state, clean_state, square, 4, nullptr);
+  EXPECT_EQ(out, std::vector<int>(10, 4));
+  EXPECT_EQ(num_cleaned, 4);
 }
 
 TEST(AceParallel, chunk_limits_cover_the_array_evenly) {
