@@ -1,5 +1,6 @@
 #include "ace/ace_mem_point.h"
 
+#include <utility>
 #include <vector>
 
 #include "ace/ace_str.h"
@@ -68,16 +69,16 @@ void AceMemPoint::scale(AceMemPoint* point, Huge factor, int marker) {
   for_each_unmarked(point, marker, [factor](AceMemPoint* reached) { reached->memPos *= factor; });
 }
 
-/// A point goes when the last point that leads to it has gone, so each goes once.
+/// A point goes when the last point that leads to it has gone, so each goes once. Those to go are linked
+/// among themselves, for destructors remove graphs and must not need memory for it.
 void AceMemPoint::remove(AceMemPoint* point) {
-  if (point == nullptr) return;
-  std::vector<AceMemPoint*> unreachable{point};
-  while (!unreachable.empty()) {
-    AceMemPoint* gone = unreachable.back();
-    unreachable.pop_back();
-    for (int i = 0; i < gone->numOut; ++i)
-      if (--gone->nextPoints[i]->numIn == 0) unreachable.push_back(gone->nextPoints[i]);
-    delete gone;
+  while (point != nullptr) {
+    AceMemPoint* waiting = point->nextGone;
+    for (int i = 0; i < point->numOut; ++i) {
+      AceMemPoint* next = point->nextPoints[i];
+      if (--next->numIn == 0) next->nextGone = std::exchange(waiting, next);
+    }
+    delete std::exchange(point, waiting);
   }
 }
 

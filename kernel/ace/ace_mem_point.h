@@ -57,6 +57,7 @@ class SORV_API AceMemPoint : public AceCheckType<AceMemPoint> {
   static void for_each_unmarked(AceMemPoint* point, int marker, Visit visit);
 
   AceMemPoint** nextPoints = nullptr;  // numOut successors, from ace_alloc
+  AceMemPoint* nextGone = nullptr;     // while `remove` works: the point to be deleted behind this one
   int numIn = 0;
   int numOut = 0;
   int travMarker = 0;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <ctime>
 #include <memory>
@@ -62,8 +63,10 @@ constinit std::atomic<int> scopeSwitch[NUM_SCOPES] = {};
 constinit std::atomic<int> numThreads = 0;  // entries into thread mode that have not been left
 constinit std::atomic<int> restrictedSwitch = 0;
 
+/// Lives until the process ends, and takes no memory, for it is used where nothing may be thrown.
 Analysis& analysis() {
-  static Analysis* const theAnalysis = new Analysis;  // lives until the process ends
+  alignas(Analysis) static std::byte place[sizeof(Analysis)];
+  static Analysis* const theAnalysis = new (place) Analysis;
   return *theAnalysis;
 }
 
@@ -102,8 +105,13 @@ ThreadChain* own_chain() {
   return ownChain;
 }
 
+/// Leaves out the points for which there is no memory: threads must be able to leave thread mode.
 void append(Points* points, Points* more) {
-  points->insert(points->end(), std::make_move_iterator(more->begin()), std::make_move_iterator(more->end()));
+  try {
+    points->insert(points->end(), std::make_move_iterator(more->begin()),
+                   std::make_move_iterator(more->end()));
+  } catch (const std::bad_alloc&) {
+  }
   more->clear();
 }
 
