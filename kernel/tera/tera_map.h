@@ -183,6 +183,7 @@ class SORV_API TeraMap : public AceWrap {
   /// `uni` from 0 to MAX_UNI, `blockIndex` not empty.
   Sequence find_unicode(int uni) const { return uni < NUM_TWO_BYTES ? twoByteMap[uni] : find_in_index(uni); }
   Sequence find_in_index(int uni) const;
+  static long find_tokens(const Token* whole, const Token* part);
 
   Sequence tokenMap[256] = {};           // per byte
   int numToken = 0;                      // token numbers in use, counting 0

@@ -140,14 +140,15 @@ class SORV_API TeraMapConfig {
   int map_page_expand_table(const int (*table)[3]);
 
   void set_ascii_tokens();
-  void set_token(int c);
+  bool is_token(int c) const;
   void set_uni_token(int uni);
   void enter_mapping(Sequence seq, int from);
   void enter_uni_mapping(Sequence seq, int uni);
   int map_character(int uni, const char* target);
   Sequence get_sequence(const char* target) const;
+  Sequence join(const int* unis, int num) const;
   Sequence mapping_of(int c) const;
-  Sequence sequence_of(const int* chars, int num) const;
+  Sequence mapping_of_uni(int uni) const;
   int byte_of(int uni) const;
   void set_operator(Token tok, int c);
 

@@ -41,6 +41,9 @@ class SORV_API TeraScan {
   /// Whether no tokens are pending.
   bool is_char_finished() const { return curSequence == 0; }
 
+  /// Whether the last operator read has opened an alternative.
+  bool is_in_alt() const { return inAlt; }
+
   // The rest of the text.
 
   /// Its tokens, in `at`, with three zero bytes behind them.
@@ -68,8 +71,9 @@ class SORV_API TeraScan {
 
  private:
   Token next_token(int check_alt);
-  Sequence read_operator(Sequence entry);
-  Sequence read_unicode();
+  long fill(Token* out, long room);
+  Token read_operator(Sequence entry);
+  bool read_unicode();
 
   const TeraMap* teraMap;
   const char* scanString;
