@@ -76,10 +76,13 @@ void random_replacement(benchmark::State& state) {
 }
 BENCHMARK(random_replacement)->Arg(10'000)->Arg(1'000'000)->UseManualTime();
 
+/// The peer frees in the order of allocation (0), as nobody has to who has an attach, or in random order (1),
+/// as the parts of a tree or a hash map come to be freed.
 void attach_of_a_million_blocks(benchmark::State& state) {
   ace_alloc_init(CHUNK_LIMIT);
   constexpr std::size_t COUNT = 1'000'000;
-  std::vector<void*> blocks(COUNT);
+  Workload work(COUNT);
+  if (state.range(0) == 0) std::sort(work.order.begin(), work.order.end());
   bench::compare(
       state, COUNT,
       [] {
@@ -87,10 +90,10 @@ void attach_of_a_million_blocks(benchmark::State& state) {
         for (std::size_t i = 0; i < COUNT; ++i) benchmark::DoNotOptimize(at.alloc(32));
       },
       [&] {
-        for (void*& block : blocks) block = std::malloc(32);
-        for (void* block : blocks) std::free(block);
+        for (void*& block : work.blocks) block = std::malloc(32);
+        for (const unsigned index : work.order) std::free(work.blocks[index]);
       });
 }
-BENCHMARK(attach_of_a_million_blocks)->UseManualTime();
+BENCHMARK(attach_of_a_million_blocks)->ArgName("random")->Arg(0)->Arg(1)->UseManualTime();
 
 }  // namespace
