@@ -49,8 +49,9 @@ install: deps
 	@DESTDIR=$(DESTDIR) cmake --install build/release
 
 check-style: deps
-	@cmake --preset debug >/dev/null
-	@tools/check-style build/debug
+	@cmake --preset asan >/dev/null
+	@cmake --build --preset asan --target sorvanta
+	@tools/check-style build/asan
 
 clean:
 	@rm -rf build

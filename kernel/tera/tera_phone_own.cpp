@@ -108,9 +108,9 @@ constexpr std::array<char, 128> make_shapes() {
   std::array<char, 128> shapes{};
   for (std::size_t c = 0; c < shapes.size(); ++c) shapes[c] = static_cast<char>(c);
   for (std::size_t group = std::size(SHAPES); group-- > 0;)
-    for (const char c : SHAPES[group]) shapes[static_cast<std::size_t>(c)] = SHAPES[group][0];
+    for (const char c : SHAPES[group]) shapes[static_cast<unsigned char>(c)] = SHAPES[group][0];
   // Members of late classes whose first letter belongs to an earlier one follow it.
-  for (char& shape : shapes) shape = shapes[static_cast<std::size_t>(shape)];
+  for (char& shape : shapes) shape = shapes[static_cast<unsigned char>(shape)];
   return shapes;
 }
 constexpr std::array<char, 128> SHAPE_OF = make_shapes();
