@@ -119,6 +119,7 @@ template <class T>
 T* AceAttach::malloc(T*& place, long count) {
   static_assert(alignof(T) <= 8, "blocks are aligned to 8 bytes");
   long size = 0;
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): the elements may well be pointers
   if (__builtin_mul_overflow(count, static_cast<long>(sizeof(T)), &size)) throw std::bad_alloc();
   place = static_cast<T*>(alloc(size));
   return place;

@@ -71,6 +71,7 @@ AceNullpointerException::AceNullpointerException(const AceNullpointerException& 
     : varName(strnew(other.varName)) {}
 
 AceNullpointerException& AceNullpointerException::operator=(const AceNullpointerException& other) {
+  if (this == &other) return *this;
   char* copy = strnew(other.varName);
   ace_delete(std::exchange(varName, copy));
   return *this;

@@ -5,6 +5,14 @@
 
 #include "ace/ace_str.h"
 
+namespace {
+
+AceMemPoint** new_links(int count) {
+  return static_cast<AceMemPoint**>(ace_alloc(static_cast<std::size_t>(count) * sizeof(void*)));
+}
+
+}  // namespace
+
 AceMemPoint::AceMemPoint(Huge pos, Huge aux1, Huge aux2, const char* comment, short type, Token is_volatile,
                          AceMemPoint* next)
     : AceMemPoint(pos, aux1, aux2, comment, type, is_volatile, &next, 1) {}
@@ -20,8 +28,7 @@ AceMemPoint::AceMemPoint(Huge pos, Huge aux1, Huge aux2, const char* comment, sh
   int numNext = 0;
   while (numNext < count && numNext < MAX_NEXT && next[numNext] != nullptr) ++numNext;
   if (numNext == 0) return;
-  nextPoints =
-      static_cast<AceMemPoint**>(ace_alloc(static_cast<std::size_t>(numNext) * sizeof(AceMemPoint*)));
+  nextPoints = new_links(numNext);
   for (; numOut < numNext; ++numOut) {
     nextPoints[numOut] = next[numOut];
     __atomic_fetch_add(&next[numOut]->numIn, 1, __ATOMIC_RELAXED);
@@ -90,8 +97,7 @@ void AceMemPoint::set_first_next(AceMemPoint* next) {
     return;
   }
   if (numOut == 0) {
-    nextPoints =
-        nextPoints != nullptr ? nextPoints : static_cast<AceMemPoint**>(ace_alloc(sizeof(AceMemPoint*)));
+    if (nextPoints == nullptr) nextPoints = new_links(1);
     numOut = 1;
   }
   nextPoints[0] = next;
