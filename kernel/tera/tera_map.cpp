@@ -7,6 +7,7 @@
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
 #include "ace/ace_reporter.h"
+#include "ace/ace_string.h"
 #include "tera/tera_map_config.h"
 #include "tera/tera_utf.h"
 
@@ -179,32 +180,37 @@ const char* TeraMap::find_fault() const {
 }
 
 int TeraMap::print(AceReporter* rep) const {
-  const auto append = [this](std::string& text, int c) {
+  const auto text_of = [this](int c) {
     char utf[TeraUtf::MAX_SIZE];
-    text.append(utf, static_cast<std::size_t>(put_char(c, utf)));
+    return std::string(utf, static_cast<std::size_t>(put_char(c, utf)));
   };
-  std::string text = "NUM_TOKEN\t" + std::to_string(numToken) + "\n";
+  const auto target_of = [&](Sequence seq) {
+    std::string target;
+    for (; seq != 0; seq >>= TOKEN_BITS) target += text_of(indexMap[seq & TOKEN_MASK]);
+    return target;
+  };
+  AceString out;
+  out.print("NUM_TOKEN\t%d\n", numToken);
   if (numToken > 1) {
-    text += "TOKENS\t{";
-    for (int tok = 1; tok < numToken; ++tok) append(text, indexMap[tok]);
-    text += "}\n";
+    out.append("TOKENS\t{");
+    for (int tok = 1; tok < numToken; ++tok)
+      if (indexMap[tok] != 0) out.append(text_of(indexMap[tok]).c_str());
+    out.append("}\n");
   }
-  const auto append_mapping = [&](int c, Sequence seq) {
-    text += "MAPPING\t'";
-    append(text, c);
-    text += "' to '";
-    for (; seq != 0; seq >>= TOKEN_BITS) append(text, indexMap[seq & TOKEN_MASK]);
-    text += "'\n";
-  };
   for (int byte = 1; byte < NUM_BYTES; ++byte) {
     Sequence seq = tokenMap[byte];
     if (is_operator_entry(seq, numToken)) seq >>= TOKEN_BITS;
-    const bool isOwn = seq <= TOKEN_MASK && indexMap[seq] == byte;
-    if (seq != 0 && seq != LEAD_BYTE && !isOwn) append_mapping(byte, seq);
+    if (seq == 0 || seq == LEAD_BYTE || (seq <= TOKEN_MASK && indexMap[seq] == byte)) continue;
+    if (byte >= FIRST_MULTI_BYTE && has_uni() != 0)
+      out.print("MAPPING\t'%s' to '%s'\n", text_of(byte).c_str(), target_of(seq).c_str());
+    else
+      out.print("MAPPING\t'%c' to '%s'\n", byte, target_of(seq).c_str());
   }
   for (Large pos = 0; pos < blockIndex.size(); ++pos)
-    if (unicodeMap[pos] != 0) append_mapping(static_cast<int>(blockIndex.get_orig(pos)), unicodeMap[pos]);
-  return rep->print(text.c_str());
+    if (unicodeMap[pos] != 0)
+      out.print("MAPPING\t'%s' to '%s'\n", text_of(static_cast<int>(blockIndex.get_orig(pos))).c_str(),
+                target_of(unicodeMap[pos]).c_str());
+  return rep->print(out.clean());
 }
 
 // ---------------------------------------------------------------- characters

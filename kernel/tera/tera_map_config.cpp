@@ -9,6 +9,7 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_str_escape.h"
+#include "ace/ace_string.h"
 #include "tera/tera_charset.h"
 #include "tera/tera_map.h"
 #include "tera/tera_utf.h"
@@ -222,8 +223,9 @@ Sequence TeraMapConfig::get_sequence(const char* target) const {
   }
   if (isWhole) return seq;
   if (uniMap != nullptr) throw AceException("Error in token mapping\n", "Sequence too long: %s", target);
-  const std::string text = std::string("Substitution sequences is longer than 4 characters:") + target + "\n";
-  AceReporter::print_static(text.c_str());
+  AceString text;
+  text.print("Substitution sequences is longer than 4 characters:%s\n", target);
+  AceReporter::print_static(text.clean());
   return seq;
 }
 

@@ -31,8 +31,11 @@ bool is_between(int value, int first, int end) {
 [[noreturn]] void throw_invalid(const char* utf) {
   const unsigned first = static_cast<unsigned char>(*utf);
   constexpr const char* cond = "ERROR: non UTF-8 char in stream";
-  if (strnlen(utf, SHOWN_BYTES + 1) > SHOWN_BYTES)
-    throw AceException(cond, "first byte = %X  stream ='%.*s...'\n", first, SHOWN_BYTES, utf);
+  if (strnlen(utf, SHOWN_BYTES + 1) > SHOWN_BYTES) {
+    char shown[SHOWN_BYTES + 1] = {};
+    std::copy_n(utf, SHOWN_BYTES, shown);
+    throw AceException(cond, "first byte = %X  stream ='%s...'\n", first, shown);
+  }
   throw AceException(cond, "first byte = %X  stream ='%s'\n", first, utf);
 }
 
