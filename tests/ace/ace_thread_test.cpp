@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -11,8 +12,10 @@
 #include "ace/ace_atomic.h"
 #include "ace/ace_exception.h"
 #include "ace/ace_lock.h"
+#include "ace/ace_mem_point.h"
 #include "ace/ace_parallel.h"
 #include "gtest/gtest.h"
+#include "support/failing_new.h"
 
 namespace {
 
@@ -132,6 +135,28 @@ TEST(AceParallel, the_caller_does_the_chunks_whose_threads_the_system_refuses) {
   Map::map(in.data(), out.data(), 10, init_state, clean_state, square, 4, nullptr);
   EXPECT_EQ(out, std::vector<int>(10, 4));
   EXPECT_EQ(num_cleaned, 4);
+}
+
+TEST(AceParallel, memory_that_ends_anywhere_leaves_no_thread_behind) {
+  const auto count = [](const int*, int* out, State*, VInt index) { ++out[index]; };
+  time_analysis_switch(1, 0);
+  bool isEnough = false;
+  for (long allowed = 0; !isEnough; ++allowed) {
+    std::vector<int> out(10, 0);
+    auto* points = new AceMemPoint(0, 0, 0, "a", 0, 0, new AceMemPoint(0, 0, 0, "b", 0, 0, nullptr));
+    bool isDone = true;
+    support::numNewsLeft = allowed;
+    try {
+      Map::map(nullptr, out.data(), 10, nullptr, nullptr, count, 4, nullptr);
+    } catch (const std::bad_alloc&) {
+      isDone = false;
+    }
+    isEnough = support::numNewsLeft > 0;
+    AceMemPoint::remove(points);
+    support::numNewsLeft = -1;
+    ASSERT_EQ(out, std::vector<int>(10, isDone ? 1 : 0)) << allowed;
+    ASSERT_EQ(ace_num_threads(), 0) << allowed;
+  }
 }
 
 TEST(AceParallel, chunk_limits_cover_the_array_evenly) {
