@@ -40,9 +40,9 @@ char* ConvertMap::convert(const char* query, const ConvertMap* cmap, int num, Ac
   }
   char* result = nullptr;
   char* out = at->malloc(result, static_cast<long>(size) + 1);
-  int uni = 0;
-  for (int step = 0; *query != 0 && (step = TeraUtf::decode(&uni, query)) != 0; query += step)
-    out = stpcpy(out, sound_of(uni, rows));
+  int code = 0;
+  for (int step = 0; *query != 0 && (step = TeraUtf::decode(&code, query)) != 0; query += step)
+    out = stpcpy(out, sound_of(code, rows));
   *out = 0;
   return result;
 }
