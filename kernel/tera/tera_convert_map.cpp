@@ -34,7 +34,7 @@ char* ConvertMap::convert(const char* query, const ConvertMap* cmap, int num, Ac
   const std::span rows(cmap, cmap != nullptr && num > 0 ? static_cast<std::size_t>(num) : 0);
   std::size_t size = 0;
   try {
-    for_each_sound(query, rows, [&](const char* sound) { size += std::strlen(sound); });
+    for_each_sound(query, rows, [&](const char* text) { size += std::strlen(text); });
   } catch (const AceException& invalid) {
     invalid.print(AceReporter::use_default());
   }
