@@ -7,7 +7,7 @@
 
 #include "ace/ace_types.h"
 
-class QuadBit {
+class SORV_API QuadBit {
  public:
   constexpr QuadBit() = default;
   /// As a number widens.

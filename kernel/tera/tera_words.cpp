@@ -407,7 +407,7 @@ int TeraWords::phrase(int num, const char* const* entries, TeraEval::Model model
                       int* assign, int* quals) const {
   const int numQuery = num_words();
   Eval* eval = TeraEval::get_model_func(model, -1);
-  if (num < 0 || entries == nullptr || numQuery == 0 || eval == nullptr) return -1;
+  if (num < 0 || (num > 0 && entries == nullptr) || numQuery == 0 || eval == nullptr) return -1;
   if (TeraWord::validate_options(options) < 0) return -1;
 
   // The smaller side makes the rows.
