@@ -70,6 +70,11 @@ bool append(Sequence& seq, Sequence more) {
   return num + length_of(more) <= MAX_SEQUENCE;
 }
 
+/// Operators and the characters that they usually have.
+constexpr std::pair<Token, char> OPERATORS[] = {{TOKEN_WILDCARD, '?'}, {TOKEN_ALT_START, '['},
+                                                {TOKEN_ALT_STOP, ']'}, {TOKEN_WORD_SEP, '|'},
+                                                {TOKEN_ALT_SEG, '!'},  {TOKEN_WILDSEQ, '*'}};
+
 bool is_ordinary(Sequence entry) {
   return (entry & TOKEN_MASK) != 0;
 }
@@ -77,12 +82,7 @@ bool is_ordinary(Sequence entry) {
 }  // namespace
 
 TeraMapConfig::TeraMapConfig(const char* charset) : uniMap(tera_get_charset_map(charset)) {
-  constexpr struct {
-    Token tok;
-    char c;
-  } operators[] = {{TOKEN_WILDCARD, '?'}, {TOKEN_ALT_START, '['}, {TOKEN_ALT_STOP, ']'},
-                   {TOKEN_WORD_SEP, '|'}, {TOKEN_ALT_SEG, '!'},   {TOKEN_WILDSEQ, '*'}};
-  for (const auto& [tok, c] : operators) indexMap[tok] = c;
+  for (const auto& [tok, c] : OPERATORS) indexMap[tok] = std::max(code_of(c), 0);
 }
 
 TeraMapConfig::~TeraMapConfig() = default;
@@ -172,7 +172,12 @@ Sequence TeraMapConfig::mapping_of(int c) const {
 
 /// The mapping of a code point, which in a code page is that of its byte.
 Sequence TeraMapConfig::mapping_of_uni(int uni) const {
-  return mapping_of(uniMap != nullptr ? byte_of(uni) : uni);
+  return mapping_of(code_of(uni));
+}
+
+/// What entries are made for: the code point; in a code page its byte, or -1 when it has none.
+int TeraMapConfig::code_of(int uni) const {
+  return uniMap != nullptr ? byte_of(uni) : uni;
 }
 
 /// The byte of a code point in the code page; -1 when it has none.
@@ -232,7 +237,7 @@ Sequence TeraMapConfig::get_sequence(const char* target) const {
 /// Maps a code point, if the character set has it, to the first tokens of `target`, which is ASCII. Returns
 /// the number mapped.
 int TeraMapConfig::map_character(int uni, const char* target) {
-  const int c = uniMap != nullptr ? byte_of(uni) : uni;
+  const int c = code_of(uni);
   Sequence seq = 0;
   for (; *target != 0; ++target) append(seq, mapping_of_uni(*target));
   if (c <= 0 || seq == 0) return 0;
@@ -255,36 +260,23 @@ void TeraMapConfig::set_operator(Token tok, int c) {
 }
 
 int TeraMapConfig::map_glob_chars(int force) {
-  tokenMap[static_cast<int>('|')] = 0;
-  for (const auto& [tok, c] :
-       {std::pair{TOKEN_ALT_START, '['}, {TOKEN_ALT_STOP, ']'}, {TOKEN_WILDCARD, '?'}, {TOKEN_WILDSEQ, '*'}})
-    if (force != 0 || tokenMap[static_cast<int>(c)] == 0) set_operator(tok, c);
+  if (const int bar = code_of('|'); bar > 0) tokenMap[bar] = 0;
+  for (const auto& [tok, usual] : OPERATORS) {
+    const int c = code_of(usual);
+    if (tok != TOKEN_WORD_SEP && tok != TOKEN_ALT_SEG && c > 0 && (force != 0 || tokenMap[c] == 0))
+      set_operator(tok, c);
+  }
   return 0;
 }
 
 int TeraMapConfig::map_globs(const char* globs) {
   if (globs == nullptr) return map_glob_chars(0);
-  for (; *globs != 0; ++globs) switch (*globs) {
-      case '?':
-        set_operator(TOKEN_WILDCARD, '?');
-        break;
-      case '!':
-        set_operator(TOKEN_ALT_SEG, '!');
-        break;
-      case '*':
-        set_operator(TOKEN_WILDSEQ, '*');
-        break;
-      case '|':
-        set_operator(TOKEN_WORD_SEP, '|');
-        break;
-      case '[':
-      case ']':
-        set_operator(TOKEN_ALT_START, '[');
-        set_operator(TOKEN_ALT_STOP, ']');
-        break;
-      default:
-        break;
-    }
+  const bool hasAlternatives = std::strpbrk(globs, "[]") != nullptr;
+  for (const auto& [tok, usual] : OPERATORS) {
+    const bool isAltMark = tok == TOKEN_ALT_START || tok == TOKEN_ALT_STOP;
+    const bool isChosen = isAltMark ? hasAlternatives : std::strchr(globs, usual) != nullptr;
+    if (const int c = code_of(usual); isChosen && c > 0) set_operator(tok, c);
+  }
   return 0;
 }
 

@@ -83,7 +83,8 @@ class SORV_API TeraMapConfig {
   /// Letters to the digits that they look like.
   int map_digits();
 
-  // Operators. A character that becomes one loses its token. Return 0, or -1 where that is said.
+  // Operators. A character that becomes one loses its token; one that a code page does not have is left out.
+  // Return 0, or -1 where that is said.
 
   /// "[", "]", "?" and "*" become operators, without `force` only those that have no mapping; "|" loses its
   /// own.
@@ -149,6 +150,7 @@ class SORV_API TeraMapConfig {
   Sequence join(const int* unis, int num) const;
   Sequence mapping_of(int c) const;
   Sequence mapping_of_uni(int uni) const;
+  int code_of(int uni) const;
   int byte_of(int uni) const;
   void set_operator(Token tok, int c);
 

@@ -165,7 +165,8 @@ int TeraMapConfig::map_digits() {
   constexpr std::pair<const char*, const char*> lookAlikes[] = {
       {"0", "Oo"}, {"1", "IilL"}, {"2", "zZ"}, {"5", "Ss"}, {"6", "Gb"}, {"8", "B"}, {"9", "g"}};
   int num = 0;
-  for (const auto& [digit, letters] : lookAlikes) num += set_map(digit, letters);
+  for (const auto& [digit, letters] : lookAlikes)
+    for (const char* letter = letters; *letter != 0; ++letter) num += map_character(*letter, digit);
   return num;
 }
 

@@ -151,15 +151,14 @@ int TeraScan::convert(Token* out, int max_tokens) {
 Token* TeraScan::convert(AceAttach* at) {
   Token local[LOCAL_TOKENS];
   const long numLocal = fill(local, LOCAL_TOKENS);
+  TeraScan rest(*this);
   long num = numLocal;
-  if (numLocal == LOCAL_TOKENS) {
-    TeraScan ahead(*this);
-    while (ahead.get_next_token() != 0) ++num;
-  }
+  if (numLocal == LOCAL_TOKENS)
+    while (get_next_token() != 0) ++num;
   Token* tokens = nullptr;
   at->malloc(tokens, num + TOKEN_TAIL);
   std::copy_n(local, numLocal, tokens);
-  fill(tokens + numLocal, num - numLocal);
+  rest.fill(tokens + numLocal, num - numLocal);
   std::fill_n(tokens + num, TOKEN_TAIL, Token{0});
   return tokens;
 }

@@ -1,5 +1,6 @@
 #include "tera/tera_map_config.h"
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 
@@ -184,6 +185,20 @@ TEST(TeraMapConfig, a_code_page_maps_its_bytes_as_utf8_maps_their_code_points) {
       if (unis[byte] > 0 && unis[byte] != 0x2026)
         ASSERT_EQ(pageMap->map_any_char(byte), utfMap->map_any_char(unis[byte])) << charset << " " << byte;
   }
+}
+
+TEST(TeraMapConfig, a_code_page_unlike_ascii_has_its_letters_and_operators_elsewhere) {
+  TeraMapConfig config("ebcdic");
+  const int* unis = tera_get_charset_map("ebcdic");
+  const auto byte_of = [&](int uni) { return static_cast<char>(std::find(unis, unis + 256, uni) - unis); };
+  config.set_tokens("\\x60");  // "-"
+  EXPECT_EQ(config.map_spaces(), 0);
+  config.map_globs("?*");
+  const Map map(config.compile());
+  EXPECT_EQ(map->map_any_char(static_cast<unsigned char>(byte_of('?'))), 0xFA00U);
+  EXPECT_EQ(map->map_any_char(static_cast<unsigned char>(byte_of('*'))), 0xFF00U);
+  EXPECT_EQ(normal(map, std::string("-") + byte_of('-') + byte_of('?'), false),
+            std::string(1, byte_of('-')) + byte_of('?'));
 }
 
 TEST(TeraMapConfig, umlauts_of_a_code_page_expand_at_their_bytes) {
