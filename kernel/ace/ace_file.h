@@ -12,9 +12,8 @@
 ///     put_huge, put_vint, put_mask    8         8       signed; signed; unsigned
 ///     put_int(Huge or BiBit)          8         8
 ///     put_double                      8         8       IEEE 754
-///     put_string                    4 + n     4, 8      count n = length + 1 (0 for null), then n bytes with
-///     the
-///                                                       terminator at the next multiple of 8 (none for 0)
+///     put_string                    4 + n     4, 8      count n = length + 1 (0 for null), then n bytes
+///                                                       with the terminator at the next multiple of 8
 ///     write                          size     align     raw bytes; alignment 8 for 64-bit elements
 ///
 /// Offsets count from the start of the file or buffer; the gaps are zero bytes, which readers skip unchecked.

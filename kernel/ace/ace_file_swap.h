@@ -7,8 +7,8 @@
 ///
 ///  - A symbolic link stays, the file it leads to is replaced. Hard links to that file keep the old contents.
 ///  - An existing file keeps its permissions (without set-id bits) and, where the process may do so, its
-///  owner; one that must not
-///    be written is not replaced either. A new file gets the usual permissions (0666 less the umask).
+///    owner; one that must not be written is not replaced either. A new file gets the usual permissions
+///    (0666 less the umask).
 ///  - What exists and is not a regular file, such as a device or a pipe, is written directly.
 ///
 /// Thread safety: an object belongs to one thread; any number may write to one target, the last one wins.

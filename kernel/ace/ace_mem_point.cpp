@@ -1,5 +1,6 @@
 #include "ace/ace_mem_point.h"
 
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -73,7 +74,11 @@ void AceMemPoint::reset_marker(AceMemPoint* point, int marker) {
 }
 
 void AceMemPoint::scale(AceMemPoint* point, Huge factor, int marker) {
-  for_each_unmarked(point, marker, [factor](AceMemPoint* reached) { reached->memPos *= factor; });
+  using Limits = std::numeric_limits<Huge>;
+  for_each_unmarked(point, marker, [factor](AceMemPoint* reached) {
+    const Huge limit = (reached->memPos < 0) == (factor < 0) ? Limits::max() : Limits::min();
+    if (__builtin_mul_overflow(reached->memPos, factor, &reached->memPos)) reached->memPos = limit;
+  });
 }
 
 /// A point goes when the last point that leads to it has gone, so each goes once. Those to go are linked

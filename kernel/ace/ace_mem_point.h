@@ -48,7 +48,8 @@ class SORV_API AceMemPoint : public AceCheckType<AceMemPoint> {
   /// Reversed copy of the path along successor `index` (0 where a point has no such successor or the index
   /// is out of range); returns the copy's last point, which leads back to the first.
   static AceMemPoint* turn_path(const AceMemPoint* point, int index);
-  /// Multiplies the positions of all reachable points that do not carry `marker`, and marks them.
+  /// Multiplies the positions of all reachable points that do not carry `marker`, and marks them. Positions
+  /// stop at the limits of their range.
   static void scale(AceMemPoint* point, Huge factor, int marker);
 
  private:

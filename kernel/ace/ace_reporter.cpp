@@ -195,38 +195,34 @@ int AceReporter::print_static(const char* text) {
 
 // ---------------------------------------------------------------- progress
 
-int AceReporter::progress_line(char marker, Huge n, const char* text) {
-  return printf_no_time("PROGRESS\t%c\t%ld\t%s", marker, n, text);
-}
-
 int AceReporter::pstart(Huge n, const char* text) {
   if (is_progress() == 0) return 0;
   time_analysis_open(text, 1, 0, 0);
-  return progress_line('<', n, text);
+  return printf_no_time("PROGRESS\t<\t%ld\t%s", n, text);
 }
 
 int AceReporter::psect(Huge n, const char* text) {
   if (is_progress() == 0) return 0;
   time_analysis_open(text, 1, 0, 0);
-  return progress_line('-', n, text);
+  return printf_no_time("PROGRESS\t-\t%ld\t%s", n, text);
 }
 
 int AceReporter::pstop(const char* text) {
   if (is_progress() == 0) return 0;
   time_analysis_close(0, 0);
-  return progress_line('>', -1, text);
+  return printf_no_time("PROGRESS\t>\t-1\t%s", text);
 }
 
 int AceReporter::pscale(Huge n, const char* text) {
-  return is_progress() != 0 ? progress_line('~', n, text) : 0;
+  return is_progress() != 0 ? printf_no_time("PROGRESS\t~\t%ld\t%s", n, text) : 0;
 }
 
 int AceReporter::pstep(Huge n, const char* text) {
-  return is_progress() != 0 ? progress_line('+', n, text) : 0;
+  return is_progress() != 0 ? printf_no_time("PROGRESS\t+\t%ld\t%s", n, text) : 0;
 }
 
 int AceReporter::pset(Huge n, const char* text) {
-  return is_progress() != 0 ? progress_line('=', n, text) : 0;
+  return is_progress() != 0 ? printf_no_time("PROGRESS\t=\t%ld\t%s", n, text) : 0;
 }
 
 int AceReporter::ppset(Huge n, const char* text) {
@@ -236,7 +232,7 @@ int AceReporter::ppset(Huge n, const char* text) {
 }
 
 int AceReporter::preset(Huge n, const char* text) {
-  return is_progress() != 0 ? progress_line('*', n, text) : 0;
+  return is_progress() != 0 ? printf_no_time("PROGRESS\t*\t%ld\t%s", n, text) : 0;
 }
 
 // ---------------------------------------------------------------- process-wide settings

@@ -92,7 +92,6 @@ class SORV_API AceReporter {
  private:
   int vprintf(const char* lead, const char* format, va_list args, const char* code, bool no_time)
       __attribute__((format(printf, 3, 0)));
-  int progress_line(char marker, Huge n, const char* text);
 };
 
 /// Discards everything.

@@ -175,6 +175,8 @@ TEST(AceMemPoint, chains_are_turned_copied_scaled_and_removed) {
   }
   EXPECT_EQ(a, nullptr);
   EXPECT_EQ(b, nullptr);
+  AceMemPoint::scale(oldest, INT64_MIN, 3);
+  EXPECT_EQ(oldest->get_next(0)->get_pos(), INT64_MIN) << "positions stop at the end of their range";
   AceMemPoint::remove(oldest);
   AceMemPoint::remove(copy);
 }
