@@ -27,7 +27,8 @@ AceContainer::AceContainer(VInt initial)
 
 /// Makes a heap that has room for `size` bytes; says whether there is one.
 bool AceContainer::add_heap(VInt size) {
-  const VInt newSize = currHeap != nullptr && heapSize <= LAST_DOUBLED ? 2 * heapSize : heapSize;
+  const bool startsHere = currHeap == nullptr && size <= heapSize - VInt{sizeof(Heap)};
+  const VInt newSize = !startsHere && heapSize <= LAST_DOUBLED ? 2 * heapSize : heapSize;
   if (size > newSize - VInt{sizeof(Heap)}) return false;
   try {
     currHeap = new (ace_alloc(static_cast<std::size_t>(newSize))) Heap{currHeap};

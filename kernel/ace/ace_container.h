@@ -2,7 +2,8 @@
 ///
 /// Pieces are handed out downwards from the top of the current heap, whose first word links to the heap
 /// before it. When a heap has no room left, the next one is twice as large, as long as the old one had at
-/// most `LAST_DOUBLED` bytes; what was left of the old heap stays unused.
+/// most `LAST_DOUBLED` bytes; what was left of the old heap stays unused. The first heap, too, is twice as
+/// large as planned when its first piece needs that.
 ///
 /// Thread safety: belongs to one thread at a time.
 #pragma once

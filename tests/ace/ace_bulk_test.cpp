@@ -151,11 +151,11 @@ TEST(AceContainer, refuses_what_no_heap_can_hold) {
   AceContainer container(100);
   EXPECT_EQ(container.get(-1), nullptr);
   EXPECT_EQ(container.get(std::numeric_limits<VInt>::max()), nullptr);
-  EXPECT_EQ(container.get(105), nullptr) << "the first heap has room for 104 bytes";
-  EXPECT_NE(container.get(100), nullptr);
-  EXPECT_EQ(container.get(217), nullptr) << "the next one, twice as large, for 216";
-  EXPECT_NE(container.get(216), nullptr);
-  EXPECT_EQ(AceContainer(-5).get(8), nullptr);
+  EXPECT_EQ(container.get(217), nullptr) << "a heap of twice the first size has room for 216 bytes";
+  EXPECT_NE(container.get(105), nullptr) << "the first heap would have room for 104";
+  EXPECT_EQ(container.get(441), nullptr);
+  EXPECT_NE(container.get(440), nullptr);
+  EXPECT_NE(AceContainer(-5).get(8), nullptr);
 }
 
 TEST(AceContainer, takes_the_last_pieces_back) {
