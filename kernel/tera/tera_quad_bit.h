@@ -24,7 +24,10 @@ class SORV_API QuadBit {
   constexpr QuadBit operator^(const QuadBit& other) const {
     return {highWord ^ other.highWord, lowWord ^ other.lowWord};
   }
-  constexpr QuadBit operator+(const QuadBit& other) const { return of(wide() + other.wide()); }
+  constexpr QuadBit operator+(const QuadBit& other) const {
+    const VUint low = lowWord + other.lowWord;
+    return {highWord + other.highWord + (low < lowWord ? 1 : 0), low};
+  }
   constexpr QuadBit operator-(const QuadBit& other) const { return of(wide() - other.wide()); }
   constexpr QuadBit operator-() const { return of(-wide()); }
   constexpr QuadBit operator<<(int by) const { return of(wide() << by); }

@@ -21,16 +21,16 @@ struct Step {
 template <class Bits, class Positions>
 std::vector<Step<Bits>> record_steps(Positions entry, int num_positions, int options) {
   tera_loops::EditColumn<Bits> column((options & Options::FREE_QUERY_PREFIX) != 0);
-  const Bits rowZero{(options & Options::FREE_ENTRY_PREFIX) != 0 ? 0U : 1U};
+  const VUint rowZero = (options & Options::FREE_ENTRY_PREFIX) != 0 ? 1 : 0;
   std::vector<Step<Bits>> steps;
   steps.reserve(static_cast<std::size_t>(num_positions) + 1);
-  steps.push_back({Bits{0}, column.plus, column.minus, Bits{0}});
+  steps.push_back({Bits{0}, column.plus, Bits{0}, Bits{0}});
   for (Bits accepted; entry.next(accepted);) {
     if ((options & Options::TRANSPOSE) != 0)
       column.template step<true>(accepted, rowZero);
     else
       column.template step<false>(accepted, rowZero);
-    steps.push_back({accepted, column.plus, column.minus, column.zero});
+    steps.push_back({accepted, column.plus, column.minus(), ~column.notZero});
   }
   return steps;
 }

@@ -32,6 +32,13 @@ template <class Bits>
 constexpr bool has_bit(const Bits& mask, int i) {
   return has_any(mask & bit_at<Bits>(i));
 }
+/// One to the left, with `bit` at the right.
+constexpr VUint shift_in(VUint mask, VUint bit) {
+  return (mask << 1) + bit;
+}
+constexpr QuadBit shift_in(const QuadBit& mask, VUint bit) {
+  return {mask.highWord << 1 | mask.lowWord >> 63, (mask.lowWord << 1) + bit};
+}
 /// The lowest `n` bits.
 template <class Bits>
 constexpr Bits low_bits(int n) {
@@ -42,6 +49,15 @@ inline int count_bits(VUint mask) {
 }
 inline int count_bits(const QuadBit& mask) {
   return TeraBits::count(mask.lowWord, mask.highWord);
+}
+/// Of a mask that has no bits from `n` on.
+inline int count_bits(VUint mask, int n) {
+  return n <= TeraBits::TABLE_BITS       ? TeraBits::count11(static_cast<Large>(mask))
+         : n <= 2 * TeraBits::TABLE_BITS ? TeraBits::count22(static_cast<Large>(mask))
+                                         : TeraBits::count(mask);
+}
+inline int count_bits(const QuadBit& mask, int) {
+  return count_bits(mask);
 }
 inline int first_bit(VUint mask) {
   return TeraBits::first(mask);
@@ -55,11 +71,9 @@ inline int first_bit(const QuadBit& mask) {
 class TeraTokenSource {
  public:
   explicit TeraTokenSource(const Token* tokens) : next(tokens) {}
-  Token token() {
-    const Token tok = *next;
-    next += tok != 0 ? 1 : 0;
-    return tok;
-  }
+  Token token() { return *next++; }
+  /// After a 0: it is to be read again.
+  void stay() { --next; }
   /// Whether the token read last begins a word, beyond what separators say.
   static bool begins_word() { return false; }
 
@@ -74,6 +88,7 @@ class TeraTextSource {
     last = scan.get_current_pos();
     return scan.get_next_token(0);
   }
+  static void stay() {}
   /// At a blank or bar, which may have a token, and behind it. Asked for once per token.
   bool begins_word() {
     const bool behindSeparator = atSeparator;
@@ -101,16 +116,16 @@ class TeraPositions {
   TeraPositions(const Bits* table, const Source& tokens, bool alternatives, bool operators)
       : patterns(table),
         source(tokens),
-        limit(operators ? TOKEN_WILDCARD : Token{UCHAR_MAX}),
+        numPlain(operators ? TOKEN_WILDCARD : Token{UCHAR_MAX}),
         hasAlternatives(alternatives) {}
 
   /// Stores the mask of the next position; false at the end.
   bool next(Bits& accepted) {
     for (;;) {
       const Token tok = source.token();
-      if (tok <= limit) [[likely]] {
+      if (is_plain(tok)) [[likely]] {
         accepted = patterns[tok];
-        return tok != 0;
+        return true;
       }
       if (!is_skipped(tok)) return accept_operator(tok, accepted);
     }
@@ -121,10 +136,10 @@ class TeraPositions {
     for (;;) {
       const Token tok = source.token();
       begins |= source.begins_word();
-      if (tok <= limit) {
+      if (is_plain(tok)) {
         isFirst = false;
         accepted = patterns[tok];
-        return tok != 0;
+        return true;
       }
       begins |= tok == TOKEN_WORD_SEP;
       if (is_skipped(tok)) continue;
@@ -141,22 +156,33 @@ class TeraPositions {
   }
 
  private:
+  /// One comparison for the usual case: neither the end nor an operator.
+  bool is_plain(Token tok) const { return static_cast<Token>(tok - 1) < numPlain; }
   static bool is_skipped(Token tok) { return tok == TOKEN_WORD_SEP || tok == TOKEN_WILDSEQ; }
 
   bool accept_operator(Token tok, Bits& accepted) {
+    if (tok == 0) {
+      source.stay();
+      return false;
+    }
     if (tok != TOKEN_ALT_START || !hasAlternatives) {
       accepted = patterns[tok];
       return true;
     }
     accepted = Bits{0};
-    for (Token member; (member = source.token()) != 0 && member != TOKEN_ALT_STOP;)
+    for (Token member; (member = source.token()) != TOKEN_ALT_STOP;) {
+      if (member == 0) {
+        source.stay();
+        break;
+      }
       if (!is_skipped(member)) accepted |= patterns[member];
+    }
     return true;
   }
 
   const Bits* patterns;
   Source source;
-  Token limit;  // tokens up to this one are looked up without further questions
+  Token numPlain;  // tokens from 1 to this one are looked up without further questions
   bool hasAlternatives;
   bool isFirst = true;
 };
@@ -188,34 +214,45 @@ inline int value_of_any(Eval* eval, int query, int match, int entry) {
 // Edit distance.
 
 /// One column of the table D, as the differences between its rows.
+///
+/// The vectors of the source are kept in the form that makes the way from one column to the next shortest
+/// (seven operations): with P and N the rows that are one more and one less than the row above, M the query
+/// positions that accept the token, and S = (M & P) + P,
+///
+///     Z   = (S ^ P) | M | N           D[i + 1][j] = D[i][j - 1]
+///     H   = N | ~(Z | P)              D[i + 1][j] = D[i + 1][j - 1] + 1; its complement is (S | P | M) & ~N
+///     P'  = (Z & P) << 1 | ~(Z | H << 1 | rowZero)
+///     N'  = Z & (H << 1 | rowZero)
 template <class Bits>
 struct EditColumn {
-  Bits plus;         ///< bit i: D[i + 1][j] = D[i][j] + 1
-  Bits minus{0};     ///< bit i: D[i + 1][j] = D[i][j] - 1
-  Bits zero{0};      ///< bit i: D[i + 1][j] = D[i][j - 1]
-  Bits before{0};    ///< what the position before this one was accepted by
-  Bits rowPlus{0};   ///< bit i: D[i + 1][j] = D[i + 1][j - 1] + 1
-  Bits rowMinus{0};  ///< bit i: D[i + 1][j] = D[i + 1][j - 1] - 1
+  Bits plus;                ///< bit i: D[i + 1][j] = D[i][j] + 1
+  Bits notMinus{~Bits{0}};  ///< bit i: not D[i + 1][j] = D[i][j] - 1
+  Bits notZero{0};          ///< bit i: not D[i + 1][j] = D[i][j - 1]
+  Bits before{0};           ///< what the position before this one was accepted by
+  Bits rowNotPlus{0};       ///< bit i: not D[i + 1][j] = D[i + 1][j - 1] + 1
+  Bits rowMinus{0};         ///< bit i: D[i + 1][j] = D[i + 1][j - 1] - 1
 
   /// Column 0: rows cost 1 each, or nothing.
   explicit EditColumn(bool freeRows) : plus(freeRows ? Bits{0} : ~Bits{0}) {}
 
-  /// The next column; `rowZero` is 1 when D[0][j] = D[0][j - 1] + 1, and 0 when both are 0.
+  /// The next column; `rowZero` is 0 when D[0][j] = D[0][j - 1] + 1, and 1 when both are 0.
   template <bool TRANSPOSE>
-  void step(const Bits& accepted, const Bits& rowZero) {
-    Bits now = (((accepted & plus) + plus) ^ plus) | accepted | minus;
+  void step(Bits accepted, VUint rowZero) {
+    const Bits sum = (accepted & plus) + plus;
     if constexpr (TRANSPOSE) {
       // A swap is worth it where the diagonal before cost 1 (where it cost nothing, so does a substitution).
-      now |= ((~zero & accepted) << 1) & before;
+      const Bits swapped = ((notZero & accepted) << 1) & before;
       before = accepted;
-      zero = now;
+      accepted |= swapped;
     }
-    rowPlus = minus | ~(now | plus);
-    rowMinus = plus & now;
-    const Bits shifted = (rowPlus << 1) | rowZero;
-    minus = shifted & now;
-    plus = (rowMinus << 1) | ~(now | shifted);
+    notZero = (sum ^ ~plus) & (~accepted & notMinus);
+    rowNotPlus = (sum | (plus | accepted)) & notMinus;
+    rowMinus = plus & (accepted | ~sum);
+    const Bits shifted = shift_in(rowNotPlus, rowZero);
+    notMinus = notZero | shifted;
+    plus = (rowMinus << 1) | (notZero & shifted);
   }
+  Bits minus() const { return ~notMinus; }
 };
 
 struct EditResult {
@@ -228,7 +265,7 @@ template <class Bits>
 int lowest_row(const EditColumn<Bits>& column, int m, int top) {
   int lowest = top;
   for (int i = 0; i < m; ++i) {
-    top += has_bit(column.plus, i) ? 1 : has_bit(column.minus, i) ? -1 : 0;
+    top += has_bit(column.plus, i) ? 1 : has_bit(column.minus(), i) ? -1 : 0;
     lowest = std::min(lowest, top);
   }
   return lowest;
@@ -238,14 +275,14 @@ int lowest_row(const EditColumn<Bits>& column, int m, int top) {
 template <class Bits>
 int last_row(const EditColumn<Bits>& column, int m, int top) {
   const Bits rows = low_bits<Bits>(m);
-  return top + count_bits(column.plus & rows) - count_bits(column.minus & rows);
+  return top + count_bits(column.plus & rows, m) - count_bits(column.minus() & rows, m);
 }
 
 /// The smallest D[m][j]; at most one of the two suffixes is free.
 template <bool TRANSPOSE, class Positions>
 EditResult edit_free_end(int m, Positions entry, int options) {
   using Bits = typename Positions::BitsType;
-  const Bits rowZero{(options & Options::FREE_ENTRY_PREFIX) != 0 ? 0U : 1U};
+  const VUint rowZero = (options & Options::FREE_ENTRY_PREFIX) != 0 ? 1 : 0;
   const bool freeRows = (options & Options::FREE_QUERY_PREFIX) != 0;
   const Bits last = bit_at<Bits>(m - 1);
   EditColumn<Bits> column(freeRows);
@@ -254,8 +291,8 @@ EditResult edit_free_end(int m, Positions entry, int options) {
   int n = 0;
   for (Bits accepted; entry.next(accepted); ++n) {
     column.template step<TRANSPOSE>(accepted, rowZero);
-    distance +=
-        static_cast<int>(has_any(column.rowPlus & last)) - static_cast<int>(has_any(column.rowMinus & last));
+    distance += static_cast<int>(!has_any(column.rowNotPlus & last)) -
+                static_cast<int>(has_any(column.rowMinus & last));
     lowest = std::min(lowest, distance);
   }
   return {lowest, n};
@@ -266,7 +303,7 @@ template <bool TRANSPOSE, class Positions>
 EditResult edit_full(int m, Positions entry, int options) {
   using Bits = typename Positions::BitsType;
   const bool freeStart = (options & Options::FREE_ENTRY_PREFIX) != 0;
-  const Bits rowZero{freeStart ? 0U : 1U};
+  const VUint rowZero = freeStart ? 1 : 0;
   EditColumn<Bits> column((options & Options::FREE_QUERY_PREFIX) != 0);
   int n = 0;
   for (Bits accepted; entry.next(accepted); ++n) column.template step<TRANSPOSE>(accepted, rowZero);
@@ -373,10 +410,7 @@ template <class Bits>
 struct SequenceColumn {
   Bits same = ~Bits{0};
 
-  void step(const Bits& accepted) {
-    const Bits hit = same & accepted;
-    same = (same + hit) | (same - hit);
-  }
+  void step(const Bits& accepted) { same = (same + (same & accepted)) | (same & ~accepted); }
   int length(int rows) const { return count_bits(~same & low_bits<Bits>(rows)); }
 };
 
@@ -590,7 +624,7 @@ void scan_from(int m, Positions run, int first, WordRun& best) {
     if (length > 0 && (begins || !more)) evaluate(length, words);
     if (!more) return;
     words += begins || length == 0 ? 1 : 0;
-    column.template step<TRANSPOSE>(accepted, Bits{1});
+    column.template step<TRANSPOSE>(accepted, 0);
   }
 }
 

@@ -174,7 +174,7 @@ void lcs_block(const Layout& layout, Positions entry, Values& values) {
   int n = 0;
   for (Mask accepted; entry.next(accepted); ++n) {
     const Mask hit = same & accepted;
-    same = add_in_words(same, hit, layout.ends) | (same & ~hit);
+    same = add_in_words(same, hit, layout.ends) | (same ^ hit);
   }
   layout.for_each([&](int first, int size) {
     const int length = count_bits(~same & word_mask(first, size));
