@@ -8,18 +8,25 @@
 namespace {
 
 using Options = TeraWordOptions;
-using Measure = int (TeraWord::*)(const char*, TeraEval::Eval*, int) const;
+using Measure = int(const TeraWord&, const char*, TeraEval::Eval*, int);
 
 constexpr char SEPARATOR = '|';
 constexpr int WORD_OPTIONS = 0x1F;
 constexpr int ENTRY_PREFIX_ONLY = Options::NO_GLOB | Options::FREE_ENTRY_PREFIX;
 
-int scan_words(const TeraWord& word, const char* entry, TeraEval::Eval* eval, int options) {
+template <auto MEASURE>
+int measure(const TeraWord& word, const char* entry, TeraEval::Eval* eval, int options) {
+  return (word.*MEASURE)(entry, eval, options);
+}
+int measure_wildcard(const TeraWord& word, const char* entry, TeraEval::Eval* eval, int options) {
+  return TeraEval::PERFECT * word.wildcard(entry, eval, options);
+}
+int measure_scan(const TeraWord& word, const char* entry, TeraEval::Eval* eval, int options) {
   return word.scan(entry, eval, options);
 }
 
 struct ModeMeasure {
-  Measure measure;  ///< null where `compare` knows what to do
+  Measure* measure;  ///< null for EXACT
   int options;
   bool hasWords;  ///< there is a form for several words
 };
@@ -29,47 +36,47 @@ struct ModeMeasure {
 ModeMeasure measure_of(TeraEval::Mode mode, bool transpose) {
   switch (mode) {
     case TeraEval::LEVENSHTEIN:
-      return {&TeraWord::leven, 0x0001, true};
+      return {measure<&TeraWord::leven>, 0x0001, true};
     case TeraEval::PREFIX:
-      return {&TeraWord::leven, 0x8001, true};
+      return {measure<&TeraWord::leven>, 0x8001, true};
     case TeraEval::SUFFIX:
-      return {&TeraWord::leven, transpose ? ENTRY_PREFIX_ONLY : 0x8001, true};
+      return {measure<&TeraWord::leven>, transpose ? ENTRY_PREFIX_ONLY : 0x8001, true};
     case TeraEval::FACTOR:
-      return {&TeraWord::leven, 0xC001, true};
+      return {measure<&TeraWord::leven>, 0xC001, true};
     case TeraEval::COVER:
-      return {&TeraWord::leven, 0x3001, true};
+      return {measure<&TeraWord::leven>, 0x3001, true};
     case TeraEval::CLOSE:
-      return {&TeraWord::leven, 0x1001, true};
+      return {measure<&TeraWord::leven>, 0x1001, true};
     case TeraEval::EXTEND:
-      return {&TeraWord::leven, 0x2001, true};
+      return {measure<&TeraWord::leven>, 0x2001, true};
     case TeraEval::FRONT:
-      return {&TeraWord::leven, 0xA001, true};
+      return {measure<&TeraWord::leven>, 0xA001, true};
     case TeraEval::BACK:
-      return {&TeraWord::leven, 0x5001, true};
+      return {measure<&TeraWord::leven>, 0x5001, true};
     case TeraEval::MID:
-      return {&TeraWord::leven, 0xF001, true};
+      return {measure<&TeraWord::leven>, 0xF001, true};
     case TeraEval::POSITION:
-      return {&TeraWord::count, 0x0001, false};
+      return {measure<&TeraWord::count>, 0x0001, false};
     case TeraEval::BIPOS:
-      return {&TeraWord::app_count, 0x0001, false};
+      return {measure<&TeraWord::app_count>, 0x0001, false};
     case TeraEval::SEQ:
-      return {&TeraWord::lcs, 0, false};
+      return {measure<&TeraWord::lcs>, 0, false};
     case TeraEval::BISEQ:
-      return {&TeraWord::biseq, 0, false};
+      return {measure<&TeraWord::biseq>, 0, false};
     case TeraEval::WILDCARD:
-      return {&TeraWord::wildcard, 0x0001, false};
+      return {measure_wildcard, 0x0001, false};
     case TeraEval::BIGRAMS:
-      return {&TeraWord::bigrams, 0x1001, false};
+      return {measure<&TeraWord::bigrams>, 0x1001, false};
     case TeraEval::SUBSET:
-      return {&TeraWord::superset, 0x0001, false};
+      return {measure<&TeraWord::superset>, 0x0001, false};
     case TeraEval::SUPERSET:
-      return {&TeraWord::subset, 0x0001, false};
+      return {measure<&TeraWord::subset>, 0x0001, false};
     case TeraEval::BLOCKEDIT:
-      return {&TeraWord::blockedit, 0x0001, false};
+      return {measure<&TeraWord::blockedit>, 0x0001, false};
     case TeraEval::SUBWORD:
-      return {&TeraWord::subword, 0x0001, false};
+      return {measure<&TeraWord::subword>, 0x0001, false};
     case TeraEval::SCAN:
-      return {nullptr, 0x0001, false};
+      return {measure_scan, 0x0001, false};
     default:
       return {nullptr, 0, false};
   }
@@ -106,11 +113,8 @@ int TeraStandardQuery::compare(const char* entry) {
   if (multiWords == nullptr && singleWord == nullptr) return -1;
   if (entry == nullptr || is_empty() != 0) return 0;
   if (multiWords != nullptr) return multiWords->leven(entry, evalFunc, wordOptions, nullptr, 1);
-  if (evalMode == TeraEval::EXACT) return compare_exact(entry);
-  if (evalMode == TeraEval::SCAN) return scan_words(*singleWord, entry, evalFunc, wordOptions);
-  const Measure measure = measure_of(evalMode, false).measure;
-  const int value = (singleWord.get()->*measure)(entry, evalFunc, wordOptions);
-  return evalMode == TeraEval::WILDCARD ? TeraEval::PERFECT * value : value;
+  Measure* const measure = measure_of(evalMode, false).measure;
+  return measure != nullptr ? measure(*singleWord, entry, evalFunc, wordOptions) : compare_exact(entry);
 }
 
 namespace {

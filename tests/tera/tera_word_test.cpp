@@ -120,7 +120,7 @@ void expect_as_oracle(const Tokens& query, const Tokens& entry, bool slow) {
 }
 
 TEST(TeraTokenWord, agrees_with_the_definitions_on_all_short_pairs) {
-  const int maxLength = samples::SLOW ? 3 : 5;
+  const int maxLength = samples::SLOW ? 4 : 5;
   const std::vector<Tokens> words = samples::all_words(3, maxLength);
   for (const Tokens& query : words) {
     TeraTokenWord word;
@@ -135,7 +135,7 @@ TEST(TeraTokenWord, agrees_with_the_definitions_on_all_short_pairs) {
 
 TEST(TeraTokenWord, agrees_with_the_definitions_on_short_words_with_operators) {
   Random random(1);
-  for (int round = 0; round < (samples::SLOW ? 3000 : 60000); ++round) {
+  for (int round = 0; round < (samples::SLOW ? 12000 : 60000); ++round) {
     expect_as_oracle(samples::word(random, random.below(13), true),
                      samples::word(random, random.below(13), true), round % 8 == 0);
     if (HasFatalFailure()) return;
@@ -144,7 +144,7 @@ TEST(TeraTokenWord, agrees_with_the_definitions_on_short_words_with_operators) {
 
 TEST(TeraTokenWord, agrees_with_the_definitions_around_the_borders_of_masks) {
   Random random(2);
-  for (int round = 0; round < (samples::SLOW ? 40 : 500); ++round) {
+  for (int round = 0; round < (samples::SLOW ? 200 : 500); ++round) {
     const int border = round % 2 == 0 ? 60 : 120;
     const int spread = round % 2 == 0 ? 11 : 21;
     const Tokens query = samples::word(random, border + random.below(spread), round % 4 < 2);

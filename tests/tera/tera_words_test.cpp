@@ -1,11 +1,13 @@
 #include "tera/tera_words.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "oracle/words.h"
 #include "support/word_samples.h"
 #include "tera/tera_bipartite.h"
 #include "tera/tera_map.h"
+#include "tera/tera_map_config.h"
 #include "tera/tera_standard_query.h"
 #include "tera/tera_token.h"
 #include "tera/tera_word.h"
@@ -207,6 +209,36 @@ TEST(TeraStandardQuery, measures_what_the_mode_says) {
     }
     if (HasFailure()) return;
   }
+}
+
+TEST(TeraStandardQuery, reads_operators_where_the_mode_has_a_use_for_them) {
+  TeraMapConfig config("utf-8");
+  config.set_tokens("a-z");
+  config.map_specials('[', ']', '?', '*', '|', 0);
+  const std::unique_ptr<TeraMap> map(config.compile());
+  const auto value = [&](const char* query, TeraEval::Mode mode, const char* entry, int options = 0) {
+    return TeraStandardQuery(query, mode, TeraEval::MAXIMUM, map.get(), options).compare(entry);
+  };
+  EXPECT_EQ(value("m[ae]?er", TeraEval::EXACT, "mayer"), 255);
+  EXPECT_EQ(value("mayer", TeraEval::EXACT, "m?[xy]er"), 255);
+  EXPECT_EQ(value("m[ae]yer", TeraEval::EXACT, "m[io]yer"), 0);
+  EXPECT_EQ(value("may*x", TeraEval::EXACT, "mayer"), 255);
+  EXPECT_EQ(value("mayer*", TeraEval::EXACT, "mayer"), 255);
+  EXPECT_EQ(value("mayer", TeraEval::EXACT, "mayers"), 0);
+  EXPECT_EQ(value("mayers", TeraEval::EXACT, "mayer"), 0);
+  EXPECT_EQ(value(std::string(200, 'a').c_str(), TeraEval::EXACT, (std::string(199, 'a') + "b").c_str()), 0);
+  EXPECT_EQ(value("m?y*r", TeraEval::WILDCARD, "mayuer"), 255);
+  EXPECT_EQ(value("m?y*r", TeraEval::WILDCARD, "mayuers"), 0);
+  EXPECT_EQ(value("anna|meyer", TeraEval::LEVENSHTEIN, "mayer"), 204);
+  EXPECT_EQ(value("anna|meyer", TeraEval::MID, "mayer"), -1);
+  EXPECT_EQ(value("an|na", TeraEval::SEQ, "anna"), 255);
+  EXPECT_EQ(value("|", TeraEval::LEVENSHTEIN, "x"), 0);
+  EXPECT_EQ(value("", TeraEval::LEVENSHTEIN, "x"), 0);
+  EXPECT_EQ(value("x", TeraEval::LEVENSHTEIN, nullptr), 0);
+  EXPECT_EQ(value("[x", TeraEval::LEVENSHTEIN, "x"), -1);
+  EXPECT_EQ(value("[x", TeraEval::LEVENSHTEIN, "x", 1), 255);
+  EXPECT_EQ(value(nullptr, TeraEval::LEVENSHTEIN, "x"), -1);
+  EXPECT_EQ(value("x", TeraEval::UNDEF, "x"), -1);
 }
 
 TEST(TeraToken, walks_over_positions) {
