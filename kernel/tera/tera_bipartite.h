@@ -8,7 +8,7 @@
 
 #include "ace/ace_types.h"
 
-class TeraBipartite {
+class SORV_API TeraBipartite {
  public:
   /// `matrix[r][c]` is the cost of row r in column c; any values, at most as many rows as columns.
   TeraBipartite(int rows, int columns, const int* const* matrix);

@@ -1,6 +1,6 @@
 #include "tera/tera_quad_word.h"
 
-#include "tera/tera_word_loops.h"
+#include "tera/tera_word_loops_internal.h"
 
 template <class Loop>
 int TeraQuadWord::run(const Token* entry, int options, Loop loop, bool half) const {

@@ -1,8 +1,8 @@
 #include "tera/tera_token_word.h"
 
 #include "tera/tera_token.h"
-#include "tera/tera_word_alignment.h"
-#include "tera/tera_word_loops.h"
+#include "tera/tera_word_alignment_internal.h"
+#include "tera/tera_word_loops_internal.h"
 
 int TeraTokenWord::build(const Token* tokens, bool operators) {
   longVersion = nullptr;

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "ace/ace_reporter.h"
-#include "tera/tera_word_alignment.h"
-#include "tera/tera_word_loops.h"
+#include "tera/tera_word_alignment_internal.h"
+#include "tera/tera_word_loops_internal.h"
 #include "tera/tera_words.h"
 
 namespace {

@@ -1,8 +1,8 @@
-#include "tera/tera_word_alignment.h"
+#include "tera/tera_word_alignment_internal.h"
 
 #include <algorithm>
 
-#include "tera/tera_word_loops.h"
+#include "tera/tera_word_loops_internal.h"
 #include "tera/tera_word_result.h"
 
 namespace {

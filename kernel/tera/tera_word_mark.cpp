@@ -5,8 +5,8 @@
 
 #include "tera/tera_token.h"
 #include "tera/tera_word.h"
-#include "tera/tera_word_alignment.h"
-#include "tera/tera_word_loops.h"
+#include "tera/tera_word_alignment_internal.h"
+#include "tera/tera_word_loops_internal.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "tera/tera_token.h"
-#include "tera/tera_token_walk.h"
-#include "tera/tera_word_loops.h"
+#include "tera/tera_token_walk_internal.h"
+#include "tera/tera_word_loops_internal.h"
 
 template <class Bits>
 int TeraPattern<Bits>::build(const Token* tokens, bool operators) {

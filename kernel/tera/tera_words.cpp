@@ -11,9 +11,9 @@
 #include "tera/tera_bipartite.h"
 #include "tera/tera_map.h"
 #include "tera/tera_token.h"
-#include "tera/tera_token_walk.h"
+#include "tera/tera_token_walk_internal.h"
 #include "tera/tera_word.h"
-#include "tera/tera_word_loops.h"
+#include "tera/tera_word_loops_internal.h"
 
 namespace {
 
