@@ -1,6 +1,7 @@
 #include "tera/tera_base64.h"
 
 #include <array>
+#include <climits>
 #include <cstring>
 
 namespace {
@@ -22,7 +23,8 @@ constexpr std::array<signed char, 256> DIGITS = make_digits();
 }  // namespace
 
 long tera_b64_encode_length(long len) {
-  return len > 0 ? (len / 3 + (len % 3 != 0 ? 1 : 0)) * 4 : 0;
+  constexpr long maxEncodable = LONG_MAX / 4 * 3;
+  return len > maxEncodable ? -1 : len > 0 ? (len / 3 + (len % 3 != 0 ? 1 : 0)) * 4 : 0;
 }
 
 long tera_b64_decode_length(long len) {

@@ -3,7 +3,8 @@
 
 #include "ace/ace_types.h"
 
-/// Characters that `len` bytes take, without a terminator; 0 for a negative length.
+/// Characters that `len` bytes take, without a terminator; 0 for a negative length, -1 when the number does
+/// not fit.
 SORV_API long tera_b64_encode_length(long len);
 /// Bytes that `len` characters stand for at most.
 SORV_API long tera_b64_decode_length(long len);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 
 #include "ace/ace_exception.h"
 #include "ace/ace_file.h"
@@ -96,6 +97,11 @@ bool is_bias(TeraEval::Model model) {
   return model == TeraEval::BIAS || model == TeraEval::SWAP_BIAS;
 }
 
+/// Length of a half-open range, which may be empty.
+int length_of(int from, int to) {
+  return static_cast<int>(std::clamp<VInt>(VInt{to} - from, 0, INT_MAX));
+}
+
 int max_phonetic_diff() {
   static const int value = [] {
     static int announced = 0;
@@ -159,9 +165,9 @@ int TeraEval::init() {
 // ---------------------------------------------------------------- predicates
 
 int TeraEval::overlap(Eval* func, int from1, int to1, int from2, int to2) {
-  const int shared = std::min(to1, to2) - std::max(from1, from2);
-  if (to1 <= from1 || to2 <= from2 || shared <= 0) return 0;
-  return func(to1 - from1, shared, to2 - from2);
+  const int shared = length_of(std::max(from1, from2), std::min(to1, to2));
+  if (to1 <= from1 || to2 <= from2 || shared == 0) return 0;
+  return func(length_of(from1, to1), shared, length_of(from2, to2));
 }
 
 int TeraEval::can_satisfy(Eval* func, int query, int entry, int min_value) {
@@ -171,7 +177,7 @@ int TeraEval::can_satisfy(Eval* func, int query, int entry, int min_value) {
 int TeraEval::get_min_hits(Eval* func, int query, int entry, int min_value) {
   int hits = std::min(query, entry);
   while (hits > 0 && func(query, hits - 1, entry) >= min_value) --hits;
-  return std::max(1, hits - std::max(0, query - entry));
+  return std::max(1, hits - length_of(entry, query));
 }
 
 int TeraEval::get_max_query(Eval* func, int entry, int min_value, int max_query) {

@@ -6,11 +6,12 @@
 /// two lengths into the quality. Both are persisted as their integers: never renumber.
 ///
 /// Models are plain integer functions of (query length, measure, entry length), all divisions truncating
-/// toward zero, intermediates in 64 bits. The hits form takes the number of matching positions and gives the
-/// quality; the errors form takes the same and gives 255 minus the quality, with exceptions that are part of
-/// the system's behaviour and stated at the functions. The fine forms take lengths and matches in weights of
-/// `FINE_UNIT` per position. Lengths of 0 are the caller's responsibility where a model does not say what it
-/// gives for them: a division by zero gives 0 in the hits form and 255 in the errors form.
+/// toward zero, intermediates in 64 bits, results beyond int moved to its ends. The hits form takes the
+/// number of matching positions and gives the quality; the errors form takes the same and gives 255 minus the
+/// quality, with exceptions that are part of the system's behaviour and stated at the functions. The fine
+/// forms take lengths and matches in weights of `FINE_UNIT` per position. Lengths of 0 are the caller's
+/// responsibility where a model does not say what it gives for them: a division by zero gives 0 in the hits
+/// form and 255 in the errors form.
 ///
 /// Thread safety: everything here is pure, but for the settings of BIAS, SWAP_BIAS and VAR, which are made
 /// before recalls run. The tables are constants, so that `init` only checks.

@@ -2,6 +2,7 @@
 #include "tera/tera_eval.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 
 #include "ace/ace_reporter.h"
@@ -21,6 +22,10 @@ struct Score {
   int longest() const { return std::max(query, entry); }
 };
 
+int to_int(VInt value) {
+  return static_cast<int>(std::clamp<VInt>(value, INT_MIN, INT_MAX));
+}
+
 int fine_redundant(int weight) {
   return TeraEval::fine_redundant(weight >> FINE_RED_SHIFT);
 }
@@ -32,7 +37,7 @@ int explain_errors(AceReporter* rep, const Score& s) {
         "query length (%d) < entry length (%d) : quality (%d) = (255 * match length (%d))  / query length "
         "(%d)\n",
         s.query, s.entry, s.qual, s.match, s.query);
-  const int effective = s.query - s.entry + s.match;
+  const int effective = to_int(VInt{s.query} - s.entry + s.match);
   rep->printf("effective length (%d) = query length (%d) - entry length (%d) + match length (%d)\n",
               effective, s.query, s.entry, s.match);
   if (effective <= 0) return rep->printf("effective length (%d) <= 0 : quality = %d\n", effective, s.qual);
@@ -73,7 +78,13 @@ int explain_partial(AceReporter* rep, const Score& s) {
         "Quality (%d) = (255 - query reduction (%d)) * match length (%d) / entry length (%d) + entry "
         "reduction(%d)\n",
         s.qual, queryReduction, s.match, s.entry, entryReduction);
-  if (s.qual != TeraEval::PERFECT - 1) return 0;
+  const VInt shorter = std::min(s.query, s.entry);
+  const int shortReduction = s.query <= s.entry ? queryReduction : entryReduction;
+  const int longReduction = s.query <= s.entry ? entryReduction : queryReduction;
+  const bool isReduced =
+      shorter != 0 && s.qual == TeraEval::PERFECT - 1 &&
+      shortReduction + (TeraEval::PERFECT - longReduction) * VInt{s.match} / shorter >= TeraEval::PERFECT;
+  if (!isReduced) return 0;
   return rep->printf("Reduced final quality to 254 to indicate it is not a perfect hit\n");
 }
 
@@ -85,7 +96,7 @@ int explain_bias(AceReporter* rep, const Score& s, bool swap) {
   rep->printf("reduced length (%d) = %s length (%d) / 256\n", reduced, name, length);
   rep->printf("Bias length (%d) for reduced %s length (%d)\n", TeraEval::get_length_bias(reduced), name,
               reduced);
-  const int original = s.longest() != 0 ? static_cast<int>(255L * s.match / s.longest()) : 0;
+  const int original = s.longest() != 0 ? to_int(255L * s.match / s.longest()) : 0;
   return rep->printf(
       "original length (%d) = 255 * match_weight (%d) / (MAXIMUM(query length (%d), entry length (%d)) (MAX "
       "= %d) "
@@ -135,7 +146,7 @@ int TeraEval::print_fine_eval_model(Model model, AceReporter* rep, int qual, int
           "(%d) - "
           "length reduction ((entry length (%d) - match_length (%d)) / 255)\n",
           s.qual, s.match, s.query, s.entry, s.match);
-      const int diff = (s.entry - s.match) / FINE_UNIT;
+      const int diff = static_cast<int>((VInt{s.entry} - s.match) / FINE_UNIT);
       return rep->printf(
           "Length reduction (x = %d) = %d => x for x <= 8 decreasing cost for x > 8 to a maximum of 48.\n",
           diff, length_reduction(diff));
@@ -159,7 +170,7 @@ int TeraEval::print_fine_eval_model(Model model, AceReporter* rep, int qual, int
           "length (%d) + entry length (%d))\n",
           s.qual, s.match, s.query, s.entry);
     case LONG: {
-      const int diff = (s.query - s.match) / FINE_UNIT;
+      const int diff = static_cast<int>((VInt{s.query} - s.match) / FINE_UNIT);
       rep->printf(
           "LONG model to calculate final score: quality (%d) = (255 * match length(%d))  / entry length(%d) "
           "- "

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cmath>
 
 namespace {
@@ -15,6 +16,7 @@ constexpr int RED_SIZE = 256;        // entries of R
 constexpr int FINE_RED_SIZE = 4096;  // entries of Rf
 constexpr int RED_MAX_FINE = 65535;  // longest fine length that REDUNDANT and VAR tell apart
 constexpr int FINE_RED_SHIFT = 4;
+constexpr int MAX_SQUARED = 1 << 27;   // 255 times the square of more would not fit 64 bits
 constexpr double FIRST_GAIN = 170.0;   // what the first positions are worth on top of
 constexpr double LASTING_GAIN = 85.0;  // what every position is worth
 constexpr double RED_WIDTH = 100.0;
@@ -37,9 +39,14 @@ std::array<int, N> make_redundant_lengths(double width) {
 const std::array<int, RED_SIZE> redundant_length = make_redundant_lengths<RED_SIZE>(RED_WIDTH);
 const std::array<int, FINE_RED_SIZE> fine_red_length = make_redundant_lengths<FINE_RED_SIZE>(FINE_RED_WIDTH);
 
+/// Moved to the nearer end of what an int holds.
+constexpr int to_int(VInt value) {
+  return static_cast<int>(std::clamp<VInt>(value, INT_MIN, INT_MAX));
+}
+
 /// Division that gives 0 for a length of 0.
 constexpr int quotient(VInt dividend, VInt divisor) {
-  return divisor != 0 ? static_cast<int>(dividend / divisor) : 0;
+  return divisor != 0 ? to_int(dividend / divisor) : 0;
 }
 
 constexpr int clamp(VInt value) {
@@ -70,10 +77,10 @@ int hits_query(int q, int x, int) {
   return quotient(255L * x, q);
 }
 int hits_query_raw(int q, int x, int) {
-  return 255 - q + x;
+  return to_int(255L - q + x);
 }
 int hits_short(int q, int x, int e) {
-  return q == 0 ? 0 : clamp(255L * x / q - TeraEval::length_reduction(e - x));
+  return q == 0 ? 0 : clamp(255L * x / q - TeraEval::length_reduction(to_int(VInt{e} - x)));
 }
 int hits_em_query(int q, int x, int e) {
   return quotient(2040L * x, 7L * q + e);
@@ -91,7 +98,7 @@ int hits_entry(int, int x, int e) {
   return quotient(255L * x, e);
 }
 int hits_entry_raw(int, int x, int e) {
-  return 255 - e + x;
+  return to_int(255L - e + x);
 }
 int hits_union(int q, int x, int e) {
   return quotient(255L * x, VInt{q} + e - x);
@@ -103,14 +110,19 @@ int hits_minimum(int q, int x, int e) {
   return quotient(255L * x, std::min(q, e));
 }
 int hits_product(int q, int x, int e) {
+  while (x > MAX_SQUARED || x < -MAX_SQUARED) {  // the ratio stays
+    q /= 2;
+    x /= 2;
+    e /= 2;
+  }
   return quotient(255L * x * x, VInt{q} * e);
 }
 int hits_geo(int q, int x, int e) {
   const double product = static_cast<double>(q) * e;
-  return product > 0 ? static_cast<int>(255.0 * x / std::sqrt(product)) : 0;
+  return product > 0 ? to_int(static_cast<VInt>(255.0 * x / std::sqrt(product))) : 0;
 }
 int hits_raw(int q, int x, int e) {
-  return 255 - std::max(q, e) + x;
+  return to_int(255L - std::max(q, e) + x);
 }
 
 int hits_errors(int q, int x, int e) {
@@ -120,7 +132,7 @@ int hits_errors(int q, int x, int e) {
 }
 /// Takes the match of the longer query, and that of the entry otherwise: not the mirror of `hits_errors`.
 int errs_errors(int q, int x, int e) {
-  return 255 - quotient(255L * (q <= e ? VInt{x} + q - e : VInt{x}), q);
+  return to_int(255L - quotient(255L * (q <= e ? VInt{x} + q - e : VInt{x}), q));
 }
 
 bool is_redundant_range(int q, int x, int e) {
@@ -146,18 +158,18 @@ int partial(int q, int x, int e, VInt unit) {
   const VInt sum = partial_sum(longer, shorter, x, unit);
   // 255 is kept for what is perfect in one of the words.
   if (sum > 255 || (sum == 255 && x != longer && x != shorter)) return 254;
-  return static_cast<int>(sum);
+  return to_int(sum);
 }
 int hits_partial(int q, int x, int e) {
   return partial(q, x, e, 1);
 }
 int errs_partial(int q, int x, int e) {
-  return 255 - partial(q, x, e, 1);
+  return to_int(255L - partial(q, x, e, 1));
 }
 
 /// The base model's value moved by the bias of a length and scaled back.
 int biased(int base, int bias) {
-  return base <= -bias ? 0 : static_cast<int>(255L * (base + bias) / (bias + 255));
+  return base <= -bias ? 0 : to_int(255L * (VInt{base} + bias) / (bias + 255));
 }
 Eval* base_model() {
   return TeraEval::get_model_func(TeraEval::get_bias_base_model(), 0);
@@ -258,20 +270,20 @@ int fine_var(int q, int x, int e) {
 
 template <Eval* HITS>
 int errors_of(int q, int x, int e) {
-  return 255 - HITS(q, x, e);
+  return to_int(255L - HITS(q, x, e));
 }
 template <Eval* FUNC>
 int swapped(int q, int x, int e) {
   return FUNC(e, x, q);
 }
 int errs_query_raw(int q, int x, int) {
-  return q - x;
+  return to_int(VInt{q} - x);
 }
 int errs_entry_raw(int, int x, int e) {
-  return e - x;
+  return to_int(VInt{e} - x);
 }
 int errs_raw(int q, int x, int e) {
-  return std::max(q, e) - x;
+  return to_int(VInt{std::max(q, e)} - x);
 }
 
 struct ModelForms {

@@ -106,7 +106,12 @@ int TeraMapConfig::add_token(const char* tok) {
   return numToken;
 }
 
+/// Starts anew but for operators: what was mapped before referred to other tokens.
 void TeraMapConfig::set_ascii_tokens() {
+  std::ranges::replace_if(
+      tokenMap, [](Sequence entry) { return is_ordinary(entry) || entry == TeraMap::LEAD_BYTE; }, 0U);
+  std::fill_n(indexMap, MAX_TOKEN_NUMBERS, 0);
+  tempMap.reset();
   for (int c = 0; c < NUM_ASCII; ++c) {
     tokenMap[c] = static_cast<Sequence>(c);
     indexMap[c] = c;

@@ -42,8 +42,9 @@ class SORV_API TeraMapConfig {
 
   /// Makes every character of the set a token. In UTF-8 tokens are numbered as they appear, and a repeated
   /// character keeps its number; in a code page they are numbered by ascending byte, and a repeated character
-  /// throws. Null or an empty set gives the ASCII identity, 128 token numbers. Returns `numToken`. Throws
-  /// when there are more than 249 tokens, for falling ranges and for invalid UTF-8.
+  /// throws. Null or an empty set gives the ASCII identity, 128 token numbers, in place of what was mapped
+  /// before. Returns `numToken`. Throws when there are more than 249 tokens, for falling ranges and for
+  /// invalid UTF-8.
   int set_tokens(const char* set);
   /// Makes the first character of `tok` the next token. Returns `numToken`; -1 without a character.
   int add_token(const char* tok);

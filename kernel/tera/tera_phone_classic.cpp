@@ -127,7 +127,7 @@ class Metaphone {
       return;  // part of SCI, SCE, SCY
     else if (is_front_vowel(look(1)))
       put('S');
-    else if (look(-1) != 'C')  // the second of CC is silent
+    else
       put('K');
   }
 

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <random>
 
 #include "ace/ace_exception.h"
 #include "ace/ace_file.h"
+#include "ace/ace_reporter.h"
 #include "gtest/gtest.h"
 #include "support/recording_reporter.h"
 #include "tera/tera_bits.h"
@@ -171,6 +173,21 @@ TEST(TeraEval, empty_and_extreme_lengths_divide_by_nothing) {
             EXPECT_LE(std::abs(value), 1000) << m << " " << q << " " << e;
           E::fine_model_func(func)(q, std::min(q, e), e);
         }
+  const int maximum = std::numeric_limits<int>::max();
+  const int minimum = std::numeric_limits<int>::min();
+  for (int m = 0; m < E::NUM_MODELS; ++m)
+    for (const int inverse : {0, 1})
+      for (const int q : {minimum, -1, 0, 1, maximum})
+        for (const int x : {minimum, -1, 0, 1, maximum})
+          for (const int e : {minimum, -1, 0, 1, maximum}) {
+            E::Eval* func = E::get_model_func(static_cast<E::Model>(m), inverse);
+            const int value = E::fine_model_func(func)(q, x, e) ^ func(q, x, e);
+            E::print_fine_eval_model(static_cast<E::Model>(m), AceReporter::null(), value, q, x, e);
+          }
+  for (const E::Model model : {E::QUERY, E::UNION, E::MAXIMUM, E::PRODUCT, E::GEO, E::PARTIAL})
+    EXPECT_EQ(hits(model, maximum, maximum, maximum), 255) << E::get_model_name(model);
+  EXPECT_EQ(hits(E::ENTRY_RAW, 0, maximum, 0), maximum);
+  EXPECT_EQ(E::overlap(E::get_model_func(E::MAXIMUM, 0), minimum, maximum, minimum, maximum), 255);
   EXPECT_EQ(hits(E::SHORT, 0, 0, 5), 0);
   EXPECT_EQ(errors(E::SHORT, 0, 0, 5), 255);
 }
@@ -281,6 +298,15 @@ TEST(TeraEval, explanations_and_saved_enums_read_back) {
   EXPECT_NE(text.find("Redundant query length (19110) = redundant (query length (1275))"), std::string::npos)
       << text;
   EXPECT_NE(text.find("Unknown or user specified model used to calculate final score."), std::string::npos);
+
+  // 254 because 255 was not perfect, and 254 by itself.
+  for (const auto& [match, isReduced] : {std::pair(1276, true), std::pair(1274, false)}) {
+    RecordingReporter partial;
+    const int qual = fine(E::PARTIAL, 0, 1275, match, 1275);
+    EXPECT_EQ(qual, 254);
+    E::print_fine_eval_model(E::PARTIAL, &partial, qual, 1275, match, 1275);
+    EXPECT_EQ(partial.all().find("Reduced final quality") != std::string::npos, isReduced);
+  }
 
   alignas(8) char bytes[16] = {};
   AceFile file;

@@ -53,6 +53,12 @@ TEST(TeraMapConfig, no_tokens_are_the_ascii_identity) {
   }
   TeraMapConfig page("iso8859-1");
   EXPECT_EQ(page.set_tokens(nullptr), 128);
+
+  TeraMapConfig anew("utf-8");
+  anew.set_tokens("\u0100-\u01C0a");
+  anew.set_map("a", "\u00E4");
+  anew.set_tokens(nullptr);
+  EXPECT_EQ(normal(Map(anew.compile()), "\u01C0\u00E4a"), "a");
 }
 
 TEST(TeraMapConfig, tokens_are_numbered_by_byte_in_a_code_page_and_as_they_come_in_utf8) {
