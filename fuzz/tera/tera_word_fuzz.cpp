@@ -101,7 +101,7 @@ void compare_words(const TeraWord& word, const char* query, const char* entry, i
   if (words.num_words() == 1 && std::string(query).find('|') == std::string::npos) {
     const TeraWord alone(query, map, true);
     require(words.lcs(entry, tell, options, nullptr, 1) ==
-            (TeraWord::validate_options(options) < 0 ? -1 : alone.lcs(entry, tell, options)));
+            (TeraTokenWords::validate_options(options) < 0 ? -1 : alone.lcs(entry, tell, options)));
   }
   const char* phrase[] = {entry, query, entry};
   int assign[3];

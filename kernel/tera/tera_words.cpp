@@ -18,7 +18,6 @@
 namespace {
 
 using Options = TeraWordOptions;
-using tera_loops::EditResult;
 
 constexpr int BLOCK_SIZE = MASK_SIZE<Mask>;
 
@@ -137,8 +136,15 @@ class LastRows {
   int lowest[BLOCK_SIZE];
 };
 
+struct WordEdit {
+  int match = INT_MIN;
+  int distance = 0;
+};
+
+/// Stores the words' edits in `edits` where they match more than what is there. At most one of the two
+/// suffixes is free. Returns the entry's length.
 template <class Positions>
-void leven_block(const Layout& layout, Positions entry, int options, Values& values) {
+int improve_edits(const Layout& layout, Positions entry, int options, WordEdit* edits) {
   const bool freeStart = (options & Options::FREE_ENTRY_PREFIX) != 0;
   const bool freeRows = (options & Options::FREE_QUERY_PREFIX) != 0;
   const bool freeEnd = (options & Options::FREE_ENTRY_SUFFIX) != 0;
@@ -153,18 +159,34 @@ void leven_block(const Layout& layout, Positions entry, int options, Values& val
   }
   const int top = freeStart ? 0 : n;
   layout.for_each([&](int first, int size) {
-    const auto put = [&](int distance, int half) {
-      const EditResult edit{distance, n};
-      values.add(size, tera_loops::edit_match(size, edit, half), n, distance);
-    };
-    const int ofEntry = size == 0 ? 0 : freeEnd ? rows.get_lowest(first + size - 1) : 0;
-    const int ofQuery = columns.lowest_row(first, size, top);
-    if (freeEnd && freeLastRows)  // the larger match value counts, as in `leven`
-      size - ofEntry >= n - ofQuery ? put(ofEntry, Options::FREE_ENTRY) : put(ofQuery, Options::FREE_QUERY);
-    else if (freeEnd)
-      put(ofEntry, options);
-    else
-      put(freeLastRows ? ofQuery : columns.last_row(word_mask(first, size), top), options);
+    int distance = 0;
+    if (freeLastRows)
+      distance = columns.lowest_row(first, size, top);
+    else if (!freeEnd)
+      distance = columns.last_row(word_mask(first, size), top);
+    else if (size > 0)
+      distance = rows.get_lowest(first + size - 1);
+    const int match = tera_loops::edit_match(size, {distance, n}, options);
+    if (match > edits->match) *edits = {match, distance};
+    ++edits;
+  });
+  return n;
+}
+
+template <class Positions>
+void leven_block(const Layout& layout, const Positions& entry, int options, Values& values) {
+  WordEdit edits[BLOCK_SIZE];
+  int n = 0;
+  if ((options & tera_loops::BOTH_SUFFIXES) == tera_loops::BOTH_SUFFIXES) {  // as in `choose_half`
+    improve_edits(layout, entry, options & ~Options::FREE_QUERY, edits);
+    n = improve_edits(layout, entry, options & ~Options::FREE_ENTRY, edits);
+  } else {
+    n = improve_edits(layout, entry, options, edits);
+  }
+  const WordEdit* edit = edits;
+  layout.for_each([&](int, int size) {
+    values.add(size, edit->match, n, edit->distance);
+    ++edit;
   });
 }
 
@@ -241,6 +263,7 @@ int TeraTokenWords::build(int num, const Token* const* words, bool operators) {
 
 /// False when the block has no room for the word.
 bool TeraTokenWords::add(const Token* word, int length, bool operators) {
+  static_assert(MAX_WORDS <= BLOCK_SIZE);
   const bool isEmpty = numWords == 0;
   if (!isEmpty && (longWord != nullptr || numWords == MAX_WORDS || length > BLOCK_SIZE - numPositions))
     return false;
@@ -270,6 +293,11 @@ bool TeraTokenWords::add(const Token* word, int length, bool operators) {
   }
   numPositions += length;
   return true;
+}
+
+int TeraTokenWords::validate_options(int options) {
+  if ((options & tera_loops::BOTH_SUFFIXES) == tera_loops::BOTH_SUFFIXES) return 0;
+  return TeraWord::validate_options(options);
 }
 
 int TeraTokenWords::num_words() const {
@@ -317,7 +345,7 @@ struct Count {
 template <class Source, class Measure>
 int TeraTokenWords::run(const Source& source, Eval* eval, int options, int* values, int stride,
                         Measure measure) const {
-  if (numWords == 0 || TeraWord::validate_options(options) < 0) return -1;
+  if (numWords == 0 || validate_options(options) < 0) return -1;
   Values collected(eval, values, stride);
   for (const TeraTokenWords* block = this; block != nullptr; block = block->nextWords.get()) {
     if (block->longWord != nullptr) {
@@ -408,7 +436,7 @@ int TeraWords::phrase(int num, const char* const* entries, TeraEval::Model model
   const int numQuery = num_words();
   Eval* eval = TeraEval::get_model_func(model, -1);
   if (num < 0 || (num > 0 && entries == nullptr) || numQuery == 0 || eval == nullptr) return -1;
-  if (TeraWord::validate_options(options) < 0) return -1;
+  if (TeraTokenWords::validate_options(options) < 0) return -1;
 
   // The smaller side makes the rows.
   const bool queryIsRows = numQuery <= num;

@@ -13,8 +13,8 @@
 /// and the call returns the largest; without one it is the raw measure, and the call returns the smallest.
 /// `values[i * stride]` receives the value of word i; `values` may be null. Nothing is allocated.
 ///
-/// -1, and no value written: for a null entry, a query without words, and free ends that anything matches
-/// (options 0x9000 or 0x6000).
+/// -1, and no value written: for a null entry, a query without words, and options that `validate_options`
+/// refuses.
 #pragma once
 
 #include <memory>
@@ -39,6 +39,9 @@ class SORV_API TeraTokenWords {
   /// number of words; -1, and no words, for a negative number, a null array, and an alternative that is empty
   /// or not closed.
   int build(int num, const Token* const* words, bool operators = true);
+  /// -1 for free ends that anything matches: those that `TeraWord::validate_options` refuses, unless both
+  /// suffixes are free, because then `leven` measures two halves that leave out each other's ends; else 0.
+  static int validate_options(int options);
   /// Number of words in all blocks.
   int num_words() const;
 
