@@ -130,6 +130,10 @@ TEST(TeraCharset, has_the_published_code_points_and_their_classes) {
   EXPECT_EQ(tera_get_charset_map("cp1252")[0x80], 0x20AC);
   EXPECT_EQ(tera_get_charset_map("iso8859-5")[0xB0], 0x410);
   EXPECT_EQ(tera_get_charset_map("koi8-r")[0xC1], 0x430);
+  EXPECT_EQ(tera_get_charset_map("koi8-u")[0xA4], 0x454);
+  EXPECT_EQ(tera_get_charset_map("koi8-u")[0xB4], 0x404) << "its upper case";
+  EXPECT_EQ(tera_get_charset_map("macGreek")[0x9C], 0x20AC);
+  EXPECT_EQ(tera_get_charset_map("macRomania")[0xDE], 0x21A);
   EXPECT_EQ(tera_get_charset_map("ebcdic")[0xC1], 'A');
   EXPECT_EQ(tera_get_charset_map("shiftjis")[0xB1], 0xFF71);
   EXPECT_EQ(tera_get_charset_map("euc-jp")[0xB0], 0) << "a lead byte is no character";

@@ -15,6 +15,13 @@ iso8859-3 iso8859-4 iso8859-5 iso8859-6 iso8859-7 iso8859-8 iso8859-9 jis0201 ko
 macCroatian macCyrillic macGreek macIceland macJapan macRoman macRomania macThai macTurkish macUkraine shiftjis
 symbol tis-620""".split()
 IDENTITIES = ("ascii", "identity")
+# Bytes at which the encoding files are older than, or differ from, the published code page.
+CORRECTIONS = {
+    "koi8-u": {0xB4: 0x0404},
+    "macGreek": {0x9C: 0x20AC, 0xFF: 0x00AD},
+    "macRomania": {0xAF: 0x0218, 0xBD: 0x03A9, 0xBF: 0x0219, 0xDB: 0x20AC, 0xDE: 0x021A, 0xDF: 0x021B},
+    "macUkraine": {0xFF: 0x20AC},
+}
 DIGITS = 4  # of a code point in an encoding file
 
 CLASSES = {"L": 1, "M": 2, "N": 4, "P": 8, "S": 16, "Z": 32, "Cc": 64, "Cf": 64, "Ll": 1 + 128}
@@ -35,6 +42,8 @@ def code_points(folder, name):
     codes = [int(digits[pos:pos + DIGITS], 16) for pos in range(0, len(digits), DIGITS)]
     if len(codes) != 256:
         raise ValueError("%s: expected 256 code points, found %d" % (name, len(codes)))
+    for byte, code in CORRECTIONS.get(name, {}).items():
+        codes[byte] = code
     return codes
 
 
