@@ -183,8 +183,8 @@ int TeraRescaleConfig::parse_custom_shape(const char* text) {
     char* end = nullptr;
     const long number = std::strtol(text, &end, 10);
     value = end == text ? -1 : static_cast<int>(std::clamp<long>(number, INT_MIN, MAX_CUSTOM));
-    text = std::strchr(end, ';');
-    if (text != nullptr) ++text;
+    text = end + std::strcspn(end, ";");
+    if (*text != '\0') ++text;
   }
   set_custom_rescale(values);
   return 0;
