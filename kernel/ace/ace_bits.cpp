@@ -119,8 +119,8 @@ VInt AceBits::read(AceFile* file) {
   if (bits < 0) return ace_error(__FILE__, __LINE__, "numBits = file->get_int()", bits, 0, -1);
   const VInt size = file->get_vint();
   const VInt words = file->get_vint();
-  const bool isSound = !file->is_short() && bits <= MAX_BITS && size >= 0 && (bits > 0 || size == 0) &&
-                       words == words_for(bits, size);
+  const bool isSound = !file->is_short() && bits <= MAX_BITS && size >= 0 && words >= 0 &&
+                       (bits > 0 || size == 0) && words == words_for(bits, size);
   if (isSound && words > 0) bitArray = file->read_array<VUint>(words, &memAt, WORD_SIZE);
   if (!isSound || (words > 0 && bitArray == nullptr)) {
     AceReporter::use_default()->printf(

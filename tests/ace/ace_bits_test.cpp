@@ -220,6 +220,11 @@ TEST(AceBits, a_damaged_payload_is_refused_or_stays_in_bounds) {
     for (VInt i = -1; i <= read.get_num_keys(); ++i) static_cast<void>(read.get_signed(i));
     read.search(7, 1);
   });
+  const std::string huge = support::overwrite(support::overwrite(image_of(bits), 8, 1L << 62), 16, -1L);
+  AceBits read;
+  Buffer buffer;
+  EXPECT_EQ(read_image(&read, huge, &buffer), -1) << "more bits than can be counted";
+  EXPECT_EQ(read.get_num_keys(), 0);
   AceFlags flags;
   flags.init(70);
   expect_damage_survived<AceFlags>(image_of(flags), [](const AceFlags& read) {
