@@ -29,7 +29,8 @@ char* TeraChainTransform::code(const char* text, AceAttach* at) const {
 
 VInt TeraChainTransform::read(AceFile* file) {
   const ReadingDepth depth;
-  if (ReadingDepth::is_too_deep() || file->get_int() != CHAIN_MARK) return -1;
+  if (ReadingDepth::is_too_deep() || file->preview_int() != CHAIN_MARK) return -1;
+  file->get_int();
   prefixTrafo.reset(magic_read(file));
   if (prefixTrafo == nullptr) return -1;
   chainTrafo.reset(magic_read(file));

@@ -126,9 +126,9 @@ char* StandardTransform::code(const char* text, AceAttach* at) const {
 }
 
 VInt StandardTransform::read(AceFile* file) {
-  const int operation = file->get_int();
+  const int operation = file->preview_int();
   if (operation < 0 || operation >= NUM_OPERATIONS) return -1;
-  stringOperation = operation;
+  stringOperation = file->get_int();
   return 0;
 }
 

@@ -134,7 +134,8 @@ TeraTransform* TeraTransform::magic_read(AceFile* file) {
   for (const Factory* kind = first_factory; kind != nullptr; kind = kind->nextFactory) {
     if (kind->prototypeTrafo->magic() != found) continue;
     std::unique_ptr<TeraTransform> empty(kind->prototypeTrafo->make(nullptr, nullptr));
-    if (empty == nullptr || file->seek(start) < 0) continue;
+    if (empty == nullptr) continue;
+    if (file->get_pos() != start && file->seek(start) < 0) continue;  // only pipes cannot go back
     rc = empty->read(file);
     if (rc >= 0) return empty.release();
   }

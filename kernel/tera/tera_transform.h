@@ -53,7 +53,8 @@ class SORV_API TeraTransform {
   virtual int code(const char* text, char*** variants, AceAttach* at) const;
   /// 1 when `code` gives another text, else 0.
   virtual int eval(const char* text) const;
-  /// Reads the settings; negative when they are none of this kind.
+  /// Reads the settings; negative when they are none of this kind. Kinds that share a magic consume nothing
+  /// of what is not theirs, so that they can be read from a pipe.
   virtual VInt read(AceFile* file) = 0;
   virtual VInt save(AceFile* file) const = 0;
   /// `magic_number` of the kind's magic word.

@@ -1,5 +1,7 @@
 #include "tera/tera_transform.h"
 
+#include <unistd.h>
+
 #include <limits>
 #include <memory>
 #include <random>
@@ -116,6 +118,19 @@ TEST(TeraTransform, every_kind_is_saved_read_and_copied) {
       EXPECT_EQ(coded(*read, text), coded(*original, text)) << name;
       EXPECT_EQ(coded(*copy, text), coded(*original, text)) << name;
     }
+    EXPECT_EQ(saved(*read), image);
+  }
+  for (const char* name : {"TRIM_ALL<FIRST_WORD<SOUNDEX", "EMPTY_STR", "STEM_DE"}) {
+    const std::string image = saved(*make(name));
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(write(ends[1], image.data(), image.size()), static_cast<ssize_t>(image.size()));
+    close(ends[1]);
+    AceFile file;
+    ASSERT_EQ(file.prep(("/dev/fd/" + std::to_string(ends[0])).c_str(), AceReporter::null()), 0);
+    const Transform read(TeraTransform::magic_read(&file));
+    close(ends[0]);
+    ASSERT_NE(read, nullptr) << name << " from a pipe";
     EXPECT_EQ(saved(*read), image);
   }
   EXPECT_EQ(saved(*make("EMPTY_STR")), std::string("\x47\x92\x42\x01\x0E\0\0\0", 8));
