@@ -95,12 +95,18 @@ struct CodedText {
   }
 
   void decode() {
-    BitSource bits(stream.data(), 0, static_cast<VInt>(stream.size()));
     const HuffmanTree* trees = codes.data();
-    const std::size_t mask = codes.size() - 1;
+    if (codes.size() == 1)
+      decode_with([trees](Bit) { return trees; });
+    else
+      decode_with([trees](Bit before) { return trees + before; });
+  }
+
+  void decode_with(const auto& tree_behind) {
+    BitSource bits(stream.data(), 0, static_cast<VInt>(stream.size()));
     Bit before = 0;
     for (char& byte : out) {
-      before = bits.get(trees + (before & mask));
+      before = bits.get(tree_behind(before));
       byte = static_cast<char>(before);
     }
   }

@@ -227,9 +227,9 @@ TEST(AceBits, a_damaged_payload_is_refused_or_stays_in_bounds) {
   EXPECT_EQ(read.get_num_keys(), 0);
   AceFlags flags;
   flags.init(70);
-  expect_damage_survived<AceFlags>(image_of(flags), [](const AceFlags& read) {
-    ASSERT_LT(read.get_num_ind(), 1000);
-    for (VInt i = -1; i <= read.get_num_ind(); ++i) static_cast<void>(read.get(i));
+  expect_damage_survived<AceFlags>(image_of(flags), [](const AceFlags& flagsRead) {
+    ASSERT_LT(flagsRead.get_num_ind(), 1000);
+    for (VInt i = -1; i <= flagsRead.get_num_ind(); ++i) static_cast<void>(flagsRead.get(i));
   });
 }
 
