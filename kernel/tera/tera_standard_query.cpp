@@ -1,5 +1,6 @@
 #include "tera/tera_standard_query.h"
 
+#include <algorithm>
 #include <bitset>
 #include <cstring>
 
@@ -98,10 +99,13 @@ TeraStandardQuery::TeraStandardQuery(const char* query, TeraEval::Mode mode, Ter
   wordOptions = chosen.options | asked;
   auto word = std::make_unique<TeraWord>(query, map, noGlob);
   if (word->length() < 0) return;
-  if (chosen.hasWords && std::strchr(query, SEPARATOR) != nullptr)
-    multiWords = std::make_unique<TeraWords>(query, SEPARATOR, map, noGlob);
-  else
+  if (!chosen.hasWords || std::strchr(query, SEPARATOR) == nullptr) {
     singleWord = std::move(word);
+    return;
+  }
+  auto words = std::make_unique<TeraWords>(query, SEPARATOR, map, noGlob);
+  // Positions that are in no word: the bar is inside an alternative, which none of the words closes.
+  if (words->num_words() > 0 || word->length() == 0) multiWords = std::move(words);
 }
 
 int TeraStandardQuery::is_empty() const {
@@ -112,6 +116,10 @@ int TeraStandardQuery::is_empty() const {
 int TeraStandardQuery::compare(const char* entry) {
   if (multiWords == nullptr && singleWord == nullptr) return -1;
   if (entry == nullptr || is_empty() != 0) return 0;
+  return std::clamp(measure_entry(entry), 0, TeraEval::PERFECT);
+}
+
+int TeraStandardQuery::measure_entry(const char* entry) const {
   if (multiWords != nullptr) return multiWords->leven(entry, evalFunc, wordOptions, nullptr, 1);
   Measure* const measure = measure_of(evalMode, false).measure;
   return measure != nullptr ? measure(*singleWord, entry, evalFunc, wordOptions) : compare_exact(entry);

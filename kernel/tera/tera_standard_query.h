@@ -21,7 +21,9 @@ class SORV_API TeraStandardQuery : public TeraQuery {
   /// 1 when the query was built and has no tokens.
   int is_empty() const override;
   /// Quality of an entry; 0 for a null entry and an empty query. -1 when nothing was built: a null query or
-  /// map, an alternative that is empty or not closed, what is no mode or no model.
+  /// map, an alternative that is empty or not closed (in several words, also one with a bar in it), what is
+  /// no mode or no model. Where a model leaves 0..255, as the raw ones do for long entries and most for the
+  /// repeated pairs of BIGRAMS, the nearer end counts.
   ///
   /// In EXACT mode 255 or 0: the tokens must be equal one by one, where a wildcard on either side matches one
   /// token, an alternative each of its members, and the query's wildcard sequence any rest of the entry.
@@ -32,6 +34,7 @@ class SORV_API TeraStandardQuery : public TeraQuery {
   const char* get_query() const { return rawQuery; }
 
  private:
+  int measure_entry(const char* entry) const;
   int compare_exact(const char* entry) const;
 
   AceAttach memAt;

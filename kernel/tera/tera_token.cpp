@@ -76,8 +76,11 @@ Token* TeraToken::turn(const Token* tokens, AceAttach* at) {
   at->malloc(turned, static_cast<long>(length) + 1);
   Token* out = turned + length;
   *out = 0;
+  bool isClosed = true;  // behind an alternative that is not closed none is
   while (*tokens != 0) {
-    const Token* stop = *tokens == TOKEN_ALT_START ? find_stop(tokens) : nullptr;
+    const bool isAlternative = *tokens == TOKEN_ALT_START && isClosed;
+    const Token* stop = isAlternative ? find_stop(tokens) : nullptr;
+    isClosed = isClosed && (stop != nullptr || !isAlternative);
     const Token* end = stop != nullptr ? stop + 1 : tokens + 1;
     out = std::copy_backward(tokens, end, out);
     tokens = end;

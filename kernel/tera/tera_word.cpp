@@ -75,7 +75,8 @@ namespace {
 
 constexpr char SEPARATOR = '|';
 
-std::vector<std::string> split_words(const char* text) {
+/// The words that have tokens.
+std::vector<std::string> split_words(const char* text, const TeraMap* map, bool no_glob) {
   std::vector<std::string> words(1);
   for (; *text != 0; ++text) {
     if (*text == SEPARATOR)
@@ -83,7 +84,14 @@ std::vector<std::string> split_words(const char* text) {
     else
       words.back() += *text;
   }
+  std::erase_if(words, [&](const std::string& word) { return map->tok_len(word.c_str(), no_glob) <= 0; });
   return words;
+}
+
+std::vector<const char*> texts_of(const std::vector<std::string>& words) {
+  std::vector<const char*> texts;
+  for (const std::string& word : words) texts.push_back(word.c_str());
+  return texts;
 }
 
 }  // namespace
@@ -91,18 +99,21 @@ std::vector<std::string> split_words(const char* text) {
 int TeraWord::mcmp(const char* s1, const char* s2, const TeraMap* map, TeraEval::Model model, int options) {
   Eval* eval = TeraEval::get_model_func(model, 0);
   if (s1 == nullptr || s2 == nullptr || map == nullptr || eval == nullptr) return -1;
-  const TeraWords query(s1, SEPARATOR, map, no_glob_of(options));
-  const std::vector<std::string> split = split_words(s2);
-  std::vector<const char*> entries;
-  for (const std::string& word : split)
-    if (map->tok_len(word.c_str(), no_glob_of(options)) > 0) entries.push_back(word.c_str());
-  const int num = static_cast<int>(entries.size());
-  std::vector<int> quals(entries.size());
-  if (query.phrase(num, entries.data(), model, false, options, nullptr, quals.data()) < 0) return -1;
+  const bool noGlob = no_glob_of(options);
+  const std::vector<std::string> queryWords = split_words(s1, map, noGlob);
+  const std::vector<std::string> entryWords = split_words(s2, map, noGlob);
+  const int numQuery = static_cast<int>(queryWords.size());
+  const int num = static_cast<int>(entryWords.size());
+  std::vector<int> quals(entryWords.size());
+  if (numQuery > 0) {
+    const TeraWords query(numQuery, texts_of(queryWords).data(), map, noGlob);
+    if (query.phrase(num, texts_of(entryWords).data(), model, false, options, nullptr, quals.data()) < 0)
+      return -1;
+  }
   VInt total = 0;
   for (const int quality : quals) total += quality;
   const auto in_int = [](VInt value) { return static_cast<int>(std::clamp<VInt>(value, 0, INT_MAX)); };
-  return TeraEval::fine_model_func(eval)(in_int(VInt{TeraEval::FINE_UNIT} * query.num_words()), in_int(total),
+  return TeraEval::fine_model_func(eval)(in_int(VInt{TeraEval::FINE_UNIT} * numQuery), in_int(total),
                                          in_int(VInt{TeraEval::FINE_UNIT} * num));
 }
 

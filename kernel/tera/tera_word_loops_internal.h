@@ -437,7 +437,7 @@ int biseq(const Pattern& word, Positions entry, Eval* eval) {
     before = accepted;
   }
   const int hits = tokens.length(m) + pairs.length(std::max(m - 1, 0));
-  return value_of_any(eval, 2 * m, hits, 2 * n);
+  return value_of_any(eval, 2 * m, hits, static_cast<int>(std::min<VInt>(VInt{2} * n, INT_MAX)));
 }
 
 template <class Pattern, class Positions>

@@ -378,6 +378,8 @@ TEST(TeraWord, qualities_of_known_pairs) {
   EXPECT_EQ(word("*").wildcard("x", nullptr, 0), 1);
   EXPECT_EQ(TeraWord::cmp("meyer", "mayer", map.get(), TeraEval::MAXIMUM, 1), 204);
   EXPECT_EQ(TeraWord::mcmp("anna|meyer", "mayer|anna", map.get(), TeraEval::MAXIMUM, 1), (255 + 204) / 2);
+  EXPECT_EQ(TeraWord::mcmp("|", "mayer|anna", map.get(), TeraEval::MAXIMUM, 1), 0);
+  EXPECT_EQ(TeraWord::mcmp("[a|anna", "anna", map.get(), TeraEval::MAXIMUM, 0), -1);
   EXPECT_EQ(TeraWord::validate_options(0x9001), -1);
   EXPECT_EQ(TeraWord::validate_options(0x6000), -1);
   EXPECT_EQ(TeraWord::validate_options(0xC003), 0);

@@ -240,6 +240,16 @@ TEST(TeraStandardQuery, reads_operators_where_the_mode_has_a_use_for_them) {
   EXPECT_EQ(value("[x", TeraEval::LEVENSHTEIN, "x", 1), 255);
   EXPECT_EQ(value(nullptr, TeraEval::LEVENSHTEIN, "x"), -1);
   EXPECT_EQ(value("x", TeraEval::UNDEF, "x"), -1);
+  EXPECT_EQ(value("[a|b]", TeraEval::LEVENSHTEIN, "a"), -1);
+  EXPECT_EQ(value("[a|b]", TeraEval::SEQ, "a"), 255);
+}
+
+TEST(TeraStandardQuery, qualities_stay_in_range) {
+  const auto value = [](TeraEval::Mode mode, TeraEval::Model model, const std::string& entry) {
+    return TeraStandardQuery("ana", mode, model, letters(), 1).compare(entry.c_str());
+  };
+  EXPECT_EQ(value(TeraEval::BIGRAMS, TeraEval::QUERY, "anananana"), 255);
+  EXPECT_EQ(value(TeraEval::LEVENSHTEIN, TeraEval::RAW, std::string(259, 'x')), 0);
 }
 
 TEST(TeraToken, walks_over_positions) {
@@ -265,6 +275,9 @@ TEST(TeraToken, walks_over_positions) {
   EXPECT_EQ(TeraToken::alt_len(open), -1);
   EXPECT_EQ(TeraToken::token_pos(open, 2), nullptr);
   EXPECT_STREQ(TeraToken::print(TeraToken::turn(open, &at), &at), "2 251 1");
+  Tokens manyOpen(1000000, 251);
+  manyOpen.back() = 0;
+  EXPECT_EQ(TeraToken::turn(manyOpen.data(), &at)[manyOpen.size() - 2], 251);
 }
 
 }  // namespace
