@@ -55,7 +55,8 @@ TeraTransform* TeraChainTransform::make(const char* name, const char*) const {
 TeraTransform* TeraChainTransform::copy() const {
   if (prefixTrafo == nullptr) return new TeraChainTransform;
   std::unique_ptr<TeraTransform> prefix(prefixTrafo->copy());
-  return new TeraChainTransform(prefix.release(), chainTrafo->copy());
+  std::unique_ptr<TeraTransform> chain(chainTrafo->copy());
+  return new TeraChainTransform(std::move(prefix), std::move(chain));
 }
 
 int TeraChainTransform::needs_map() const {

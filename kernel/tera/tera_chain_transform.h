@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include "tera/tera_transform.h"
 
@@ -15,7 +16,8 @@ class SORV_API TeraChainTransform final : public TeraTransform {
   /// An empty chain, to be read into; it changes nothing.
   TeraChainTransform() = default;
   /// Takes both over; neither may be null. `chain` is applied first.
-  TeraChainTransform(TeraTransform* prefix, TeraTransform* chain) : prefixTrafo(prefix), chainTrafo(chain) {}
+  TeraChainTransform(std::unique_ptr<TeraTransform> prefix, std::unique_ptr<TeraTransform> chain)
+      : prefixTrafo(std::move(prefix)), chainTrafo(std::move(chain)) {}
 
   using TeraTransform::code;
   char* code(const char* text, AceAttach* at) const override;

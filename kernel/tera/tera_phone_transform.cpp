@@ -79,13 +79,6 @@ bool is_code_type(int value) {
   return value >= 0 && value < PhoneTransform::NUM_CODE_TYPES;
 }
 
-bool is_utf8(const char* encoding) {
-  if (encoding == nullptr) return true;
-  const char* expected = UTF_CHARSET;
-  for (; *expected != '\0' && tolower_C(*encoding) == *expected; ++encoding) ++expected;
-  return *expected == '\0' && *encoding == '\0';
-}
-
 const PhoneTransform prototype(PhoneTransform::ISO_VELPHONE);
 const TeraTransform::Factory registration(&prototype, 0);
 

@@ -36,15 +36,6 @@ bool is_in(const char* text, const auto& list) {
                      [text](const char* known) { return std::strcmp(text, known) == 0; });
 }
 
-/// Whether a name means UTF-8: "utf-8", "UTF_8", "utf8", ...
-bool is_utf8(const char* name) {
-  if (name == nullptr) return true;
-  for (const char c : {'u', 't', 'f'})
-    if (tolower_C(*name++) != c) return false;
-  if (*name == '-' || *name == '_') ++name;
-  return std::strcmp(name, "8") == 0;
-}
-
 Stemmer make_stemmer(const std::string& language, const std::string& encoding) {
   return Stemmer(sb_stemmer_new(language.c_str(), encoding.c_str()));
 }

@@ -8,6 +8,7 @@
 
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
+#include "ace/ace_str_map.h"
 #include "tera/tera_chain_transform.h"
 
 namespace {
@@ -57,6 +58,14 @@ TeraTransform::Factory::~Factory() {
 }
 
 // ---------------------------------------------------------------- defaults
+
+bool TeraTransform::is_utf8(const char* encoding) {
+  if (encoding == nullptr) return true;
+  for (const char c : {'u', 't', 'f'})
+    if (tolower_C(*encoding++) != c) return false;
+  if (*encoding == '-' || *encoding == '_') ++encoding;
+  return std::strcmp(encoding, "8") == 0;
+}
 
 TeraTransform::~TeraTransform() = default;
 
@@ -116,7 +125,7 @@ TeraTransform* TeraTransform::factory(const char* name, const char* encoding) {
   // "a<b<c" is a after (b after c).
   std::unique_ptr<TeraTransform> chain = std::move(links[numLinks - 1]);
   for (int i = numLinks - 1; i-- > 0;)
-    chain = std::make_unique<TeraChainTransform>(links[i].release(), chain.release());
+    chain = std::make_unique<TeraChainTransform>(std::move(links[i]), std::move(chain));
   return chain.release();
 }
 

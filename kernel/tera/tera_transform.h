@@ -79,6 +79,10 @@ class SORV_API TeraTransform {
   static void set_resource_path(const char* path);
   static const char* get_resource_path();
 
+ protected:
+  /// Whether the name of an encoding means UTF-8: null, "utf-8", "UTF_8", "utf8", ...
+  static bool is_utf8(const char* encoding);
+
  private:
   static TeraTransform* make_by_name(const char* name, const char* encoding);
 };
