@@ -255,8 +255,9 @@ int HuffmanTree::gather() {
       },
       &codes);
   if (codes.size() != static_cast<std::size_t>(numCodes)) return -1;
-  std::stable_sort(codes.begin(), codes.end(),
-                   [](const Code& a, const Code& b) { return a.symbol < b.symbol; });
+  std::sort(codes.begin(), codes.end(), [](const Code& a, const Code& b) {
+    return a.symbol != b.symbol ? a.symbol < b.symbol : a.code < b.code;
+  });
   Bit* symbols = nullptr;
   memAt.malloc(symbols, numCodes);
   memAt.malloc(bitCode, numCodes);
