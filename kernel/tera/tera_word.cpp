@@ -90,6 +90,7 @@ std::vector<std::string> split_words(const char* text, const TeraMap* map, bool 
 
 std::vector<const char*> texts_of(const std::vector<std::string>& words) {
   std::vector<const char*> texts;
+  texts.reserve(words.size());
   for (const std::string& word : words) texts.push_back(word.c_str());
   return texts;
 }
