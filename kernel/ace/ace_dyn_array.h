@@ -127,6 +127,7 @@ class DynQueue : public DynArray<T> {
 template <class T>
 int DynArray<T>::reserve(Large capacity) {
   std::size_t bytes = 0;
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): the elements may well be pointers
   if (__builtin_mul_overflow(std::size_t{capacity}, sizeof(T), &bytes)) return -1;
   if (bytes == 0) return 0;
   T* grown = nullptr;
@@ -135,6 +136,7 @@ int DynArray<T>::reserve(Large capacity) {
   } catch (const std::bad_alloc&) {
     return -1;
   }
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): the elements may well be pointers
   if (maxIndex > 0) std::memcpy(static_cast<void*>(grown), elemArray, maxIndex * sizeof(T));
   ace_delete(elemArray);
   elemArray = grown;
@@ -146,6 +148,7 @@ template <class T>
 int DynArray<T>::size(Large n) {
   if (n <= maxIndex) return 0;
   if (n > allocatedMem && reserve(std::max(twice(allocatedMem), n)) < 0) return -1;
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): the elements may well be pointers
   std::memset(static_cast<void*>(elemArray + maxIndex), 0, (n - maxIndex) * sizeof(T));
   maxIndex = n;
   return 0;
@@ -189,6 +192,7 @@ void DynQueue<T>::widen() {
   T* array = this->elemArray;
   const Large numMoved = oldSize - output;
   const Large newOutput = this->maxIndex - numMoved;
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): the elements may well be pointers
   std::memmove(static_cast<void*>(array + newOutput), array + output, numMoved * sizeof(T));
   output = newOutput;
 }
