@@ -104,8 +104,10 @@ TeraStandardQuery::TeraStandardQuery(const char* query, TeraEval::Mode mode, Ter
     return;
   }
   auto words = std::make_unique<TeraWords>(query, SEPARATOR, map, noGlob);
-  // Positions that are in no word: the bar is inside an alternative, which none of the words closes.
-  if (words->num_words() > 0 || word->length() == 0) multiWords = std::move(words);
+  // No words in spite of an alternative: the bar is inside it, and none of the words closes it.
+  const auto* tokens = reinterpret_cast<const char*>(word->get_token_string());
+  if (words->num_words() > 0 || std::strchr(tokens, TOKEN_ALT_START) == nullptr)
+    multiWords = std::move(words);
 }
 
 int TeraStandardQuery::is_empty() const {

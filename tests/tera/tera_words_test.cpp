@@ -234,6 +234,8 @@ TEST(TeraStandardQuery, reads_operators_where_the_mode_has_a_use_for_them) {
   EXPECT_EQ(value("anna|meyer", TeraEval::MID, "mayer"), 204);
   EXPECT_EQ(value("an|na", TeraEval::SEQ, "anna"), 255);
   EXPECT_EQ(value("|", TeraEval::LEVENSHTEIN, "x"), 0);
+  EXPECT_EQ(
+      TeraStandardQuery("|", TeraEval::MID, TeraEval::MAXIMUM, TeraMap::get_ident_map(), 1).compare("x"), 0);
   EXPECT_EQ(value("", TeraEval::LEVENSHTEIN, "x"), 0);
   EXPECT_EQ(value("x", TeraEval::LEVENSHTEIN, nullptr), 0);
   EXPECT_EQ(value("[x", TeraEval::LEVENSHTEIN, "x"), -1);
