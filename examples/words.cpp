@@ -2,10 +2,8 @@
 // and prints figures.
 //
 // usage: words LIST INDEX_FILE
-#include <cinttypes>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "ace/ace_alloc.h"
 #include "ace/ace_exception.h"
@@ -85,8 +83,10 @@ class WordList : public AceWrap {
     Large high = numWords;
     while (low < high) {
       const Large middle = low + (high - low) / 2;
-      (std::strcmp(word(middle), wanted) < 0 ? low : high) =
-          std::strcmp(word(middle), wanted) < 0 ? middle + 1 : middle;
+      if (std::strcmp(word(middle), wanted) < 0)
+        low = middle + 1;
+      else
+        high = middle;
     }
     return low < numWords && std::strcmp(word(low), wanted) == 0;
   }
