@@ -5,6 +5,8 @@ find_path(SORVANTA_UNICODE_DATA UnicodeData.txt PATHS /usr/share/unicode /usr/sh
   NO_DEFAULT_PATH REQUIRED DOC "Folder of the Unicode character database (package unicode-data)")
 find_path(SORVANTA_CLDR_TRANSFORMS Greek-Latin.xml PATHS /usr/share/unicode/cldr/common/transforms
   NO_DEFAULT_PATH REQUIRED DOC "Folder of transliteration rules (package unicode-cldr-core)")
+find_path(SORVANTA_CLDR_COLLATION allkeys_CLDR.txt PATHS /usr/share/unicode/cldr/common/uca
+  NO_DEFAULT_PATH REQUIRED DOC "Folder of collation keys and their tests (package unicode-cldr-core)")
 find_path(SORVANTA_ENCODINGS cp1252.enc PATHS /usr/share/tcltk/tcl8.6/encoding /usr/lib/tcl8.6/encoding
   NO_DEFAULT_PATH REQUIRED DOC "Folder of encoding files (package libtcl8.6)")
 
@@ -22,4 +24,19 @@ function(sorvanta_table output script)
   add_custom_target(${script}_output DEPENDS ${source})
   add_dependencies(sorvanta ${script}_output)
   target_sources(sorvanta PRIVATE ${source})
+endfunction()
+
+# Adds ${name}.txt, a table of collation weights, to the folder of tables in the build tree, and installs it.
+set(SORVANTA_COLLATIONS ${PROJECT_BINARY_DIR}/collations)
+function(sorvanta_collation name key_file)
+  set(generators ${PROJECT_SOURCE_DIR}/tools/generate)
+  set(table ${SORVANTA_COLLATIONS}/${name}.txt)
+  file(MAKE_DIRECTORY ${SORVANTA_COLLATIONS})
+  add_custom_command(OUTPUT ${table}
+    COMMAND Python3::Interpreter -B ${generators}/collation_table.py ${SORVANTA_UNICODE_DATA} ${key_file} ${table}
+    DEPENDS ${generators}/collation_table.py ${generators}/unicode_data.py ${key_file}
+    COMMENT "Generating collation ${name}"
+    VERBATIM)
+  add_custom_target(collation_${name} ALL DEPENDS ${table})
+  install(FILES ${table} DESTINATION ${CMAKE_INSTALL_DATADIR}/sorvanta/collations)
 endfunction()

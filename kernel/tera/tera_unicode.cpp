@@ -437,13 +437,18 @@ int TeraUnicode::get_coll_elem(const char** text, const CollElem** elements, Col
   return 1;
 }
 
+void TeraUnicode::read_elements(Cursor& cursor) const {
+  const int count = get_coll_elem(&cursor.pos, &cursor.next, &cursor.own);
+  cursor.end = cursor.next + count;
+}
+
 /// The next weight of the level that is not 0; 0 at the end.
 Large TeraUnicode::next_weight(Cursor& cursor, int level) const {
   for (;;) {
     while (cursor.next != cursor.end)
       if (const Large weight = (cursor.next++)->weights[level]; weight != 0) return weight;
     if (*cursor.pos == 0) return 0;
-    cursor.end = get_coll_elem(&cursor.pos, &cursor.next, &cursor.own) + cursor.next;
+    read_elements(cursor);
   }
 }
 
@@ -468,7 +473,7 @@ inline Large TeraUnicode::next_primary(Cursor& cursor) const {
       primary = entry->primary;
     }
     if (primary == SEVERAL) {
-      cursor.end = get_coll_elem(&cursor.pos, &cursor.next, &cursor.own) + cursor.next;
+      read_elements(cursor);
       continue;
     }
     cursor.pos += size;

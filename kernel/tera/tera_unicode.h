@@ -66,6 +66,7 @@ class SORV_API TeraUnicode final : public TeraCollation {
   int decode(const unsigned char* text, Large* uni) const;
   const Entry* entry_of(Large uni) const;
   const Contraction* longest_contraction(const Entry* entry, const unsigned char** text) const;
+  void read_elements(Cursor& cursor) const;
   Large next_primary(Cursor& cursor) const;
   Large next_weight(Cursor& cursor, int level) const;
   int compare_level(const char* a, const char* b, int level) const;
