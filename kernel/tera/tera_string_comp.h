@@ -50,15 +50,13 @@ class SORV_API StringComp {
   /// Decodes the first `count` strings of a block of `size` bytes; they lie in `at`. Returns the number of
   /// strings decoded; those from the first damaged one on are empty.
   int decode(const Token* block, VInt size, int count, char** out, AceAttach* at) const;
-  /// The same for a block of which the caller knows that it is sound and readable for 8 more bytes.
-  int decode(const Token* block, int count, char** out, AceAttach* at) const;
   /// String number `index` of a block of `size` bytes, in `at`, and its length in `*length` unless that is
   /// null; an empty one when it is damaged. Never null.
   char* decode_one(const Token* block, VInt size, int index, VInt* length, AceAttach* at) const;
 
   VInt save(AceFile* file) const;
-  /// Returns 0; or -1, explained on the default reporter, for what is not a coder. Copies what decoding
-  /// needs; nothing of it points into the file.
+  /// Returns 0; or -1, explained on the default reporter, for what is not a coder. Tables of long codes stay
+  /// in a mapped file, which must live as long as the coder.
   VInt read(AceFile* file);
 
   /// Bits of all strings that the coder was made for.
@@ -68,10 +66,13 @@ class SORV_API StringComp {
  private:
   friend class StringStats;
   class Decoder;
-  struct Encoder;
+  struct LengthCode {
+    Bit length = 0;  // of the string
+    int bits = -1;   // of the code; -1 where it goes on
+  };
 
-  int build_tables();
-  const Encoder* get_encoder();
+  const char* fill_tables();
+  int refuse(const AceFile* file, const char* reason) const;
 
   std::unique_ptr<HuffmanTree[]> tokenTree;
   HuffmanTree lengthTree;
@@ -80,8 +81,9 @@ class SORV_API StringComp {
   /// By preceding byte and the next 8 bits: the byte, and above it the bits of its code; 0 where the code
   /// goes on, and for byte 0.
   std::unique_ptr<Small[]> byteTable;
-  std::unique_ptr<Tiny[]> codeLength;  // by preceding byte and byte
-  std::unique_ptr<Encoder> encoder;    // from the first `measure` or `code` on
+  std::unique_ptr<Tiny[]> codeLength;  // by preceding byte and byte; 0 where there is no code
+  std::array<LengthCode, NUM_BYTES> lengthTable;
+  std::map<Bit, int> lengthBits;  // of the codes of all lengths
 };
 
 /// Frequencies of bytes in their contexts, and of lengths.
@@ -95,7 +97,7 @@ class SORV_API StringStats {
   /// Counts one string. Returns 0, or -1 for one of more than 2 GiB.
   int insert(const char* string);
   /// The coder for these strings, which the caller owns. Frequencies that would make a code too deep are
-  /// evened out until it fits. Null on errors, explained on `rep`.
+  /// evened out until it fits. Nothing is reported. Never null.
   StringComp* make(AceReporter* rep) const;
 
  private:
