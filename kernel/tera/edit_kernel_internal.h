@@ -1,0 +1,76 @@
+/// The inner loops of recall: one query word against all entries of one length.
+///
+/// Entries lie in blocks of 512 lanes. Their tokens are there in one of two forms:
+///
+///     bits     per token a column: word w of position j of block b is word (b * n + j) * 8 + w, and its bit
+///     k
+///              says whether lane 64 * w + k of the block has the token at j
+///     bytes    the token of position j of lane k of section s, 64 lanes each, is byte (s * n + j) * 64 + k;
+///              a position has one token here, and lanes without an entry have zeros
+///
+/// Bits are for looking at every entry, bytes for looking at the few groups of neighbours that a filter left.
+/// Both forms need `PADDING` readable positions in front and behind, of whatever content.
+///
+/// The loops exist for each level of ace_cpu.h, and give the same hits.
+///
+/// Thread safety: a task and its buffers belong to one thread; the columns are only read.
+#pragma once
+
+#include <span>
+
+#include "tera/tera_eval.h"
+#include "tera/tera_token_values.h"
+
+inline constexpr int EDIT_WORD_LANES = 64;
+inline constexpr int EDIT_BLOCK_WORDS = 8;
+inline constexpr int EDIT_BLOCK_LANES = EDIT_WORD_LANES * EDIT_BLOCK_WORDS;
+inline constexpr int EDIT_PADDING = 4;      ///< positions that are read beyond both ends of the entries
+inline constexpr int EDIT_MAX_QUERY = 128;  ///< query positions that are looked at
+
+/// An entry whose measure reaches the least one asked for.
+struct EditHit {
+  Large lane;   ///< counted from the start of the length group
+  int measure;  ///< x of the mode
+};
+
+/// A query position as the bytes see it.
+struct EditAccept {
+  Token single = 0;                ///< the one token that it accepts; 0 when `several` says it
+  std::span<const Token> several;  ///< its tokens
+  bool any = false;                ///< accepts every token
+};
+
+/// What is looked for in the entries of one length.
+struct EditTask {
+  TeraEval::Mode mode = TeraEval::LEVENSHTEIN;  ///< one that `edit_measure_max` knows
+  bool transpose = false;
+  int m = 0;       ///< positions of the query, 1..EDIT_MAX_QUERY
+  int n = 0;       ///< positions of the entries, at least 1
+  int fewest = 1;  ///< least measure that is a hit, at least 1
+
+  const VUint* const* columns = nullptr;  ///< bits: per query position, block 0 of its column
+  const Token* bytes = nullptr;           ///< bytes: section 0
+  const EditAccept* accepts = nullptr;    ///< bytes: per query position
+};
+
+/// Largest measure that an entry of n positions can have in a mode; -1 when the kernel does not know the
+/// mode.
+SORV_API int edit_measure_max(TeraEval::Mode mode, int m, int n);
+
+struct EditKernel {
+  /// Looks at the blocks from `block` up to but excluding `last` until `hits` has no room for a full block,
+  /// and moves `block` on. Returns the number of hits, in ascending order of lanes. Lanes without an entry
+  /// may be among them.
+  int (*scan)(const EditTask& task, int& block, int last, std::span<EditHit> hits);
+  /// The same for the groups of 8 << `group_log` lanes (8 to 64) with the numbers in `groups`, of which
+  /// `group` is the next one.
+  int (*check)(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
+               std::span<EditHit> hits);
+};
+
+/// The loops for the level that is in use.
+SORV_API const EditKernel& edit_kernel();
+
+SORV_API extern const EditKernel EDIT_KERNEL_BASELINE;
+SORV_API extern const EditKernel EDIT_KERNEL_AVX2;
+SORV_API extern const EditKernel EDIT_KERNEL_AVX512;
