@@ -2,8 +2,8 @@
 ///
 /// The files made depend on their arguments alone: the same seed gives the same file everywhere.
 ///
-/// Errors: those that return int give -1, explained on the default reporter. A write that fails throws an
-/// `AceException`.
+/// Errors: those that return int give -1, explained on the default reporter. A write that fails, and an
+/// input file that is not there, throw an `AceException`.
 #pragma once
 
 #include <cstddef>
@@ -19,6 +19,9 @@ SORV_API int tera_entry_print(char* buf, std::size_t buf_size, Large info, const
 /// Writes the same line. Returns its length, or as above. A short write throws "Error writing into .tera
 /// file!".
 SORV_API int tera_simple_print(std::FILE* file, unsigned info, const char* string);
+
+/// Makes sure that all lines have been written; throws the same when they cannot be.
+SORV_API void tera_flush(std::FILE* file);
 
 /// Writes `num` strings with the attributes 1, 2, ... Lengths are equally distributed over
 /// `min_length`..`max_length`, characters over those of `characters` (null: "a" to "z"). Returns `num`.

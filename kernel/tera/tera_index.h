@@ -39,6 +39,7 @@
 
 #include <functional>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "ace/ace_attach.h"
@@ -151,21 +152,30 @@ class SORV_API TeraIndex : public AceWrap {
  private:
   static constexpr int ALIGNMENT = 4;
 
-  class Heap;
+  /// A heap under construction, or the index's own one.
+  struct Heap {
+    VInt add(std::string_view string);
+    void align();
+
+    std::vector<Large> starts;
+    std::vector<char> bytes;
+    bool isAligned = false;
+  };
   class BlockWriter;
 
-  bool is_too_large(VInt size) const;
   VInt byte_offset(Large start) const { return intAligned ? VInt{ALIGNMENT} * start : VInt{start}; }
   const char* plain_line(Large id) const { return entryBuffer + byte_offset(entryStart[id]); }
-  const Token* block_start(Large block) const;
   VInt block_bytes(Large block) const;
-  void take(Heap* heap, int mode);
+  const Token* block_at(Large block) const;
+  int block_count(Large block) const;
+  void take_heap(Heap heap, int mode);
+  void take_blocks(BlockWriter* writer, std::unique_ptr<StringComp> coder, Large count);
   void make_own();
-  void reserve_entries(Large num);
-  int append(const char* string, Large* start);
+  void show_own();
   int make_compressed(const char* filename, AceReporter* rep);
   Large find(bool insert, const auto& compare) const;
-  int read_checked(AceFile* file);
+  VInt read_payload(AceFile* file);
+  const char* check_starts() const;
   int refuse(const AceFile* file, const char* reason);
 
   TeraCollation* colFacet = nullptr;
@@ -180,8 +190,8 @@ class SORV_API TeraIndex : public AceWrap {
   int blockSize = 1;
   int fileMapped = 0;
   bool intAligned = false;
-  AceAttach startAt;   // entryStart, unless mapped
-  AceAttach bufferAt;  // entryBuffer, unless mapped
+  Heap ownHeap;     // the arrays, unless they were read
+  AceAttach memAt;  // the arrays, when they were read from a stream
 };
 
 /// For the registry of persistent objects: a `TeraIndex` from the file, or null; and an empty one.

@@ -64,8 +64,8 @@ class SORV_API TeraReader {
 /// read: "Error reading tera file, line %ld: %s\n".
 class SORV_API TeraStandardReader : public TeraReader {
  public:
-  /// `numericBase`: 2 to 36.
-  TeraStandardReader(AceReader* input, int numericBase) : itsInput(input), itsBase(numericBase) {}
+  /// `numeric_base`: 2 to 36.
+  TeraStandardReader(AceReader* input, int numeric_base) : itsInput(input), numericBase(numeric_base) {}
 
   int get_line(const char** string, Large* info, VInt* line) override;
   int rewind() override;
@@ -74,16 +74,16 @@ class SORV_API TeraStandardReader : public TeraReader {
 
  private:
   AceReader* itsInput;
-  int itsBase;
+  int numericBase;
   VInt highestLine = 0;
   int lastResult = 1;
 };
 
-/// Each string as the tokens of a map, with operators off when `noGlob`.
+/// Each string as the tokens of a map, with operators off when `no_glob`.
 class SORV_API TeraMappedReader : public TeraReader {
  public:
-  TeraMappedReader(TeraReader* unMapped, const TeraMap* map, bool noGlob)
-      : unMapped(unMapped), teraMap(map), noGlob(noGlob) {}
+  TeraMappedReader(TeraReader* reader, const TeraMap* map, bool no_glob)
+      : unMapped(reader), teraMap(map), noGlob(no_glob) {}
 
   int get_line(const char** string, Large* info, VInt* line) override;
   int rewind() override { return unMapped->rewind(); }
@@ -97,11 +97,11 @@ class SORV_API TeraMappedReader : public TeraReader {
 };
 
 /// Each string rewritten by a transform. Of a result with several variants ("|" between them) each is an
-/// entry with the same attribute and line; with `skipAliases` only the first.
+/// entry with the same attribute and line; with `skip_aliases` only the first.
 class SORV_API TeraTransformReader : public TeraReader {
  public:
-  TeraTransformReader(TeraReader* internalReader, TeraTransform* transform, bool skipAliases)
-      : internalReader(internalReader), itsTransform(transform), skipAliases(skipAliases) {}
+  TeraTransformReader(TeraReader* reader, TeraTransform* transform, bool skip_aliases)
+      : internalReader(reader), itsTransform(transform), skipAliases(skip_aliases) {}
 
   /// -1 also when the transform gives null.
   int get_line(const char** string, Large* info, VInt* line) override;
@@ -132,11 +132,11 @@ class SORV_API SingleWordReader : public TeraReader {
  private:
   AceReader* itsInput;
   std::string separatorSet;
-  std::string lineText;  // the present line, cut at the words given so far
-  std::size_t linePos = 0;
+  std::string lineText;     // the present line, cut at the words given so far
+  std::size_t linePos = 0;  // behind the last of them
   VInt curLine = 0;
   Large numWords = 0;
-  bool isAtEnd = true;
+  bool isAtEnd = false;
 };
 
 /// Several sorted entry files as one: of the streams' present strings the greatest, in byte order, comes
@@ -144,8 +144,8 @@ class SORV_API SingleWordReader : public TeraReader {
 class SORV_API MultiStreamReader : public TeraReader {
  public:
   /// Takes the streams (entry lines with hexadecimal attributes) over: they are closed with the reader, and
-  /// also when the constructor throws. With a map, strings are token strings, operators off when `noGlob`.
-  MultiStreamReader(int num_streams, std::FILE** streams, const TeraMap* map, bool noGlob);
+  /// also when the constructor throws. With a map, strings are token strings, operators off when `no_glob`.
+  MultiStreamReader(int num_streams, std::FILE** streams, const TeraMap* map, bool no_glob);
   ~MultiStreamReader() override;
 
   int get_line(const char** string, Large* info, VInt* line) override;
@@ -156,11 +156,13 @@ class SORV_API MultiStreamReader : public TeraReader {
  private:
   struct Stream;
 
+  int start_all();
   int advance(std::size_t stream);
+  bool is_before(std::size_t first, std::size_t second) const;
 
   std::vector<std::unique_ptr<Stream>> streamArray;
   std::vector<std::size_t> streamHeap;  // those with a present string, as a heap with the next one in front
-  bool isStarted = false;               // the front stream's string was given
+  bool isStarted = false;               // all streams have been asked; the front one's string was given
   VInt numLines = 0;
   int lastResult = 1;
 };

@@ -35,7 +35,7 @@ class SORV_API StringTrie {
   };
 
   Large find_below(Large node, char character) const;
-  Large walk(Large node, const char* string) const;
+  VInt walk(Large node, const char* string) const;
 
   std::vector<Node> nodes;  // the root first; it is in no list
 };
