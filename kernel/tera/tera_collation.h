@@ -81,14 +81,15 @@ class SORV_API TeraAscii final : public TeraCollation {
 /// are none either.
 class SORV_API TeraDate final : public TeraCollation {
  public:
+  /// How dates are written, and what `scanf` would be given to read them.
   enum Format {
-    YMD = 0,       ///< "yyyy-mm-dd", "yyyy-m-d"; also any format that is not known
-    DMYd = 1,      ///< "dd.mm.yyyy", "d.m.yyyy"
-    DMYs = 2,      ///< "dd/mm/yyyy", "d/m/yyyy"
-    DMonthY = 3,   ///< "dd month yyyy", "d month yyyy"
-    MonthDY = 4,   ///< "month dd yyyy", "month d yyyy"
-    DdMonthY = 5,  ///< "dd. month yyyy", "d. month yyyy"
-    MonthDdY = 6,  ///< "month ddst yyyy", "month dst yyyy"
+    YMD = 0,       ///< "yyyy-mm-dd", "yyyy-m-d", and all that is not known; "%d-%d-%d"
+    DMYd = 1,      ///< "dd.mm.yyyy", "d.m.yyyy"; "%d.%d.%d"
+    DMYs = 2,      ///< "dd/mm/yyyy", "d/m/yyyy"; "%d/%d/%d"
+    DMonthY = 3,   ///< "dd month yyyy", "d month yyyy"; "%d %s %d"
+    MonthDY = 4,   ///< "month dd yyyy", "month d yyyy"; "%s %d %d"
+    DdMonthY = 5,  ///< "dd. month yyyy", "d. month yyyy"; "%d. %s %d"
+    MonthDdY = 6,  ///< "month ddst yyyy", "month dst yyyy"; "%s %d%s %d"
   };
   struct Date {
     int year = 0;

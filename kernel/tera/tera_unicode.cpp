@@ -127,9 +127,14 @@ class TeraUnicode::Loader {
 
 int TeraUnicode::Loader::read(AceInput* input) {
   const char* text = nullptr;
-  while (input->read_line(&text) >= 0) {
-    lineText = place = text;
-    if (read_line() < 0) return -1;
+  try {
+    while (input->read_line(&text) >= 0) {
+      lineText = place = text;
+      if (read_line() < 0) return -1;
+    }
+  } catch (const AceException& problem) {
+    problem.print(AceReporter::use_default());
+    return -1;
   }
   if (!lines.empty()) return 0;
   AceReporter::use_default()->ev_wprintf("%s: expected a table of collation weights, found no entry\n",
@@ -255,10 +260,10 @@ void TeraUnicode::Loader::build_contractions() {
   std::ranges::stable_sort(sequences, [this](const Line* a, const Line* b) {
     return std::ranges::lexicographical_compare(codes_of(*a), codes_of(*b));
   });
-  const auto [end, last] = std::ranges::unique(sequences, [this](const Line* a, const Line* b) {
+  const auto same = [this](const Line* a, const Line* b) {
     return std::ranges::equal(codes_of(*a), codes_of(*b));
-  });
-  sequences.erase(end, last);
+  };
+  sequences.erase(std::unique(sequences.begin(), sequences.end(), same), sequences.end());
 
   Contraction* all = nullptr;
   target->memAt.malloc(all, static_cast<long>(sequences.size()));
@@ -284,12 +289,11 @@ TeraUnicode::Entry* TeraUnicode::Loader::make_entry(Large uni) {
 
 /// What is looked up by the byte.
 void TeraUnicode::Loader::build_bytes() {
-  const int* codePage = target->codePage;
-  for (int byte = 1; codePage != nullptr && byte < PAGE_SIZE; ++byte)
-    if (codePage[byte] != 0)
-      target->singleByteEntries[byte] = target->entry_of(static_cast<Large>(codePage[byte]));
+  const int* bytes = target->codePage;
+  for (int byte = 1; bytes != nullptr && byte < PAGE_SIZE; ++byte)
+    if (bytes[byte] != 0) target->singleByteEntries[byte] = target->entry_of(static_cast<Large>(bytes[byte]));
   for (Large byte = 1; byte < ASCII_SIZE; ++byte) {
-    const Large uni = codePage != nullptr ? static_cast<Large>(codePage[byte]) : byte;
+    const Large uni = bytes != nullptr ? static_cast<Large>(bytes[byte]) : byte;
     const Entry* entry = target->entry_of(uni);
     const bool isClear = uni != 0 && (entry == nullptr || !goes_on_in_ascii(*entry));
     if (isClear) target->asciiPrimary[byte] = entry != nullptr ? entry->own_primary() : NO_ENTRY + uni;
@@ -298,46 +302,49 @@ void TeraUnicode::Loader::build_bytes() {
 
 /// Notes that the character may be joined to the one before it. UTF-8 may be longer than it need be.
 void TeraUnicode::Loader::join(Large uni) {
-  bool* isJoined = target->isJoined;
-  if (const int* codePage = target->codePage; codePage != nullptr) {
+  bool* joined = target->isJoined;
+  if (const int* bytes = target->codePage; bytes != nullptr) {
     for (int byte = 1; byte < PAGE_SIZE; ++byte)
-      if (static_cast<Large>(codePage[byte]) == uni) isJoined[byte] = true;
+      if (static_cast<Large>(bytes[byte]) == uni) joined[byte] = true;
     return;
   }
-  if (uni < 0x80) isJoined[uni] = true;
-  if (uni < 0x800) isJoined[0xC0 | uni >> 6] = true;
-  isJoined[0xE0 | uni >> 12] = true;
-  isJoined[0xF0] = true;
+  if (uni < 0x80) joined[uni] = true;
+  if (uni < 0x800) joined[0xC0 | uni >> 6] = true;
+  joined[0xE0 | uni >> 12] = true;
+  joined[0xF0] = true;
 }
 
 /// Whether a byte of ASCII can be the second character of one of the entry's contractions.
 bool TeraUnicode::Loader::goes_on_in_ascii(const Entry& entry) const {
-  const int* codePage = target->codePage;
+  const int* bytes = target->codePage;
   const std::span all(entry.contractions, static_cast<std::size_t>(entry.numContractions));
-  return std::ranges::any_of(all, [codePage](const Contraction& one) {
-    if (codePage == nullptr) return one.codes[1] < ASCII_SIZE;
-    return std::find(codePage + 1, codePage + ASCII_SIZE, static_cast<int>(one.codes[1])) !=
-           codePage + ASCII_SIZE;
+  return std::ranges::any_of(all, [bytes](const Contraction& one) {
+    if (bytes == nullptr) return one.codes[1] < ASCII_SIZE;
+    return std::find(bytes + 1, bytes + ASCII_SIZE, static_cast<int>(one.codes[1])) != bytes + ASCII_SIZE;
   });
 }
 
+TeraUnicode::TeraUnicode(const char* name) : TeraCollation(name) {
+  clear();
+}
+
+/// As with a table without entries, for UTF-8.
 void TeraUnicode::clear() {
   std::ranges::fill(unicodeElements, nullptr);
   std::ranges::fill(singleByteEntries, nullptr);
   codePage = nullptr;
   std::ranges::fill(asciiPrimary, SEVERAL);
-  std::ranges::fill(isJoined, false);
+  for (int byte = 0; byte < PAGE_SIZE; ++byte) isJoined[byte] = is_continue(static_cast<Unsigned>(byte));
   memAt.release();
 }
 
 int TeraUnicode::load(const char* filename, const char* encoding) {
   clear();
-  if (Encoding::is_utf8(encoding)) {
-    for (Unsigned byte = 0x80; byte < 0xC0; ++byte) isJoined[byte] = true;
-  } else {
+  if (!Encoding::is_utf8(encoding)) {
     codePage = tera_get_charset_map(encoding);
     if (codePage == nullptr)
       return ace_error(__FILE__, __LINE__, "codepage = tera_get_charset_map(page)", -1, 0, -1);
+    std::ranges::fill(isJoined, false);
   }
   Loader loader(this, filename);
   char nothing[1] = "";
@@ -345,9 +352,10 @@ int TeraUnicode::load(const char* filename, const char* encoding) {
   try {
     std::error_code unknown;
     if (std::filesystem::is_directory(filename, unknown) || std::filesystem::is_fifo(filename, unknown))
-      throw AceException("Not a file");
+      throw AceException("Not a regular file");
     input.init(filename, 100000, true);
-  } catch (const AceException&) {
+  } catch (const AceException& problem) {
+    problem.print(AceReporter::use_default());
     clear();
     return ace_error(__FILE__, __LINE__, "input.init(filename,100000, true)", -1, 0, -1);
   }
@@ -403,10 +411,10 @@ const TeraUnicode::Contraction* TeraUnicode::longest_contraction(const Entry* en
   for (int length = 1; first != last && *pos != 0; ++length) {
     Large uni = 0;
     pos += decode(pos, &uni);
-    const auto code = [length](const Contraction& other) { return other.codes[length]; };
-    const auto same = std::ranges::equal_range(first, last, uni, {}, code);
-    first = same.begin();
-    last = same.end();
+    const auto isBelow = [&](const Contraction& other) { return other.codes[length] < uni; };
+    const auto isSame = [&](const Contraction& other) { return other.codes[length] == uni; };
+    first = std::partition_point(first, last, isBelow);
+    last = std::partition_point(first, last, isSame);
     if (first == last || first->numCodes != length + 1) continue;
     longest = first++;
     *text = pos;

@@ -38,7 +38,7 @@ class SORV_API TeraUnicode final : public TeraCollation {
     Large weights[LEVEL];  ///< primary, secondary, tertiary; 0: to be skipped
   };
 
-  explicit TeraUnicode(const char* name) : TeraCollation(name) {}
+  explicit TeraUnicode(const char* name);
 
   /// Reads the table; before that, and after an error, a collation has no characters. `encoding` is UTF-8
   /// (as TeraTransform::is_utf8 has it, and null) or the name of a code page, in which the texts to compare
