@@ -142,8 +142,8 @@ class SORV_API AceIdMap {
   /// Builds the representation given, a sum of `Mode`: OFFSETS or MIXED (with or without OFFSETS), perhaps
   /// SPARSE, perhaps one of the two for deduplication. -1 as well when the lists cannot be represented so.
   int make(int num_keys, List** lists, int mode, AceReporter* rep);
-  /// Builds the reverse index, with a block index where the two together are smaller. -1, and no reverse
-  /// index, when a value has two keys.
+  /// Builds the reverse index, with a block index where the two together are smaller. Takes 8 bytes per value
+  /// while it works. -1, and no reverse index, when a value has two keys.
   int build_reverse();
   /// Becomes empty.
   void clean();
