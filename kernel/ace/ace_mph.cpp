@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 #include "ace/ace_alloc.h"
@@ -82,16 +83,17 @@ class Placement {
       isTaken[firstSlots[i]] = true;
     }
     std::iota(items.begin(), items.end(), 0U);
-    std::stable_sort(items.begin(), items.end(),
-                     [this](Large a, Large b) { return firstSlots[a] < firstSlots[b]; });
+    std::sort(items.begin(), items.end(),
+              [this](Large a, Large b) { return std::pair(firstSlots[a], a) < std::pair(firstSlots[b], b); });
     for (Large i = 0; i < numItems; ++i) {
       if (i > 0 && firstSlots[items[i]] == firstSlots[items[i - 1]])
         ++buckets.back().count;
       else
         buckets.push_back({i, 1});
     }
-    std::stable_sort(buckets.begin(), buckets.end(),
-                     [](const Bucket& a, const Bucket& b) { return a.count > b.count; });
+    std::sort(buckets.begin(), buckets.end(), [](const Bucket& a, const Bucket& b) {
+      return std::pair(b.count, a.start) < std::pair(a.count, b.start);
+    });
   }
 
   /// Finds a seed and a shift with which all items of a bucket fall into free slots.
