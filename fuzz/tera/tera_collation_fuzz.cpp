@@ -1,14 +1,13 @@
 // Hostile tables and texts. The input is a kind (one byte), three texts, each ended by a zero byte, and the
 // lines of a table. Whatever they are: the order of the texts is a weak one, what starts with a key is
 // compared alike by both comparisons, and the Unicode order is that of the weights.
-#include <unistd.h>
-
+#include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "ace/ace_reporter.h"
+#include "support/temp_folder.h"
 #include "tera/tera_unicode.h"
 
 namespace {
@@ -52,8 +51,9 @@ std::vector<Large> weights_of(const TeraUnicode& order, const std::string& text)
 }
 
 void use_table(const std::string& table, bool isUtf, const std::vector<std::string>& texts) {
-  static const std::string name = "/tmp/tera_collation_fuzz." + std::to_string(getpid());
-  std::ofstream(name, std::ios::binary) << table;
+  static const support::TempFolder folder;
+  static const std::string name = folder.file("table.txt");
+  support::write_file(name, table);
   TeraUnicode order("fuzz");
   order.load(name.c_str(), isUtf ? "utf-8" : "cp1252");
   use(order, texts);

@@ -24,7 +24,7 @@ constexpr std::size_t MAX_BASE_NAME = 90;
 constexpr std::string_view TABLE_SUFFIX = ".txt";
 
 int sign_of(std::strong_ordering order) {
-  return order < 0 ? -1 : order > 0 ? 1 : 0;
+  return std::is_lt(order) ? -1 : std::is_gt(order) ? 1 : 0;
 }
 
 int compare_bytes(std::string_view a, std::string_view b) {
@@ -335,7 +335,7 @@ int TeraNumeric::compare_values(std::string_view a, std::string_view b) const {
   b = skip_leading(b);
   const std::size_t pointA = std::min(a.find(itsFloating), a.size());
   const std::size_t pointB = std::min(b.find(itsFloating), b.size());
-  if (const auto order = count_digits(a) <=> count_digits(b); order != 0) return sign_of(order);
+  if (const auto order = count_digits(a) <=> count_digits(b); std::is_neq(order)) return sign_of(order);
 
   std::size_t j = 0;
   for (std::size_t i = 0; i < pointA; ++i) {
