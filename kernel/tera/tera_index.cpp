@@ -320,8 +320,9 @@ int TeraIndex::make_compressed(const char* filename, AceReporter* rep) {
   const auto write_block = [&] {
     strings.clear();
     for (const std::string& text : texts) strings.push_back(text.c_str());
+    const int written = strings.empty() ? 0 : writer.add(strings);
     texts.clear();
-    return strings.empty() ? 0 : writer.add(strings);
+    return written;
   };
   VInt coded = 0;
   int rc = 0;
@@ -527,10 +528,15 @@ int TeraIndex::resort(const char* collation) {
   if (colFacet != nullptr) colFacet->destroy();
   colFacet = facet;
   make_own();
-  std::stable_sort(ownHeap.starts.begin(), ownHeap.starts.end(), [this](Large a, Large b) {
-    return a != b &&
-           colFacet->compare_sort(entryBuffer + byte_offset(a), entryBuffer + byte_offset(b), 0) < 0;
+  std::vector<Large> order(numEntry);
+  std::iota(order.begin(), order.end(), Large{0});
+  std::sort(order.begin(), order.end(), [this](Large a, Large b) {
+    const int sign = colFacet->compare_sort(plain_line(a), plain_line(b), 0);
+    return sign != 0 ? sign < 0 : a < b;
   });
+  for (Large& id : order) id = ownHeap.starts[id];
+  ownHeap.starts = std::move(order);
+  show_own();
   return 0;
 }
 

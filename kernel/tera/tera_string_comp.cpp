@@ -13,6 +13,8 @@
 namespace {
 
 constexpr int BYTE_BITS = 8;
+constexpr VUint BYTE_MASK = 0xFF;
+constexpr VUint ROW_MASK = 0xFF00;
 constexpr int NUM_BYTES = StringComp::NUM_BYTES;
 constexpr VInt STACK_SIZE = 8192;  // blocks of words fit in; others are decoded on the heap
 constexpr int EVEN_OUT_STEP = 4;   // bits by which frequencies are shifted until a code is not too deep
@@ -53,7 +55,7 @@ class StringComp::Decoder {
   /// The next string's length, or -1 when no string of the block can have it.
   VInt get_length() {
     fill();
-    const LengthCode& code = strComp->lengthTable[bitPat & (NUM_BYTES - 1)];
+    const LengthCode& code = strComp->lengthTable[bitPat & BYTE_MASK];
     VInt length = code.length;
     if (code.bits >= 0) {
       drop(code.bits);
@@ -69,7 +71,7 @@ class StringComp::Decoder {
   /// The next `length` bytes; false when they are damaged.
   bool get_bytes(char* out, VInt length) {
     const Small* table = strComp->byteTable.get();
-    VUint before = 0;
+    VUint row = 0;  // of the table: 256 times the byte before
     // The reader is in registers: the compiler cannot know that `out` is not the reader itself.
     VUint bits = bitPat;
     int count = bitCount;
@@ -82,21 +84,22 @@ class StringComp::Decoder {
       const char* stop = out + std::min<VInt>(end - out, FULL_BITS / BYTE_BITS);
       Small entry = 1;
       while (out < stop) {
-        entry = table[before * NUM_BYTES + (bits & (NUM_BYTES - 1))];
+        entry = table[row | (bits & BYTE_MASK)];
         if (entry == 0) [[unlikely]]
           break;
-        bits >>= entry >> BYTE_BITS;
-        count -= entry >> BYTE_BITS;
-        before = entry & (NUM_BYTES - 1);
-        *out++ = static_cast<char>(before);
+        // A shift counts by the low six bits anyway, so that this mask takes no instruction.
+        bits >>= entry & 63;
+        count -= entry & 63;
+        row = entry & ROW_MASK;
+        *out++ = static_cast<char>(entry >> BYTE_BITS);
       }
       if (entry != 0) continue;
       store(bits, count);
-      const Bit byte = get_long(before);
+      const Bit byte = get_long(row >> BYTE_BITS);
       if (byte == 0) return false;
       bits = bitPat;
       count = bitCount;
-      before = byte;
+      row = VUint{byte} << BYTE_BITS;
       *out++ = static_cast<char>(byte);
     }
     store(bits, count);
@@ -243,7 +246,7 @@ const char* StringComp::fill_tables() {
           to->lengths[symbol] = static_cast<Tiny>(length);
           if (symbol == 0 || length > HuffmanTree::TABLE_BITS) return 0;
           for (Bit i = code; i < Bit{NUM_BYTES}; i += Bit{1} << length)
-            to->entries[i] = static_cast<Small>(symbol | static_cast<unsigned>(length) << BYTE_BITS);
+            to->entries[i] = static_cast<Small>(symbol << BYTE_BITS | static_cast<unsigned>(length));
           return 0;
         },
         &row);

@@ -78,8 +78,8 @@ class SORV_API StringComp {
   HuffmanTree lengthTree;
   int numTrees = 0;
   VInt compSize = 0;
-  /// By preceding byte and the next 8 bits: the byte, and above it the bits of its code; 0 where the code
-  /// goes on, and for byte 0.
+  /// By preceding byte and the next 8 bits: the number of bits of the code, and above it the byte, where it
+  /// starts the index of the next entry; 0 where the code goes on, and for byte 0.
   std::unique_ptr<Small[]> byteTable;
   std::unique_ptr<Tiny[]> codeLength;  // by preceding byte and byte; 0 where there is no code
   std::array<LengthCode, NUM_BYTES> lengthTable;
