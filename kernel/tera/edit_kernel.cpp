@@ -31,6 +31,8 @@ int edit_measure_max(TeraEval::Mode mode, int m, int n) {
       return std::max(2 * common - 1, 0);
     case TeraEval::BIGRAMS:
       return n + 1;  // an entry may repeat the query's pairs
+    case TeraEval::WILDCARD:
+      return 1;
     default:
       return -1;
   }

@@ -51,6 +51,7 @@ struct EditTask {
   const VUint* const* columns = nullptr;  ///< bits: per query position, block 0 of its column
   const Token* bytes = nullptr;           ///< bytes: section 0
   const EditAccept* accepts = nullptr;    ///< bytes: per query position
+  const bool* runs = nullptr;             ///< WILDCARD: m + 1 flags, whether any tokens may stand in front
 };
 
 /// Largest measure that an entry of n positions can have in a mode; -1 when the kernel does not know the

@@ -213,6 +213,9 @@ LaneMeasures<V> measure(const EditTask& task, const Columns& columns, Slices<V> 
       return count_hits(out.minus, query_walk<V, TRANSPOSE>(m, n, columns, out.minus));
     case TeraEval::SUPERSET:
       return count_hits(out.minus, entry_walk<V, TRANSPOSE>(m, n, columns, out.minus));
+    case TeraEval::WILDCARD:
+      *out.minus = edit_wildcard<V>(m, n, columns, task.runs);
+      return count_hits(out.minus, 1);
     default:  // SEQ
       return count_hits(out.minus, edit_sequence<V>(m, n, columns, out.minus));
   }

@@ -333,6 +333,20 @@ int edit_bigrams(int m, int n, const Columns& columns, V* add) {
   return n + 1;
 }
 
+/// Lanes that the query matches as a pattern, in which runs[i] lets any tokens stand in front of position i.
+template <class V, class Columns>
+V edit_wildcard(int m, int n, const Columns& columns, const bool* runs) {
+  V read[MAX_QUERY + 1];  // lanes in which the positions before i are read
+  read[0] = ALL<V>;
+  std::fill_n(read + 1, m, NONE<V>);
+  for (int j = 0; j < n; ++j) {
+    for (int i = m; i > 0; --i)
+      read[i] = (read[i - 1] & columns.at(i - 1, j)) | (runs[i] ? read[i] : NONE<V>);
+    if (!runs[0]) read[0] = NONE<V>;
+  }
+  return read[m];
+}
+
 // Sets. What a step gains over the hits so far is 0, 1 or 2, and so is what the step before gained: a swap
 // counts two hits from before that step.
 

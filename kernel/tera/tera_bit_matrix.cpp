@@ -1,0 +1,132 @@
+#include "tera/tera_bit_matrix.h"
+
+#include <algorithm>
+#include <climits>
+#include <numeric>
+
+#include "ace/ace_error.h"
+#include "ace/ace_file.h"
+#include "ace/ace_reporter.h"
+
+namespace {
+
+constexpr int ARRAY_ALIGNMENT = 4;
+
+constexpr int sections_of(int slots) {
+  return slots / TeraBitMatrix::SECTION_SLOTS + (slots % TeraBitMatrix::SECTION_SLOTS != 0 ? 1 : 0);
+}
+
+}  // namespace
+
+/// Each section is as wide as its last slot's entries are long. Empty when the words exceed an int.
+std::vector<int> TeraBitMatrix::make_sections(const int* sums, int lengths) {
+  const int num = sections_of(sums[lengths - 1]);
+  std::vector<int> starts = {0};
+  starts.reserve(static_cast<std::size_t>(num) + 1);
+  VInt start = 0;
+  int length = std::min(1, lengths - 1);
+  for (int k = 1; k <= num; ++k) {
+    const VInt end = std::min(VInt{k} * SECTION_SLOTS, VInt{sums[lengths - 1]});
+    while (sums[length] < end) ++length;
+    start += length;
+    if (start > INT_MAX / 2) return {};
+    starts.push_back(static_cast<int>(start));
+  }
+  return starts;
+}
+
+void TeraBitMatrix::init_layout(int cols, const std::vector<int>& slots) {
+  clean_matrix();
+  numCols = cols;
+  maxLength = static_cast<int>(slots.size());
+  ownSums.resize(slots.size());
+  std::partial_sum(slots.begin(), slots.end(), ownSums.begin());
+  lengthSum = ownSums.data();
+  sectionStart = make_sections(lengthSum, maxLength);
+  numSections = std::max(static_cast<int>(sectionStart.size()) - 1, 0);
+  bitModule = std::make_unique<TeraModule[]>(static_cast<std::size_t>(cols));
+}
+
+int TeraBitMatrix::init_modules() {
+  if (sectionStart.empty()) return -1;
+  for (int tok = 0; tok < numCols; ++tok) bitModule[static_cast<std::size_t>(tok)].init(num_words());
+  return 0;
+}
+
+void TeraBitMatrix::clean_matrix() {
+  maxLength = numCols = numSections = 0;
+  lengthSum = nullptr;
+  sectionStart.clear();
+  bitModule = nullptr;
+  ownSums.clear();
+}
+
+void TeraBitMatrix::set_bit(int slot, int pos, Token tok) {
+  const int word = sectionStart[static_cast<std::size_t>(slot / SECTION_SLOTS)] + pos;
+  bitModule[tok].set_full(word, VBit{1} << slot % SECTION_SLOTS);
+}
+
+void TeraBitMatrix::compress() {
+  for (int tok = 0; tok < numCols; ++tok)
+    if (TeraModule& module = bitModule[static_cast<std::size_t>(tok)]; module.clear_empty() == 0)
+      module.compress();
+}
+
+VInt TeraBitMatrix::get_comp_size() const {
+  VInt bytes = 0;
+  for (int tok = 0; tok < numCols; ++tok) bytes += bitModule[static_cast<std::size_t>(tok)].get_comp_size();
+  return bytes;
+}
+
+bool TeraBitMatrix::has_words() const {
+  return std::any_of(bitModule.get(), bitModule.get() + numCols,
+                     [](const TeraModule& module) { return !module.is_empty(); });
+}
+
+// ---------------------------------------------------------------- persistence
+
+void TeraBitMatrix::save_sums(AceFile* file, int sections) const {
+  file->write(VInt{sizeof(int)} * maxLength, lengthSum, ARRAY_ALIGNMENT);
+  if (sections > 0)
+    file->write(static_cast<VInt>(sizeof(int)) * (sections + 1), sectionStart.data(), ARRAY_ALIGNMENT);
+}
+
+void TeraBitMatrix::save_modules(AceFile* file) const {
+  for (int tok = 0; tok < numCols; ++tok) bitModule[static_cast<std::size_t>(tok)].save(file);
+}
+
+int TeraBitMatrix::refuse_matrix(const char* reason) const {
+  AceReporter::use_default()->printf("Bit matrix broken, %s: %d lengths, %d sections, %d columns\n", reason,
+                                     maxLength - 1, numSections, numCols);
+  return -1;
+}
+
+int TeraBitMatrix::read_sums(AceFile* file, int sections) {
+  AceAttach at;
+  const int* sums = file->read_array<int>(maxLength, &at, ARRAY_ALIGNMENT);
+  if (maxLength < 1 || sums == nullptr) return refuse_matrix("its lengths are cut");
+  if (sums[0] < 0 || !std::is_sorted(sums, sums + maxLength))
+    return refuse_matrix("its lengths do not ascend");
+  ownSums.assign(sums, sums + maxLength);
+  lengthSum = ownSums.data();
+  // Every section takes bytes of the file, so that what is made here is not larger than a multiple of it.
+  if (sections > 0 && sections != sections_of(lengthSum[maxLength - 1]))
+    return refuse_matrix("it has not the sections of its slots");
+  if (sections > 0) {
+    const int* starts = file->read_array<int>(VInt{sections} + 1, &at, ARRAY_ALIGNMENT);
+    if (starts == nullptr) return refuse_matrix("its sections are cut");
+    sectionStart = make_sections(lengthSum, maxLength);
+    if (sectionStart.empty() || !std::equal(sectionStart.begin(), sectionStart.end(), starts))
+      return refuse_matrix("its sections are not those of its lengths");
+  }
+  numSections = sections;
+  return 0;
+}
+
+int TeraBitMatrix::read_modules(AceFile* file) {
+  bitModule = std::make_unique<TeraModule[]>(static_cast<std::size_t>(numCols));
+  for (int i = 0; i < numCols; ++i)
+    if (bitModule[static_cast<std::size_t>(i)].read(file, num_words()) < 0)
+      return ace_error(__FILE__, __LINE__, "bitModule[i].read(file)", -1, 0, -1);
+  return 0;
+}
