@@ -219,7 +219,8 @@ MultiStreamReader::MultiStreamReader(int num_streams, std::FILE** streams, const
       streamArray.push_back(std::make_unique<Stream>(streams[taken], map, no_glob));
   } catch (...) {
     // The stream that failed was closed by its own reader.
-    for (int i = taken + 1; i < num_streams; ++i) std::fclose(streams[i]);
+    for (int i = taken + 1; i < num_streams; ++i)
+      if (streams[i] != nullptr) std::fclose(streams[i]);
     throw;
   }
 }

@@ -129,6 +129,10 @@ TEST(TeraIndex, a_saved_index_is_made_by_the_registry_and_has_its_documented_byt
   const std::unique_ptr<AceWrap> made(AceWrap::factory(folder.file("index").c_str(), "TeraIndex"));
   ASSERT_NE(made, nullptr);
   EXPECT_EQ(static_cast<TeraIndex*>(made.get())->search("b", 0, 0), 1U);
+  TeraIndex packed;
+  ASSERT_EQ(make(&packed, {"ab", "b", "abb"}, 1), 0);
+  EXPECT_EQ(std::string(packed.get_string_heap(), 2), "\x0E\x1F");
+  EXPECT_EQ(packed.get_heap_size(), 2);
   support::RecordingReporter rep;
   index.print(&rep);
   EXPECT_EQ(
