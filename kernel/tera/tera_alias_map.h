@@ -5,6 +5,7 @@
 
 #include "ace/ace_attach.h"
 #include "ace/ace_id_map.h"
+#include "tera/tera_cand.h"
 
 class TeraResult;
 class TeraScanGraph;
@@ -14,8 +15,7 @@ class SORV_API TeraAliasMap : public AceIdMap {
  public:
   /// The aliases of an entry, by its number.
   using GetAlias = std::function<Large(Large entry, const Large** aliases)>;
-  /// The string of an entry, which may be made in `at`.
-  using GetString = std::function<const char*(Large entry, AceAttach* at)>;
+  using GetString = TeraCand::GetString;
 
   IdList get_aliases(Large entry) const { return get(entry); }
   Large get_num_aliases(Large entry) const { return get_size(entry); }

@@ -58,9 +58,6 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
   static constexpr int MAX_CANDS = 1000000;
   static constexpr int DEFAULT_BIGGEST_GROUP = 10000;
 
-  using AceCheckType<TeraResult>::operator new;
-  using AceCheckType<TeraResult>::operator delete;
-
   /// Results keep a copy of the query text and a reference to the query object; both may be null. `min_value`
   /// is moved to 0..255, where 256 and more also sets `nextValue` to 254; `num_cands` to 1..MAX_CANDS; a
   /// negative `max_dist` means 255.
@@ -172,7 +169,7 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
 
   // Query.
 
-  const char* get_string() const { return queryString; }
+  const char* get_string() const { return queryString.get(); }
   void set_string(const char* query);
   /// Cuts the query text at the first `sep`. Returns 1 when there was one, else 0.
   int truncate_query(char sep);
@@ -216,7 +213,7 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
   /// Takes over the properties of another result, but not its order.
   void set_flags(const TeraResult* other);
 
-  // Evaluation with the result's query object; without one nothing is added. Strings are copied.
+  // Evaluation with the result's query object. Strings are copied. All return -1 without a query object.
 
   /// Adds a string with one attribute number, shown as `shown_as` if that is not null. Returns 1 when the
   /// result takes it, else 0.
@@ -291,7 +288,8 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
     TeraCandGroup* groups[MAX_VALUE + 1] = {};
   };
   struct Rated;
-  class Tagged;
+  using RatedList = std::vector<Rated>;
+  struct MergeKey;
 
   bool has_state(State state) const { return (stateFlags & state) != 0; }
   void set_state(State state) { stateFlags |= state; }
@@ -302,41 +300,46 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
   TeraCandGroup* group_at(int value) const {
     return groupTable != nullptr ? groupTable->groups[value] : nullptr;
   }
-  TeraCandGroup* make_group(int value);
-  TeraCandGroup** link_of(int value);
   int next_above(int value) const;
   int next_below(int value) const;
-  void remove_group(int value);
-  void remove_below(int value);
-  void remove_empty();
+  TeraCandGroup** link_of(int value);
+  TeraCandGroup* make_group(int value);
+  int remove_group(int value);
+  TeraCandGroup* worst_group() const;
+  int finish_addition(int value, bool is_new);
+  void keep_dist();
   void keep_budget();
-  void note(const TeraCand* cand, int value);
+  void note_kind(const TeraCand& cand, int value);
   void changed();
   void settle() const;
   template <class Visit>
   void for_each(Visit visit) const;
-
-  // Candidates as an array, and back.
-  std::vector<Rated> take();
-  void refill(const std::vector<Rated>& cands);
-  void take_from(TeraResult* other, std::vector<Rated>* cands);
+  template <class Condemned>
+  int remove_if(Condemned condemned);
   template <class Less>
   void sort_groups(Less less);
-  void unite_by_string(std::vector<Rated> cands, bool by_quality);
-  void unite(TeraCand* best, TeraCand* other);
-  void add_numbers(const TeraCand* cand, std::vector<Large>* numbers) const;
-  void set_numbers(TeraCand* cand, std::vector<Large>* numbers);
+
+  // Candidates as an array, and back.
+  RatedList take();
+  void take_from(TeraResult* other, RatedList* cands);
+  int refill(RatedList cands);
+  template <class Unite>
+  int refill_united(RatedList cands, const MergeKey& key, Unite unite);
+  int refill_by_string(RatedList cands, const MergeKey& key);
+  int refill_by_numbers(RatedList cands);
 
   // Strings and numbers.
   const char* entry_string(const char* string);
+  void add_string(TeraCand* cand, const TeraIndex* strings);
   template <class GetInfos>
-  int resolve_with(const GetInfos& get_infos, const TeraIndex* strings);
-  int compress_resolved(TeraCandGroup* group);
-  int compress_unresolved(TeraCandGroup* group);
-  int compress_group(TeraCandGroup* group);
-  int add_evaluated(const char* string, Large info, const char* shown_as, int value);
-  int evaluate(const char* string) const;
-  bool make_summary();
+  int resolve_all(const GetInfos& get_infos, const TeraIndex* strings);
+  void set_numbers(TeraCand* cand, std::vector<Large> numbers);
+  void compress_group(TeraCandGroup* group);
+  void compress_resolved(TeraCandGroup* group);
+  void compress_unresolved(TeraCandGroup* group);
+  void collect(TeraCandGroup* group, bool resolved);
+  int add_evaluated(const char* string, Large info, TeraQualSet* quals, const char* shown_as, int penalty);
+  int make_summary();
 
   int minValue;
   int nextValue;
@@ -349,7 +352,7 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
   std::unique_ptr<GroupTable> groupTable;  // made with the first group
   int numHeld = 0;                         // candidates in all groups
   mutable bool isCounted = true;           // betterCands of the groups are up to date
-  const char* queryString;
+  std::unique_ptr<char[]> queryString;     // apart from the attach, whose blocks may move to another result
   TeraQuery* singleQuery;
   std::unique_ptr<TeraCand> summaryCand;
   std::vector<Large> summaryInfos;
