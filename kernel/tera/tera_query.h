@@ -10,6 +10,8 @@
 #include "ace/ace_attach.h"
 #include "ace/ace_types.h"
 
+class TeraResult;
+
 class SORV_API TeraQuery {
  public:
   TeraQuery() { refCount.modify(1); }
@@ -25,6 +27,11 @@ class SORV_API TeraQuery {
   virtual int compare(Large entry);
   /// The entry as it is to be shown, in `at`.
   virtual char* display(const char* entry, AceAttach* at) const;
+
+  /// A query for the best quality of several (tera_query_kinds.h), which adds references of its own. Null
+  /// ones are left out. The second form takes the query objects of results, and `first`, which may be null.
+  static TeraQuery* create_merge_query(TeraQuery** queries, int num);
+  static TeraQuery* create_merge_query(int num, TeraResult** results, TeraQuery* first);
 
   TeraQuery* ref();
   void unref();
