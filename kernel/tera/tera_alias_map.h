@@ -8,7 +8,6 @@
 #include "tera/tera_cand.h"
 
 class TeraResult;
-class TeraScanGraph;
 
 /// Keys and values are slots of the index (tera_edit.h).
 class SORV_API TeraAliasMap : public AceIdMap {
@@ -21,12 +20,10 @@ class SORV_API TeraAliasMap : public AceIdMap {
   Large get_num_aliases(Large entry) const { return get_size(entry); }
   GetAlias get_alias_hook() const;
 
-  /// Adds each alias of each candidate to the candidate's group, unless the entry is in the result already,
-  /// with its string from the hook, and marks the result (`TeraResult::set_aliases`). The fourth argument
-  /// is unused. Returns the number of candidates added; -1 without hook or result.
+  /// Adds each alias of each candidate to the candidate's group, with its string from the hook (or that of
+  /// the candidate, see `TeraResult::set_no_alias_strings`), and marks the result
+  /// (`TeraResult::set_aliases`). An entry that is there already keeps its best quality. The fourth argument
+  /// is unused. Returns how many candidates there are more than before; -1 without hook or result.
   static int add_aliases(TeraResult* result, const GetAlias* alias_hook, const GetString* string_hook,
-                         int unused);
-  /// The same for every result of a graph.
-  static int add_aliases(TeraScanGraph* graph, const GetAlias* alias_hook, const GetString* string_hook,
                          int unused);
 };

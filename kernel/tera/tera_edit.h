@@ -294,7 +294,6 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   int open_position(TeraResult* result, const Token* query, bool anywhere, int options) const;
   int add_phonetic(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int options, int percent,
                    AceReporter* rep) const;
-  void replace_codes(TeraResult* phonetic) const;
   int finish(TeraResult* result, int options) const;
 
   // Persistence.

@@ -1,0 +1,261 @@
+#include "tera/tera_edit.h"
+
+#include <map>
+#include <set>
+
+#include "ace/ace_cpu.h"
+#include "ace/ace_file.h"
+#include "oracle/edit_index.h"
+#include "support/recording_reporter.h"
+#include "support/temp_folder.h"
+#include "support/word_samples.h"
+#include "tera/tera_map_config.h"
+#include "tera/tera_reader.h"
+#include "tera/tera_result.h"
+#include "tera/tera_standard_query.h"
+
+namespace {
+
+constexpr TeraEval::Mode MODES[] = {
+    TeraEval::LEVENSHTEIN, TeraEval::PREFIX,   TeraEval::SUFFIX,    TeraEval::FACTOR,   TeraEval::COVER,
+    TeraEval::CLOSE,       TeraEval::EXTEND,   TeraEval::FRONT,     TeraEval::BACK,     TeraEval::MID,
+    TeraEval::POSITION,    TeraEval::BIPOS,    TeraEval::SEQ,       TeraEval::BISEQ,    TeraEval::BIGRAMS,
+    TeraEval::SUBSET,      TeraEval::SUPERSET, TeraEval::BLOCKEDIT, TeraEval::WILDCARD, TeraEval::EXACT,
+};
+
+/// Entries from memory; attribute numbers are their places, from 1.
+class ListReader : public TeraReader {
+ public:
+  explicit ListReader(const std::vector<std::string>& entries) : list(entries) {}
+  int get_line(const char** string, Large* info, VInt* line) override {
+    if (next == list.size()) return 0;
+    if (string != nullptr) *string = list[next].c_str();
+    ++next;
+    if (info != nullptr) *info = static_cast<Large>(next);
+    if (line != nullptr) *line = static_cast<VInt>(next);
+    return 1;
+  }
+  int rewind() override { return static_cast<int>(next = 0); }
+  VInt get_estimate() override { return static_cast<VInt>(list.size()); }
+
+ private:
+  const std::vector<std::string>& list;
+  size_t next = 0;
+};
+
+struct Layout {
+  const char* name;
+  int filter, fine, options;
+};
+constexpr Layout LAYOUTS[] = {
+    {"aligned", 0, 0, 0},
+    {"compact", 0, 0, TeraEdit::COMPACT},
+    {"compact reversed without strings", 0, 0, TeraEdit::COMPACT | TeraEdit::REVERSE | TeraEdit::NO_STRINGS},
+    {"filter 1", 1, 1, 0},
+    {"filter 3 reversed", 3, 0, TeraEdit::REVERSE},
+    {"filter 4 without strings", 4, 2, TeraEdit::NO_STRINGS},
+    {"filter 5", 5, 3, 0},
+    {"filter 6 reversed without strings", 6, 1, TeraEdit::REVERSE | TeraEdit::NO_STRINGS},
+};
+
+/// Attribute number and quality.
+using Found = std::map<Large, int>;
+
+Found found_in(TeraResult* result) {
+  Found found;
+  result->find_any([&](int quality, const TeraCand* cand) {
+    for (Large i = 0; i < cand->get_num_infos(); ++i) {
+      const auto [place, isNew] = found.emplace(cand->get_info(i), quality);
+      EXPECT_TRUE(isNew) << cand->get_info(i) << " twice";
+    }
+    return false;
+  });
+  return found;
+}
+
+class EditTest : public testing::Test {
+ protected:
+  EditTest() {
+    TeraMapConfig config("utf-8");
+    config.set_tokens("a-z");
+    config.map_glob_chars(1);
+    config.compile_map(&map);
+  }
+  void build(TeraEdit* edit, const Layout& layout, int more = 0) {
+    ListReader reader(entries);
+    ASSERT_EQ(
+        edit->make(&reader, &map, layout.filter, layout.fine, layout.options | more, 0, nullptr, nullptr), 0);
+  }
+  /// Every entry by itself.
+  Found scan(const std::string& query, TeraEval::Mode mode, TeraEval::Model model, int min_value,
+             int options) const {
+    AceAttach at;
+    const bool noGlob = (options & TeraEdit::NO_OPERATORS) != 0;
+    const bool transpose = (options & TeraEdit::TRANSPOSE) != 0;
+    oracle::Positions positions(map.convert(query.c_str(), noGlob, &at));
+    const bool isPattern = mode == TeraEval::EXACT || mode == TeraEval::WILDCARD;
+    const bool isOpen = mode == TeraEval::PREFIX || mode == TeraEval::FRONT || mode == TeraEval::FACTOR;
+    if (!isPattern && isOpen && positions.size() == 1) {
+      positions.runs = mode == TeraEval::FACTOR ? std::vector<int>{0, 1} : std::vector<int>{1};
+      mode = TeraEval::WILDCARD;
+    }
+    positions.truncate(128);
+    TeraEval::Eval* const func = TeraEval::get_model_func(model, 0);
+    Found found;
+    for (size_t i = 0; i < entries.size(); ++i) {
+      const oracle::Positions entry(map.convert(entries[i].c_str(), !allowAlt, &at));
+      if (entry.size() == 0) continue;
+      int quality = 0;
+      if (isPattern || mode == TeraEval::WILDCARD) {
+        quality = oracle::wildcard(oracle::Matrix(positions, entry), positions.runs) ? 255 : -1;
+      } else {
+        const int m = positions.size();
+        const int n = entry.size();
+        const int x = oracle::index_measure(mode, positions, entry, transpose);
+        if (x < 1) continue;
+        quality = mode == TeraEval::BISEQ                                 ? func(2 * m, x, 2 * n)
+                  : mode == TeraEval::BIGRAMS                             ? func(m + 1, x, n + 1)
+                  : mode == TeraEval::POSITION || mode == TeraEval::BIPOS ? func(m, x, std::min(n, 64))
+                                                                          : func(m, x, n);
+        quality = std::clamp(quality, 0, 255);
+      }
+      if (quality >= min_value) found[static_cast<Large>(i + 1)] = quality;
+    }
+    return found;
+  }
+  Found recall(const TeraEdit& edit, const std::string& query, TeraEval::Mode mode, TeraEval::Model model,
+               int min_value, int options) const {
+    TeraResult result(query.c_str(), min_value, 1000000, 255, nullptr);
+    EXPECT_GE(edit.recall(&result, mode, model, 0, 0, options, 100, nullptr), 0);
+    return found_in(&result);
+  }
+
+  TeraMap map;
+  std::vector<std::string> entries;
+  bool allowAlt = false;
+};
+
+std::string random_word(samples::Random& random, int length, int letters) {
+  std::string word;
+  for (int i = 0; i < length; ++i) word += static_cast<char>('a' + random.below(letters));
+  return word;
+}
+
+std::string edited(samples::Random& random, std::string word, int letters) {
+  for (int edits = random.below(4); edits > 0; --edits) {
+    const size_t at = static_cast<size_t>(random.below(static_cast<int>(word.size()) + 1));
+    const std::string letter = random_word(random, 1, letters);
+    switch (random.below(4)) {
+      case 0:
+        word.insert(at, letter);
+        break;
+      case 1:
+        if (at < word.size()) word.erase(at, 1);
+        break;
+      case 2:
+        if (at < word.size()) word[at] = letter[0];
+        break;
+      default:
+        if (at + 1 < word.size()) std::swap(word[at], word[at + 1]);
+    }
+  }
+  return word;
+}
+
+/// Some positions become wildcards, alternatives or runs.
+std::string with_operators(samples::Random& random, const std::string& word, int letters) {
+  std::string pattern;
+  for (const char c : word) switch (random.below(8)) {
+      case 0:
+        pattern += '?';
+        break;
+      case 1:
+        pattern += std::string("[") + c + random_word(random, 1 + random.below(2), letters) + "]";
+        break;
+      case 2:
+        pattern += '*';
+        [[fallthrough]];
+      default:
+        pattern += c;
+    }
+  return pattern;
+}
+
+class EditOracle : public EditTest {
+ protected:
+  void fill(samples::Random& random, int num, int letters, int max_length) {
+    std::set<std::string> words;
+    while (static_cast<int>(words.size()) < num) {
+      const bool derived = !words.empty() && random.below(3) == 0;
+      words.insert(derived ? edited(random, *words.begin(), letters)
+                           : random_word(random, random.below(max_length + 1), letters));
+    }
+    entries.assign(words.begin(), words.end());
+    std::shuffle(entries.begin(), entries.end(), std::mt19937(7));
+  }
+  void compare(samples::Random& random, const std::vector<std::unique_ptr<TeraEdit>>& edits, int letters) {
+    std::string query =
+        edited(random, entries[static_cast<size_t>(random.below(static_cast<int>(entries.size())))], letters);
+    if (random.below(4) == 0) query = with_operators(random, query, letters);
+    if (query.empty()) return;
+    for (const TeraEval::Mode mode : MODES) {
+      const auto model = static_cast<TeraEval::Model>(random.below(TeraEval::BIAS));
+      const int options = random.below(2) * TeraEdit::TRANSPOSE;
+      const int min_value = 1 + random.below(255);
+      const Found expected = scan(query, mode, model, min_value, options);
+      for (size_t i = 0; i < edits.size(); ++i) {
+        const Found found = recall(*edits[i], query, mode, model, min_value, options);
+        ASSERT_EQ(found, expected) << '\'' << query << "' " << TeraEval::get_mode_name(mode) << ' '
+                                   << TeraEval::get_model_name(model) << " least " << min_value << " options "
+                                   << options << ", layout " << i;
+        numFound += found.size();
+      }
+    }
+  }
+  size_t numFound = 0;
+};
+
+}  // namespace
+
+TEST_F(EditOracle, every_layout_finds_what_scoring_each_entry_finds) {
+  samples::Random random(1);
+  for (int round = 0; round < (samples::SLOW ? 2 : 5); ++round) {
+    const int letters = 3 + random.below(20);
+    fill(random, 100 + random.below(1200), letters, round == 0 ? 140 : 12);
+    std::vector<std::unique_ptr<TeraEdit>> edits;
+    for (const Layout& layout : LAYOUTS) {
+      edits.push_back(std::make_unique<TeraEdit>());
+      build(edits.back().get(), layout);
+    }
+    for (int k = 0; k < (samples::SLOW ? 3 : 8) && !HasFatalFailure(); ++k) compare(random, edits, letters);
+  }
+  EXPECT_GT(numFound, 10000U);
+}
+
+TEST_F(EditOracle, entries_with_operators) {
+  samples::Random random(2);
+  fill(random, 400, 4, 9);
+  allowAlt = true;
+  for (std::string& entry : entries)
+    if (random.below(3) == 0) {
+      entry = with_operators(random, entry, 4);
+      std::erase(entry, '*');
+    }
+  std::sort(entries.begin(), entries.end());
+  entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
+  std::vector<std::unique_ptr<TeraEdit>> edits;
+  for (const Layout& layout : LAYOUTS) {
+    edits.push_back(std::make_unique<TeraEdit>());
+    build(edits.back().get(), layout, TeraEdit::ALLOW_ALT);
+  }
+  for (int k = 0; k < 20 && !HasFatalFailure(); ++k) {
+    const std::string query = random_word(random, 1 + random.below(9), 4);
+    for (const TeraEval::Mode mode : MODES) {
+      if (mode == TeraEval::EXACT || mode == TeraEval::WILDCARD) continue;  // compare texts
+      const Found expected = scan(query, mode, TeraEval::MAXIMUM, 120, 0);
+      for (size_t i = 0; i < edits.size(); ++i)
+        ASSERT_EQ(recall(*edits[i], query, mode, TeraEval::MAXIMUM, 120, 0), expected)
+            << query << ' ' << TeraEval::get_mode_name(mode) << " layout " << i;
+    }
+  }
+}
