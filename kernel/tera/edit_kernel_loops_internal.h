@@ -346,6 +346,21 @@ bool measure_few_errors(const EditTask& task, int errors, const Columns& columns
   }
 }
 
+/// More errors, but few enough for a band of the table to be worth it.
+template <class Lanes, bool TRANSPOSE, class Columns>
+LaneMeasures<typename Lanes::V> measure_band(const EditTask& task, int errors, const Columns& columns) {
+  using V = typename Lanes::V;
+  constexpr int LOOK_EVERY = 4;
+  const int difference = distance_to(task.m, task.n);
+  LaneMeasures<V> measures{LaneCounter<V>(std::min(task.m, task.n)), std::max(task.m, task.n) - difference,
+                           true};
+  edit_band<V, TRANSPOSE>(task.m, task.n, Band(task.m, task.n, errors), columns, [&](int i, const V& lanes) {
+    measures.counter.add(lanes);
+    return i % LOOK_EVERY != LOOK_EVERY - 1 || Lanes::any(measures.reach(task.fewest));
+  });
+  return measures;
+}
+
 // From lanes to hits.
 
 template <class Lanes>
@@ -379,7 +394,13 @@ class TaskRunner {
     const int longer = std::max(task.m, task.n);
     const bool isEdit = task.mode == TeraEval::LEVENSHTEIN;
     errors = isEdit ? longer - task.fewest : -1;
-    if (errors < 0 || errors > MAX_ERRORS) slices = new V[static_cast<std::size_t>(4 * longer + 4)];
+    if (errors >= 0 && errors <= MAX_ERRORS) {
+      way = FEW_ERRORS;
+    } else if (isEdit && errors >= distance_to(task.m, task.n) && is_narrow(Band(task.m, task.n, errors))) {
+      way = BAND;
+    } else {
+      slices = new V[static_cast<std::size_t>(4 * longer + 4)];
+    }
   }
   TaskRunner(const TaskRunner&) = delete;
   TaskRunner& operator=(const TaskRunner&) = delete;
@@ -388,21 +409,33 @@ class TaskRunner {
   /// Writes the hits among the lanes, numbered from `first`; returns their number.
   template <class Columns>
   int run(const Columns& columns, Large first, EditHit* hits) {
-    if (slices == nullptr) {
+    if (way == FEW_ERRORS) {
       LaneMeasures<V> measures{LaneCounter<V>(2 * MAX_ERRORS + 1), std::max(task.m, task.n), true};
       if (!measure_few_errors<Lanes>(task, errors, columns, measures)) return 0;
       return write_hits<Lanes>(measures, ~measures.counter.planes[2], first, hits);
     }
-    const Slices<V> out{slices, slices + 2 * std::max(task.m, task.n) + 2};
     const LaneMeasures<V> measures =
-        task.transpose ? measure<V, true>(task, columns, out) : measure<V, false>(task, columns, out);
+        task.transpose ? measure_all<true>(columns) : measure_all<false>(columns);
     const V found = measures.reach(task.fewest);
     return Lanes::any(found) ? write_hits<Lanes>(measures, found, first, hits) : 0;
   }
 
  private:
+  enum Way { FEW_ERRORS, BAND, TABLE };
+
+  /// A cell of the band costs somewhat more than one of the table.
+  bool is_narrow(const Band& band) const {
+    return band.width() <= MAX_BAND && 4 * band.width() <= 3 * std::max(task.m, task.n);
+  }
+  template <bool TRANSPOSE, class Columns>
+  LaneMeasures<V> measure_all(const Columns& columns) const {
+    if (way == BAND) return measure_band<Lanes, TRANSPOSE>(task, errors, columns);
+    return measure<V, TRANSPOSE>(task, columns, {slices, slices + 2 * std::max(task.m, task.n) + 2});
+  }
+
   const EditTask& task;
   int errors;
+  Way way = TABLE;
   V* slices = nullptr;
 };
 

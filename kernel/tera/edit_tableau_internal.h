@@ -131,6 +131,59 @@ void edit_table(int m, int n, const Columns& columns, FreeStarts starts, V* cm, 
   std::copy_n(column.plus, m, cp);
 }
 
+/// The diagonals o = j - i of the table on which a path with at most `errors` errors to (m, n) can lie.
+struct Band {
+  Band(int m, int n, int errors) {
+    const int delta = n - m;
+    const int detours = (errors - (delta < 0 ? -delta : delta)) / 2;
+    low = std::min(delta, 0) - detours;
+    high = std::max(delta, 0) + detours;
+  }
+  int width() const { return high - low + 1; }
+
+  int low;
+  int high;
+};
+inline constexpr int MAX_BAND = 64;  ///< diagonals
+
+/// `edit_distance` for distances that matter up to the band's errors, row by row. Cells outside of the band
+/// count as one more than their neighbours, which no path prefers. Calls `pass(i, lanes)` for each step of
+/// the diagonal that ends at (m, n), with the lanes in which D grows by 1; it starts at |n - m|. Stops when
+/// `pass` says so.
+template <class V, bool TRANSPOSE, class Columns, class Pass>
+void edit_band(int m, int n, Band band, const Columns& columns, Pass pass) {
+  V hPlus[MAX_BAND + 1];  // H of the row above, at o + 1 - low: of the cell above the one on diagonal o
+  V hMinus[MAX_BAND + 1];
+  V costs[TRANSPOSE ? MAX_BAND + 1 : 1];  // lanes in which the step to the row above cost 1
+  const int width = band.width();
+  std::fill_n(hPlus, width + 1, ALL<V>);
+  std::fill_n(hMinus, width + 1, NONE<V>);
+  if constexpr (TRANSPOSE) std::fill_n(costs, width + 1, NONE<V>);
+  for (int i = 0; i < m; ++i) {
+    V vPlus = ALL<V>;
+    V vMinus = NONE<V>;
+    const int first = std::max(band.low, -i);
+    const int last = std::min(band.high, n - 1 - i);
+    for (int o = first; o <= last; ++o) {
+      const int k = o - band.low;
+      const int j = i + o;
+      V accepts = columns.at(i, j);
+      if constexpr (TRANSPOSE)
+        if (i > 0 && j > 0) accepts |= costs[k] & columns.at(i - 1, j) & columns.at(i, j - 1);
+      const bool isTop = o == band.high;
+      const V plusAbove = isTop ? ALL<V> : hPlus[k + 1];
+      const V minusAbove = isTop ? NONE<V> : hMinus[k + 1];
+      const V zero = accepts | vMinus | minusAbove;
+      if constexpr (TRANSPOSE) costs[k] = ~zero;
+      hPlus[k] = vMinus | ~(zero | vPlus);
+      hMinus[k] = vPlus & zero;
+      vPlus = minusAbove | ~(zero | plusAbove);
+      vMinus = plusAbove & zero;
+      if (o == n - m && !pass(i, ~zero)) return;
+    }
+  }
+}
+
 /// Follows a value by its differences, and tells when it falls below all before.
 template <class V>
 class RunningMinimum {

@@ -14,6 +14,7 @@
 #include "tera/edit_reeval_internal.h"
 #include "tera/edit_store_internal.h"
 #include "tera/tera_edit.h"
+#include "tera/tera_query_kinds.h"
 #include "tera/tera_result.h"
 #include "tera/tera_standard_query.h"
 #include "tera/tera_token.h"
@@ -426,6 +427,19 @@ int TeraEdit::add_aliases(TeraResult* result, int options) const {
 
 int TeraEdit::resolve(TeraResult* result) const {
   return infoHandle != nullptr ? result->resolve(infoHandle.get(), stringHandle.get()) : -1;
+}
+
+TeraQuery* TeraEdit::get_query(const char* query, TeraEval::Mode mode, TeraEval::Model model, int options,
+                               int percent) const {
+  TeraQuery* const plain = new TeraStandardQuery(query, mode, model, &mapConfig, options & WORD_OPTIONS);
+  if (phoneEdit == nullptr || phoneCoding == nullptr) return plain;
+  AceAttach at;
+  char* const code = phoneCoding->code(query, &at);
+  if (code == nullptr) return plain;
+  code[std::strcspn(code, "|")] = '\0';
+  TeraQuery* const phonetic = new TeraStandardQuery(code, mode, model, phoneEdit->get_tera_map(),
+                                                    (options & WORD_OPTIONS) | NO_OPERATORS);
+  return new TeraMixQuery(plain, phonetic, percent, phoneCoding.get());
 }
 
 int TeraEdit::is_equiv(const char* string, Large slot) const {
