@@ -32,7 +32,6 @@
 
 #include <functional>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "ace/ace_attach.h"

@@ -1,7 +1,7 @@
 // From entry numbers to strings and attribute numbers.
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
+#include <string>
 #include <unordered_set>
 
 #include "ace/ace_id_map.h"
@@ -38,14 +38,8 @@ auto reader_of(const AceIdMap* map) {
 /// The string, in literal matches joined to the query text.
 const char* TeraResult::entry_string(const char* string) {
   if (string == nullptr || !has_literal_matches() || queryString == nullptr) return string;
-  const std::size_t length = std::strlen(string);
-  const std::size_t queryLength = std::strlen(queryString.get());
-  char* joined = nullptr;
-  malloc(joined, static_cast<long>(length + queryLength + 2));
-  std::memcpy(joined, string, length);
-  joined[length] = LITERAL_SIGN;
-  std::memcpy(joined + length + 1, queryString.get(), queryLength + 1);
-  return joined;
+  const std::string joined = std::string(string) + LITERAL_SIGN + queryString.get();
+  return attach(joined.c_str(), static_cast<VInt>(joined.size()));
 }
 
 void TeraResult::add_string(TeraCand* cand, const TeraIndex* strings) {
