@@ -40,7 +40,8 @@ class CheckedReader : public TeraReader {
   int get_line(const char** string, Large* info, VInt* line) override {
     const char* text = nullptr;
     VInt number = 0;
-    for (int rc = 0; (rc = innerReader->get_line(&text, info, &number)) > 0;) {
+    int rc = 0;
+    while ((rc = innerReader->get_line(&text, info, &number)) > 0) {
       if (teraMap->alt_len(text, noGlob) >= 0) {
         if (string != nullptr) *string = text;
         if (line != nullptr) *line = number;
@@ -48,7 +49,7 @@ class CheckedReader : public TeraReader {
       }
       aceRep->ev_wprintf("Line %ld corrupted, skipping '%s'\n", number, *text != '\0' ? text : BLANK);
     }
-    return innerReader->get_line(nullptr, nullptr, nullptr);
+    return rc;
   }
   int rewind() override { return innerReader->rewind(); }
   VInt get_estimate() override { return innerReader->get_estimate(); }
