@@ -91,13 +91,23 @@ EditTask filter_task(EditTask task) {
   return task;
 }
 
-/// Lengths from `least` to `most`, those next to `best` first.
-std::vector<int> lengths_around(int best, int least, int most) {
-  std::vector<int> lengths;
-  for (int length = least; length <= most; ++length) lengths.push_back(length);
-  std::stable_sort(lengths.begin(), lengths.end(),
-                   [best](int a, int b) { return std::abs(a - best) < std::abs(b - best); });
-  return lengths;
+/// Whether no entry can have a larger measure than the shorter of the two lengths, which the model gets as
+/// they are: what `TeraEval::limit_lengths` assumes.
+bool has_plain_lengths(TeraEval::Mode mode) {
+  return mode != TeraEval::BIGRAMS && mode != TeraEval::BISEQ && mode != TeraEval::BIPOS &&
+         mode != TeraEval::POSITION && mode != TeraEval::WILDCARD;
+}
+
+/// Calls `use` for the lengths from `least` to `most`, those next to `best` first, until it gives false.
+template <class Use>
+bool for_lengths_around(int best, int least, int most, Use use) {
+  int below = std::min(best, most);
+  int above = std::max(below + 1, least);
+  while (below >= least || above <= most) {
+    const bool takesBelow = above > most || (below >= least && best - below <= above - best);
+    if (!use(takesBelow ? below-- : above++)) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -189,22 +199,22 @@ int TeraEdit::recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model mo
 int TeraEdit::recall_lengths(Recall* call, int len_min, int len_max) const {
   const int q = call->query.length();
   const int longest = maxLength - 1;
-  const int most = len_max <= 0 || len_max > longest ? longest : len_max;
-  const int least = len_min <= 0 || len_min > longest ? 1 : len_min;
-  for (const int length : lengths_around(q, least, most)) {
-    if (first_slot(length) == lengthSum[length]) continue;
+  int most = len_max <= 0 || len_max > longest ? longest : len_max;
+  int least = len_min <= 0 || len_min > longest ? 1 : len_min;
+  if (has_plain_lengths(call->mode)) TeraEval::limit_lengths(call->func, q, call->min_value(), least, most);
+  const bool isDone = for_lengths_around(q, least, most, [&](int length) {
+    if (first_slot(length) == lengthSum[length]) return true;
     const Qualities qualities(call->mode, call->func, q, length);
     const int fewest = qualities.fewest(call->min_value());
-    if (fewest == 0) continue;
+    if (fewest == 0) return true;
     const EditTask task = call->task(length, fewest);
     const auto take = [&](int num) {
       call->take(num, qualities, static_cast<Large>(first_slot(length)),
                  static_cast<Large>(lengthSum[length] - first_slot(length)));
     };
-    if (filterEdit != nullptr ? slim_eval(call, task, take) < 0 : full_eval(call, task, take) < 0)
-      return EditRecall::GENERAL_ERROR;
-  }
-  return 0;
+    return (filterEdit != nullptr ? slim_eval(call, task, take) : full_eval(call, task, take)) >= 0;
+  });
+  return isDone ? 0 : EditRecall::GENERAL_ERROR;
 }
 
 /// Looks at all entries of a length.
