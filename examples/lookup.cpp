@@ -26,7 +26,6 @@ namespace {
 
 constexpr int INPUT_BUFFER = 1 << 16;
 constexpr int MOST_SHOWN = 6;
-
 using Texts = std::vector<std::string>;
 
 /// Shows the sections of a build.
