@@ -22,6 +22,11 @@ thread_local long numAllocations = 0;
   if (void* memory = std::malloc(size != 0 ? size : 1)) return memory;
   throw std::bad_alloc();
 }
+// The standard library's temporary buffers come from here, and go to the `delete` below.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  ++numAllocations;
+  return std::malloc(size != 0 ? size : 1);
+}
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
