@@ -2,7 +2,6 @@
 
 #include <cxxabi.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -22,6 +21,7 @@
 namespace {
 
 constexpr int NO_RESULT = -1;
+constexpr std::size_t MIN_STACK = std::size_t{1} << 16;  // messages are formatted on the stack
 
 /// A thread from before its start until its very end.
 struct LiveThread {
@@ -132,10 +132,8 @@ class Attributes {
   Attributes(bool detached, int stackSize) {
     pthread_attr_init(&attributes);
     if (detached) pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    if (stackSize > 0) {
-      const auto smallest = static_cast<std::size_t>(sysconf(_SC_THREAD_STACK_MIN));
-      pthread_attr_setstacksize(&attributes, std::max(static_cast<std::size_t>(stackSize), smallest));
-    }
+    if (stackSize > 0)
+      pthread_attr_setstacksize(&attributes, std::max(static_cast<std::size_t>(stackSize), MIN_STACK));
     sigset_t blocked;
     pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
     sigaddset(&blocked, SIGINT);

@@ -19,7 +19,7 @@ using HANDLE = pthread_t;
 class SORV_API EbosThread {
  public:
   /// Starts `func(arg)`, detached unless `detached` is 0. A positive `stackSize` is the size of the stack in
-  /// bytes, raised to the system's minimum. When the system refuses the thread, "CANNOT CREATE THREAD" is
+  /// bytes, at least 65536. When the system refuses the thread, "CANNOT CREATE THREAD" is
   /// told on standard error and `get_handle` is 0. Memory exhaustion throws `std::bad_alloc`.
   EbosThread(int (*func)(void*), void* arg, int detached, int stackSize);
 

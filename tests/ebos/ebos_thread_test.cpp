@@ -1,7 +1,6 @@
 #include "ebos/ebos_thread.h"
 
 #include <signal.h>
-#include <unistd.h>
 
 #include <stdexcept>
 
@@ -76,7 +75,9 @@ TEST(EbosThread, is_killed_where_it_waits_and_only_once) {
   EbosSemaphore gone(false);
   const auto func = [](void* arg) -> int {
     const Unwound unwound(arg);
-    for (;;) pause();
+    EbosSemaphore never(false);
+    never.acquire();
+    return 0;
   };
   EbosThread thread(func, &gone, 1, 0);
   EXPECT_EQ(thread.gettid(), 0u);
