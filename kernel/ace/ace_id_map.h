@@ -143,8 +143,10 @@ class SORV_API AceIdMap {
   /// SPARSE, perhaps one of the two for deduplication. -1 as well when the lists cannot be represented so.
   int make(int num_keys, List** lists, int mode, AceReporter* rep);
   /// Builds the reverse index, with a block index where the two together are smaller. Takes 8 bytes per value
-  /// while it works. -1, and no reverse index, when a value has two keys.
+  /// while it works. -1, and no reverse index, when a value has two keys, which is told on `rep` or the
+  /// default reporter.
   int build_reverse();
+  int build_reverse(AceReporter* rep);
   /// Becomes empty.
   void clean();
 

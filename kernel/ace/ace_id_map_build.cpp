@@ -365,6 +365,10 @@ bool AceIdMap::store_offsets(AllLists lists, Large* offsets, Huge* bases) const 
 // ---------------------------------------------------------------- reverse index
 
 int AceIdMap::build_reverse() {
+  return build_reverse(AceReporter::use_default());
+}
+
+int AceIdMap::build_reverse(AceReporter* rep) {
   reverseInfo.reset();
   blockIndex.reset();
   constexpr int VALUE_SHIFT = 32;
@@ -380,9 +384,8 @@ int AceIdMap::build_reverse() {
   const auto twice = std::adjacent_find(entries.begin(), entries.end(),
                                         [&](VUint a, VUint b) { return value_of(a) == value_of(b); });
   if (twice != entries.end()) {
-    AceReporter::use_default()->printf("Id map without reverse index: value %u has the keys %u and %u\n",
-                                       value_of(*twice), static_cast<Large>(twice[0]),
-                                       static_cast<Large>(twice[1]));
+    rep->printf("Id map without reverse index: value %u has the keys %u and %u\n", value_of(*twice),
+                static_cast<Large>(twice[0]), static_cast<Large>(twice[1]));
     return -1;
   }
 

@@ -388,7 +388,7 @@ int TeraEdit::make_info(const Entries& entries, AceReporter* rep) {
   infoHandle = std::make_unique<AceIdMap>();
   if (infoHandle->build(numEntry, bulk_lists.data(), nullptr) < 0)
     return ace_error(__FILE__, __LINE__, "infoHandle->make(numEntry, bulk_lists, 0, rep)", -1, 0, -1);
-  infoHandle->build_reverse();  // none where entries share attribute numbers
+  infoHandle->build_reverse(nullptr);  // none where entries share attribute numbers
   editFeatures |= HAS_DATA;
   return 0;
 }
