@@ -5,7 +5,7 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Sorvanta)
 install(TARGETS sorvanta EXPORT SorvantaTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sorvanta)
-install(DIRECTORY kernel/ace kernel/tera support/ebos
+install(DIRECTORY kernel/ace kernel/tera support/ebos kernel/damo
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sorvanta
   FILES_MATCHING PATTERN "*.h" PATTERN "*_internal.h" EXCLUDE)
 install(EXPORT SorvantaTargets NAMESPACE Sorvanta:: DESTINATION ${package_dir})
