@@ -1,15 +1,25 @@
 #include "tera/tera_edit.h"
 
+#include <algorithm>
+#include <atomic>
 #include <map>
+#include <memory>
 #include <set>
+#include <thread>
 
 #include "ace/ace_cpu.h"
+#include "ace/ace_exception.h"
 #include "ace/ace_file.h"
+#include "ace/ace_input.h"
+#include "ace/ace_thread.h"
 #include "oracle/edit_index.h"
+#include "support/damage.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
 #include "support/word_samples.h"
+#include "tera/tera_alias_reader.h"
 #include "tera/tera_map_config.h"
+#include "tera/tera_phone_transform.h"
 #include "tera/tera_reader.h"
 #include "tera/tera_result.h"
 #include "tera/tera_standard_query.h"
@@ -258,4 +268,216 @@ TEST_F(EditOracle, entries_with_operators) {
             << query << ' ' << TeraEval::get_mode_name(mode) << " layout " << i;
     }
   }
+}
+
+namespace {
+
+std::string image_of(TeraEdit* edit) {
+  const VInt size = edit->size();
+  std::string image(static_cast<size_t>(size), '\0');
+  EXPECT_EQ(edit->collect(image.data(), size), size);
+  return image;
+}
+
+class EditFile : public EditOracle {
+ protected:
+  support::TempFolder folder;
+};
+
+}  // namespace
+
+TEST_F(EditTest, slots_of_aligned_and_compact_indexes) {
+  entries = {"ab", "cd", "ef", "ghijk"};
+  TeraEdit aligned;
+  build(&aligned, LAYOUTS[0]);
+  EXPECT_EQ(aligned.get_num_entries(), 192U);
+  EXPECT_EQ(aligned.section_start(1), 1);
+  EXPECT_EQ(aligned.num_words(), 1 + 2 + 5);
+  EXPECT_STREQ(aligned.get_string(64, nullptr), "ab");
+  EXPECT_STREQ(aligned.get_string(67, nullptr), "");
+  EXPECT_EQ(aligned.is_equiv("c d", 65), 1);
+  EXPECT_EQ(aligned.get_string(192, nullptr), nullptr);
+  TeraEdit compact;
+  build(&compact, LAYOUTS[1]);
+  EXPECT_EQ(compact.get_num_entries(), 5U);
+  EXPECT_EQ(compact.num_words(), 5);
+  TeraEdit filtered;
+  build(&filtered, LAYOUTS[3]);
+  EXPECT_EQ(filtered.get_num_entries(), 192U);
+  EXPECT_EQ(filtered.get_filter()->get_num_slots(), 128);
+}
+
+TEST_F(EditTest, lines_with_one_string_are_one_entry) {
+  entries = {"twin", "other", "twin", "-", ""};
+  TeraEdit edit;
+  build(&edit, LAYOUTS[0]);
+  EXPECT_EQ(recall(edit, "twin", TeraEval::EXACT, TeraEval::MAXIMUM, 255, 0), (Found{{1, 255}, {3, 255}}));
+  TeraResult slots("twin", 255, 10, 255);
+  ASSERT_EQ(
+      edit.recall(&slots, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, 0, TeraEdit::NO_RESOLVE, 100, nullptr),
+      1);
+  EXPECT_EQ(slots.get_best_cand()->get_entry(), 64);
+  EXPECT_FALSE(slots.is_resolved());
+  TeraResult broken("tw[in", 200, 10, 255);
+  EXPECT_LT(edit.recall(&broken, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, nullptr), 0);
+  TeraResult none(nullptr, 200, 10, 255);
+  EXPECT_EQ(edit.recall(&none, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, nullptr), EditRecall::NO_QUERY);
+  TeraResult wrong("twin", 200, 10, 255);
+  EXPECT_LT(edit.recall(&wrong, TeraEval::SUBWORD, TeraEval::MAXIMUM, nullptr), 0);
+}
+
+TEST_F(EditFile, answers_alike_in_every_load_mode) {
+  samples::Random random(3);
+  fill(random, 500, 6, 12);
+  const std::string name = folder.file("index");
+  for (const Layout& layout : LAYOUTS) {
+    std::vector<std::unique_ptr<TeraEdit>> edits;
+    edits.push_back(std::make_unique<TeraEdit>());
+    build(edits[0].get(), layout);
+    ASSERT_EQ(edits[0]->dump(name.c_str(), nullptr), 0);
+    for (int mode = 0; mode < 4; ++mode) {
+      edits.push_back(std::make_unique<TeraEdit>());
+      ASSERT_GE(edits.back()->load(name.c_str(), mode, nullptr), 0) << layout.name << " mode " << mode;
+    }
+    EXPECT_LT(edits[2]->enter(reinterpret_cast<const Token*>("\1"), 64), 0);  // mapped
+    EXPECT_EQ(image_of(edits[1].get()), image_of(edits[0].get()));
+    for (int k = 0; k < (samples::SLOW ? 1 : 3); ++k) compare(random, edits, 6);
+  }
+}
+
+TEST_F(EditFile, damaged_files_are_refused_or_survived) {
+  entries = {"mayer", "maier", "meyer", "miller", "mulle", "ax", "ay", "b"};
+  PhoneTransform phonetics(PhoneTransform::UTF_SOUNDEX);
+  for (const int filter : {0, 3}) {
+    TeraEdit edit(&map, &phonetics);
+    ListReader reader(entries);
+    ASSERT_EQ(
+        edit.make(&reader, nullptr, filter, 1, filter == 0 ? 0 : TeraEdit::NO_STRINGS, 0, nullptr, nullptr),
+        0);
+    int numRead = 0;
+    int numDamaged = 0;
+    support::for_each_damage(image_of(&edit), [&](const std::string& image, const std::string& what) {
+      if (samples::SLOW && ++numDamaged % 16 != 0) return;
+      SCOPED_TRACE(what);
+      TeraEdit read;
+      try {
+        if (read.read_with_magic(image.data(), image.size()) < 0) return;
+        ++numRead;
+        for (const TeraEval::Mode mode : {TeraEval::LEVENSHTEIN, TeraEval::FACTOR, TeraEval::EXACT}) {
+          TeraResult result("maier", 100, 10, 255);
+          read.recall(&result, mode, TeraEval::MAXIMUM, nullptr);
+        }
+      } catch (const AceException&) {
+      }
+    });
+    EXPECT_GT(numRead, 0);
+  }
+}
+
+TEST_F(EditFile, threads_share_a_mapped_index) {
+  samples::Random random(4);
+  fill(random, 2000, 5, 10);
+  const std::string name = folder.file("index");
+  TeraEdit built;
+  build(&built, LAYOUTS[6]);
+  ASSERT_EQ(built.dump(name.c_str(), nullptr), 0);
+  std::vector<Found> expected;
+  for (int k = 0; k < 40; ++k)
+    expected.push_back(
+        recall(built, entries[static_cast<size_t>(k)], TeraEval::LEVENSHTEIN, TeraEval::MEAN, 150, 2));
+  TeraEdit shared;
+  ASSERT_GE(shared.load(name.c_str(), 1, nullptr), 0);
+  std::atomic<int> numWrong = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t)
+    threads.emplace_back([&, t] {
+      const AceThreadSafe registered;
+      for (size_t k = 0; k < expected.size(); ++k) {
+        const size_t query = (k + static_cast<size_t>(5 * t)) % expected.size();
+        numWrong +=
+            recall(shared, entries[query], TeraEval::LEVENSHTEIN, TeraEval::MEAN, 150, 2) != expected[query];
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(numWrong, 0);
+}
+
+TEST_F(EditTest, aliases_are_added_in_both_directions) {
+  entries = {"robert", "bob", "jane"};
+  char lines[] = "robert\tbob|rob\njane\tjenny\n";
+  AceInput input(lines, true);
+  TeraAliasFileReader aliases(&input, nullptr, 0);
+  ListReader reader(entries);
+  TeraEdit edit;
+  ASSERT_EQ(edit.make(&reader, &map, 0, 0, 0, 0, nullptr, &aliases), 0);
+  EXPECT_EQ(recall(edit, "rob", TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 255, 0), (Found{{1, 255}}));
+  EXPECT_EQ(recall(edit, "robert", TeraEval::EXACT, TeraEval::MAXIMUM, 255, 0), (Found{{1, 255}, {2, 255}}));
+  EXPECT_EQ(recall(edit, "robert", TeraEval::EXACT, TeraEval::MAXIMUM, 255, TeraEdit::NO_ALIASES),
+            (Found{{1, 255}}));
+  EXPECT_EQ(recall(edit, "jenny", TeraEval::EXACT, TeraEval::MAXIMUM, 255, 0), (Found{{3, 255}}));
+}
+
+TEST_F(EditTest, phonetic_and_plain_qualities_are_mixed) {
+  entries = {"mayer", "maier", "meier", "smith", "smyth", "weaver"};
+  const PhoneTransform phonetics(PhoneTransform::UTF_SOUNDEX);
+  for (const int filter : {0, 4}) {
+    TeraEdit edit(&map, const_cast<PhoneTransform*>(&phonetics));
+    ListReader reader(entries);
+    ASSERT_EQ(edit.make(&reader, nullptr, filter, 0, 0, 0, nullptr, nullptr), 0);
+    for (const std::string query : {"meyer", "smit", "weber"})
+      for (const int percent : {0, 30, 50, 100}) {
+        TeraQuery* const mixed =
+            edit.get_query(query.c_str(), TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, percent);
+        Found expected;
+        const int least = 150;
+        for (size_t i = 0; i < entries.size(); ++i)
+          if (const int quality = mixed->compare(entries[i].c_str()); quality >= least)
+            expected[static_cast<Large>(i + 1)] = quality;
+        mixed->unref();
+        TeraResult result(query.c_str(), least, 100, 255);
+        ASSERT_GE(edit.recall(&result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, 0, 0, percent, nullptr),
+                  0);
+        EXPECT_EQ(found_in(&result), expected) << query << ' ' << percent;
+      }
+  }
+}
+
+TEST_F(EditOracle, segments_are_measured_one_by_one) {
+  samples::Random random(5);
+  fill(random, 300, 4, 8);
+  std::erase_if(entries, [](const std::string& entry) { return entry.empty(); });
+  for (const Layout& layout : {LAYOUTS[0], LAYOUTS[6]}) {
+    TeraEdit edit;
+    build(&edit, layout);
+    for (int k = 0; k < 20; ++k) {
+      const std::string query =
+          random_word(random, 1 + random.below(6), 4) + "|" + random_word(random, 1 + random.below(6), 4);
+      for (const TeraEval::Mode mode : {TeraEval::LEVENSHTEIN, TeraEval::PREFIX, TeraEval::FACTOR}) {
+        TeraStandardQuery single(query.c_str(), mode, TeraEval::MAXIMUM, &map, 0);
+        Found expected;
+        for (size_t i = 0; i < entries.size(); ++i)
+          if (const int quality = single.compare(entries[i].c_str()); quality >= 120)
+            expected[static_cast<Large>(i + 1)] = quality;
+        EXPECT_EQ(recall(edit, query, mode, TeraEval::MAXIMUM, 120, TeraEdit::USE_SEGMENT), expected)
+            << query;
+      }
+    }
+  }
+}
+
+TEST_F(EditFile, writes_and_describes_what_it_has) {
+  entries = {"ab", "cd", "ab", "xyz", ""};
+  TeraEdit edit;
+  build(&edit, LAYOUTS[4]);
+  const std::string name = folder.file("lines");
+  EXPECT_EQ(edit.write(name.c_str(), 0), 4);
+  EXPECT_EQ(edit.write(name.c_str(), 1), 3);
+  EXPECT_EQ(edit.write(name.c_str(), 2), 3);
+  EXPECT_EQ(edit.write_filter(name.c_str()), 2);
+  EXPECT_LT(edit.write_phonetic(name.c_str(), 0), 0);
+  support::RecordingReporter reporter;
+  edit.print(&reporter);
+  edit.stats(&reporter);
+  EXPECT_NE(reporter.all().find("NUM_MODULES\t27\n"), std::string::npos) << reporter.all();
+  EXPECT_NE(reporter.all().find("filtered edit structure\n"), std::string::npos);
 }
