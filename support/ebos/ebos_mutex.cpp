@@ -42,7 +42,7 @@ int EbosMutex::unlock() {
 }
 
 int EbosMutex::trylock() {
-  pthread_mutex_trylock(&systemHandle);
+  static_cast<void>(pthread_mutex_trylock(&systemHandle));
   return 0;
 }
 
