@@ -29,7 +29,7 @@
 ///
 /// Cost: each division of a group looks once at every reference of its records; each reference divides at
 /// most once and is then consumed. So the time is linear in the references for records of bounded length,
-/// but for the heap (logarithmic). 24 bytes per reference, 64 per descriptor, 32 per record.
+/// but for the heap (logarithmic). 24 bytes per reference, 56 per descriptor, 32 per record.
 /// Errors: negative results and null pointers, explained on the reporter.
 /// Thread safety: belongs to one thread at a time.
 #pragma once
