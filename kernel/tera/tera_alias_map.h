@@ -8,6 +8,7 @@
 #include "tera/tera_cand.h"
 
 class TeraResult;
+class TeraScanGraph;
 
 /// Keys and values are slots of the index (tera_edit.h).
 class SORV_API TeraAliasMap : public AceIdMap {
@@ -25,5 +26,8 @@ class SORV_API TeraAliasMap : public AceIdMap {
   /// (`TeraResult::set_aliases`). An entry that is there already keeps its best quality. The fourth argument
   /// is unused. Returns how many candidates there are more than before; -1 without hook or result.
   static int add_aliases(TeraResult* result, const GetAlias* alias_hook, const GetString* string_hook,
+                         int unused);
+  /// The same for the result of every edge, which must not be resolved yet.
+  static int add_aliases(TeraScanGraph* graph, const GetAlias* alias_hook, const GetString* string_hook,
                          int unused);
 };

@@ -73,6 +73,7 @@ class TeraQuery;
 class TeraReader;
 class TeraResult;
 class TeraScanGraph;
+class TeraSplitResult;
 class TeraTransform;
 struct EditTask;
 struct EditTokens;
@@ -110,6 +111,8 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   };
   static constexpr int BUILD_OPTIONS = NO_STRINGS | COMPACT | ALLOW_ALT | REVERSE;
   static constexpr int MAX_FILTER = 6;
+  /// Longest runs of words that `scan` looks up.
+  static constexpr int MAX_SCAN_WORDS = 5;
 
   /// How `filter_refine` orders entries: each step works on the result of those before.
   enum Cluster : int {
@@ -207,6 +210,20 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   /// modes in which `TeraStandardQuery` takes several words.
   int segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int len_min, int len_max,
               int options) const;
+  /// Scan recall (tera_edit_scan.cpp): recalls the spans of a text, in LEVENSHTEIN mode, into the graph's
+  /// edge from the span's first node to its last, of the default origin, options 0 and state 0; edges that
+  /// are there already are filled. The spans are all runs of up to `MAX_SCAN_WORDS` adjacent words; in
+  /// `full_scan` all runs of any length, except those of several words with more positions than recall looks
+  /// at. `split` is that of the graph's query from which its nodes were made; a graph without nodes gets
+  /// them. A null one stands for the words between blanks, as does `scan_sep`, where words also end at the
+  /// bytes of `separators`. `percent` and `options` as for `recall`; a span with an alternative that is not
+  /// closed is read without operators. Returns the number of spans, or -1.
+  int scan(TeraScanGraph* graph, TeraEval::Model model, int options, TeraSplitResult* split, int percent,
+           AceReporter* rep) const;
+  int scan_sep(TeraScanGraph* graph, TeraEval::Model model, int options, const char* separators, int percent,
+               AceReporter* rep) const;
+  int full_scan(TeraScanGraph* graph, TeraEval::Model model, int options, TeraSplitResult* split, int percent,
+                AceReporter* rep) const;
   /// Adds to a result, ordered or not, the aliases of its candidates; and turns its entry numbers into
   /// attribute numbers. Return the number of candidates, or -1.
   int add_aliases(TeraResult* result, int options) const;
@@ -295,6 +312,8 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   int add_phonetic(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int options, int percent,
                    AceReporter* rep) const;
   int finish(TeraResult* result, int options) const;
+  int scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options, const TeraSplitResult& split,
+                int percent, int max_words, AceReporter* rep) const;
 
   // Persistence.
   int save_parts(AceFile* file);
