@@ -72,6 +72,6 @@ struct EditKernel {
 /// The loops for the level that is in use.
 SORV_API const EditKernel& edit_kernel();
 
-SORV_API extern const EditKernel EDIT_KERNEL_BASELINE;
-SORV_API extern const EditKernel EDIT_KERNEL_AVX2;
-SORV_API extern const EditKernel EDIT_KERNEL_AVX512;
+extern const EditKernel EDIT_KERNEL_BASELINE;
+extern const EditKernel EDIT_KERNEL_AVX2;
+extern const EditKernel EDIT_KERNEL_AVX512;

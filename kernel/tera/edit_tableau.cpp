@@ -73,55 +73,154 @@ int down_last_column(int m, int n, const WordColumns& columns, VBit* minus, VBit
 
 }  // namespace
 
-EditTableau* const edit_distance = both_sides<false>;
-EditTableau* const edit_distance_trans = both_sides<true>;
-EditTableau* const edit_leven = along<edit_lanes::edit_distance<VBit, false, WordColumns>>;
-EditTableau* const edit_leven_trans = along<edit_lanes::edit_distance<VBit, true, WordColumns>>;
-EditTableau* const edit_prefix = along<edit_lanes::edit_prefix<VBit, false, WordColumns>>;
-EditTableau* const edit_prefix_trans = along<edit_lanes::edit_prefix<VBit, true, WordColumns>>;
-EditTableau* const edit_suffix = along<edit_lanes::edit_suffix<VBit, false, WordColumns>>;
-EditTableau* const edit_suffix_trans = along<edit_lanes::edit_suffix<VBit, true, WordColumns>>;
-EditTableau* const edit_factor = along<edit_lanes::edit_factor<VBit, false, WordColumns>>;
-EditTableau* const edit_factor_trans = along<edit_lanes::edit_factor<VBit, true, WordColumns>>;
-EditTableau* const edit_cover = along<edit_lanes::edit_cover<VBit, false, WordColumns>>;
-EditTableau* const edit_cover_trans = along<edit_lanes::edit_cover<VBit, true, WordColumns>>;
-EditTableau* const edit_close = along<edit_lanes::edit_close<VBit, false, WordColumns>>;
-EditTableau* const edit_close_trans = along<edit_lanes::edit_close<VBit, true, WordColumns>>;
-EditTableau* const edit_extend = along<edit_lanes::edit_extend<VBit, false, WordColumns>>;
-EditTableau* const edit_extend_trans = along<edit_lanes::edit_extend<VBit, true, WordColumns>>;
-EditTableau* const edit_front = chosen<along<edit_lanes::edit_prefix<VBit, false, WordColumns>>,
-                                       along<edit_lanes::edit_extend<VBit, false, WordColumns>>>;
-EditTableau* const edit_front_trans = chosen<along<edit_lanes::edit_prefix<VBit, true, WordColumns>>,
-                                             along<edit_lanes::edit_extend<VBit, true, WordColumns>>>;
-EditTableau* const edit_back = chosen<along<edit_lanes::edit_suffix<VBit, false, WordColumns>>,
-                                      along<edit_lanes::edit_close<VBit, false, WordColumns>>>;
-EditTableau* const edit_back_trans = chosen<along<edit_lanes::edit_suffix<VBit, true, WordColumns>>,
-                                            along<edit_lanes::edit_close<VBit, true, WordColumns>>>;
-EditTableau* const edit_mid = chosen<along<edit_lanes::edit_factor<VBit, false, WordColumns>>,
-                                     along<edit_lanes::edit_cover<VBit, false, WordColumns>>>;
-EditTableau* const edit_mid_trans = chosen<along<edit_lanes::edit_factor<VBit, true, WordColumns>>,
-                                           along<edit_lanes::edit_cover<VBit, true, WordColumns>>>;
+// The tableaux by name.
 
-EditTableau* const count_pos = counted<edit_lanes::count_pos<VBit, false, WordColumns>>;
-EditTableau* const count_pos_trans = counted<edit_lanes::count_pos<VBit, true, WordColumns>>;
-EditTableau* const edit_bigrams = counted<edit_lanes::edit_bigrams<VBit, false, WordColumns>>;
-EditTableau* const edit_bigrams_trans = counted<edit_lanes::edit_bigrams<VBit, true, WordColumns>>;
-EditTableau* const edit_subset = counted<edit_lanes::query_walk<VBit, false, WordColumns>>;
-EditTableau* const edit_subset_trans = counted<edit_lanes::query_walk<VBit, true, WordColumns>>;
-EditTableau* const edit_superset = counted<edit_lanes::entry_walk<VBit, false, WordColumns>>;
-EditTableau* const edit_superset_trans = counted<edit_lanes::entry_walk<VBit, true, WordColumns>>;
-EditTableau* const edit_blockedit = walked<counted<edit_lanes::entry_walk<VBit, false, WordColumns>>,
-                                           counted<edit_lanes::query_walk<VBit, false, WordColumns>>>;
-EditTableau* const edit_blockedit_trans = walked<counted<edit_lanes::entry_walk<VBit, true, WordColumns>>,
-                                                 counted<edit_lanes::query_walk<VBit, true, WordColumns>>>;
-EditTableau* const count_bipos = counted<edit_lanes::count_bipos<VBit, WordColumns>>;
-EditTableau* const edit_sequence = counted<edit_lanes::edit_sequence<VBit, WordColumns>>;
-EditTableau* const edit_bisequence = tokens_and_pairs;
-
-EditSegments* const edit_leven_segment = each_segment<down_last_column>;
-EditSegments* const edit_prefix_segment = each_segment<edit_lanes::edit_prefix<VBit, false, WordColumns>>;
-EditSegments* const edit_suffix_segment = each_segment<edit_lanes::edit_suffix<VBit, false, WordColumns>>;
-EditSegments* const edit_factor_segment = each_segment<edit_lanes::edit_factor<VBit, false, WordColumns>>;
+int edit_distance(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return both_sides<false>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_distance_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc,
+                        VBit* rpc) {
+  return both_sides<true>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_leven(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_distance<VBit, false, WordColumns>>(start, size, m, module, cmc, cpc, rmc,
+                                                                    rpc);
+}
+int edit_leven_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_distance<VBit, true, WordColumns>>(start, size, m, module, cmc, cpc, rmc,
+                                                                   rpc);
+}
+int edit_prefix(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_prefix<VBit, false, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_prefix_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_prefix<VBit, true, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_suffix(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_suffix<VBit, false, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_suffix_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_suffix<VBit, true, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_factor(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_factor<VBit, false, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_factor_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_factor<VBit, true, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_cover(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_cover<VBit, false, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_cover_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_cover<VBit, true, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_close(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_close<VBit, false, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_close_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_close<VBit, true, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_extend(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_extend<VBit, false, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_extend_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return along<edit_lanes::edit_extend<VBit, true, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_front(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return chosen<along<edit_lanes::edit_prefix<VBit, false, WordColumns>>,
+                along<edit_lanes::edit_extend<VBit, false, WordColumns>>>(start, size, m, module, cmc, cpc,
+                                                                          rmc, rpc);
+}
+int edit_front_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return chosen<along<edit_lanes::edit_prefix<VBit, true, WordColumns>>,
+                along<edit_lanes::edit_extend<VBit, true, WordColumns>>>(start, size, m, module, cmc, cpc,
+                                                                         rmc, rpc);
+}
+int edit_back(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return chosen<along<edit_lanes::edit_suffix<VBit, false, WordColumns>>,
+                along<edit_lanes::edit_close<VBit, false, WordColumns>>>(start, size, m, module, cmc, cpc,
+                                                                         rmc, rpc);
+}
+int edit_back_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return chosen<along<edit_lanes::edit_suffix<VBit, true, WordColumns>>,
+                along<edit_lanes::edit_close<VBit, true, WordColumns>>>(start, size, m, module, cmc, cpc, rmc,
+                                                                        rpc);
+}
+int edit_mid(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return chosen<along<edit_lanes::edit_factor<VBit, false, WordColumns>>,
+                along<edit_lanes::edit_cover<VBit, false, WordColumns>>>(start, size, m, module, cmc, cpc,
+                                                                         rmc, rpc);
+}
+int edit_mid_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return chosen<along<edit_lanes::edit_factor<VBit, true, WordColumns>>,
+                along<edit_lanes::edit_cover<VBit, true, WordColumns>>>(start, size, m, module, cmc, cpc, rmc,
+                                                                        rpc);
+}
+int count_pos(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return counted<edit_lanes::count_pos<VBit, false, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int count_pos_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return counted<edit_lanes::count_pos<VBit, true, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_bigrams(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return counted<edit_lanes::edit_bigrams<VBit, false, WordColumns>>(start, size, m, module, cmc, cpc, rmc,
+                                                                     rpc);
+}
+int edit_bigrams_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc,
+                       VBit* rpc) {
+  return counted<edit_lanes::edit_bigrams<VBit, true, WordColumns>>(start, size, m, module, cmc, cpc, rmc,
+                                                                    rpc);
+}
+int edit_subset(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return counted<edit_lanes::query_walk<VBit, false, WordColumns>>(start, size, m, module, cmc, cpc, rmc,
+                                                                   rpc);
+}
+int edit_subset_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return counted<edit_lanes::query_walk<VBit, true, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_superset(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return counted<edit_lanes::entry_walk<VBit, false, WordColumns>>(start, size, m, module, cmc, cpc, rmc,
+                                                                   rpc);
+}
+int edit_superset_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc,
+                        VBit* rpc) {
+  return counted<edit_lanes::entry_walk<VBit, true, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_blockedit(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return walked<counted<edit_lanes::entry_walk<VBit, false, WordColumns>>,
+                counted<edit_lanes::query_walk<VBit, false, WordColumns>>>(start, size, m, module, cmc, cpc,
+                                                                           rmc, rpc);
+}
+int edit_blockedit_trans(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc,
+                         VBit* rpc) {
+  return walked<counted<edit_lanes::entry_walk<VBit, true, WordColumns>>,
+                counted<edit_lanes::query_walk<VBit, true, WordColumns>>>(start, size, m, module, cmc, cpc,
+                                                                          rmc, rpc);
+}
+int count_bipos(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return counted<edit_lanes::count_bipos<VBit, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_sequence(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return counted<edit_lanes::edit_sequence<VBit, WordColumns>>(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_bisequence(int start, int size, int m, VBit** module, VBit* cmc, VBit* cpc, VBit* rmc, VBit* rpc) {
+  return tokens_and_pairs(start, size, m, module, cmc, cpc, rmc, rpc);
+}
+int edit_leven_segment(int start, int size, VBit** module, int* control, VBit* minus, VBit* plus) {
+  return each_segment<down_last_column>(start, size, module, control, minus, plus);
+}
+int edit_prefix_segment(int start, int size, VBit** module, int* control, VBit* minus, VBit* plus) {
+  return each_segment<edit_lanes::edit_prefix<VBit, false, WordColumns>>(start, size, module, control, minus,
+                                                                         plus);
+}
+int edit_suffix_segment(int start, int size, VBit** module, int* control, VBit* minus, VBit* plus) {
+  return each_segment<edit_lanes::edit_suffix<VBit, false, WordColumns>>(start, size, module, control, minus,
+                                                                         plus);
+}
+int edit_factor_segment(int start, int size, VBit** module, int* control, VBit* minus, VBit* plus) {
+  return each_segment<edit_lanes::edit_factor<VBit, false, WordColumns>>(start, size, module, control, minus,
+                                                                         plus);
+}
 
 int select_edit_tableau(TeraEval::Mode mode, int options, EditTableau** func) {
   struct Choice {

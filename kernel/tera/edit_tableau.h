@@ -37,43 +37,43 @@
 using EditTableau = int(int section_start, int section_size, int num_modules, VBit** module, VBit* cmc,
                         VBit* cpc, VBit* rmc, VBit* rpc);
 
-SORV_API extern EditTableau* const edit_leven;
-SORV_API extern EditTableau* const edit_leven_trans;
-SORV_API extern EditTableau* const edit_prefix;
-SORV_API extern EditTableau* const edit_prefix_trans;
-SORV_API extern EditTableau* const edit_suffix;
-SORV_API extern EditTableau* const edit_suffix_trans;
-SORV_API extern EditTableau* const edit_factor;
-SORV_API extern EditTableau* const edit_factor_trans;
-SORV_API extern EditTableau* const edit_cover;
-SORV_API extern EditTableau* const edit_cover_trans;
-SORV_API extern EditTableau* const edit_close;
-SORV_API extern EditTableau* const edit_close_trans;
-SORV_API extern EditTableau* const edit_extend;
-SORV_API extern EditTableau* const edit_extend_trans;
-SORV_API extern EditTableau* const edit_front;
-SORV_API extern EditTableau* const edit_front_trans;
-SORV_API extern EditTableau* const edit_back;
-SORV_API extern EditTableau* const edit_back_trans;
-SORV_API extern EditTableau* const edit_mid;
-SORV_API extern EditTableau* const edit_mid_trans;
-SORV_API extern EditTableau* const count_pos;
-SORV_API extern EditTableau* const count_pos_trans;
-SORV_API extern EditTableau* const edit_bigrams;
-SORV_API extern EditTableau* const edit_bigrams_trans;
-SORV_API extern EditTableau* const edit_subset;
-SORV_API extern EditTableau* const edit_subset_trans;
-SORV_API extern EditTableau* const edit_superset;
-SORV_API extern EditTableau* const edit_superset_trans;
-SORV_API extern EditTableau* const edit_blockedit;
-SORV_API extern EditTableau* const edit_blockedit_trans;
-SORV_API extern EditTableau* const count_bipos;
-SORV_API extern EditTableau* const edit_sequence;
-SORV_API extern EditTableau* const edit_bisequence;
+SORV_API EditTableau edit_leven;
+SORV_API EditTableau edit_leven_trans;
+SORV_API EditTableau edit_prefix;
+SORV_API EditTableau edit_prefix_trans;
+SORV_API EditTableau edit_suffix;
+SORV_API EditTableau edit_suffix_trans;
+SORV_API EditTableau edit_factor;
+SORV_API EditTableau edit_factor_trans;
+SORV_API EditTableau edit_cover;
+SORV_API EditTableau edit_cover_trans;
+SORV_API EditTableau edit_close;
+SORV_API EditTableau edit_close_trans;
+SORV_API EditTableau edit_extend;
+SORV_API EditTableau edit_extend_trans;
+SORV_API EditTableau edit_front;
+SORV_API EditTableau edit_front_trans;
+SORV_API EditTableau edit_back;
+SORV_API EditTableau edit_back_trans;
+SORV_API EditTableau edit_mid;
+SORV_API EditTableau edit_mid_trans;
+SORV_API EditTableau count_pos;
+SORV_API EditTableau count_pos_trans;
+SORV_API EditTableau edit_bigrams;
+SORV_API EditTableau edit_bigrams_trans;
+SORV_API EditTableau edit_subset;
+SORV_API EditTableau edit_subset_trans;
+SORV_API EditTableau edit_superset;
+SORV_API EditTableau edit_superset_trans;
+SORV_API EditTableau edit_blockedit;
+SORV_API EditTableau edit_blockedit_trans;
+SORV_API EditTableau count_bipos;
+SORV_API EditTableau edit_sequence;
+SORV_API EditTableau edit_bisequence;
 
 /// V of the last column into `cmc` and `cpc` (m slices), H of the last row into `rmc` and `rpc` (n slices).
-SORV_API extern EditTableau* const edit_distance;
-SORV_API extern EditTableau* const edit_distance_trans;
+SORV_API EditTableau edit_distance;
+SORV_API EditTableau edit_distance_trans;
 
 /// Stores the tableau of a mode, with bit 2 of `options` the one with transpositions. Returns the number of
 /// arrays that the caller provides; -1, and nothing is stored, for modes without one.
@@ -97,7 +97,7 @@ SORV_API int count_segments(const Token* query);
 using EditSegments = int(int section_start, int section_size, VBit** module, int* control, VBit* minus,
                          VBit* plus);
 
-SORV_API extern EditSegments* const edit_leven_segment;
-SORV_API extern EditSegments* const edit_prefix_segment;
-SORV_API extern EditSegments* const edit_suffix_segment;
-SORV_API extern EditSegments* const edit_factor_segment;
+SORV_API EditSegments edit_leven_segment;
+SORV_API EditSegments edit_prefix_segment;
+SORV_API EditSegments edit_suffix_segment;
+SORV_API EditSegments edit_factor_segment;
