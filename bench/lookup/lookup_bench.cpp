@@ -30,6 +30,9 @@
 #ifdef BENCH_HAS_RAPIDFUZZ
 #include <rapidfuzz/distance.hpp>
 #endif
+#ifdef BENCH_HAS_TRE
+#include <tre/tre.h>
+#endif
 
 namespace {
 
@@ -199,7 +202,7 @@ void recall(const char* file, const std::vector<std::string>& queries, Task task
 
 // ---------------------------------------------------------------- peers
 
-#ifdef BENCH_HAS_RAPIDFUZZ
+#if defined(BENCH_HAS_RAPIDFUZZ) || defined(BENCH_HAS_TRE)
 
 /// Entries as token strings, by their length.
 std::vector<std::vector<std::string>> buckets(const std::vector<std::string>& entries, const TeraMap& map) {
@@ -243,6 +246,47 @@ void scan_all(const std::vector<std::vector<std::string>>& all, const std::vecto
   }
   set_times(times, figures);
 }
+
+#endif
+
+#ifdef BENCH_HAS_TRE
+
+/// Tokens as letters and digits, which no pattern understands otherwise.
+std::string as_letters(std::string tokens) {
+  constexpr char LETTERS[] = "-ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+  for (char& c : tokens) c = LETTERS[static_cast<unsigned char>(c)];
+  return tokens;
+}
+
+/// An approximate regular expression: the whole entry with so many errors.
+void scan_pattern(const std::vector<std::string>& entries, const std::vector<std::string>& queries, Task task,
+                  std::size_t num, Figures* figures) {
+  TeraMap map;
+  lookup::make_map(&map);
+  auto all = buckets(entries, map);
+  for (auto& bucket : all)
+    for (std::string& entry : bucket) entry = as_letters(entry);
+  scan_all(
+      all, queries, map, task, num,
+      [&](std::size_t n, const std::string& query, int most, const auto& take) {
+        regex_t pattern;
+        if (tre_regcomp(&pattern, ("^" + as_letters(query) + "$").c_str(), REG_EXTENDED) != 0) std::abort();
+        regaparams_t limits;
+        tre_regaparams_default(&limits);
+        limits.max_cost = most;
+        for (const std::string& entry : all[n]) {
+          regamatch_t match{};
+          if (tre_regaexec(&pattern, entry.c_str(), &match, limits, 0) == 0)
+            take(static_cast<std::size_t>(match.cost));
+        }
+        tre_regfree(&pattern);
+      },
+      figures);
+}
+
+#endif
+
+#ifdef BENCH_HAS_RAPIDFUZZ
 
 void scan_scalar(const std::vector<std::string>& entries, const std::vector<std::string>& queries, Task task,
                  std::size_t num, Figures* figures) {
@@ -339,6 +383,15 @@ void run_size(std::size_t num, const std::vector<std::string>& words, const Mach
         in_child([&](Figures* figures) { scan_scalar(entries, queries, task, numScalar, figures); });
     print_line(num, "RapidFuzz, scalar", task, scalar, peers[task]);
     std::printf("  %zu queries\n", numScalar);
+  }
+#endif
+#ifdef BENCH_HAS_TRE
+  constexpr std::size_t NUM_PATTERNS = 3;
+  if (num < 2'000'000) {
+    const Figures pattern =
+        in_child([&](Figures* figures) { scan_pattern(entries, queries, T2, NUM_PATTERNS, figures); });
+    print_line(num, "TRE, approximate pattern", T2, pattern, peers[T2]);
+    std::printf("  %zu queries\n", NUM_PATTERNS);
   }
 #endif
   const std::string file =
