@@ -29,8 +29,8 @@ V load(const void* from) {
 template <class Vector>
 struct BitLanesBase {
   using V = Vector;
-  static constexpr int NUM_WORDS = static_cast<int>(sizeof(V) / sizeof(VUint));
-  static constexpr int NUM_LANES = NUM_WORDS * EDIT_WORD_LANES;
+  static constexpr int NUM_LANES = 8 * static_cast<int>(sizeof(V));
+  static constexpr int NUM_WORDS = NUM_LANES / EDIT_WORD_LANES;
 
   static void to_words(const V& lanes, VUint* words) { std::memcpy(words, &lanes, sizeof(V)); }
 };
@@ -98,7 +98,8 @@ struct ByteColumns {
 template <class V>
 class LaneCounter {
  public:
-  explicit LaneCounter(int largest) : numPlanes(std::bit_width(static_cast<unsigned>(largest))) {
+  explicit LaneCounter(int largest)
+      : numPlanes(static_cast<int>(std::bit_width(static_cast<unsigned>(largest)))) {
     std::fill_n(planes, numPlanes, NONE<V>);
   }
   void add(V lanes) {

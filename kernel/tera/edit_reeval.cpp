@@ -43,6 +43,7 @@ void EditReeval::add_token_block(const Token* tokens, Large lane) {
 int EditReeval::process(EditTask task, std::span<EditHit> hits) const {
   if (lanes.empty()) return 0;
   std::vector<const VUint*> columns;
+  columns.reserve(static_cast<std::size_t>(itsQuery.length()));
   for (int i = 0; i < itsQuery.length(); ++i)
     columns.push_back(words.data() + columnSize * static_cast<std::size_t>(i) +
                       EDIT_PADDING * EDIT_BLOCK_WORDS);

@@ -188,7 +188,8 @@ void edit_band(int m, int n, Band band, const Columns& columns, Pass pass) {
 template <class V>
 class RunningMinimum {
  public:
-  explicit RunningMinimum(int largest_rise) : numPlanes(std::bit_width(static_cast<unsigned>(largest_rise))) {
+  explicit RunningMinimum(int largest_rise)
+      : numPlanes(static_cast<int>(std::bit_width(static_cast<unsigned>(largest_rise)))) {
     std::fill_n(above, numPlanes, NONE<V>);
   }
   /// Lanes in which the minimum fell by 1.

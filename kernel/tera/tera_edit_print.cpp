@@ -129,6 +129,7 @@ void TeraEdit::stats(AceReporter* rep) const {
                                     ? static_cast<const TeraBitMatrix&>(*this)
                                     : static_cast<const TeraBitMatrix&>(*filterEdit);
   std::vector<ColumnStats> columns;
+  columns.reserve(static_cast<std::size_t>(numCols));
   for (int tok = 0; tok < numCols; ++tok) columns.emplace_back(matrix.get_module(tok), matrix.num_words());
   std::vector<std::size_t> order(columns.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
