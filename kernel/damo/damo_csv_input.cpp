@@ -11,30 +11,15 @@
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
 
+#include "damo/damo_csv_border_internal.h"
 #include "damo/damo_scan_internal.h"
 
 namespace {
 
-constexpr int FULL_BEFORE_END = 2;            // a buffer is full so many bytes before its end
-constexpr std::size_t SCAN_BLOCK = 1U << 18;  // bytes read at a time in looking for quotes
+constexpr int FULL_BEFORE_END = 2;  // a buffer is full so many bytes before its end
 
 constexpr bool is_line_end(char c) {
   return c == '\n' || c == '\r';
-}
-
-/// The first `a` or `b` in the range, or its end.
-template <class Char>
-Char* find_either(Char* from, const char* end, char a, char b) {
-  constexpr VInt width = sizeof(__m128i);
-  const __m128i wanted[] = {_mm_set1_epi8(a), _mm_set1_epi8(b)};
-  for (; end - from >= width; from += width) {
-    const __m128i text = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(from)));
-    const __m128i found = _mm_or_si128(_mm_cmpeq_epi8(text, wanted[0]), _mm_cmpeq_epi8(text, wanted[1]));
-    const auto bits = static_cast<unsigned>(_mm_movemask_epi8(found));
-    if (bits != 0) return from + std::countr_zero(bits);
-  }
-  while (from != end && *from != a && *from != b) ++from;
-  return from;
 }
 
 /// Moves the bytes from..end to the front, to `to`. Returns the end of their new place.
@@ -43,56 +28,6 @@ char* move_to(char* to, const char* from, const char* end) {
   std::memmove(to, from, size);
   return to + size;
 }
-
-/// Follows the quotes of a file from the start of a record on, without looking at anything else: whether a
-/// byte lies in a quoted field is decided as in `_DamoCsvInput::split`.
-class QuoteScan {
- public:
-  QuoteScan(char separator, char quote, char escape)
-      : fieldSep(separator), textQuote(quote), escapeChar(escape) {}
-
-  bool is_quoted() const { return scanState != PLAIN; }
-
-  void run(const char* at, const char* end) {
-    while (at != end) {
-      switch (scanState) {
-        case PLAIN:
-          at = run_plain(at, end);
-          break;
-        case QUOTED:
-          at = find_either(at, end, textQuote, escapeChar);
-          if (at != end) scanState = *at++ == textQuote ? AFTER_QUOTE : AFTER_ESCAPE;
-          break;
-        case AFTER_QUOTE:
-          scanState = *at == textQuote ? QUOTED : PLAIN;
-          previous = *at++;
-          break;
-        default:  // whatever it is, it is an ordinary byte
-          scanState = QUOTED;
-          ++at;
-      }
-    }
-  }
-
- private:
-  enum State { PLAIN, QUOTED, AFTER_QUOTE, AFTER_ESCAPE };
-
-  const char* run_plain(const char* at, const char* end) {
-    const void* found = std::memchr(at, textQuote, static_cast<std::size_t>(end - at));
-    const char* quote = found != nullptr ? static_cast<const char*>(found) : end;
-    if (quote != at) previous = quote[-1];
-    if (quote == end) return end;
-    if (previous == fieldSep || is_line_end(previous)) scanState = QUOTED;
-    previous = *quote;
-    return quote + 1;
-  }
-
-  char fieldSep;
-  char textQuote;
-  char escapeChar;
-  State scanState = PLAIN;
-  char previous = '\n';  // the last byte of plain text
-};
 
 }  // namespace
 
@@ -150,11 +85,11 @@ int _DamoCsvInput::split(char* line, int length, int as_is) {
 ///     "b""c     text so far: b"c | , " d " , ...
 char* _DamoCsvInput::read_quoted(int field, char* start, Line* line, DamoByteScan* scan, bool as_is) {
   const VInt firstLine = lineIdx;
-  const char escape = escapeChar != '\0' ? escapeChar : textQuote;
+  const char escapeByte = escape();
   char* from = start + 1;
   char* to = as_is ? from : start;
   for (bool isOpen = true; isOpen;) {
-    char* special = find_either(from, line->end, textQuote, escape);
+    char* special = damo_find_either(from, line->end, textQuote, escapeByte);
     to = move_to(to, from, special);
     from = special;
     if (from == line->end) {
@@ -163,7 +98,8 @@ char* _DamoCsvInput::read_quoted(int field, char* start, Line* line, DamoByteSca
       read_on(field, line, firstLine);
       *scan = DamoByteScan(fieldSep, line->start, line->end);
       start = to = from = line->start;
-    } else if (from + 1 != line->end && (from[1] == textQuote || (*from == escape && from[1] == escape))) {
+    } else if (from + 1 != line->end &&
+               (from[1] == textQuote || (*from == escapeByte && from[1] == escapeByte))) {
       if (as_is) *to++ = *from;
       *to++ = from[1];
       from += 2;
@@ -288,37 +224,17 @@ int _DamoCsvInput::partition(int part, int num_parts) {
   return srcFile->jump_to_pos(partStart);
 }
 
-/// The first start of a record at or behind the line start `pos`, found by following the quotes from the
-/// start of the record at `from`; -1 (reported) when the file cannot be read again.
+/// The first start of a record at or behind the line start `pos`, where one starts at `from`; -1 (reported)
+/// when the file cannot be read again.
 Huge _DamoCsvInput::record_start(Huge from, Huge pos) {
   struct Close {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
   const std::unique_ptr<std::FILE, Close> file(AceFile::open(srcFile->get_filename(), "rb"));
-  if (file == nullptr || fseeko64(file.get(), from, SEEK_SET) != 0) {
-    reporter->printf("Cannot read source file '%s' again to divide it\n", get_source_name());
-    return -1;
-  }
-
-  QuoteScan scan(fieldSep, textQuote, escapeChar != '\0' ? escapeChar : textQuote);
-  std::vector<char> block(SCAN_BLOCK);
-  for (Huge at = from; at < pos;) {
-    const auto wanted = std::min(block.size(), static_cast<std::size_t>(pos - at));
-    const std::size_t size = std::fread(block.data(), 1, wanted, file.get());
-    if (size == 0) return pos;
-    scan.run(block.data(), block.data() + size);
-    at += static_cast<Huge>(size);
-  }
-  if (!scan.is_quoted()) return pos;
-
-  for (int c = getc_unlocked(file.get()); c != EOF; c = getc_unlocked(file.get())) {
-    const char byte = static_cast<char>(c);
-    scan.run(&byte, &byte + 1);
-    ++pos;
-    if (scan.is_quoted() || !is_line_end(byte)) continue;
-    return byte == '\r' && getc_unlocked(file.get()) == '\n' ? pos + 1 : pos;
-  }
-  return pos;
+  const DamoCsvSyntax syntax{fieldSep, textQuote, escape()};
+  const Huge start = file != nullptr ? damo_csv_record_start(file.get(), syntax, from, pos) : -1;
+  if (start < 0) reporter->printf("Cannot read source file '%s' again to divide it\n", get_source_name());
+  return start;
 }
 
 DamoInput* DamoCsvInput(const char* file, char separator, char quote, char escape, AceReporter* rep) {

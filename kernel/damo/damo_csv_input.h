@@ -15,8 +15,8 @@
 /// (reported).
 ///
 /// In parts, a record belongs to the part in which it starts. A part therefore must know whether its first
-/// line lies in a quoted field: it counts the quotes of the parts before it, at the speed of reading the
-/// file.
+/// line lies in a quoted field, and looks back for a quote that tells: usually not far, but as far as the
+/// first part where nothing is quoted (damo_csv_border_internal.h).
 ///
 /// Errors, beside those of damo_input.h: a quoted field that is not closed at the end of the file throws
 /// `AceException`; the input is then at its end.
@@ -61,6 +61,7 @@ class SORV_API _DamoCsvInput : public DamoFileInput {
   void grow(int field, VInt length);
   void resize(int field, int size, VInt used);
   VInt limit(int field) const;
+  char escape() const { return escapeChar != '\0' ? escapeChar : textQuote; }
   Huge record_start(Huge from, Huge pos);
 
   char fieldSep;

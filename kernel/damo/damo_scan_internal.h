@@ -63,6 +63,21 @@ class DamoByteScan {
   std::uint64_t found = 0;  // of the 64 bytes at `block`, those not yet passed
 };
 
+/// The first `a` or `b` in the range, or its end.
+template <class Char>
+Char* damo_find_either(Char* from, const char* end, char a, char b) {
+  constexpr VInt width = sizeof(__m128i);
+  const __m128i wanted[] = {_mm_set1_epi8(a), _mm_set1_epi8(b)};
+  for (; end - from >= width; from += width) {
+    const __m128i text = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(from)));
+    const __m128i found = _mm_or_si128(_mm_cmpeq_epi8(text, wanted[0]), _mm_cmpeq_epi8(text, wanted[1]));
+    const auto bits = static_cast<unsigned>(_mm_movemask_epi8(found));
+    if (bits != 0) return from + std::countr_zero(bits);
+  }
+  while (from != end && *from != a && *from != b) ++from;
+  return from;
+}
+
 /// Cuts a line in place at each separator and stores the first `room` fields. Returns their number, or
 /// `room` + 1 when there are more.
 inline int damo_split(char* line, VInt length, char separator, const char** fields, int room) {
