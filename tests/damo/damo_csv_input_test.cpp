@@ -120,14 +120,17 @@ TEST(DamoCsvInput, reads_any_bytes_whole_and_in_parts_as_the_plain_reader_does) 
   constexpr std::string_view letters{"aa,,\"\"\\\n\r\0\xC3", 11};
   for (unsigned seed = 1; seed <= 600; ++seed) {
     std::mt19937 random(seed);
-    std::string text(random() % (seed % 3 == 0 ? 300 : 25), ' ');
-    for (char& c : text) c = letters[random() % letters.size()];
+    // every hundredth over several blocks of the search for a record's start, which no quote settles
+    const bool isLong = seed % 100 == 0;
+    std::string text(isLong ? 600'000 : random() % (seed % 3 == 0 ? 300 : 25), ' ');
+    for (char& c : text) c = isLong ? ",\"\n"[random() % 3] : letters[random() % letters.size()];
     const Dialect dialect{',', seed % 7 == 0 ? '\0' : '"', seed % 2 == 0 ? '\\' : '\0'};
     const int asIs = seed % 5 == 0 ? 1 : 0;
-    support::write_file(file, text);
     SCOPED_TRACE("seed " + std::to_string(seed));
-
     auto expected = oracle::csv_records(text, ',', dialect.quote, dialect.escape, asIs != 0);
+    if (expected.isOpen && seed % 4 == 0)
+      expected = oracle::csv_records(text += '"', ',', dialect.quote, dialect.escape, asIs != 0);
+    support::write_file(file, text);
     for (Record& record : expected.records) {
       if (record[0] == "<del>") record.erase(record.begin());
       if (record.size() > DamoInput::MAX_FIELDS) record.resize(DamoInput::MAX_FIELDS);
@@ -146,7 +149,7 @@ TEST(DamoCsvInput, reads_any_bytes_whole_and_in_parts_as_the_plain_reader_does) 
       }
     }
     EXPECT_EQ(isOpen, expected.isOpen);
-    if (!isOpen) EXPECT_EQ(joined, expected.records);
+    if (!isOpen) EXPECT_TRUE(joined == expected.records);
   }
 }
 
