@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tera/tera_result.h"
+#include "tera/tera_scan_graph.h"
 
 TeraAliasMap::GetAlias TeraAliasMap::get_alias_hook() const {
   return [this](Large entry, const Large** aliases) { return get_array(entry, aliases); };
@@ -39,4 +40,15 @@ int TeraAliasMap::add_aliases(TeraResult* result, const GetAlias* alias_hook, co
   result->set_aliases();
   result->dedup_unresolved();
   return result->num_cands() - before;
+}
+
+int TeraAliasMap::add_aliases(TeraScanGraph* graph, const GetAlias* alias_hook, const GetString* string_hook,
+                              int unused) {
+  if (graph == nullptr || alias_hook == nullptr) return -1;
+  int added = 0;
+  for (int i = 0; i < graph->get_num_nodes(); ++i)
+    for (const auto* edge = graph->get_node(i)->get_first_edge(); edge != nullptr; edge = edge->get_next())
+      if (edge->get_result() != nullptr)
+        added += add_aliases(edge->get_result(), alias_hook, string_hook, unused);
+  return added;
 }

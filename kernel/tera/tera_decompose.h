@@ -29,7 +29,7 @@ class SORV_API TeraDecompose {
   /// with a blank between. Its quality is the mean of both, weighted by the positions of the parts, so that
   /// the parts' results have the lowest minimum with which the pair can still reach that of `result`. A pair
   /// has the best quality of all cuts. After `TeraResult::MAX_CANDS` pairs no more are made, and the result
-  /// is marked unreliable.
+  /// is marked unreliable. What the result has already must be resolved if the parts are.
   ///
   /// Returns the number of candidates of the result; -1 for a null result, map or function, and for a result
   /// without query. What `recall` throws passes through. Cost: two recalls per cut.

@@ -136,7 +136,7 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
     /// resolved) are entries here: the quality of each is `TeraEval::phone_eval` of what its string and the
     /// edge's query have in common by `eval`, and of the phonetic one, with the weight `orig_weight` of the
     /// former in percent. An entry that is there already keeps its better quality. Returns the number of
-    /// candidates, or -1.
+    /// candidates; -1 without either result, and when that of this edge is resolved.
     int merge_phonetic_edge(const Edge* phonetic, int orig_weight, TeraEval::Eval* eval,
                             const GetString* str_func, const TeraMap* map);
 
@@ -350,7 +350,7 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
   int get_num_combined_nodes(const TeraScanGraph* other, int* positions, int* own_nodes, int* other_nodes,
                              int* own_places, int* other_places) const;
 
-  // Phonetic merging (tera_scan_graph_phonetic.cpp).
+  // Phonetic merging (tera_scan_graph_phonetic.cpp), before this graph is resolved.
 
   /// Merges a graph over the phonetic form of the query: `node_positions` has for each node the position of
   /// the same word boundary there. See `Edge::merge_phonetic_edge`. Returns 0 or -1.
@@ -377,11 +377,12 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
   template <class Visit>
   void for_each_edge(Visit visit) const;
   template <class Visit>
+  void for_each_result(Visit visit) const;
+  template <class Visit>
   void for_each_inner_result(Visit visit) const;
-  template <class Condemned>
-  int remove_edges_if(Condemned condemned);
+  static void note_ranges(EdgeRangeMap* ranges, const Edge& edge, int node, GetInfo* key, bool wider,
+                          AceAttach* at);
   void lay_out(const std::vector<int>& places, NodeList fresh);
-  void drop_ranges(EdgeRangeMap* ranges) const;
   bool combine(const TeraScanGraph& other, Combined* combined) const;
   bool has_ascending_positions() const;
   Edge* get_original_edge(int from, int to);

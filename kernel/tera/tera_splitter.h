@@ -97,13 +97,16 @@ class SORV_API TeraSplitResult : public AceAttach {
   friend class TeraSplitter;
   static constexpr short NO_NODE = -1;
 
-  bool is_inner(int node) const { return node > 0 && node < numNodes - 1; }
-  int read_tokens(TeraScan* scan, Token* work);
-  int find_positions(TeraScan* scan, const int* char_ends);
-  void clear_marks(const NodePos& node);
-  void make_arrays();
-  void unsplit();
+  bool is_unicode() const { return splitMap != nullptr && splitMap->has_uni() != 0; }
+  int read(TeraScan* scan, Token* work);
+  void make_arrays(int positions);
+  void clear_node(const NodePos& node);
+  void collect_marks();
+  void reverse_text(const TeraSplitResult& other);
+  void reverse_tokens(const TeraSplitResult& other);
+  void forget();
 
+  const TeraMap* splitMap = nullptr;
   bool hasOperators = false;  // tokens from 250 on are operators
   short* charFrom = nullptr;  // per position and the end: the bytes of its characters
   short* charTo = nullptr;
@@ -140,8 +143,8 @@ class SORV_API TeraSplitter {
   enum CharMark : Token { SEPARATES = 1, COMPLETES = 4 };
 
   Token mark_of(char c) const { return charMark[static_cast<unsigned char>(c)]; }
-  void add_marks(const char* bytes, int marks);
-  int read(Result* result, Token* work) const;
+  void add_marks(const char* bytes, Token marks);
+  bool separates_unmapped(const Result& result, char c) const;
   void mark_positions(Result* result, short* lit_out, short* lit_in) const;
 
   Token charMark[256] = {};

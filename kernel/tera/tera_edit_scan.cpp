@@ -1,0 +1,91 @@
+// Recall of the spans of a text.
+#include <algorithm>
+
+#include "ace/ace_error.h"
+#include "ace/ace_reporter.h"
+#include "ace/ace_time_analysis.h"
+#include "tera/tera_edit.h"
+#include "tera/tera_result.h"
+#include "tera/tera_scan_graph.h"
+#include "tera/tera_splitter.h"
+
+namespace {
+
+/// Positions that recall looks at; a longer run would find what its beginning finds.
+constexpr int MAX_RUN_POSITIONS = 128;
+
+/// Whether the nodes stand where those of the split do.
+bool has_nodes_of(const TeraScanGraph& graph, const TeraSplitResult& split) {
+  if (graph.get_num_nodes() != split.numNodes) return false;
+  for (int node = 0; node < split.numNodes && graph.has_char_positions(); ++node)
+    if (graph.get_node(node)->get_char_pos() != split.nodePos[node].litOut) return false;
+  return true;
+}
+
+int splitter_options(int options) {
+  return (options & TeraEdit::NO_OPERATORS) != 0 ? TeraSplitter::BLANKS | TeraSplitter::NO_OPERATORS
+                                                 : int{TeraSplitter::BLANKS};
+}
+
+}  // namespace
+
+int TeraEdit::scan(TeraScanGraph* graph, TeraEval::Model model, int options, TeraSplitResult* split,
+                   int percent, AceReporter* rep) const {
+  if (split == nullptr) return scan_sep(graph, model, options, nullptr, percent, rep);
+  return scan_runs(graph, model, options, *split, percent, MAX_SCAN_WORDS, rep);
+}
+
+int TeraEdit::scan_sep(TeraScanGraph* graph, TeraEval::Model model, int options, const char* separators,
+                       int percent, AceReporter* rep) const {
+  if (graph == nullptr) return -1;
+  const TeraSplitResult split(graph->get_orig_query(), splitter_options(options), &mapConfig, separators,
+                              nullptr);
+  return scan_runs(graph, model, options, split, percent, MAX_SCAN_WORDS, rep);
+}
+
+int TeraEdit::full_scan(TeraScanGraph* graph, TeraEval::Model model, int options, TeraSplitResult* split,
+                        int percent, AceReporter* rep) const {
+  if (graph == nullptr) return -1;
+  if (split != nullptr) return scan_runs(graph, model, options, *split, percent, MAX_RUN_POSITIONS, rep);
+  const TeraSplitResult blanks(graph->get_orig_query(), splitter_options(options), &mapConfig, nullptr,
+                               nullptr);
+  return scan_runs(graph, model, options, blanks, percent, MAX_RUN_POSITIONS, rep);
+}
+
+int TeraEdit::scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options,
+                        const TeraSplitResult& split, int percent, int max_words, AceReporter* rep) const {
+  const AceTimeSection section("EDIT_SCAN");
+  if (graph == nullptr || split.numNodes == 0) return -1;
+  if (graph->get_num_nodes() == 0) graph->init(&split, TeraScanGraph::DEFAULT_ORIGIN, 0);
+  if (!has_nodes_of(*graph, split)) {
+    rep->printf("The graph's %d nodes are not the %d nodes of the split text\n", graph->get_num_nodes(),
+                split.numNodes);
+    return -1;
+  }
+  AceAttach at;
+  int spans = 0;
+  for (int from = 0; from + 1 < split.numNodes; ++from) {
+    const int last = std::min(from + max_words, split.numNodes - 1);
+    for (int to = from + 1; to <= last; ++to) {
+      if (to > from + 1 && split.nodePos[to].tokOut - split.nodePos[from].tokIn > MAX_RUN_POSITIONS) break;
+      const char* const text = split.get_lit_string(from, to, &at);
+      TeraScanGraph::Edge* edge = graph->get_edge(from, to, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
+      if (edge == nullptr) edge = graph->create_edge(from, to, text, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
+      TeraResult* const result = edge->get_result();
+      if (result == nullptr) continue;
+      // What is found here has entry numbers until recall itself resolves them.
+      result->clear_resolved();
+      const bool isPlain = mapConfig.alt_len(text, false) < 0;
+      if (const int rc = recall(result, TeraEval::LEVENSHTEIN, model, 0, 0,
+                                isPlain ? options | NO_OPERATORS : options, percent, rep);
+          rc < 0)
+        return ace_error(__FILE__, __LINE__,
+                         "recall(result, TeraEval::LEVENSHTEIN, model, 0, 0, options, percent, rep)", rc, 0,
+                         -1);
+      at.release();
+      ++spans;
+    }
+  }
+  if (infoHandle != nullptr && (options & NO_RESOLVE) == 0) graph->set_resolved();
+  return spans;
+}
