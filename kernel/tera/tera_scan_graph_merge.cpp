@@ -41,7 +41,7 @@ void TeraScanGraph::lay_out(const std::vector<int>& places, NodeList fresh) {
       isFirst = !isTaken[place];
       isTaken[place] = true;
       if (isFirst) target->stateFlags = nodeArray[from].stateFlags;
-      if (target->charPos == Node::UNKNOWN) target->charPos = nodeArray[from].charPos;
+      if (isFirst && target->charPos == Node::UNKNOWN) target->charPos = nodeArray[from].charPos;
     }
     for (Edge* edge : edges) {
       edge->toTarget = places[static_cast<std::size_t>(edge->toTarget)];
