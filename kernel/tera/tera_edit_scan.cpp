@@ -14,6 +14,14 @@ namespace {
 /// Positions that recall looks at; a longer run would find what its beginning finds.
 constexpr int MAX_RUN_POSITIONS = 128;
 
+/// The longest query that entries of up to `longest` positions can answer with that quality.
+int longest_query(TeraEval::Eval* func, int longest, int min_value) {
+  for (int query = MAX_RUN_POSITIONS; query > longest; --query)
+    for (int entry = longest; entry > 0; --entry)
+      if (TeraEval::can_satisfy(func, query, entry, min_value) != 0) return query;
+  return std::min(longest, MAX_RUN_POSITIONS);
+}
+
 /// Whether the nodes stand where those of the split do.
 bool has_nodes_of(const TeraScanGraph& graph, const TeraSplitResult& split) {
   if (graph.get_num_nodes() != split.numNodes) return false;
@@ -62,12 +70,17 @@ int TeraEdit::scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options
                 split.numNodes);
     return -1;
   }
+  TeraEval::Eval* const func = TeraEval::get_model_func(model, 0);
+  const bool isHeard = phoneEdit != nullptr && percent <= 99;
+  const int max_positions = isHeard || func == nullptr
+                                ? MAX_RUN_POSITIONS
+                                : longest_query(func, maxLength - 1, graph->get_min_value());
   AceAttach at;
   int spans = 0;
   for (int from = 0; from + 1 < split.numNodes; ++from) {
     const int last = std::min(from + max_words, split.numNodes - 1);
     for (int to = from + 1; to <= last; ++to) {
-      if (to > from + 1 && split.nodePos[to].tokOut - split.nodePos[from].tokIn > MAX_RUN_POSITIONS) break;
+      if (to > from + 1 && split.nodePos[to].tokOut - split.nodePos[from].tokIn > max_positions) break;
       const char* const text = split.get_lit_string(from, to, &at);
       TeraScanGraph::Edge* edge = graph->get_edge(from, to, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
       if (edge == nullptr) edge = graph->create_edge(from, to, text, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
@@ -75,9 +88,9 @@ int TeraEdit::scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options
       if (result == nullptr) continue;
       // What is found here has entry numbers until recall itself resolves them.
       result->clear_resolved();
-      const bool isPlain = mapConfig.alt_len(text, false) < 0;
+      const bool isBroken = mapConfig.alt_len(text, false) < 0;
       if (const int rc = recall(result, TeraEval::LEVENSHTEIN, model, 0, 0,
-                                isPlain ? options | NO_OPERATORS : options, percent, rep);
+                                isBroken ? options | NO_OPERATORS : options, percent, rep);
           rc < 0)
         return ace_error(__FILE__, __LINE__,
                          "recall(result, TeraEval::LEVENSHTEIN, model, 0, 0, options, percent, rep)", rc, 0,

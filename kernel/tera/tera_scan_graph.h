@@ -15,8 +15,9 @@
 ///     edit.scan(&graph, TeraEval::REDUNDANT, TeraEdit::TRANSPOSE, &split, 50, rep);
 ///     graph.dedup_resolved(false);
 ///
-/// Invariants: every edge leads to a node of the graph; numEdges is the length of the node's list; when the
-/// graph is ordered, so is every result that it was given.
+/// Invariants: every edge leads to a node of the graph (one that a producer lets lead elsewhere is deleted
+/// when nodes move); numEdges is the length of the node's list; when the graph is ordered, so is every result
+/// that it was given.
 ///
 /// Ownership: a graph owns its nodes, edges and results. Graphs are shared by reference count: the last
 /// `decr_ref` deletes them. A graph that is not shared may as well be a local object. The query text is kept

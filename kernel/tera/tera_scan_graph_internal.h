@@ -14,6 +14,11 @@ inline std::vector<TeraScanGraph::Edge*> edges_backwards(TeraScanGraph::Edge* li
   return edges;
 }
 
+/// The place of a node; -1 for what is none, as an edge that a producer made by hand may lead there.
+inline int place_of(const std::vector<int>& places, int node) {
+  return node >= 0 && node < static_cast<int>(places.size()) ? places[static_cast<std::size_t>(node)] : -1;
+}
+
 inline void delete_edge_list(TeraScanGraph::Edge* list) {
   while (list != nullptr) {
     TeraScanGraph::Edge* const next = list->get_next();

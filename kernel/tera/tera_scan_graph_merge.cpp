@@ -1,5 +1,5 @@
 // Nodes that come and go, and graphs laid onto each other.
-#include <iterator>
+#include <numeric>
 #include <utility>
 
 #include "ace/ace_error.h"
@@ -17,8 +17,9 @@ void copy_to(const std::vector<int>& values, int* room) {
 
 /// The places of nodes that stay where they are, up to `first`; those from there on move.
 std::vector<int> shifted_places(int num, int first, int shift) {
-  std::vector<int> places;
-  for (int node = 0; node < num; ++node) places.push_back(node < first ? node : node + shift);
+  std::vector<int> places(static_cast<std::size_t>(num));
+  std::iota(places.begin(), places.end(), 0);
+  for (int& place : places) place += place < first ? 0 : shift;
   return places;
 }
 
@@ -44,7 +45,7 @@ void TeraScanGraph::lay_out(const std::vector<int>& places, NodeList fresh) {
       if (isFirst && target->charPos == Node::UNKNOWN) target->charPos = nodeArray[from].charPos;
     }
     for (Edge* edge : edges) {
-      edge->toTarget = places[static_cast<std::size_t>(edge->toTarget)];
+      edge->toTarget = place_of(places, edge->toTarget);
       if (target == nullptr || edge->toTarget == NO_NODE)
         delete edge;
       else if (isFirst)
@@ -108,7 +109,8 @@ int TeraScanGraph::remove_empty_nodes(int first) {
   std::vector<bool> isTarget(nodeArray.size());
   for (int node = 0; node < get_num_nodes(); ++node)
     for (const Edge* edge = get_node(node)->edgeList; edge != nullptr; edge = edge->nextEdge)
-      if (node < edge->toTarget) isTarget[static_cast<std::size_t>(edge->toTarget)] = true;
+      if (node < edge->toTarget && is_node(edge->toTarget))
+        isTarget[static_cast<std::size_t>(edge->toTarget)] = true;
   std::vector<int> places;
   int num = 0;
   for (int node = 0; node < get_num_nodes(); ++node) {

@@ -105,7 +105,8 @@ int TeraScanGraph::add_phonetics(const GetString* str_func, TeraScanGraph* phone
   std::map<int, int> nodes;  // by their positions there, the first ones
   for (int node = 0; node < get_num_nodes(); ++node) nodes.emplace(node_positions[node], node);
   const auto nodeOf = [&](int phonetic_node) {
-    const auto found = nodes.find(phonetic->get_node(phonetic_node)->charPos);
+    const Node* const node = phonetic->get_node(phonetic_node);
+    const auto found = node != nullptr ? nodes.find(node->charPos) : nodes.end();
     return found != nodes.end() ? found->second : -1;
   };
   for (int node = 0; node < phonetic->get_num_nodes(); ++node) {

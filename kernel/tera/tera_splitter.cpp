@@ -30,12 +30,16 @@ bool has_no_position(Token tok) {
 }
 
 __attribute__((format(printf, 2, 3))) void append(std::string* text, const char* format, ...) {
-  char part[96];
   va_list args;
+  va_list again;
   va_start(args, format);
-  std::vsnprintf(part, sizeof part, format, args);
+  va_copy(again, args);
+  const int size = std::vsnprintf(nullptr, 0, format, args);
+  std::vector<char> part(static_cast<std::size_t>(std::max(size, 0)) + 1);
+  std::vsnprintf(part.data(), part.size(), format, again);
+  va_end(again);
   va_end(args);
-  *text += part;
+  *text += part.data();
 }
 
 }  // namespace
@@ -269,8 +273,8 @@ int TeraSplitResult::print(AceReporter* rep) const {
     rep->print("Not initialized");
     return 0;
   }
-  std::string text = std::string("literalString '") + litStr;
-  append(&text, "' length %d\n", litLen);
+  std::string text;
+  append(&text, "literalString '%s' length %d\n", litStr, litLen);
   append(&text, "token string with length %d\n", tokLen);
   for (int i = 0; i < tokLen; ++i) append(&text, " %2x", tokStr[i]);
   append(&text, "\ntoken Position for %d logical positions", logLen);

@@ -452,16 +452,19 @@ TEST_F(Graphs, a_scan_finds_on_each_run_of_words_what_its_recall_finds) {
     for (int from = 0; from < split.numNodes; ++from)
       for (int to = from + 1; to < split.numNodes && (isFull || to <= from + TeraEdit::MAX_SCAN_WORDS);
            ++to) {
-        ++runs;
         const Graph::Edge* const edge = graph.get_edge(from, to, 0, 0, 0);
-        ASSERT_NE(edge, nullptr);
+        runs += edge != nullptr ? 1 : 0;
         const char* const words = split.get_lit_string(from, to, &at);
-        EXPECT_STREQ(edge->get_result()->get_string(), words);
         TeraResult own(words, 180, 20, 60);
         const int plain = std::string(words).find('[') != std::string::npos ? TeraEdit::NO_OPERATORS : 0;
         ASSERT_GE(edit.recall(&own, TeraEval::LEVENSHTEIN, TeraEval::REDUNDANT, 0, 0, options | plain, 100,
                               nullptr),
                   0);
+        if (edge == nullptr) {  // too long for every entry
+          EXPECT_TRUE(to > from + 1 && own.num_cands() == 0) << words;
+          continue;
+        }
+        EXPECT_STREQ(edge->get_result()->get_string(), words);
         EXPECT_TRUE(own.equal_cands(edge->get_result())) << words;
       }
     EXPECT_EQ(spans, runs);
