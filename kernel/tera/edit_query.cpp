@@ -32,6 +32,12 @@ void EditQuery::match_all() {
   runs[1] = hasRuns = true;
 }
 
+void EditQuery::open(bool anywhere) {
+  runs = std::make_unique<bool[]>(members.size() + 1);
+  runs[0] = anywhere;
+  runs[members.size()] = hasRuns = true;
+}
+
 int EditTaskColumns::find(const EditQuery& query, EditColumns* columns, int length) {
   pointers.clear();
   united.clear();

@@ -16,6 +16,8 @@ class EditQuery {
   EditQuery& operator=(const EditQuery&) = delete;
   /// Makes every entry match: "?*" in place of a pattern without positions.
   void match_all();
+  /// Makes it a pattern of its positions that may go on at the end, and with `anywhere` at the start.
+  void open(bool anywhere);
 
   int length() const { return static_cast<int>(accepts.size()); }
   bool has_runs() const { return hasRuns; }

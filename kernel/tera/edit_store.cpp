@@ -57,7 +57,7 @@ EditColumns::EditColumns(const TeraBitMatrix& matrix, bool reverse)
     const std::size_t words =
         static_cast<std::size_t>(num_blocks(length)) * static_cast<std::size_t>(length) * EDIT_BLOCK_WORDS;
     next += words;
-    largest = std::max(largest, words);
+    if (matrix.num_words() > 0) largest = std::max(largest, words);  // else nobody asks
   }
   groupStart.back() = next + PADDING_WORDS;
   zeros = std::make_unique<VUint[]>(largest + 2 * PADDING_WORDS);
@@ -133,7 +133,7 @@ const EditTokens& EditStore::tokens(int length) {
 
 void EditStore::convert(int length, EditTokens* out) const {
   const int num = entryColumns->num_slots(length);
-  const std::size_t sections = static_cast<std::size_t>(blocks_of(num)) * EDIT_BLOCK_WORDS;
+  const std::size_t sections = static_cast<std::size_t>(num / SECTION + (num % SECTION != 0 ? 1 : 0));
   const std::size_t n = static_cast<std::size_t>(length);
   out->ownBytes = std::make_unique<Token[]>((sections * n + 2 * EDIT_PADDING) * EDIT_WORD_LANES);
   Token* const bytes = out->ownBytes.get() + EDIT_PADDING * EDIT_WORD_LANES;

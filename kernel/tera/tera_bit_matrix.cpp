@@ -49,7 +49,8 @@ void TeraBitMatrix::init_layout(int cols, const std::vector<int>& slots) {
 
 int TeraBitMatrix::init_modules() {
   if (sectionStart.empty()) return -1;
-  for (int tok = 0; tok < numCols; ++tok) bitModule[static_cast<std::size_t>(tok)].init(num_words());
+  for (int tok = 0; tok < num_modules(); ++tok) bitModule[static_cast<std::size_t>(tok)].init(num_words());
+  isPlain = true;
   return 0;
 }
 
@@ -59,6 +60,7 @@ void TeraBitMatrix::clean_matrix() {
   sectionStart.clear();
   bitModule = nullptr;
   ownSums.clear();
+  isPlain = false;
 }
 
 void TeraBitMatrix::set_bit(int slot, int pos, Token tok) {
@@ -67,19 +69,21 @@ void TeraBitMatrix::set_bit(int slot, int pos, Token tok) {
 }
 
 void TeraBitMatrix::compress() {
-  for (int tok = 0; tok < numCols; ++tok)
+  isPlain = false;
+  for (int tok = 0; tok < num_modules(); ++tok)
     if (TeraModule& module = bitModule[static_cast<std::size_t>(tok)]; module.clear_empty() == 0)
       module.compress();
 }
 
 VInt TeraBitMatrix::get_comp_size() const {
   VInt bytes = 0;
-  for (int tok = 0; tok < numCols; ++tok) bytes += bitModule[static_cast<std::size_t>(tok)].get_comp_size();
+  for (int tok = 0; tok < num_modules(); ++tok)
+    bytes += bitModule[static_cast<std::size_t>(tok)].get_comp_size();
   return bytes;
 }
 
 bool TeraBitMatrix::has_words() const {
-  return std::any_of(bitModule.get(), bitModule.get() + numCols,
+  return std::any_of(bitModule.get(), bitModule.get() + num_modules(),
                      [](const TeraModule& module) { return !module.is_empty(); });
 }
 
@@ -128,5 +132,7 @@ int TeraBitMatrix::read_modules(AceFile* file) {
   for (int i = 0; i < numCols; ++i)
     if (bitModule[static_cast<std::size_t>(i)].read(file, num_words()) < 0)
       return ace_error(__FILE__, __LINE__, "bitModule[i].read(file)", -1, 0, -1);
-  return 0;
+  // Columns take at least a bit per word of the file, which bounds what recall makes of them; but not if all
+  // are empty.
+  return num_words() > 0 && !has_words() ? refuse_matrix("it has no bits") : 0;
 }

@@ -33,7 +33,7 @@ class SORV_API TeraBitMatrix {
   int init_modules();
   /// Becomes empty.
   void clean_matrix();
-  /// Sets the bit of a token at a position of a slot. The matrix is plain.
+  /// Sets the bit of a token at a position of a slot, in columns that are plain.
   void set_bit(int slot, int pos, Token tok);
   /// Drops empty columns and codes the others.
   void compress();
@@ -46,6 +46,8 @@ class SORV_API TeraBitMatrix {
   int num_words() const { return sectionStart.empty() ? 0 : sectionStart.back(); }
   int get_max_length() const { return maxLength; }
   int get_num_cols() const { return numCols; }
+  /// Columns that are there: none before they are made or read.
+  int num_modules() const { return bitModule != nullptr ? numCols : 0; }
   /// First word of a section's columns.
   int section_start(int section) const { return sectionStart[static_cast<std::size_t>(section)]; }
   const TeraModule& get_module(int tok) const { return bitModule[tok]; }
@@ -62,8 +64,10 @@ class SORV_API TeraBitMatrix {
   /// explained on the default reporter.
   int read_sums(AceFile* file, int sections);
   int read_modules(AceFile* file);
-  /// Whether the matrix has columns at all.
+  /// Whether a column has a bit.
   bool has_words() const;
+  /// Whether columns are there, and not coded yet.
+  bool is_plain() const { return isPlain; }
 
   static std::vector<int> make_sections(const int* sums, int lengths);
   int refuse_matrix(const char* reason) const;
@@ -75,4 +79,5 @@ class SORV_API TeraBitMatrix {
   std::vector<int> sectionStart;  ///< numSections + 1
   std::unique_ptr<TeraModule[]> bitModule;
   std::vector<int> ownSums;  // lengthSum
+  bool isPlain = false;
 };

@@ -152,7 +152,8 @@ int TeraEdit::save_parts(AceFile* file) {
     return ace_error(__FILE__, __LINE__, "phoneCoding->magic_save(file)", -1, 0, -1);
   if ((editFeatures & HAS_DATA) == 0) return 0;
   file->mem_point("Phonetic Index");
-  return phoneEdit->save(file) < 0 ? ace_error(__FILE__, __LINE__, "phoneEdit->save(file)", -1, 0, -1) : 0;
+  const bool isSaved = phoneEdit != nullptr && phoneEdit->save(file) >= 0;
+  return !isSaved ? ace_error(__FILE__, __LINE__, "phoneEdit->save(file)", -1, 0, -1) : 0;
 }
 
 VInt TeraEdit::read(AceFile* file) {
@@ -222,6 +223,20 @@ const char* TeraEdit::check_head(int sections) const {
   return (editFeatures & ~known) == 0 ? nullptr : "it has features that are not known";
 }
 
+/// Whether the heap can hold distinct strings of these lengths, so that recall makes no more tokens of them
+/// than a multiple of the file. A byte makes four tokens at most, and a code takes at least a bit.
+bool TeraEdit::are_strings_long() const {
+  constexpr VInt maxTokens = 4;
+  VInt numTokens = 0;
+  for (int length = 1; length < maxLength; ++length) {
+    const int slots = lengthSum[length] - first_slot(length);
+    const int padding = alignMode != 0 ? std::min(SECTION_SLOTS, slots) - 1 : 0;
+    if (slots > 0) numTokens += VInt{length} * (slots - padding);
+  }
+  const VInt bytes = stringHandle->get_heap_size() * (stringHandle->is_compressed() ? CHAR_BIT : 1);
+  return numTokens <= maxTokens * bytes;
+}
+
 int TeraEdit::read_parts(AceFile* file) {
   if ((editFeatures & HAS_DATA) != 0) {
     infoHandle = std::make_unique<AceIdMap>();
@@ -236,6 +251,7 @@ int TeraEdit::read_parts(AceFile* file) {
     if (stringHandle->read(file) < 0)
       return ace_error(__FILE__, __LINE__, "stringHandle->read(file)", -1, 0, -1);
     if (stringHandle->get_size() != numEntry) return refuse("it has not a string for each entry");
+    if (!are_strings_long()) return refuse("its strings are too short for its lengths");
     sortedEntries = file->read_array<Large>(numEntry, &memAt, SORTED_ALIGNMENT);
     if (sortedEntries == nullptr) return refuse("its sorted entries are cut");
   }

@@ -45,8 +45,8 @@
 ///     phoneCoding     TeraTransform  if HAS_PHONETICS
 ///     phoneEdit       TeraEdit       if HAS_PHONETICS and HAS_DATA
 ///
-/// Errors: negative results, explained on the reporter given, or on the default reporter; memory exhaustion
-/// throws `std::bad_alloc`.
+/// Errors: negative results, explained on the reporter given, or on the default reporter; -1 for a null
+/// argument that an operation needs (reporters may be null). Memory exhaustion throws `std::bad_alloc`.
 /// Thread safety: an index is built or read by one thread; then any number may recall at once, each with a
 /// result of its own.
 #pragma once
@@ -67,6 +67,7 @@
 #include "tera/tera_map.h"
 
 class AceReporter;
+class EditQuery;
 class EditStore;
 class TeraAliasReader;
 class TeraQuery;
@@ -173,8 +174,8 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   int filter_refine(const char** strings, const Token** tokens, int fine, int flags, AceReporter* rep);
   /// Makes the bit matrix from token strings by slot, null in padding slots. Returns 0 or -1.
   int fill_bits(const Token** tokens);
-  /// Enters an entry into the matrix under construction. -1 for an alternative that is not closed, a slot of
-  /// another length, and in a mapped index.
+  /// Enters an entry into the matrix under construction. -1 for an alternative that is not closed, a token
+  /// without a column, a slot of another length, and in an index that is finished or mapped.
   int enter(const Token* tokens, int slot);
 
   /// Becomes empty.
@@ -212,12 +213,13 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
               int options) const;
   /// Scan recall (tera_edit_scan.cpp): recalls the spans of a text, in LEVENSHTEIN mode, into the graph's
   /// edge from the span's first node to its last, of the default origin, options 0 and state 0; edges that
-  /// are there already are filled. The spans are all runs of up to `MAX_SCAN_WORDS` adjacent words; in
-  /// `full_scan` all runs of any length, except those of several words with more positions than recall looks
-  /// at. `split` is that of the graph's query from which its nodes were made; a graph without nodes gets
-  /// them. A null one stands for the words between blanks, as does `scan_sep`, where words also end at the
-  /// bytes of `separators`. `percent` and `options` as for `recall`; a span with an alternative that is not
-  /// closed is read without operators. Returns the number of spans, or -1.
+  /// are there already are filled. The spans are all words, and all runs of up to `MAX_SCAN_WORDS` adjacent
+  /// ones, in `full_scan` of any number; but no runs with more positions than an entry can answer with the
+  /// graph's minimum, or than recall looks at. `split` is that of the graph's query from which its nodes were
+  /// made; a graph without nodes gets them. A null one stands for the words between blanks, as does
+  /// `scan_sep`, where words also end at the bytes of `separators`. `percent` and `options` as for `recall`;
+  /// a span with an alternative that is not closed is read without operators. Returns the number of spans, or
+  /// -1.
   int scan(TeraScanGraph* graph, TeraEval::Model model, int options, TeraSplitResult* split, int percent,
            AceReporter* rep) const;
   int scan_sep(TeraScanGraph* graph, TeraEval::Model model, int options, const char* separators, int percent,
@@ -291,7 +293,7 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
                 TeraAliasReader* aliases, AceReporter* rep);
   int make_from(Entries* entries, int filter, int fine, int options, AceReporter* rep);
   int fill_filter(const Token** tokens);
-  void set_bits(TeraBitMatrix* matrix, const Token* tokens, int slot);
+  int set_bits(TeraBitMatrix* matrix, const Token* tokens, int slot);
   void make_strings(const Entries& entries, AceReporter* rep);
   std::vector<Large> cluster_entries(const Token* const* tokens, int fine, int flags, AceReporter* rep) const;
   void sort_entries();
@@ -308,7 +310,7 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   int reeval_blocks(Recall* call, EditTask task, const std::function<void(int)>& take) const;
   int reeval_operators(Recall* call, EditTask task, const EditTokens& tokens, int lanes_log,
                        const std::function<void(int)>& take) const;
-  int open_position(TeraResult* result, const Token* query, bool anywhere, int options) const;
+  int match_pattern(TeraResult* result, const EditQuery& pattern, int options) const;
   int add_phonetic(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int options, int percent,
                    AceReporter* rep) const;
   int finish(TeraResult* result, int options) const;
@@ -321,6 +323,7 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   int read_parts(AceFile* file);
   VInt read_companion(AceFile* file);
   const char* check_head(int sections) const;
+  bool are_strings_long() const;
   std::vector<int> slots_of_lengths() const;
   int refuse(const char* reason) const;
 

@@ -9,6 +9,7 @@
 #include "tera/edit_store_internal.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_edit.h"
+#include "tera/tera_progress_internal.h"
 #include "tera/tera_reader.h"
 #include "tera/tera_token.h"
 #include "tera/tera_token_walk_internal.h"
@@ -35,13 +36,14 @@ void permute(const std::vector<Large>& order, std::vector<T>* values) {
 class CheckedReader : public TeraReader {
  public:
   CheckedReader(TeraReader* reader, const TeraMap* map, bool no_glob, AceReporter* rep)
-      : innerReader(reader), teraMap(map), noGlob(no_glob), aceRep(rep) {}
+      : innerReader(reader), teraMap(map), noGlob(no_glob), aceRep(rep), progress(traced()) {}
 
   int get_line(const char** string, Large* info, VInt* line) override {
     const char* text = nullptr;
     VInt number = 0;
     int rc = 0;
     while ((rc = innerReader->get_line(&text, info, &number)) > 0) {
+      if (++numRead; progress.is_due()) aceRep->pset(numRead, "Reading File");
       if (teraMap->alt_len(text, noGlob) >= 0) {
         if (string != nullptr) *string = text;
         if (line != nullptr) *line = number;
@@ -57,8 +59,15 @@ class CheckedReader : public TeraReader {
  private:
   TeraReader* innerReader;
   const TeraMap* teraMap;
+  static const AceTraceFlag* traced() {
+    static const AceTraceFlag flag("TERAEDIT_READING", __FILE__, __LINE__);
+    return &flag;
+  }
+
   bool noGlob;
   AceReporter* aceRep;
+  TeraProgress progress;
+  Huge numRead = 0;
 };
 
 /// The phonetic codes of the strings of an index, each with its slot.
@@ -195,6 +204,7 @@ int TeraEdit::make_from(Entries* entries, int filter, int fine, int options, Ace
                      : static_cast<int>(std::strlen(reinterpret_cast<const char*>(tokens)));
   };
   if ((options & REVERSE) != 0) {
+    rep->psect(0, "Reversing");
     std::vector<std::pair<const char*, Entries::Entry>> turned;
     turned.reserve(entries->all.size());
     for (const Entries::Entry& entry : entries->all)
@@ -219,7 +229,11 @@ int TeraEdit::make_from(Entries* entries, int filter, int fine, int options, Ace
   entries->tokens.resize(numEntry);
   entries->infos.resize(numEntry);
   std::vector<int> next = histogram;
+  static const AceTraceFlag traced("TERAEDIT_INFO", __FILE__, __LINE__);
+  TeraProgress progress(&traced);
+  Huge numSet = 0;
   for (const Entries::Entry& entry : entries->all) {
+    if (++numSet; progress.is_due()) rep->pset(numSet, "Setting Indices");
     const auto slot = static_cast<std::size_t>(next[static_cast<std::size_t>(length_of(entry.tokens))]++);
     entries->strings[slot] = entry.string;
     entries->tokens[slot] = entry.tokens;
@@ -242,6 +256,10 @@ int TeraEdit::make_from(Entries* entries, int filter, int fine, int options, Ace
 }
 
 int TeraEdit::align_sums(int* histogram, int num_lengths, int filter, int options) {
+  const bool isHistogram = histogram != nullptr && num_lengths > 0 &&
+                           std::all_of(histogram, histogram + num_lengths, [](int num) { return num >= 0; });
+  if (!isHistogram || filter < 0 || filter > MAX_FILTER)
+    return ace_error(__FILE__, __LINE__, "align_sums(histogram, filter, options)", -1, 0, -1);
   std::vector<int> slots(histogram, histogram + num_lengths);
   slots[0] = std::max(slots[0], 1);  // there is always a slot for the empty string
   alignMode = (options & COMPACT) == 0 || filter > 0 ? 1 : 0;
@@ -261,6 +279,7 @@ int TeraEdit::align_sums(int* histogram, int num_lengths, int filter, int option
 }
 
 int TeraEdit::filter_prepare(int* histogram, int filter) {
+  if (histogram == nullptr || maxLength < 1 || filter < 0 || filter > MAX_FILTER) return -1;
   const std::vector<int> slots(histogram, histogram + maxLength);
   filterLog = filter;
   filterEdit = std::make_unique<TeraFilter>();
@@ -269,6 +288,7 @@ int TeraEdit::filter_prepare(int* histogram, int filter) {
 
 int TeraEdit::filter_refine(const char** strings, const Token** tokens, int fine, int flags,
                             AceReporter* rep) {
+  if (strings == nullptr || tokens == nullptr || fine < 0) return -1;
   const std::vector<Large> order = cluster_entries(tokens, fine, flags, rep);
   int numMoved = 0;
   std::vector<const char*> oldStrings(strings, strings + numEntry);
@@ -302,22 +322,24 @@ std::vector<Large> TeraEdit::cluster_entries(const Token* const* tokens, int fin
 }
 
 int TeraEdit::fill_bits(const Token** tokens) {
-  if (init_modules() < 0) return -1;
+  editStore = nullptr;
+  if (tokens == nullptr || init_modules() < 0) return -1;
   for (Large slot = 0; slot < numEntry; ++slot)
     if (tokens[slot] != nullptr && enter(tokens[slot], static_cast<int>(slot)) < 0)
       return ace_error(__FILE__, __LINE__, "enter(tokens[slot], slot)", -1, 0, -1);
   compress();
+  editStore = std::make_unique<EditStore>(*this);
   return 0;
 }
 
 int TeraEdit::enter(const Token* tokens, int slot) {
+  if (tokens == nullptr || !is_plain()) return -1;
   const bool operators = (editFeatures & ALLOW_ALT) != 0 && mapConfig.is_operator(TOKEN_WILDCARD);
   const int length = operators ? TeraToken::alt_len(tokens)
                                : static_cast<int>(std::strlen(reinterpret_cast<const char*>(tokens)));
   if (fileMapped != 0 || slot < 0 || static_cast<Large>(slot) >= numEntry) return -1;
   if (length != get_length(static_cast<Large>(slot))) return -1;
-  set_bits(this, tokens, slot);
-  return 0;
+  return set_bits(this, tokens, slot);
 }
 
 int TeraEdit::fill_filter(const Token** tokens) {
@@ -329,24 +351,27 @@ int TeraEdit::fill_filter(const Token** tokens) {
     for (int slot = first_slot(length); slot < lengthSum[length]; ++slot) {
       if (tokens[slot] == nullptr) continue;
       const int group = (slot - first_slot(length)) >> filterLog;
-      set_bits(filterEdit.get(), tokens[slot], filterEdit->first_slot(length) + group);
+      if (set_bits(filterEdit.get(), tokens[slot], filterEdit->first_slot(length) + group) < 0) return -1;
     }
   filterEdit->compress();
   return 0;
 }
 
-/// Sets the bits of an entry; a wildcard has all tokens.
-void TeraEdit::set_bits(TeraBitMatrix* matrix, const Token* tokens, int slot) {
+/// Sets the bits of an entry; a wildcard has all tokens. -1 for tokens without a column.
+int TeraEdit::set_bits(TeraBitMatrix* matrix, const Token* tokens, int slot) {
   const bool operators = (editFeatures & ALLOW_ALT) != 0 && mapConfig.is_operator(TOKEN_WILDCARD);
+  bool isKnown = true;
   const auto accept = [&](int pos, Token tok) {
     if (!operators || tok != TOKEN_WILDCARD) {
-      matrix->set_bit(slot, pos, tok);
+      isKnown &= tok < numCols;
+      if (tok < numCols) matrix->set_bit(slot, pos, tok);
       return;
     }
     for (int any = 1; any < numCols; ++any) matrix->set_bit(slot, pos, static_cast<Token>(any));
   };
   const auto ignore = [](int) {};
   walk_positions(tokens, operators, accept, ignore, ignore);
+  return isKnown ? 0 : -1;
 }
 
 // ---------------------------------------------------------------- strings, attributes, aliases

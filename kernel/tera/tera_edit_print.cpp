@@ -102,7 +102,7 @@ void TeraEdit::print(AceReporter* rep) const {
   long numCompressed = 0;
   VInt bytes = 0;
   VInt full = 0;
-  for (int tok = 0; tok < numCols; ++tok) {
+  for (int tok = 0; tok < num_modules(); ++tok) {
     const TeraModule& module = get_module(tok);
     numCompressed += module.is_compressed() ? 1 : 0;
     bytes += module.is_compressed() ? module.get_comp_size() : 0;
@@ -125,12 +125,13 @@ void TeraEdit::print(AceReporter* rep) const {
 }
 
 void TeraEdit::stats(AceReporter* rep) const {
-  const TeraBitMatrix& matrix = num_words() > 0 || filterEdit == nullptr
+  const TeraBitMatrix& matrix = has_words() || filterEdit == nullptr
                                     ? static_cast<const TeraBitMatrix&>(*this)
                                     : static_cast<const TeraBitMatrix&>(*filterEdit);
   std::vector<ColumnStats> columns;
   columns.reserve(static_cast<std::size_t>(numCols));
-  for (int tok = 0; tok < numCols; ++tok) columns.emplace_back(matrix.get_module(tok), matrix.num_words());
+  for (int tok = 0; tok < matrix.num_modules(); ++tok)
+    columns.emplace_back(matrix.get_module(tok), matrix.num_words());
   std::vector<std::size_t> order(columns.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::stable_sort(order.begin(), order.end(),
@@ -150,7 +151,7 @@ void TeraEdit::stats(AceReporter* rep) const {
   long compressed = 0;
   long uncompressed = 0;
   long original = 0;
-  for (int tok = 0; tok < numCols; ++tok) {
+  for (int tok = 0; tok < matrix.num_modules(); ++tok) {
     const TeraModule& module = matrix.get_module(tok);
     const int* words = columns[static_cast<std::size_t>(tok)].wordsWith;
     rep->printf("%s: Density %3d  %5d.0 %5d.1 %5d.2 %5d.3 %5d.more\n", module.comp_desc(),

@@ -25,6 +25,13 @@ namespace {
 constexpr int HIT_ROOM = 4 * EDIT_BLOCK_LANES;
 constexpr int WORD_OPTIONS = 0x1F;
 constexpr int MIN_CHECK_LOG = 3;
+constexpr const char* FULL_EVAL =
+    "full_eval(tokenstr, query_len, options, mode, model, min_value, bits, len_min, len_max, max_add, first, "
+    "last, result, rep)";
+constexpr const char* SLIM_EVAL =
+    "slim_eval(tokenstr, query_len, mode, model, min_value, options, bits, len_min, len_max, max_add, "
+    "result, "
+    "rep)";
 
 /// Modes in which entries of one length were told apart by where their section ends.
 bool needs_alignment(TeraEval::Mode mode) {
@@ -150,6 +157,7 @@ int TeraEdit::recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model mo
                      int options, int percent, AceReporter* rep) const {
   static const AceTraceFlag traceQueries("TIME_ANALYSIS_QUERY_STRINGS", __FILE__, __LINE__);
   const AceTimeSection section("EDIT_RECALL");
+  if (result == nullptr) return EditRecall::GENERAL_ERROR;
   const char* const query = result->get_string();
   if (query == nullptr) return EditRecall::NO_QUERY;
   if (traceQueries.get() != 0)
@@ -172,8 +180,10 @@ int TeraEdit::recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model mo
   EditQuery compiled(tokens, operators);
   if (compiled.length() == 0) return result->num_cands();
   const bool isOpen = mode == TeraEval::PREFIX || mode == TeraEval::FRONT || mode == TeraEval::FACTOR;
-  if (compiled.length() == 1 && isOpen)
-    return open_position(result, tokens, mode == TeraEval::FACTOR, options);
+  if (compiled.length() == 1 && isOpen) {
+    compiled.open(mode == TeraEval::FACTOR);
+    return match_pattern(result, compiled, options);
+  }
   TeraEval::Eval* const func = TeraEval::get_model_func(model, 0);
   if (func == nullptr || edit_measure_max(mode, 1, 1) < 0) {
     rep->ev_wprintf("This recall mode is not support by current edit structure!\n");
@@ -212,7 +222,9 @@ int TeraEdit::recall_lengths(Recall* call, int len_min, int len_max) const {
       call->take(num, qualities, static_cast<Large>(first_slot(length)),
                  static_cast<Large>(lengthSum[length] - first_slot(length)));
     };
-    return (filterEdit != nullptr ? slim_eval(call, task, take) : full_eval(call, task, take)) >= 0;
+    const int rc = filterEdit != nullptr ? slim_eval(call, task, take) : full_eval(call, task, take);
+    if (rc < 0) ace_error_msg(__FILE__, __LINE__, filterEdit != nullptr ? SLIM_EVAL : FULL_EVAL, rc);
+    return rc >= 0;
   });
   return isDone ? 0 : EditRecall::GENERAL_ERROR;
 }
@@ -225,7 +237,11 @@ int TeraEdit::full_eval(Recall* call, EditTask task, const std::function<void(in
     return ace_error(__FILE__, __LINE__, "columns.find(query, columns, length)", -1, 0, -1);
   task.columns = call->columns.get();
   const int last = columns.num_blocks(task.n);
-  for (int block = 0; block < last;) take(edit_kernel().scan(task, block, last, call->room));
+  for (int block = 0; block < last;) {
+    const int num = edit_kernel().scan(task, block, last, call->room);
+    const AceTimeSection results("FULL_RESULT");
+    take(num);
+  }
   return 0;
 }
 
@@ -266,8 +282,11 @@ int TeraEdit::reeval_marks(Recall* call, EditTask task, const std::function<void
     for (Large& group : call->groups) group >>= lanesLog - filterLog;
     call->groups.erase(std::unique(call->groups.begin(), call->groups.end()), call->groups.end());
   }
-  for (int next = 0; next < static_cast<int>(call->groups.size());)
-    take(edit_kernel().check(task, lanesLog, call->groups, next, call->room));
+  for (int next = 0; next < static_cast<int>(call->groups.size());) {
+    const int num = edit_kernel().check(task, lanesLog, call->groups, next, call->room);
+    const AceTimeSection results("SECTION_RESULT");
+    take(num);
+  }
   return tokens.withOperators.empty() ? 0 : reeval_operators(call, task, tokens, lanesLog, take);
 }
 
@@ -315,7 +334,7 @@ int TeraEdit::reeval_operators(Recall* call, EditTask task, const EditTokens& to
 
 int TeraEdit::exact(TeraResult* result, const Token* query, int options) const {
   const AceTimeSection section("EXACT");
-  if (query == nullptr || *query == 0) return EditRecall::GENERAL_ERROR;
+  if (result == nullptr || query == nullptr || *query == 0) return EditRecall::GENERAL_ERROR;
   if (stringHandle == nullptr || sortedEntries == nullptr)
     return wildcard(result, query, options | NO_OPERATORS);
   AceAttach at;
@@ -335,13 +354,18 @@ int TeraEdit::exact(TeraResult* result, const Token* query, int options) const {
 }
 
 int TeraEdit::wildcard(TeraResult* result, const Token* query, int options) const {
-  const AceTimeSection section("WILDCARD");
+  if (result == nullptr || query == nullptr) return EditRecall::GENERAL_ERROR;
   const bool operators = (options & NO_OPERATORS) == 0 && mapConfig.is_operator(TOKEN_WILDCARD);
   EditQuery pattern(query, operators);
   if (pattern.length() == 0) {
     if (!pattern.has_runs()) return result->num_cands();
     pattern.match_all();
   }
+  return match_pattern(result, pattern, options);
+}
+
+int TeraEdit::match_pattern(TeraResult* result, const EditQuery& pattern, int options) const {
+  const AceTimeSection section("WILDCARD");
   if (numEntry == 0 || editStore == nullptr) return EditRecall::NO_ENTRIES;
   Recall call{pattern,
               TeraEval::WILDCARD,
@@ -356,22 +380,12 @@ int TeraEdit::wildcard(TeraResult* result, const Token* query, int options) cons
   return finish(result, options);
 }
 
-/// The entries that start with a query of one position, or that have it anywhere.
-int TeraEdit::open_position(TeraResult* result, const Token* query, bool anywhere, int options) const {
-  std::vector<Token> pattern;
-  if (anywhere) pattern.push_back(TOKEN_WILDSEQ);
-  for (; *query != 0; ++query)
-    if (*query != TOKEN_WILDSEQ && *query != TOKEN_WORD_SEP) pattern.push_back(*query);
-  pattern.push_back(TOKEN_WILDSEQ);
-  pattern.push_back(0);
-  return wildcard(result, pattern.data(), options & ~NO_OPERATORS);
-}
-
 // ---------------------------------------------------------------- several words
 
 /// Each word of the query by itself; an entry has the quality of the best one.
 int TeraEdit::segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int len_min,
                       int len_max, int options) const {
+  if (result == nullptr) return EditRecall::GENERAL_ERROR;
   const char* const query = result->get_string();
   if (query == nullptr) return EditRecall::NO_QUERY;
   attach_query(result, new TeraStandardQuery(query, mode, model, &mapConfig, options & WORD_OPTIONS));
@@ -386,7 +400,9 @@ int TeraEdit::segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model m
     const std::size_t end = std::min(rest.find('|'), rest.size());
     const Token* const tokens = mapConfig.convert(std::string(rest.substr(0, end)).c_str(), !operators, &at);
     rest.remove_prefix(std::min(end + 1, rest.size()));
-    if (operators && TeraToken::alt_len(tokens) < 0) return EditRecall::GENERAL_ERROR;
+    if (operators && TeraToken::alt_len(tokens) < 0)
+      return ace_error(__FILE__, __LINE__, "query_len = TeraToken::alt_len(tokenstr)",
+                       EditRecall::GENERAL_ERROR, 0, EditRecall::GENERAL_ERROR);
     const EditQuery word(tokens, operators);
     if (word.length() == 0) continue;
     Recall call{
@@ -429,6 +445,7 @@ int TeraEdit::finish(TeraResult* result, int options) const {
 }
 
 int TeraEdit::add_aliases(TeraResult* result, int options) const {
+  if (result == nullptr) return EditRecall::GENERAL_ERROR;
   if (aliasMap == nullptr) return 0;
   const TeraAliasMap::GetAlias aliases = aliasMap->get_alias_hook();
   const GetString strings = get_string_hook();
@@ -436,7 +453,8 @@ int TeraEdit::add_aliases(TeraResult* result, int options) const {
 }
 
 int TeraEdit::resolve(TeraResult* result) const {
-  return infoHandle != nullptr ? result->resolve(infoHandle.get(), stringHandle.get()) : -1;
+  return infoHandle != nullptr && result != nullptr ? result->resolve(infoHandle.get(), stringHandle.get())
+                                                    : -1;
 }
 
 TeraQuery* TeraEdit::get_query(const char* query, TeraEval::Mode mode, TeraEval::Model model, int options,
@@ -453,7 +471,7 @@ TeraQuery* TeraEdit::get_query(const char* query, TeraEval::Mode mode, TeraEval:
 }
 
 int TeraEdit::is_equiv(const char* string, Large slot) const {
-  if (string == nullptr || slot >= numEntry) return 0;
+  if (string == nullptr || slot >= numEntry || editStore == nullptr) return 0;
   AceAttach at;
   if (const char* const own = get_string(slot, &at); own != nullptr)
     return mapConfig.strings_are_equal(string, own);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <climits>
 #include <utility>
 
 #include "ace/ace_bit_stream.h"
@@ -124,7 +125,7 @@ VInt TeraModule::coded_bits(int type, const Bit* words, int num) {
 
 int TeraModule::comp_type(int type) {
   if (is_compressed() || numWords == 0) return NO_TYPE;
-  VInt fewest = VInt{WORD_BITS} * numWords;
+  VInt fewest = std::min(VInt{WORD_BITS} * numWords, VInt{8} * INT_MAX);  // streamLen is an int
   int best = NO_TYPE;
   for (int candidate = 0; candidate < NUM_TREES; ++candidate) {
     if (type != NO_TYPE && type != candidate) continue;

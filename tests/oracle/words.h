@@ -60,8 +60,9 @@ struct Matrix {
   size_t index(int i, int j) const { return static_cast<size_t>(i) * n + static_cast<size_t>(j); }
   static bool accepts(const std::bitset<256>& query, const std::bitset<256>& entry) {
     if (entry.test(250) || (query & entry).any()) return true;
+    if (!query.test(250)) return false;
     for (int tok = 0; tok < 250; ++tok)
-      if (entry.test(tok)) return query.test(250);
+      if (entry.test(tok)) return true;
     return false;
   }
 };

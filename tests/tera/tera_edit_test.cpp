@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 #include <thread>
+#include <unordered_map>
 
 #include "ace/ace_cpu.h"
 #include "ace/ace_exception.h"
@@ -113,7 +114,7 @@ class EditTest : public testing::Test {
     TeraEval::Eval* const func = TeraEval::get_model_func(model, 0);
     Found found;
     for (size_t i = 0; i < entries.size(); ++i) {
-      const oracle::Positions entry(map.convert(entries[i].c_str(), !allowAlt, &at));
+      const oracle::Positions& entry = positions_of(entries[i]);
       if (entry.size() == 0) continue;
       int quality = 0;
       if (isPattern || mode == TeraEval::WILDCARD) {
@@ -140,9 +141,17 @@ class EditTest : public testing::Test {
     return found_in(&result);
   }
 
+  const oracle::Positions& positions_of(const std::string& entry) const {
+    AceAttach at;
+    const auto found = known.find(entry);
+    if (found != known.end()) return found->second;
+    return known.emplace(entry, map.convert(entry.c_str(), !allowAlt, &at)).first->second;
+  }
+
   TeraMap map;
   std::vector<std::string> entries;
   bool allowAlt = false;
+  mutable std::unordered_map<std::string, oracle::Positions> known;
 };
 
 std::string random_word(samples::Random& random, int length, int letters) {
@@ -231,7 +240,8 @@ TEST_F(EditOracle, every_layout_finds_what_scoring_each_entry_finds) {
   samples::Random random(1);
   for (int round = 0; round < (samples::SLOW ? 2 : 5); ++round) {
     const int letters = 3 + random.below(20);
-    fill(random, 100 + random.below(1200), letters, round == 0 ? 140 : 12);
+    const bool isLong = round == 0;
+    fill(random, 100 + random.below(isLong ? 100 : 1200), letters, isLong ? 140 : 12);
     std::vector<std::unique_ptr<TeraEdit>> edits;
     for (const Layout& layout : LAYOUTS) {
       edits.push_back(std::make_unique<TeraEdit>());
@@ -371,6 +381,94 @@ TEST_F(EditFile, damaged_files_are_refused_or_survived) {
       }
     });
     EXPECT_GT(numRead, 0);
+  }
+}
+
+TEST_F(EditFile, claims_that_the_file_does_not_fill_are_refused) {
+  support::RecordingReporter reporter;
+  reporter.set_as_default();
+  std::string longest;
+  for (int length = 1; length < 10; ++length) entries.push_back(longest += 'a');
+  entries.push_back(std::string(4000, 'b'));
+  TeraEdit edit;
+  build(&edit, LAYOUTS[3]);
+  // The short entries' groups, as those just below the longest one.
+  std::vector<int> sums;
+  for (int length = 0; length < edit.get_max_length(); ++length) sums.push_back(edit.first_slot(length + 1));
+  const auto bytes_of = [](const std::vector<int>& values) {
+    return std::string(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(int));
+  };
+  std::string image = image_of(&edit);
+  const size_t at = image.find(bytes_of(sums));
+  ASSERT_NE(at, std::string::npos);
+  std::vector<int> claims(sums.size(), sums[0]);
+  std::copy_n(sums.begin() + 1, 9, claims.end() - 10);
+  claims.back() = sums.back();
+  image.replace(at, bytes_of(claims).size(), bytes_of(claims));
+  TeraEdit read;
+  EXPECT_LT(read.read_with_magic(image.data(), image.size()), 0);
+  EXPECT_NE(reporter.all().find("its strings are too short for its lengths"), std::string::npos);
+  // Sections without bits.
+  int histogram[] = {0, 0, 3};
+  const std::vector<const Token*> none(2 * TeraBitMatrix::SECTION_SLOTS);
+  ASSERT_EQ(edit.init(&map, nullptr), 0);
+  ASSERT_EQ(edit.align_sums(histogram, 3, 0, 0), static_cast<int>(none.size()));
+  ASSERT_EQ(edit.fill_bits(const_cast<const Token**>(none.data())), 0);
+  image = image_of(&edit);
+  EXPECT_LT(read.read_with_magic(image.data(), image.size()), 0);
+  EXPECT_NE(reporter.all().find("it has no bits"), std::string::npos);
+  AceReporter::clear_default();
+}
+
+TEST_F(EditTest, what_is_missing_is_refused) {
+  support::RecordingReporter reporter;
+  reporter.set_as_default();
+  PhoneTransform phonetics(PhoneTransform::UTF_SOUNDEX);
+  TeraEdit edit(&map, &phonetics);
+  edit.print(&reporter);
+  edit.stats(&reporter);
+  EXPECT_EQ(edit.is_equiv("a", 0), 0);
+  EXPECT_LT(edit.recall(nullptr, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, nullptr), 0);
+  EXPECT_LT(edit.segment(nullptr, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, 0, 0), 0);
+  EXPECT_LT(edit.wildcard(nullptr, nullptr, 0), 0);
+  EXPECT_LT(edit.exact(nullptr, nullptr, 0), 0);
+  entries = {"ab", "cd"};
+  ListReader reader(entries);
+  ASSERT_EQ(edit.make(&reader, nullptr, 0, 0, 0, 0, nullptr, nullptr), 0);
+  EXPECT_LT(edit.resolve(nullptr), 0);
+  EXPECT_LT(edit.enter(reinterpret_cast<const Token*>(""), 65), 0);  // finished
+  edit.clean_phone();
+  EXPECT_LT(edit.size(), 0);  // its companion is gone
+
+  int histogram[] = {0, 0, 2};
+  EXPECT_LT(edit.align_sums(nullptr, 3, 0, 0), 0);
+  EXPECT_LT(edit.align_sums(histogram, 3, TeraEdit::MAX_FILTER + 1, 0), 0);
+  ASSERT_EQ(edit.init(&map, nullptr), 0);
+  ASSERT_EQ(edit.align_sums(histogram, 3, 0, TeraEdit::COMPACT), 3);
+  const Token* tokens[] = {nullptr, reinterpret_cast<const Token*>(""),
+                           reinterpret_cast<const Token*>("d")};
+  EXPECT_LT(edit.fill_bits(tokens), 0);  // a token that the map has not
+  tokens[2] = tokens[1];
+  EXPECT_EQ(edit.fill_bits(tokens), 0);
+  TeraResult result("ac", 100, 10, 255);
+  EXPECT_EQ(edit.recall(&result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, nullptr), 2);
+  AceReporter::clear_default();
+}
+
+TEST_F(EditTest, maps_without_operators) {
+  entries = {"abc", "\xFF\xFA", "\xFF\xFA\xFF", "xa", "\xFB"};
+  for (const int filter : {0, 3}) {
+    TeraEdit edit;
+    ListReader reader(entries);
+    ASSERT_EQ(
+        edit.make(&reader, TeraMap::get_ident_map(), filter, 1, TeraEdit::ALLOW_ALT, 0, nullptr, nullptr), 0);
+    const auto prefixes = [&](const char* query, TeraEval::Mode mode) {
+      return recall(edit, query, mode, TeraEval::MAXIMUM, 255, 0);
+    };
+    EXPECT_EQ(prefixes("a", TeraEval::PREFIX), (Found{{1, 255}}));
+    EXPECT_EQ(prefixes("a", TeraEval::FACTOR), (Found{{1, 255}, {4, 255}}));
+    EXPECT_EQ(prefixes("\xFF", TeraEval::FRONT), (Found{{2, 255}, {3, 255}}));
+    EXPECT_EQ(prefixes("\xFB", TeraEval::EXACT), (Found{{5, 255}}));
   }
 }
 
