@@ -63,7 +63,7 @@ struct EditKernel {
   /// and moves `block` on. Returns the number of hits, in ascending order of lanes. Lanes without an entry
   /// may be among them.
   int (*scan)(const EditTask& task, int& block, int last, std::span<EditHit> hits);
-  /// The same for the groups of 8 << `group_log` lanes (8 to 64) with the numbers in `groups`, of which
+  /// The same for the groups of 2^`lanes_log` lanes (32 or 64) with the numbers in `groups`, of which
   /// `group` is the next one.
   int (*check)(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
                std::span<EditHit> hits);

@@ -48,15 +48,6 @@ struct ByteLanesBase {
   static V equal(const V& tokens, Token tok) { return reinterpret_cast<V>(tokens == tok); }
 };
 
-struct ByteLanes8 : ByteLanesBase<8> {
-  static VUint to_bits(const V& lanes) {
-    const __m128i half = _mm_cvtsi64_si128(load<long long>(&lanes));
-    return static_cast<VUint>(_mm_movemask_epi8(half));
-  }
-  static bool any(const V& lanes) { return load<VUint>(&lanes) != 0; }
-  static void to_words(const V& lanes, VUint* words) { *words = to_bits(lanes); }
-};
-
 struct ByteLanes16 : ByteLanesBase<16> {
   static VUint to_bits(const V& lanes) {
     return static_cast<VUint>(_mm_movemask_epi8(reinterpret_cast<__m128i>(lanes)));
@@ -455,7 +446,6 @@ int scan_blocks(const EditTask& task, int& block, int last, std::span<EditHit> h
   return num;
 }
 
-/// `Lanes` has as many lanes as a group, or fewer.
 template <class Lanes>
 int check_groups(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
                  std::span<EditHit> hits) {
@@ -474,17 +464,6 @@ int check_groups(const EditTask& task, int lanes_log, std::span<const Large> gro
     }
   }
   return num;
-}
-
-/// The widest of the byte lanes that fit into a group.
-template <class Widest>
-int check_widest(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
-                 std::span<EditHit> hits) {
-  constexpr int LOG_8 = 3;
-  constexpr int LOG_16 = 4;
-  if (lanes_log <= LOG_8) return check_groups<ByteLanes8>(task, lanes_log, groups, group, hits);
-  if (lanes_log == LOG_16) return check_groups<ByteLanes16>(task, lanes_log, groups, group, hits);
-  return check_groups<Widest>(task, lanes_log, groups, group, hits);
 }
 
 }  // namespace

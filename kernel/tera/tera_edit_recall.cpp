@@ -24,7 +24,7 @@ namespace {
 
 constexpr int HIT_ROOM = 4 * EDIT_BLOCK_LANES;
 constexpr int WORD_OPTIONS = 0x1F;
-constexpr int MIN_CHECK_LOG = 3;
+constexpr int MIN_CHECK_LOG = 5;
 constexpr const char* FULL_EVAL =
     "full_eval(tokenstr, query_len, options, mode, model, min_value, bits, len_min, len_max, max_add, first, "
     "last, result, rep)";
@@ -276,7 +276,7 @@ int TeraEdit::reeval_marks(Recall* call, EditTask task, const std::function<void
   if (stringHandle == nullptr) return reeval_blocks(call, task, take);
   const EditTokens& tokens = editStore->tokens(task.n);
   task.bytes = tokens.bytes;
-  // Groups of fewer than 8 lanes are looked at together.
+  // Smaller groups are looked at with their neighbours, which costs no more.
   const int lanesLog = std::max(filterLog, MIN_CHECK_LOG);
   if (lanesLog != filterLog) {
     for (Large& group : call->groups) group >>= lanesLog - filterLog;

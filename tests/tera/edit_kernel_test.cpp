@@ -67,7 +67,7 @@ void expect_hits(const Group& group, const EditTask& task, const Hits& expected,
   for (int block = 0; block < group.numBlocks;)
     add(scanned, edit_kernel().scan(task, block, group.numBlocks, room));
   EXPECT_EQ(scanned, expected) << what;
-  for (const int log : {3, 5}) {
+  for (const int log : {5, 6}) {
     std::vector<Large> groups;
     for (int lane = 0; lane < static_cast<int>(group.entries.size()); lane += 1 << log)
       groups.push_back(static_cast<Large>(lane >> log));
