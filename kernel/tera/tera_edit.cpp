@@ -28,9 +28,16 @@ TeraEdit::TeraEdit(const TeraMap* map, TeraTransform* phonetics) {
 TeraEdit::~TeraEdit() = default;
 
 void TeraEdit::clean() {
+  clean_entries();
+  phoneCoding = nullptr;
+  mapConfig.clean();
+  editFeatures = 0;
+}
+
+/// What is left is the map, the phonetic coding, and that there is one.
+void TeraEdit::clean_entries() {
   editStore = nullptr;
   clean_phone();
-  phoneCoding = nullptr;
   clean_matrix();
   filterEdit = nullptr;
   stringHandle = nullptr;
@@ -39,8 +46,7 @@ void TeraEdit::clean() {
   sortedEntries = nullptr;
   ownSorted = {};
   memAt.release();
-  mapConfig.clean();
-  editFeatures = 0;
+  editFeatures &= HAS_PHONETICS;
   numEntry = 0;
   alignMode = filterLog = fileMapped = 0;
 }

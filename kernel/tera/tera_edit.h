@@ -164,15 +164,16 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   // The steps of `make`, for builders that have their entries in arrays. A histogram has the number of
   // entries of each length, from 0 to the longest.
 
-  /// Lays the slots of a histogram out, and stores the first slot of each length in it. Returns the number of
-  /// slots, or -1.
+  /// Lays the slots of a histogram out in place of all entries, and stores the first slot of each length in
+  /// it. Returns the number of slots, or -1.
   int align_sums(int* histogram, int num_lengths, int filter, int options);
-  /// Number of filter slots for a histogram; makes the filter.
+  /// Number of filter slots for a histogram; makes the filter, without bits.
   int filter_prepare(int* histogram, int filter);
   /// Orders the entries of each length: moves the strings and token strings, both by slot, null in padding
   /// slots. Returns the number of entries that moved. `fine` as above, `flags` of `Cluster`.
   int filter_refine(const char** strings, const Token** tokens, int fine, int flags, AceReporter* rep);
-  /// Makes the bit matrix from token strings by slot, null in padding slots. Returns 0 or -1.
+  /// Makes the bit matrix, and with a filter its own, from token strings by slot, null in padding slots; then
+  /// recall works. Returns 0 or -1.
   int fill_bits(const Token** tokens);
   /// Enters an entry into the matrix under construction. -1 for an alternative that is not closed, a token
   /// without a column, a slot of another length, and in an index that is finished or mapped.
@@ -289,6 +290,7 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
 
   // Building (tera_edit_build.cpp).
   struct Entries;
+  void clean_entries();
   int make_tree(ListTree* tree, const TeraMap* map, int filter, int fine, int options,
                 TeraAliasReader* aliases, AceReporter* rep);
   int make_from(Entries* entries, int filter, int fine, int options, AceReporter* rep);

@@ -196,7 +196,6 @@ int TeraEdit::make_tree(ListTree* tree, const TeraMap* map, int filter, int fine
 // ---------------------------------------------------------------- from entries
 
 int TeraEdit::make_from(Entries* entries, int filter, int fine, int options, AceReporter* rep) {
-  editFeatures |= options;
   rep->psect(0, "Preparing");
   const bool operators = mapConfig.is_operator(TOKEN_WILDCARD) && (options & ALLOW_ALT) != 0;
   const auto length_of = [operators](const Token* tokens) {
@@ -247,8 +246,9 @@ int TeraEdit::make_from(Entries* entries, int filter, int fine, int options, Ace
     permute(order, &entries->infos);
   }
   rep->psect(numEntry, "Filling Bits");
-  if (filter > 0 && fill_filter(entries->tokens.data()) < 0) return -1;
-  if ((filter == 0 || (options & NO_STRINGS) != 0) && fill_bits(entries->tokens.data()) < 0) return -1;
+  // With strings, those tell the entries of the groups that a filter lets pass.
+  const bool isCoarse = filter > 0 && (options & NO_STRINGS) == 0;
+  if ((isCoarse ? fill_filter(entries->tokens.data()) : fill_bits(entries->tokens.data())) < 0) return -1;
   if (make_info(*entries, rep) < 0 || make_aliases(*entries, rep) < 0) return -1;
   if ((options & NO_STRINGS) == 0) make_strings(*entries, rep);
   editStore = std::make_unique<EditStore>(*this);
@@ -260,6 +260,8 @@ int TeraEdit::align_sums(int* histogram, int num_lengths, int filter, int option
                            std::all_of(histogram, histogram + num_lengths, [](int num) { return num >= 0; });
   if (!isHistogram || filter < 0 || filter > MAX_FILTER)
     return ace_error(__FILE__, __LINE__, "align_sums(histogram, filter, options)", -1, 0, -1);
+  clean_entries();
+  editFeatures |= options & BUILD_OPTIONS;
   std::vector<int> slots(histogram, histogram + num_lengths);
   slots[0] = std::max(slots[0], 1);  // there is always a slot for the empty string
   alignMode = (options & COMPACT) == 0 || filter > 0 ? 1 : 0;
@@ -272,14 +274,17 @@ int TeraEdit::align_sums(int* histogram, int num_lengths, int filter, int option
     return ace_error(__FILE__, __LINE__, "align_sums(histogram, filter, options)", -1, 0, -1);
   numEntry = static_cast<Large>(total);
   filterLog = filter;
-  init_layout(numCols, slots);
+  init_layout(mapConfig.num_token(), slots);
   if (filter > 0) filterEdit = std::make_unique<TeraFilter>();
   for (int length = 0; length < num_lengths; ++length) histogram[length] = first_slot(length);
   return static_cast<int>(total);
 }
 
 int TeraEdit::filter_prepare(int* histogram, int filter) {
-  if (histogram == nullptr || maxLength < 1 || filter < 0 || filter > MAX_FILTER) return -1;
+  const bool isHistogram = histogram != nullptr && maxLength > 0 &&
+                           std::all_of(histogram, histogram + maxLength, [](int num) { return num >= 0; });
+  if (!isHistogram || filter < 0 || filter > MAX_FILTER) return -1;
+  editStore = nullptr;
   const std::vector<int> slots(histogram, histogram + maxLength);
   filterLog = filter;
   filterEdit = std::make_unique<TeraFilter>();
@@ -323,7 +328,7 @@ std::vector<Large> TeraEdit::cluster_entries(const Token* const* tokens, int fin
 
 int TeraEdit::fill_bits(const Token** tokens) {
   editStore = nullptr;
-  if (tokens == nullptr || init_modules() < 0) return -1;
+  if (tokens == nullptr || (filterLog > 0 && fill_filter(tokens) < 0) || init_modules() < 0) return -1;
   for (Large slot = 0; slot < numEntry; ++slot)
     if (tokens[slot] != nullptr && enter(tokens[slot], static_cast<int>(slot)) < 0)
       return ace_error(__FILE__, __LINE__, "enter(tokens[slot], slot)", -1, 0, -1);

@@ -443,16 +443,28 @@ TEST_F(EditTest, what_is_missing_is_refused) {
   int histogram[] = {0, 0, 2};
   EXPECT_LT(edit.align_sums(nullptr, 3, 0, 0), 0);
   EXPECT_LT(edit.align_sums(histogram, 3, TeraEdit::MAX_FILTER + 1, 0), 0);
-  ASSERT_EQ(edit.init(&map, nullptr), 0);
-  ASSERT_EQ(edit.align_sums(histogram, 3, 0, TeraEdit::COMPACT), 3);
-  const Token* tokens[] = {nullptr, reinterpret_cast<const Token*>(""),
-                           reinterpret_cast<const Token*>("d")};
-  EXPECT_LT(edit.fill_bits(tokens), 0);  // a token that the map has not
-  tokens[2] = tokens[1];
-  EXPECT_EQ(edit.fill_bits(tokens), 0);
-  TeraResult result("ac", 100, 10, 255);
-  EXPECT_EQ(edit.recall(&result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, nullptr), 2);
   AceReporter::clear_default();
+}
+
+TEST_F(EditTest, built_step_by_step) {
+  TeraEdit edit;
+  for (const int filter : {0, 3}) {
+    entries = {"ab", "ad"};
+    build(&edit, LAYOUTS[0]);
+    int histogram[] = {0, 0, 2};
+    ASSERT_EQ(edit.align_sums(histogram, 3, filter, 0), 128);
+    const Token* tokens[128] = {};
+    tokens[64] = reinterpret_cast<const Token*>("\1\2");
+    tokens[65] = reinterpret_cast<const Token*>("\1\x64");
+    EXPECT_LT(edit.fill_bits(tokens), 0);  // a token that the map has not
+    EXPECT_EQ(recall(edit, "ab", TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 100, 0), Found{});
+    tokens[65] = reinterpret_cast<const Token*>("\3\2");
+    EXPECT_EQ(edit.fill_bits(tokens), 0);
+    TeraResult result("ax", 100, 10, 255);
+    EXPECT_EQ(edit.recall(&result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, nullptr), 1);
+    EXPECT_EQ(result.get_best_cand()->get_entry(), 64);
+    EXPECT_EQ(edit.is_equiv("cb", 65), 1);
+  }
 }
 
 TEST_F(EditTest, maps_without_operators) {
