@@ -18,7 +18,8 @@ constexpr int sections_of(int slots) {
 
 }  // namespace
 
-/// Each section is as wide as its last slot's entries are long. Empty when the words exceed an int.
+/// Each section is as wide as its last slot's entries are long, one that is not full as the longest length.
+/// Empty when the words exceed an int.
 std::vector<int> TeraBitMatrix::make_sections(const int* sums, int lengths) {
   const int num = sections_of(sums[lengths - 1]);
   std::vector<int> starts = {0};
@@ -26,8 +27,7 @@ std::vector<int> TeraBitMatrix::make_sections(const int* sums, int lengths) {
   VInt start = 0;
   int length = std::min(1, lengths - 1);
   for (int k = 1; k <= num; ++k) {
-    const VInt end = std::min(VInt{k} * SECTION_SLOTS, VInt{sums[lengths - 1]});
-    while (sums[length] < end) ++length;
+    while (length < lengths - 1 && sums[length] < VInt{k} * SECTION_SLOTS) ++length;
     start += length;
     if (start > INT_MAX / 2) return {};
     starts.push_back(static_cast<int>(start));

@@ -465,6 +465,9 @@ TEST_F(EditTest, built_step_by_step) {
     EXPECT_EQ(result.get_best_cand()->get_entry(), 64);
     EXPECT_EQ(edit.is_equiv("cb", 65), 1);
   }
+  int longer[] = {0, 2, 0};
+  ASSERT_EQ(edit.align_sums(longer, 3, 0, TeraEdit::COMPACT), 3);
+  EXPECT_EQ(edit.num_words(), 2);  // a section that is not full has the longest length
 }
 
 TEST_F(EditTest, maps_without_operators) {
