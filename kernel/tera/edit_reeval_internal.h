@@ -23,11 +23,13 @@ class EditReeval {
   void clean();
 
  private:
-  void set(int pos, std::size_t query_pos);
+  void set(int pos, std::size_t column);
 
   const EditQuery& itsQuery;
   int currentLength;
   std::vector<Large> lanes;
-  std::vector<VUint> words;  // per query position the column of the block, and padding behind each
+  std::vector<std::size_t> columnOf;  // per query position; those that accept the same share one
+  std::vector<int> firstOf;           // per column the first of its query positions
+  std::vector<VUint> words;           // per column that of the block, and padding behind each
   std::size_t columnSize;
 };
