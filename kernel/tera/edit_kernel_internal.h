@@ -2,8 +2,7 @@
 ///
 /// Entries lie in blocks of 512 lanes. Their tokens are there in one of two forms:
 ///
-///     bits     per token a column: word w of position j of block b is word (b * n + j) * 8 + w, and its bit
-///     k
+///     bits     per token a column: word w of position j of block b is word (b * n + j) * 8 + w; its bit k
 ///              says whether lane 64 * w + k of the block has the token at j
 ///     bytes    the token of position j of lane k of section s, 64 lanes each, is byte (s * n + j) * 64 + k;
 ///              a position has one token here, and lanes without an entry have zeros
