@@ -174,6 +174,7 @@ int take_quality(std::vector<EntryQuality>* found, Large entry, std::vector<bool
 int TeraResult::add_phonetic(TeraResult* phonetic, int percent, const GetString* string_hook) {
   if (phonetic == nullptr || phonetic == this) return -1;
   const int weight = std::clamp(percent, 0, 100);
+  if (phonetic->is_unreliable()) set_unreliable();
   std::vector<EntryQuality> found;
   std::vector<Large> entries;
   for (const Rated& rated : phonetic->take()) {

@@ -73,6 +73,8 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
     void update(int quality, int from, int to, bool wider);
     bool overlaps(int from, int to) const { return from < toPos && to > fromPos; }
     bool is_span(int from, int to) const { return from == fromPos && to == toPos; }
+    /// Whether the candidate stands for what was found on the range, given that it has the same key.
+    bool is_of(const TeraCand& cand) const;
     /// Whether the span begins with the range and goes on, or begins before it and does not end before it.
     bool is_in_longer(int from, int to) const {
       return (from == fromPos && to > toPos) || (from < fromPos && to >= toPos);
@@ -84,6 +86,10 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
     int hitQual = 0;
     int entryNum = TeraCand::NO_ENTRY;  ///< of the first candidate found
     const char* repString = nullptr;
+    // Its attribute numbers, where those behind the first count as well:
+    Large numInfos = 0;            ///< 0: they do not
+    const Large* infos = nullptr;  ///< of more than one
+    Large infoShift = 0;
   };
   /// From keys of candidates to the lists of their ranges.
   using EdgeRangeMap = AVLMap<EdgeRange*>;
@@ -289,8 +295,9 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
   void clear_resolved();
   /// Returns the number of candidates that are left.
   int remove_no_info_cands();
-  /// Lets each entry, or record by its first attribute number, survive only on its best span; see `dedup`.
-  /// Returns the number of candidates removed.
+  /// Lets each entry, or once resolved each list of attribute numbers, survive only on its best span; see
+  /// `dedup`. Lists that differ never go for each other, so no number is lost; neither do collections. Return
+  /// the number of candidates removed.
   int dedup_unresolved(bool wider);
   int dedup_resolved(bool wider);
   /// Lets each key survive only where its quality is best: a candidate goes if the same key has a better

@@ -1,4 +1,5 @@
 // Removing duplicates across edges.
+#include <algorithm>
 #include <utility>
 
 #include "tera/tera_result.h"
@@ -12,8 +13,9 @@ unsigned entry_key(const TeraCand* cand) {
   return static_cast<unsigned>(cand->get_entry());
 }
 
+/// Of a list of numbers; its other ones are compared by the ranges.
 unsigned record_key(const TeraCand* cand) {
-  return cand->get_first_info();
+  return cand->is(TeraCand::COLLECTION) ? NO_KEY : cand->get_first_info();
 }
 
 }  // namespace
@@ -33,6 +35,14 @@ void TeraScanGraph::EdgeRange::update(int quality, int from, int to, bool wider)
   }
 }
 
+bool TeraScanGraph::EdgeRange::is_of(const TeraCand& cand) const {
+  if (numInfos == 0) return true;
+  if (cand.get_num_infos() != numInfos) return false;
+  if (numInfos == 1) return true;
+  return cand.get_shift() == infoShift &&
+         (cand.get_infos() == infos || std::equal(infos, infos + numInfos, cand.get_infos()));
+}
+
 /// Enters the candidates of an edge into the ranges of their keys.
 void TeraScanGraph::note_ranges(EdgeRangeMap* ranges, const Edge& edge, int node, GetInfo* key, bool wider,
                                 AceAttach* at) {
@@ -42,7 +52,7 @@ void TeraScanGraph::note_ranges(EdgeRangeMap* ranges, const Edge& edge, int node
     EdgeRange*& list = (*ranges)[keyOf];
     bool isNoted = false;
     for (EdgeRange* range = list; range != nullptr; range = range->nextRange) {
-      if (!range->overlaps(node, edge.toTarget)) continue;
+      if (!range->is_of(*cand) || !range->overlaps(node, edge.toTarget)) continue;
       range->update(quality, node, edge.toTarget, wider);
       isNoted = true;
     }
@@ -54,6 +64,11 @@ void TeraScanGraph::note_ranges(EdgeRangeMap* ranges, const Edge& edge, int node
     range->hitQual = quality;
     range->entryNum = cand->get_entry();
     range->repString = cand->get_string();
+    if (key == record_key) {
+      range->numInfos = cand->get_num_infos();
+      range->infos = range->numInfos > 1 ? cand->get_infos() : nullptr;
+      range->infoShift = cand->get_shift();
+    }
     return false;
   });
 }
@@ -64,7 +79,7 @@ int TeraScanGraph::Edge::dedup(const EdgeRangeMap* ranges, int node, GetInfo* ke
     const unsigned keyOf = key(cand);
     const EdgeRange* range = keyOf != NO_KEY ? (*ranges)(keyOf) : nullptr;
     for (; range != nullptr; range = range->nextRange) {
-      if (!range->overlaps(node, toTarget)) continue;
+      if (!range->is_of(*cand) || !range->overlaps(node, toTarget)) continue;
       if (range->hitQual > quality && !(wider && range->is_in_longer(node, toTarget))) return true;
       if (range->hitQual == quality && !range->is_span(node, toTarget)) return true;
     }

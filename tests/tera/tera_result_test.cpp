@@ -459,6 +459,7 @@ TEST(TeraResult, mixes_plain_and_phonetic_qualities) {
     }
     // The codes of the companion: their attribute numbers are entries.
     TeraResult phonetic("A", 205, 1000, 255);
+    if (isLiteral) phonetic.set_unreliable();
     for (const auto& [value, entry] : sounds.added) {
       if (value < 205) continue;
       phonetic.add(value, new TeraCand(nullptr, entry));
@@ -478,6 +479,7 @@ TEST(TeraResult, mixes_plain_and_phonetic_qualities) {
     }
     EXPECT_EQ(plain.add_phonetic(&phonetic, 40, &hook), static_cast<int>(expected.size()));
     EXPECT_EQ(found_in(plain), expected);
+    EXPECT_EQ(plain.is_unreliable(), isLiteral);
   }
 }
 

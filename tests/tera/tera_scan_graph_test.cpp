@@ -286,6 +286,26 @@ TEST_F(Graphs, duplicates_stay_where_they_are_best) {
   }
 }
 
+TEST_F(Graphs, attribute_numbers_are_only_duplicates_with_their_whole_list) {
+  const Large lists[][2] = {{3, 7}, {3, 9}, {3, 7}};
+  Graph graph(0, "ann bob", 0, 100, 255, 0);
+  graph.init(3);
+  Graph::Edge* const best = graph.create_edge(0, 1, "ann", 0, 0, 0);
+  Graph::Edge* const other = graph.create_edge(0, 2, "ann bob", 0, 0, 0);
+  best->add_cand(250, new TeraCand("ann", 2, lists[0]));
+  best->add_cand(240, new TeraCand("anna", 2, lists[1]));
+  other->add_cand(230, new TeraCand("ann", 2, lists[2]));
+  other->add_cand(220, new TeraCand("an", 1, lists[0]));
+  other->add_cand(210, new TeraCand("a", 1, lists[1]));
+  auto* const collection = TeraCand::create_collection_cand("", 2, lists[0]);
+  collection->add_state(TeraCand::RESOLVED);
+  other->add_cand(200, collection);
+  EXPECT_EQ(graph.dedup_resolved(false), 2);
+  EXPECT_EQ(best->get_result()->num_cands(), 2);
+  EXPECT_NE(other->get_result()->get_cand("an", 0), nullptr);
+  EXPECT_NE(other->get_result()->get_cand("", 0), nullptr);
+}
+
 TEST_F(Graphs, a_single_result_is_wrapped_summed_up_and_given_back) {
   auto* const result = new TeraResult("ann", 200, 10, 255);
   Graph graph(result, nullptr, -1);
