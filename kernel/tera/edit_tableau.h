@@ -8,19 +8,26 @@
 ///     edit tableaux     distance = number of `cpc` slices - number of `cmc` slices - base
 ///     count tableaux    hits     = number of `add` slices; the base is 0
 ///
-/// m is the number of query positions, 1..128, and n (`section_size`) that of the entries, at least 1. What
-/// is between them in the table, and how many slices of it are written:
+/// m is the number of query positions, 1..128, and n (`section_size`) that of the entries, at least 1. How
+/// many slices are written, and along what side of the table:
 ///
-///     tableau                                    slices              along
-///     edit_leven                                 max(m, n)           the last column when m > n, else the
-///     last row edit_prefix, edit_suffix                   m                   the last column edit_factor m
-///     falls of the smallest value of the last row edit_extend, edit_close                    n the last row
-///     edit_cover                                 n                   falls of the smallest value of the last
-///     column edit_front, edit_back, edit_mid            as the one chosen count_pos, count_bipos min(m, n,
-///     64), min(m, min(n, 64) + 1) edit_sequence                              m edit_bisequence m, and m - 1
-///     in the second array; 0 for n or m below 2 edit_bigrams                               n + 1 edit_subset
-///     2m edit_superset                              2n edit_blockedit                             as the one
-///     chosen
+///     tableau                    slices                   side
+///
+///     edit_leven                 max(m, n)                last column when m > n, else last row
+///     edit_prefix, edit_suffix   m                        last column
+///     edit_factor                m                        falls of the smallest value in the last row
+///     edit_extend, edit_close    n                        last row
+///     edit_cover                 n                        falls of the smallest value in the last column
+///     edit_front, _back, _mid    as the one chosen
+///
+///     count_pos                  min(m, n, 64)
+///     count_bipos                min(m, min(n, 64) + 1)
+///     edit_sequence              m
+///     edit_bisequence            m, and m - 1 in the second array (none when m or n is below 2)
+///     edit_bigrams               n + 1
+///     edit_subset                2m
+///     edit_superset              2n
+///     edit_blockedit             as the one chosen
 ///
 /// `edit_close` looks at the last (3m + 1) / 2 positions of longer entries only, writes as many slices, and
 /// has the others in its base. Arrays that a tableau does not write may be null. Arrays that are written need
