@@ -38,7 +38,7 @@ int compare_start(std::string_view key, std::string_view text) {
 
 /// The order of sorting with a prefix: what starts with the key lies below it.
 int above(int limit) {
-  return limit != 0 ? limit : 1;
+  return limit < 0 ? -1 : 1;
 }
 
 bool is_digit(char c) {

@@ -8,7 +8,8 @@
 ///                                                                    see tera_string_comp.h
 ///
 /// A heap is built int-aligned when it is larger than the trace flag "INDEX_ALIGN_THRESHOLD_KB" says in KiB;
-/// while that is not positive, when it is larger than 4 GiB - 1. An int-aligned heap can have 16 GiB.
+/// while that is not positive, when it is larger than 4 GiB - 1. An int-aligned heap can have 16 GiB. A heap
+/// whose strings overlap so much that they cannot lie side by side in four times its size stays plain.
 ///
 /// A heap can be sorted by a collation (tera_collation.h) and is then searched by it. The order is kept by
 /// whoever changes the heap: `update` leaves the collation as it is.
@@ -155,6 +156,7 @@ class SORV_API TeraIndex : public AceWrap {
   /// A heap under construction, or the index's own one.
   struct Heap {
     VInt add(std::string_view string);
+    bool can_align() const;
     void align();
 
     std::vector<Large> starts;

@@ -101,7 +101,7 @@ bool get_piece(std::FILE* file, char* buffer) {
 /// Returns 0, or -1 when the heap or the number of strings would exceed its limit.
 VInt TeraIndex::Heap::add(std::string_view string) {
   const VInt size = static_cast<VInt>(bytes.size() + string.size()) + 1;
-  if (!isAligned && size > plain_limit()) align();
+  if (!isAligned && size > plain_limit() && can_align()) align();
   const VInt start = static_cast<VInt>(bytes.size());
   if (start / (isAligned ? ALIGNMENT : 1) > MAX_LARGE || static_cast<VInt>(starts.size()) >= MAX_ENTRIES)
     return -1;
@@ -110,6 +110,21 @@ VInt TeraIndex::Heap::add(std::string_view string) {
   bytes.push_back('\0');
   if (isAligned) bytes.resize(static_cast<std::size_t>(align_offset(static_cast<VInt>(bytes.size()))));
   return 0;
+}
+
+/// False when the strings overlap so much, as they may in a heap that was given or read, that each at a place
+/// of its own would take more than the most that alignment adds to strings side by side.
+bool TeraIndex::Heap::can_align() const {
+  std::vector<Large> order(starts);
+  std::sort(order.begin(), order.end());
+  order.erase(std::unique(order.begin(), order.end()), order.end());
+  VInt total = 0;
+  VInt end = 0;  // behind the string
+  for (const VInt start : order) {
+    if (start >= end) end = start + static_cast<VInt>(std::strlen(bytes.data() + start)) + 1;
+    total += align_offset(end - start);
+  }
+  return total <= ALIGNMENT * static_cast<VInt>(bytes.size());
 }
 
 /// Moves every string to a multiple of 4, in the order of the heap; what is shared stays shared.
@@ -198,14 +213,15 @@ int TeraIndex::make(const char* filename, bool compress, AceReporter* rep) {
   const std::string_view text(heap.bytes.data(), heap.bytes.size());
   if (text.find('\0') != text.npos)
     rep->ev_wprintf("File '%s' has zero bytes: its lines end there", filename);
+  const bool isOpen = !text.empty() && text.back() != '\n' && text.back() != '\r';
   int rc = 0;
-  if (size < plain_limit()) {
+  if (size + (isOpen ? 1 : 0) <= plain_limit()) {
     heap.starts.reserve(FIRST_STARTS);
     rc = for_each_line(text, [&heap](std::size_t start, std::size_t) {
       heap.starts.push_back(static_cast<Large>(start));
       return 0;
     });
-    if (!text.empty() && text.back() != '\n' && text.back() != '\r') heap.bytes.push_back('\0');
+    if (isOpen) heap.bytes.push_back('\0');
     std::replace_if(
         heap.bytes.begin(), heap.bytes.end(), [](char c) { return c == '\n' || c == '\r'; }, '\0');
   } else {

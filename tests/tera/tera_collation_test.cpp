@@ -107,6 +107,7 @@ TEST(TeraCollation, ascii_orders_and_finds_prefixes_as_strings_do) {
       EXPECT_EQ(sort_sign(*ascii, a, b, 1), start != 0 ? start : 1) << a << ", " << b;
       EXPECT_EQ(limit_sign(*ascii, a, b) == 0, b.starts_with(a)) << a << ", " << b;
     }
+  EXPECT_EQ(ascii->compare_sort("abc", "ab", 1), 1);
 }
 
 TEST(TeraCollation, is_shared_by_name_and_saved_by_name) {

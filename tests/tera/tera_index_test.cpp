@@ -153,6 +153,9 @@ TEST(TeraIndex, a_text_file_is_cut_into_lines_by_any_line_end) {
     ASSERT_EQ(index.make(name.c_str(), false, nullptr), 0);
     EXPECT_EQ(index.get_size(), 2006U);
     EXPECT_EQ(index.is_int_aligned(), kilobytes == 1);
+    support::write_file(name, std::string(1023, 'x') + '\n');
+    ASSERT_EQ(index.make(name.c_str(), false, nullptr), 0);
+    EXPECT_FALSE(index.is_int_aligned()) << "not larger than the threshold";
     support::write_file(name, std::string("one\r\ntwo\n\nthree\rfour\nlast"));
   }
   AceTracer::set("INDEX_ALIGN_THRESHOLD_KB", 0);
@@ -277,6 +280,19 @@ TEST(TeraIndex, is_built_from_heaps_readers_and_trees) {
   EXPECT_EQ(index.get_heap_pos(1), 7U);
   EXPECT_EQ(index.heap_make(4, strings, sizeof heap - 1, heap), -1) << "no zero byte at the end";
   EXPECT_EQ(index.heap_make(4, strings, 4, heap), -1) << "strings behind the heap";
+
+  // Side by side, the tails of one long string would take 20 GB.
+  const std::string tails(200000, 'x');
+  std::string owner(tails.c_str(), tails.size() + 1);
+  Pointers starts;
+  for (const char& c : tails) starts.push_back(owner.data() + (&c - tails.data()));
+  ASSERT_EQ(index.heap_make(200000, starts.data(), static_cast<Large>(owner.size()), owner.data()), 0);
+  AceTracer::set("INDEX_ALIGN_THRESHOLD_KB", 1);
+  EXPECT_EQ(index.update(0, "new", 0), 0);
+  AceTracer::set("INDEX_ALIGN_THRESHOLD_KB", 0);
+  EXPECT_FALSE(index.is_int_aligned());
+  EXPECT_EQ(index.get_line_len(0), 3);
+  EXPECT_EQ(index.get_line_len(199997), 3);
 
   char text[] = "2a\tz\nb\na\nb";
   AceInput input(text, false);
