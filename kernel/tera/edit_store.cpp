@@ -133,7 +133,8 @@ const EditTokens& EditStore::tokens(int length) {
 
 void EditStore::convert(int length, EditTokens* out) const {
   const int num = entryColumns->num_slots(length);
-  const std::size_t sections = static_cast<std::size_t>(num / SECTION + (num % SECTION != 0 ? 1 : 0));
+  const int whole = num / SECTION + (num % SECTION != 0 ? 1 : 0);
+  const auto sections = static_cast<std::size_t>(whole);
   const std::size_t n = static_cast<std::size_t>(length);
   out->ownBytes = std::make_unique<Token[]>((sections * n + 2 * EDIT_PADDING) * EDIT_WORD_LANES);
   Token* const bytes = out->ownBytes.get() + EDIT_PADDING * EDIT_WORD_LANES;

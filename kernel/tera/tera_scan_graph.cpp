@@ -425,7 +425,8 @@ TeraResult* TeraScanGraph::merge_to_result() {
     else if (edge->hitResult != nullptr)
       others.push_back(edge->hitResult);
   });
-  if (!others.empty()) first->merge_by_string(static_cast<int>(others.size()), others.data());
+  if (first != nullptr && !others.empty())
+    first->merge_by_string(static_cast<int>(others.size()), others.data());
   return first;
 }
 

@@ -38,7 +38,10 @@ static_assert(std::atomic<int>::is_always_lock_free, "stored by a signal's handl
 EbosThreadControl::EbosThreadControl(EbosThreadPool* pool, int stackSize) : origPool(pool) {
   const auto runWorker = [](void* worker) { return static_cast<EbosThreadControl*>(worker)->run(); };
   basicThread = std::make_unique<EbosThread>(runWorker, this, 1, stackSize);
-  if (basicThread->get_handle() == 0) leave();
+  if (basicThread->get_handle() == 0) {  // no thread that could leave
+    stateControl = EbosThreadState::FINISHED;
+    hasLeft = true;
+  }
   pool->enter(this);
 }
 
