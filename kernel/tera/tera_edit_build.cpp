@@ -459,7 +459,7 @@ int TeraEdit::make_phonetics(const Entries& entries, AceReporter* rep) {
   if (phoneCoding == nullptr) return 0;
   rep->psect(numEntry, "Phonetics");
   CodeReader codes(*this, entries.strings.data());
-  phoneEdit = std::make_unique<TeraEdit>(&mapConfig, nullptr);
+  phoneEdit = std::make_unique<TeraEdit>(TeraMap::get_ident_map(), nullptr);  // codes may be digits
   const int options = editFeatures & (COMPACT | REVERSE);
   rep->psect(numEntry, "Primary phonetics");
   return phoneEdit->make(&codes, nullptr, filterLog, 0, options, 0, rep, nullptr);

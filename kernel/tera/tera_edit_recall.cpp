@@ -24,6 +24,7 @@ namespace {
 
 constexpr int HIT_ROOM = 4 * EDIT_BLOCK_LANES;
 constexpr int WORD_OPTIONS = 0x1F;
+constexpr int NO_PHONETICS = 100;  // weight of the plain quality
 constexpr int MIN_CHECK_LOG = 5;
 constexpr const char* FULL_EVAL =
     "full_eval(tokenstr, query_len, options, mode, model, min_value, bits, len_min, len_max, max_add, first, "
@@ -199,7 +200,7 @@ int TeraEdit::recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model mo
               [result](Large slot, int quality) { result->add(quality, slot); }};
   if (recall_lengths(&call, len_min, len_max) < 0) return EditRecall::GENERAL_ERROR;
   if (stringHandle != nullptr) result->add_strings(stringHandle.get());
-  if (phoneEdit != nullptr && phoneEdit->get_info_handle() != nullptr && percent <= 99 &&
+  if (phoneEdit != nullptr && phoneEdit->get_info_handle() != nullptr && percent < NO_PHONETICS &&
       add_phonetic(result, mode, model, options, percent, rep) < 0)
     return EditRecall::GENERAL_ERROR;
   return finish(result, options);
@@ -460,7 +461,7 @@ int TeraEdit::resolve(TeraResult* result) const {
 TeraQuery* TeraEdit::get_query(const char* query, TeraEval::Mode mode, TeraEval::Model model, int options,
                                int percent) const {
   TeraQuery* const plain = new TeraStandardQuery(query, mode, model, &mapConfig, options & WORD_OPTIONS);
-  if (phoneEdit == nullptr || phoneCoding == nullptr) return plain;
+  if (phoneEdit == nullptr || phoneCoding == nullptr || percent >= NO_PHONETICS) return plain;
   AceAttach at;
   char* const code = phoneCoding->code(query, &at);
   if (code == nullptr) return plain;
