@@ -7,7 +7,8 @@
 EditQuery::EditQuery(const Token* tokens, bool operators) {
   std::vector<int> runPositions;
   const auto accept = [this](int pos, Token tok) {
-    if (pos >= EDIT_MAX_QUERY) return;
+    isCut |= pos >= EDIT_MAX_QUERY;
+    if (isCut) return;
     members.resize(static_cast<std::size_t>(pos) + 1);
     members.back().push_back(tok);
   };

@@ -21,6 +21,8 @@ class EditQuery {
 
   int length() const { return static_cast<int>(accepts.size()); }
   bool has_runs() const { return hasRuns; }
+  /// Whether positions were dropped, without which a pattern is another one.
+  bool is_cut() const { return isCut; }
   const EditAccept* get_accepts() const { return accepts.data(); }
   const bool* get_runs() const { return runs.get(); }
 
@@ -29,6 +31,7 @@ class EditQuery {
   std::vector<EditAccept> accepts;
   std::unique_ptr<bool[]> runs;  // per position, and behind the last
   bool hasRuns = false;
+  bool isCut = false;
 };
 
 /// The columns that a query needs of the entries of one length.

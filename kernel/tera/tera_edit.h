@@ -206,7 +206,8 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   }
   /// The entries with the tokens of `query`, operators off, by binary search; without strings as `wildcard`.
   int exact(TeraResult* result, const Token* query, int options) const;
-  /// The entries that a pattern matches, with quality 255.
+  /// The entries that a pattern matches, with quality 255. -1, reported, for a pattern of more than 128
+  /// positions.
   int wildcard(TeraResult* result, const Token* query, int options) const;
   /// The entries that resemble one of the words of the query, between bars; the best word counts. For the
   /// modes in which `TeraStandardQuery` takes several words.

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstring>
 #include <string>
@@ -367,6 +366,10 @@ int TeraEdit::wildcard(TeraResult* result, const Token* query, int options) cons
 
 int TeraEdit::match_pattern(TeraResult* result, const EditQuery& pattern, int options) const {
   const AceTimeSection section("WILDCARD");
+  if (pattern.is_cut()) {
+    AceReporter::use_default()->printf("Pattern of more than %d positions\n", EDIT_MAX_QUERY);
+    return EditRecall::GENERAL_ERROR;
+  }
   if (numEntry == 0 || editStore == nullptr) return EditRecall::NO_ENTRIES;
   Recall call{pattern,
               TeraEval::WILDCARD,
@@ -395,7 +398,7 @@ int TeraEdit::segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model m
   if (numEntry == 0 || editStore == nullptr) return EditRecall::NO_ENTRIES;
   AceAttach at;
   const bool operators = (options & NO_OPERATORS) == 0 && mapConfig.is_operator(TOKEN_WILDCARD);
-  std::vector<Tiny> best(numEntry);
+  std::vector<short> best(numEntry, -1);  // a quality of 0 is one, too
   std::string_view rest(query);
   while (!rest.empty()) {
     const std::size_t end = std::min(rest.find('|'), rest.size());
@@ -412,11 +415,11 @@ int TeraEdit::segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model m
         func,
         (options & TRANSPOSE) != 0,
         [result] { return result->get_min_value(); },
-        [&best](Large slot, int quality) { best[slot] = std::max(best[slot], static_cast<Tiny>(quality)); }};
+        [&best](Large slot, int quality) { best[slot] = std::max(best[slot], static_cast<short>(quality)); }};
     if (recall_lengths(&call, len_min, len_max) < 0) return EditRecall::GENERAL_ERROR;
   }
   for (Large slot = 0; slot < numEntry; ++slot)
-    if (best[slot] != 0) result->add(best[slot], slot);
+    if (best[slot] >= 0) result->add(best[slot], slot);
   if (stringHandle != nullptr) result->add_strings(stringHandle.get());
   return finish(result, options);
 }
