@@ -5,9 +5,13 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Sorvanta)
 install(TARGETS sorvanta EXPORT SorvantaTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sorvanta)
-install(DIRECTORY kernel/ace kernel/tera support/ebos kernel/damo
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sorvanta
-  FILES_MATCHING PATTERN "*.h" PATTERN "*_internal.h" EXCLUDE)
+foreach(folder kernel/ace support/ebos kernel/tera kernel/damo)
+  # Public headers lie in the folder itself; its rooms have sources and internal headers only.
+  file(GLOB headers CONFIGURE_DEPENDS ${folder}/*.h)
+  list(FILTER headers EXCLUDE REGEX "_internal\\.h$")
+  cmake_path(GET folder FILENAME name)
+  install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sorvanta/${name})
+endforeach()
 install(EXPORT SorvantaTargets NAMESPACE Sorvanta:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/SorvantaConfig.cmake.in ${PROJECT_BINARY_DIR}/SorvantaConfig.cmake
   INSTALL_DESTINATION ${package_dir})

@@ -2,8 +2,9 @@
 
 usage: check_tree.py ROOT [LIBRARY]
 
-Includes: a folder includes itself and lower ones only, headers are named from the folder above ("ace/x.h"),
-and each source includes its own header first. With LIBRARY, also: nothing but C++ names and data with a folder's prefix is exported, so
+Includes: a folder includes itself and lower ones only, and so does a room (a sub-folder) within its folder; headers
+are named from the folder above ("ace/x.h"), public ones lie in the folder and not in a room, and each source includes
+its own header first. With LIBRARY, also: nothing but C++ names and data with a folder's prefix is exported, so
 that no C library of a host can take the place of a kernel function.
 """
 import pathlib
@@ -23,28 +24,84 @@ LAYERS = [
     ["svcpp", "tie", "jie", "seam"],
     ["svtie", "svjava", "svpie"],
 ]
+# The rooms of a folder, from the bottom. A public header belongs to the room of the source that is named like it.
+ROOMS = {
+    "tera": ["text", "transform", "measure", "store", "result", "edit", "graph"],
+    "dast": ["info", "alias", "base", "build", "recall", "count", "detect"],
+    "dime": ["method", "edit", "pattern", "detect"],
+    "dare": ["logic", "config", "context", "result", "evaluate", "rule", "command", "manager"],
+    "damo": ["input", "statistic", "json", "xml", "odbc", "diff", "extract"],
+}
 LEVEL = {folder: level for level, row in enumerate(LAYERS) for folder in row}
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 
 
-def check_includes(root):
+def sources(root):
     for top in ("kernel", "support", "interface"):
         for source in sorted((root / top).rglob("*")):
-            if source.suffix not in (".h", ".cpp", ".ipp"):
-                continue
-            folder = source.relative_to(root / top).parts[0]
-            if folder not in LEVEL:
-                yield f"{source}: folder {folder} is in no layer"
-                continue
-            names = INCLUDE.findall(source.read_text(encoding="utf-8"))
-            for name in names:
-                target = name.split("/")[0]
-                if "/" not in name or target not in LEVEL:
-                    yield f'{source}: "{name}" does not start with a folder of the tree'
-                elif target != folder and LEVEL[target] >= LEVEL[folder]:
-                    yield f'{source}: "{name}" lies in a layer that is not below {folder}'
-            own = f"{folder}/{source.stem}.h"
-            if source.suffix == ".cpp" and source.with_suffix(".h").exists() and names[:1] != [own]:
+            if source.suffix in (".h", ".cpp", ".ipp"):
+                yield source, source.relative_to(root / top).parts
+
+
+def header_rooms(root):
+    """Name of each header as it is included, to the level of its room; one without a source has that of its includes."""
+    includes, rooms, by_stem = {}, {}, {}
+    for source, (folder, *rest) in sources(root):
+        if folder not in ROOMS:
+            continue
+        if len(rest) > 1 and rest[0] in ROOMS[folder]:
+            by_stem[folder, source.stem] = ROOMS[folder].index(rest[0])
+        if source.suffix == ".h":
+            includes["/".join([folder, *rest])] = INCLUDE.findall(source.read_text(encoding="utf-8"))
+
+    def room(name):
+        if name not in rooms:
+            folder, stem = name.split("/")[0], pathlib.Path(name).stem
+            rooms[name] = 0  # a circle of includes ends here
+            own = (room(i) for i in includes.get(name, []) if i.split("/")[0] == folder)
+            rooms[name] = by_stem[folder, stem] if (folder, stem) in by_stem else max(own, default=0)
+        return rooms[name]
+
+    return {name: room(name) for name in includes}
+
+
+def check_rooms(root):
+    rooms = header_rooms(root)
+    for source, (folder, *rest) in sources(root):
+        if folder not in ROOMS:
+            continue
+        if len(rest) == 1:
+            if source.suffix == ".cpp" or source.stem.endswith("_internal"):
+                yield f"{source}: a source or internal header outside of the rooms of {folder}"
+            level = rooms.get(f"{folder}/{rest[0]}", 0)
+        elif rest[0] not in ROOMS[folder]:
+            yield f"{source}: {rest[0]} is no room of {folder}"
+            continue
+        else:
+            level = ROOMS[folder].index(rest[0])
+            if source.suffix == ".h" and not source.stem.endswith("_internal"):
+                yield f"{source}: a public header in a room"
+        for name in INCLUDE.findall(source.read_text(encoding="utf-8")):
+            if rooms.get(name, 0) > level and name.split("/")[0] == folder:
+                yield f'{source}: "{name}" lies in the room {ROOMS[folder][rooms[name]]}, above {ROOMS[folder][level]}'
+
+
+def check_includes(root):
+    for source, (folder, *rest) in sources(root):
+        if folder not in LEVEL:
+            yield f"{source}: folder {folder} is in no layer"
+            continue
+        names = INCLUDE.findall(source.read_text(encoding="utf-8"))
+        for name in names:
+            target = name.split("/")[0]
+            if "/" not in name or target not in LEVEL:
+                yield f'{source}: "{name}" does not start with a folder of the tree'
+            elif target != folder and LEVEL[target] >= LEVEL[folder]:
+                yield f'{source}: "{name}" lies in a layer that is not below {folder}'
+        if source.suffix != ".cpp":
+            continue
+        for own in (f"{folder}/{source.stem}.h", "/".join([folder, *rest[:-1], f"{source.stem}.h"])):
+            if (source.parents[len(rest)] / own).exists() and names[:1] != [own]:
                 yield f'{source}: "{own}" is not its first include'
 
 
@@ -57,7 +114,8 @@ def check_exports(library):
 
 
 def main():
-    faults = list(check_includes(pathlib.Path(sys.argv[1])))
+    root = pathlib.Path(sys.argv[1])
+    faults = [*check_includes(root), *check_rooms(root)]
     if len(sys.argv) > 2:
         faults += check_exports(sys.argv[2])
     print("\n".join(faults))

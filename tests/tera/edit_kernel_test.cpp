@@ -1,4 +1,4 @@
-#include "tera/edit_kernel_internal.h"
+#include "tera/edit/edit_kernel_internal.h"
 
 #include <map>
 

@@ -1,0 +1,25 @@
+#include "tera/edit/edit_kernel_loops_internal.h"
+
+namespace {
+
+typedef VUint Bits512 __attribute__((vector_size(64)));
+
+struct BitLanes512 : BitLanesBase<Bits512> {
+  static bool any(const V& lanes) {
+    const auto bits = reinterpret_cast<__m512i>(lanes);
+    return _mm512_test_epi64_mask(bits, bits) != 0;
+  }
+};
+
+/// 32 lanes are as many as the groups of most filters have.
+struct ByteLanes32 : ByteLanesBase<32> {
+  static VUint to_bits(const V& lanes) {
+    return static_cast<Large>(_mm256_movemask_epi8(reinterpret_cast<__m256i>(lanes)));
+  }
+  static bool any(const V& lanes) { return to_bits(lanes) != 0; }
+  static void to_words(const V& lanes, VUint* words) { *words = to_bits(lanes); }
+};
+
+}  // namespace
+
+const EditKernel EDIT_KERNEL_AVX512 = {scan_blocks<BitLanes512>, check_groups<ByteLanes32>};

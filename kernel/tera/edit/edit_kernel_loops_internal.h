@@ -1,0 +1,469 @@
+/// The loops of edit_kernel_internal.h for one processor level. Included by one source per level, compiled
+/// with that level's instructions: everything here is local to it, and nothing of the standard library is
+/// called that the linker could take from there for the rest of the program.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstring>
+
+#include "tera/edit/edit_kernel_internal.h"
+#include "tera/edit/edit_tableau_internal.h"
+
+namespace {
+
+using namespace edit_lanes;
+
+// Lane vectors.
+
+template <class V>
+V load(const void* from) {
+  V lanes;
+  std::memcpy(&lanes, from, sizeof(V));
+  return lanes;
+}
+
+// A kind of lanes tells its vector type V, its numbers of lanes and of words that hold them as bits, whether
+// any lane is set, and what the words are; lanes of bytes also which bytes equal a token.
+
+template <class Vector>
+struct BitLanesBase {
+  using V = Vector;
+  static constexpr int NUM_LANES = 8 * static_cast<int>(sizeof(V));
+  static constexpr int NUM_WORDS = NUM_LANES / EDIT_WORD_LANES;
+
+  static void to_words(const V& lanes, VUint* words) { std::memcpy(words, &lanes, sizeof(V)); }
+};
+
+struct WordLanes : BitLanesBase<VUint> {
+  static bool any(VUint lanes) { return lanes != 0; }
+};
+
+template <int SIZE>
+struct ByteLanesBase {
+  typedef unsigned char V __attribute__((vector_size(SIZE)));
+  static constexpr int NUM_WORDS = 1;
+  static constexpr int NUM_LANES = SIZE;
+
+  static V equal(const V& tokens, Token tok) { return reinterpret_cast<V>(tokens == tok); }
+};
+
+struct ByteLanes16 : ByteLanesBase<16> {
+  static VUint to_bits(const V& lanes) {
+    return static_cast<VUint>(_mm_movemask_epi8(reinterpret_cast<__m128i>(lanes)));
+  }
+  static bool any(const V& lanes) { return to_bits(lanes) != 0; }
+  static void to_words(const V& lanes, VUint* words) { *words = to_bits(lanes); }
+};
+
+/// Bits of the entries at the query's positions.
+template <class V>
+struct BitColumns {
+  const VUint* const* columns;
+  VInt offset;  // words from the start of the columns to the lanes looked at, in the entries' first position
+
+  V at(int i, int j) const { return load<V>(columns[i] + offset + static_cast<VInt>(j) * EDIT_BLOCK_WORDS); }
+};
+
+/// Bytes of the entries, compared with the query's tokens.
+template <class ByteLanes>
+struct ByteColumns {
+  using V = typename ByteLanes::V;
+  const EditAccept* accepts;
+  const Token* bytes;  // of the lanes looked at, in the entries' first position
+
+  V at(int i, int j) const {
+    const V tokens = load<V>(bytes + static_cast<VInt>(j) * EDIT_WORD_LANES);
+    const EditAccept& accept = accepts[i];
+    if (accept.single != 0) [[likely]]
+      return ByteLanes::equal(tokens, accept.single);
+    if (accept.any) return ~ByteLanes::equal(tokens, 0);
+    V found{};
+    for (const Token tok : accept.several) found |= ByteLanes::equal(tokens, tok);
+    return found;
+  }
+};
+
+// Counting slices lane by lane.
+
+template <class V>
+class LaneCounter {
+ public:
+  explicit LaneCounter(int largest)
+      : numPlanes(static_cast<int>(std::bit_width(static_cast<unsigned>(largest)))) {
+    std::fill_n(planes, numPlanes, NONE<V>);
+  }
+  void add(V lanes) {
+    for (int b = 0; b < numPlanes; ++b) {
+      const V carry = planes[b] & lanes;
+      planes[b] ^= lanes;
+      lanes = carry;
+    }
+  }
+  /// Lanes whose count is at least `value`, which is 0 or more.
+  V at_least(int value) const {
+    if (value >> numPlanes != 0) return NONE<V>;
+    V same = ALL<V>;
+    V larger = NONE<V>;
+    for (int b = numPlanes - 1; b >= 0; --b) {
+      if ((value >> b & 1) == 0) {
+        larger |= same & planes[b];
+        same &= ~planes[b];
+      } else {
+        same &= planes[b];
+      }
+    }
+    return larger | same;
+  }
+
+  int numPlanes;
+  V planes[MAX_PLANES];
+};
+
+/// Measures of a lane vector: `base` + count, or `base` - count.
+template <class V>
+struct LaneMeasures {
+  LaneCounter<V> counter;
+  int base;
+  bool falling;
+
+  V reach(int fewest) const {
+    if (falling) return base < fewest ? NONE<V> : ~counter.at_least(base - fewest + 1);
+    return counter.at_least(std::max(fewest - base, 0));
+  }
+};
+
+/// x = `length` - D, D the end of a side that starts at -`base`.
+template <class V>
+LaneMeasures<V> count_edits(int length, int base, const V* minus, const V* plus, int num) {
+  LaneMeasures<V> measures{LaneCounter<V>(2 * num), length + base + num, true};
+  for (int i = 0; i < num; ++i) {
+    measures.counter.add(plus[i]);
+    measures.counter.add(~minus[i]);
+  }
+  return measures;
+}
+/// The same for a side in unary that only falls.
+template <class V>
+LaneMeasures<V> count_falls(int length, int base, const V* minus, int num) {
+  LaneMeasures<V> measures{LaneCounter<V>(num), length + base, false};
+  for (int i = 0; i < num; ++i) measures.counter.add(minus[i]);
+  return measures;
+}
+template <class V>
+LaneMeasures<V> count_hits(const V* add, int num) {
+  return count_falls(0, 0, add, num);
+}
+
+/// Room for the slices of one side, or twice as many of a walk.
+template <class V>
+struct Slices {
+  V* minus;
+  V* plus;
+};
+
+template <class V, bool TRANSPOSE, class Columns>
+LaneMeasures<V> measure(const EditTask& task, const Columns& columns, Slices<V> out) {
+  const int m = task.m;
+  const int n = task.n;
+  const auto sum = [&](int length, int base, int num) {
+    return count_edits(length, base, out.minus, out.plus, num);
+  };
+  const bool isLonger = m > n;
+  TeraEval::Mode mode = task.mode;
+  if (mode == TeraEval::FRONT) mode = isLonger ? TeraEval::PREFIX : TeraEval::EXTEND;
+  if (mode == TeraEval::BACK) mode = isLonger ? TeraEval::SUFFIX : TeraEval::CLOSE;
+  if (mode == TeraEval::MID) mode = isLonger ? TeraEval::FACTOR : TeraEval::COVER;
+  if (mode == TeraEval::BLOCKEDIT) mode = n <= m ? TeraEval::SUPERSET : TeraEval::SUBSET;
+  switch (mode) {
+    case TeraEval::LEVENSHTEIN:
+      return sum(std::max(m, n), edit_distance<V, TRANSPOSE>(m, n, columns, out.minus, out.plus),
+                 std::max(m, n));
+    case TeraEval::PREFIX:
+      return sum(m, edit_prefix<V, TRANSPOSE>(m, n, columns, out.minus, out.plus), m);
+    case TeraEval::SUFFIX:
+      return sum(m, edit_suffix<V, TRANSPOSE>(m, n, columns, out.minus, out.plus), m);
+    case TeraEval::FACTOR:
+      return count_falls(m, edit_factor<V, TRANSPOSE>(m, n, columns, out.minus, out.plus), out.minus, m);
+    case TeraEval::COVER:
+      return count_falls(n, edit_cover<V, TRANSPOSE>(m, n, columns, out.minus, out.plus), out.minus, n);
+    case TeraEval::CLOSE:
+      return sum(n, edit_close<V, TRANSPOSE>(m, n, columns, out.minus, out.plus), close_reach(m, n));
+    case TeraEval::EXTEND:
+      return sum(n, edit_extend<V, TRANSPOSE>(m, n, columns, out.minus, out.plus), n);
+    case TeraEval::POSITION:
+      return count_hits(out.minus, count_pos<V, TRANSPOSE>(m, n, columns, out.minus));
+    case TeraEval::BIPOS:
+      return count_hits(out.minus, count_bipos<V>(m, n, columns, out.minus));
+    case TeraEval::BISEQ: {
+      const int num = edit_sequence<V>(m, n, columns, out.minus);
+      return count_hits(out.minus, num + pair_sequence<V>(m, n, columns, out.minus + num));
+    }
+    case TeraEval::BIGRAMS:
+      return count_hits(out.minus, edit_bigrams<V, TRANSPOSE>(m, n, columns, out.minus));
+    case TeraEval::SUBSET:
+      return count_hits(out.minus, query_walk<V, TRANSPOSE>(m, n, columns, out.minus));
+    case TeraEval::SUPERSET:
+      return count_hits(out.minus, entry_walk<V, TRANSPOSE>(m, n, columns, out.minus));
+    case TeraEval::WILDCARD:
+      *out.minus = edit_wildcard<V>(m, n, columns, task.runs);
+      return count_hits(out.minus, 1);
+    default:  // SEQ
+      return count_hits(out.minus, edit_sequence<V>(m, n, columns, out.minus));
+  }
+}
+
+// Few errors: an automaton in place of the table. State (e, o) holds the lanes in which the first i query
+// positions turn into the first i + o entry positions with at most e errors. States that cannot reach offset
+// n - m with K errors are left out. Entry positions outside of the entry are read, but never lead back to its
+// end.
+
+inline constexpr int MAX_ERRORS = 3;
+
+template <int FROM, int TO, class Body>
+__attribute__((always_inline)) inline void unrolled(Body body) {
+  if constexpr (FROM < TO) {
+    body(std::integral_constant<int, FROM>{});
+    unrolled<FROM + 1, TO>(body);
+  }
+}
+
+constexpr int distance_to(int a, int b) {
+  return a < b ? b - a : a - b;
+}
+
+template <class V, int K, int DELTA, bool TRANSPOSE>
+class ErrorStates {
+ public:
+  static constexpr bool is_state(int e, int o) {
+    return e >= 0 && distance_to(o, 0) <= e && e + distance_to(o, DELTA) <= K;
+  }
+
+  ErrorStates() {
+    unrolled<0, K + 1>([&](auto e) {
+      unrolled<-K, K + 1>([&](auto o) { at(e, o) = o >= 0 && o <= e ? ALL<V> : NONE<V>; });
+    });
+    if constexpr (TRANSPOSE) before = states;
+  }
+
+  /// From i to i + 1 positions of the query.
+  template <class Columns>
+  __attribute__((always_inline)) void step(const Columns& columns, int i) {
+    Table next;
+    unrolled<0, K + 1>([&](auto e) {
+      unrolled<-K, K + 1>([&](auto o) {
+        if constexpr (is_state(e, o)) {
+          V lanes = at(e, o) & columns.at(i, i + o);
+          if constexpr (is_state(e - 1, o)) lanes |= at(e - 1, o);
+          if constexpr (is_state(e - 1, o + 1)) lanes |= at(e - 1, o + 1);
+          if constexpr (is_state(e - 1, o - 1)) lanes |= next.lanes[e - 1][o - 1 + K];
+          if constexpr (TRANSPOSE && is_state(e - 1, o))
+            if (i > 0)
+              lanes |= before.lanes[e - 1][o + K] & columns.at(i - 1, i + o) & columns.at(i, i + o - 1);
+          next.lanes[e][o + K] = lanes;
+        }
+      });
+    });
+    if constexpr (TRANSPOSE) before = states;
+    states = next;
+  }
+
+  /// The lanes that can still be hits.
+  V alive() const {
+    V lanes = NONE<V>;
+    unrolled<-K, K + 1>([&](auto o) {
+      constexpr int most = K - distance_to(o, DELTA);
+      if constexpr (is_state(most, o)) lanes |= states.lanes[most][o + K];
+      if constexpr (TRANSPOSE && is_state(most, o)) lanes |= before.lanes[most][o + K];
+    });
+    return lanes;
+  }
+  /// Lanes with at most `e` errors at the end.
+  V end(int e) const { return states.lanes[e][DELTA + K]; }
+
+ private:
+  struct Table {
+    V lanes[K + 1][2 * K + 1];
+  };
+  V& at(int e, int o) { return states.lanes[e][o + K]; }
+
+  Table states;
+  Table before;
+};
+
+template <class Lanes, int K, int DELTA, bool TRANSPOSE, class Columns>
+bool few_errors(const EditTask& task, const Columns& columns, LaneMeasures<typename Lanes::V>& out) {
+  using V = typename Lanes::V;
+  ErrorStates<V, K, DELTA, TRANSPOSE> states;
+  for (int i = 0; i < task.m; ++i) {
+    states.step(columns, i);
+    if (i > K && (i & 1) != 0 && !Lanes::any(states.alive())) return false;
+  }
+  if (!Lanes::any(states.end(K))) return false;
+  // Errors 0 to 3 in two planes, and the lanes with more in a third.
+  V reached[MAX_ERRORS + 1];
+  for (int e = 0; e <= MAX_ERRORS; ++e)
+    reached[e] = e < distance_to(DELTA, 0) ? NONE<V> : states.end(e < K ? e : K);
+  V* planes = out.counter.planes;
+  planes[2] = ~states.end(K);
+  planes[1] = ~reached[1];
+  planes[0] = ~reached[0] & (reached[1] | ~reached[2]);
+  return true;
+}
+
+/// Chooses the automaton for the difference of the lengths.
+template <class Lanes, int K, int DELTA, class Columns>
+bool choose_delta(const EditTask& task, const Columns& columns, LaneMeasures<typename Lanes::V>& out) {
+  if constexpr (DELTA > K) {
+    return false;
+  } else {
+    if (task.n - task.m != DELTA) return choose_delta<Lanes, K, DELTA + 1>(task, columns, out);
+    return task.transpose ? few_errors<Lanes, K, DELTA, true>(task, columns, out)
+                          : few_errors<Lanes, K, DELTA, false>(task, columns, out);
+  }
+}
+
+template <class Lanes, class Columns>
+bool measure_few_errors(const EditTask& task, int errors, const Columns& columns,
+                        LaneMeasures<typename Lanes::V>& out) {
+  switch (errors) {
+    case 0:
+      return choose_delta<Lanes, 0, 0>(task, columns, out);
+    case 1:
+      return choose_delta<Lanes, 1, -1>(task, columns, out);
+    case 2:
+      return choose_delta<Lanes, 2, -2>(task, columns, out);
+    default:
+      return choose_delta<Lanes, 3, -3>(task, columns, out);
+  }
+}
+
+/// More errors, but few enough for a band of the table to be worth it.
+template <class Lanes, bool TRANSPOSE, class Columns>
+LaneMeasures<typename Lanes::V> measure_band(const EditTask& task, int errors, const Columns& columns) {
+  using V = typename Lanes::V;
+  constexpr int LOOK_EVERY = 4;
+  const int difference = distance_to(task.m, task.n);
+  LaneMeasures<V> measures{LaneCounter<V>(std::min(task.m, task.n)), std::max(task.m, task.n) - difference,
+                           true};
+  edit_band<V, TRANSPOSE>(task.m, task.n, Band(task.m, task.n, errors), columns, [&](int i, const V& lanes) {
+    measures.counter.add(lanes);
+    return i % LOOK_EVERY != LOOK_EVERY - 1 || Lanes::any(measures.reach(task.fewest));
+  });
+  return measures;
+}
+
+// From lanes to hits.
+
+template <class Lanes>
+int write_hits(const LaneMeasures<typename Lanes::V>& measures, const typename Lanes::V& found, Large first,
+               EditHit* hits) {
+  VUint lanes[Lanes::NUM_WORDS];
+  VUint planes[MAX_PLANES][Lanes::NUM_WORDS];
+  Lanes::to_words(found, lanes);
+  const int numPlanes = measures.counter.numPlanes;
+  for (int b = 0; b < numPlanes; ++b) Lanes::to_words(measures.counter.planes[b], planes[b]);
+  int num = 0;
+  for (int w = 0; w < Lanes::NUM_WORDS; ++w) {
+    for (VUint left = lanes[w]; left != 0; left &= left - 1) {
+      const int bit = std::countr_zero(left);
+      int count = 0;
+      for (int b = 0; b < numPlanes; ++b) count |= static_cast<int>(planes[b][w] >> bit & 1) << b;
+      hits[num++] = {first + static_cast<Large>(w * EDIT_WORD_LANES + bit),
+                     measures.falling ? measures.base - count : measures.base + count};
+    }
+  }
+  return num;
+}
+
+/// What is the same for all lane vectors of a task.
+template <class Lanes>
+class TaskRunner {
+ public:
+  using V = typename Lanes::V;
+
+  explicit TaskRunner(const EditTask& t) : task(t) {
+    const int longer = std::max(task.m, task.n);
+    const bool isEdit = task.mode == TeraEval::LEVENSHTEIN;
+    errors = isEdit ? longer - task.fewest : -1;
+    if (errors >= 0 && errors <= MAX_ERRORS) {
+      way = FEW_ERRORS;
+    } else if (isEdit && errors >= distance_to(task.m, task.n) && is_narrow(Band(task.m, task.n, errors))) {
+      way = BAND;
+    } else {
+      slices = new V[static_cast<std::size_t>(4 * longer + 4)];
+    }
+  }
+  TaskRunner(const TaskRunner&) = delete;
+  TaskRunner& operator=(const TaskRunner&) = delete;
+  ~TaskRunner() { delete[] slices; }
+
+  /// Writes the hits among the lanes, numbered from `first`; returns their number.
+  template <class Columns>
+  int run(const Columns& columns, Large first, EditHit* hits) {
+    if (way == FEW_ERRORS) {
+      LaneMeasures<V> measures{LaneCounter<V>(2 * MAX_ERRORS + 1), std::max(task.m, task.n), true};
+      if (!measure_few_errors<Lanes>(task, errors, columns, measures)) return 0;
+      return write_hits<Lanes>(measures, ~measures.counter.planes[2], first, hits);
+    }
+    const LaneMeasures<V> measures =
+        task.transpose ? measure_all<true>(columns) : measure_all<false>(columns);
+    const V found = measures.reach(task.fewest);
+    return Lanes::any(found) ? write_hits<Lanes>(measures, found, first, hits) : 0;
+  }
+
+ private:
+  enum Way { FEW_ERRORS, BAND, TABLE };
+
+  /// A cell of the band costs somewhat more than one of the table.
+  bool is_narrow(const Band& band) const {
+    return band.width() <= MAX_BAND && 4 * band.width() <= 3 * std::max(task.m, task.n);
+  }
+  template <bool TRANSPOSE, class Columns>
+  LaneMeasures<V> measure_all(const Columns& columns) const {
+    if (way == BAND) return measure_band<Lanes, TRANSPOSE>(task, errors, columns);
+    return measure<V, TRANSPOSE>(task, columns, {slices, slices + 2 * std::max(task.m, task.n) + 2});
+  }
+
+  const EditTask& task;
+  int errors;
+  Way way = TABLE;
+  V* slices = nullptr;
+};
+
+template <class Lanes>
+int scan_blocks(const EditTask& task, int& block, int last, std::span<EditHit> hits) {
+  TaskRunner<Lanes> runner(task);
+  int num = 0;
+  for (; block < last && num + EDIT_BLOCK_LANES <= static_cast<int>(hits.size()); ++block)
+    for (int w = 0; w < EDIT_BLOCK_WORDS; w += Lanes::NUM_WORDS) {
+      const VInt offset = static_cast<VInt>(block) * task.n * EDIT_BLOCK_WORDS + w;
+      const BitColumns<typename Lanes::V> columns{task.columns, offset};
+      const Large first =
+          static_cast<Large>(block) * EDIT_BLOCK_LANES + static_cast<Large>(w * EDIT_WORD_LANES);
+      num += runner.run(columns, first, hits.data() + num);
+    }
+  return num;
+}
+
+template <class Lanes>
+int check_groups(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
+                 std::span<EditHit> hits) {
+  TaskRunner<Lanes> runner(task);
+  const int groupLanes = 1 << lanes_log;
+  int num = 0;
+  for (; group < static_cast<int>(groups.size()) && num + EDIT_WORD_LANES <= static_cast<int>(hits.size());
+       ++group) {
+    const Large lane = groups[static_cast<std::size_t>(group)] << lanes_log;
+    for (int k = 0; k < groupLanes; k += Lanes::NUM_LANES) {
+      const Large first = lane + static_cast<Large>(k);
+      const VInt section = first / EDIT_WORD_LANES;
+      const ByteColumns<Lanes> columns{
+          task.accepts, task.bytes + section * task.n * EDIT_WORD_LANES + first % EDIT_WORD_LANES};
+      num += runner.run(columns, first, hits.data() + num);
+    }
+  }
+  return num;
+}
+
+}  // namespace

@@ -1,0 +1,466 @@
+#include <algorithm>
+#include <memory>
+#include <numeric>
+
+#include "ace/ace_error.h"
+#include "ace/ace_reporter.h"
+#include "ace/ace_tracer.h"
+#include "tera/edit/edit_cluster_internal.h"
+#include "tera/edit/edit_store_internal.h"
+#include "tera/store/tera_progress_internal.h"
+#include "tera/tera_alias_reader.h"
+#include "tera/tera_edit.h"
+#include "tera/tera_reader.h"
+#include "tera/tera_token.h"
+#include "tera/tera_transform.h"
+#include "tera/text/tera_token_walk_internal.h"
+
+namespace {
+
+constexpr const char* BLANK = "-BLANK-";
+
+int round_up(int slots) {
+  return (slots + TeraBitMatrix::SECTION_SLOTS - 1) / TeraBitMatrix::SECTION_SLOTS *
+         TeraBitMatrix::SECTION_SLOTS;
+}
+
+/// Element i becomes the one that was order[i].
+template <class T>
+void permute(const std::vector<Large>& order, std::vector<T>* values) {
+  std::vector<T> moved(values->size());
+  std::transform(order.begin(), order.end(), moved.begin(), [values](Large from) { return (*values)[from]; });
+  values->swap(moved);
+}
+
+/// The entries that a map can tokenise.
+class CheckedReader : public TeraReader {
+ public:
+  CheckedReader(TeraReader* reader, const TeraMap* map, bool no_glob, AceReporter* rep)
+      : innerReader(reader), teraMap(map), noGlob(no_glob), aceRep(rep), progress(traced()) {}
+
+  int get_line(const char** string, Large* info, VInt* line) override {
+    const char* text = nullptr;
+    VInt number = 0;
+    int rc = 0;
+    while ((rc = innerReader->get_line(&text, info, &number)) > 0) {
+      if (++numRead; progress.is_due()) aceRep->pset(numRead, "Reading File");
+      if (teraMap->alt_len(text, noGlob) >= 0) {
+        if (string != nullptr) *string = text;
+        if (line != nullptr) *line = number;
+        return rc;
+      }
+      aceRep->ev_wprintf("Line %ld corrupted, skipping '%s'\n", number, *text != '\0' ? text : BLANK);
+    }
+    return rc;
+  }
+  int rewind() override { return innerReader->rewind(); }
+  VInt get_estimate() override { return innerReader->get_estimate(); }
+
+ private:
+  TeraReader* innerReader;
+  const TeraMap* teraMap;
+  static const AceTraceFlag* traced() {
+    static const AceTraceFlag flag("TERAEDIT_READING", __FILE__, __LINE__);
+    return &flag;
+  }
+
+  bool noGlob;
+  AceReporter* aceRep;
+  TeraProgress progress;
+  Huge numRead = 0;
+};
+
+/// The phonetic codes of the strings of an index, each with its slot.
+class CodeReader : public TeraReader {
+ public:
+  CodeReader(const TeraEdit& edit, const char* const* strings) : itsEdit(edit), slotStrings(strings) {}
+
+  int get_line(const char** string, Large* info, VInt* line) override {
+    while (nextVariant == numVariants) {
+      while (nextSlot < itsEdit.get_num_entries() && slotStrings[nextSlot] == nullptr) ++nextSlot;
+      if (nextSlot == itsEdit.get_num_entries()) return 0;
+      codeAt.release();
+      numVariants = std::max(itsEdit.get_phonetics()->code(slotStrings[nextSlot], &variants, &codeAt), 0);
+      nextVariant = 0;
+      ++nextSlot;
+    }
+    if (string != nullptr) *string = variants[nextVariant];
+    if (info != nullptr) *info = nextSlot - 1;
+    if (line != nullptr) *line = nextSlot - 1;
+    ++nextVariant;
+    return 1;
+  }
+  int rewind() override {
+    nextSlot = 0;
+    nextVariant = numVariants = 0;
+    return 0;
+  }
+  VInt get_estimate() override { return itsEdit.get_num_entries(); }
+
+ private:
+  const TeraEdit& itsEdit;
+  const char* const* slotStrings;
+  Large nextSlot = 0;
+  char** variants = nullptr;
+  int numVariants = 0;
+  int nextVariant = 0;
+  AceAttach codeAt;
+};
+
+}  // namespace
+
+/// The distinct strings, and by slot which of them lies there.
+struct TeraEdit::Entries {
+  struct Entry {
+    const char* string;
+    AceBulk::List* infos;
+    const Token* tokens;
+  };
+
+  AceAttach at;
+  std::vector<Entry> all;
+  bool hasInfos = false;
+  TeraAliasReader* aliases = nullptr;
+
+  // By slot, null for padding.
+  std::vector<const char*> strings;
+  std::vector<const Token*> tokens;
+  std::vector<AceBulk::List*> infos;
+};
+
+// ---------------------------------------------------------------- from readers and trees
+
+int TeraEdit::init(const TeraMap* map, TeraTransform* phonetics) {
+  clean();
+  if (map == nullptr || mapConfig.copy(map) < 0)
+    return ace_error(__FILE__, __LINE__, "mapConfig.copy(map)", -1, 0, -1);
+  numCols = mapConfig.num_token();
+  if (phonetics != nullptr) {
+    phoneCoding.reset(phonetics->copy());
+    editFeatures |= HAS_PHONETICS;
+  }
+  return 0;
+}
+
+int TeraEdit::make(TeraReader* reader, const TeraMap* map, int filter, int fine, int options, int,
+                   AceReporter* rep, TeraAliasReader* aliases) {
+  if (reader == nullptr) return -1;
+  ListTree tree(nullptr);
+  AceBulk bulk;
+  const TeraMap* const used = map != nullptr ? map : &mapConfig;
+  CheckedReader checked(reader, used, (options & ALLOW_ALT) == 0, rep);
+  rep->psect(reader->get_estimate(), "Reading File");
+  if (checked.fill_tree(&tree, &bulk, nullptr, 0, 0, rep) < 0)
+    return ace_error(__FILE__, __LINE__, "reader->fill_tree(&tree, &bulk, 0, 0, 0, rep)", -1, 0, -1);
+  if (aliases != nullptr) {
+    rep->psect(0, "Reading Aliases");
+    if (aliases->add_to_tree(&tree, rep) < 0)
+      return ace_error(__FILE__, __LINE__, "aliases->add_to_tree(&tree, rep)", -1, 0, -1);
+  }
+  return make_tree(&tree, map, filter, fine, options, aliases, rep);
+}
+
+int TeraEdit::make(ListTree* tree, const TeraMap* map, int filter, int fine, int options, AceReporter* rep) {
+  return tree != nullptr ? make_tree(tree, map, filter, fine, options, nullptr, rep) : -1;
+}
+
+int TeraEdit::make_tree(ListTree* tree, const TeraMap* map, int filter, int fine, int options,
+                        TeraAliasReader* aliases, AceReporter* rep) {
+  const std::unique_ptr<TeraTransform> phonetics(phoneCoding != nullptr ? phoneCoding->copy() : nullptr);
+  TeraMap used;
+  used.copy(map != nullptr ? map : &mapConfig);
+  if (init(&used, phonetics.get()) < 0) return -1;
+  if (filter < 0 || filter > MAX_FILTER || fine < 0) {
+    rep->ev_wprintf("Filter %d (0 to %d) with refinement %d (0 and up) cannot be built\n", filter, MAX_FILTER,
+                    fine);
+    return -1;
+  }
+  Entries entries;
+  entries.aliases = aliases;
+  entries.all.reserve(static_cast<std::size_t>(tree->num_strings()));
+  const bool noGlob = (options & ALLOW_ALT) == 0;
+  tree->for_each([&](const char* string, AceBulk::List* infos) {
+    if (mapConfig.alt_len(string, noGlob) < 0) {
+      rep->ev_wprintf("Entry corrupted, skipping '%s'\n", string);
+      return 0;
+    }
+    entries.hasInfos |= infos != nullptr;
+    entries.all.push_back({string, infos, mapConfig.convert(string, noGlob, &entries.at)});
+    return 0;
+  });
+  if (entries.all.empty()) return 0;
+  rep->psect(tree->num_strings(), "Building Edit Structure");
+  return make_from(&entries, filter, fine, options & BUILD_OPTIONS, rep);
+}
+
+// ---------------------------------------------------------------- from entries
+
+int TeraEdit::make_from(Entries* entries, int filter, int fine, int options, AceReporter* rep) {
+  rep->psect(0, "Preparing");
+  const bool operators = mapConfig.is_operator(TOKEN_WILDCARD) && (options & ALLOW_ALT) != 0;
+  const auto length_of = [operators](const Token* tokens) {
+    return operators ? TeraToken::alt_len(tokens)
+                     : static_cast<int>(std::strlen(reinterpret_cast<const char*>(tokens)));
+  };
+  if ((options & REVERSE) != 0) {
+    rep->psect(0, "Reversing");
+    std::vector<std::pair<const char*, Entries::Entry>> turned;
+    turned.reserve(entries->all.size());
+    for (const Entries::Entry& entry : entries->all)
+      turned.emplace_back(reinterpret_cast<const char*>(TeraToken::turn(entry.tokens, &entries->at)), entry);
+    std::stable_sort(turned.begin(), turned.end(),
+                     [](const auto& a, const auto& b) { return std::strcmp(a.first, b.first) < 0; });
+    for (std::size_t i = 0; i < turned.size(); ++i) {
+      entries->all[i] = turned[i].second;
+      entries->all[i].tokens = reinterpret_cast<const Token*>(turned[i].first);
+    }
+  }
+  std::vector<int> histogram(1);
+  for (const Entries::Entry& entry : entries->all) {
+    const std::size_t length = static_cast<std::size_t>(length_of(entry.tokens));
+    if (length >= histogram.size()) histogram.resize(length + 1);
+    ++histogram[length];
+  }
+  if (align_sums(histogram.data(), static_cast<int>(histogram.size()), filter, options) < 0) return -1;
+
+  rep->psect(numEntry, "Setting Indices");
+  entries->strings.resize(numEntry);
+  entries->tokens.resize(numEntry);
+  entries->infos.resize(numEntry);
+  std::vector<int> next = histogram;
+  static const AceTraceFlag traced("TERAEDIT_INFO", __FILE__, __LINE__);
+  TeraProgress progress(&traced);
+  Huge numSet = 0;
+  for (const Entries::Entry& entry : entries->all) {
+    if (++numSet; progress.is_due()) rep->pset(numSet, "Setting Indices");
+    const auto slot = static_cast<std::size_t>(next[static_cast<std::size_t>(length_of(entry.tokens))]++);
+    entries->strings[slot] = entry.string;
+    entries->tokens[slot] = entry.tokens;
+    entries->infos[slot] = entry.infos;
+  }
+  if (filter > 0 && fine > 0) {
+    rep->psect(numEntry, "Refining");
+    const std::vector<Large> order = cluster_entries(entries->tokens.data(), fine, FULL_CLUSTER, rep);
+    permute(order, &entries->strings);
+    permute(order, &entries->tokens);
+    permute(order, &entries->infos);
+  }
+  rep->psect(numEntry, "Filling Bits");
+  // With strings, those tell the entries of the groups that a filter lets pass.
+  const bool isCoarse = filter > 0 && (options & NO_STRINGS) == 0;
+  if ((isCoarse ? fill_filter(entries->tokens.data()) : fill_bits(entries->tokens.data())) < 0) return -1;
+  if (make_info(*entries, rep) < 0 || make_aliases(*entries, rep) < 0) return -1;
+  if ((options & NO_STRINGS) == 0) make_strings(*entries, rep);
+  editStore = std::make_unique<EditStore>(*this);
+  return make_phonetics(*entries, rep);
+}
+
+int TeraEdit::align_sums(int* histogram, int num_lengths, int filter, int options) {
+  const bool isHistogram = histogram != nullptr && num_lengths > 0 &&
+                           std::all_of(histogram, histogram + num_lengths, [](int num) { return num >= 0; });
+  if (!isHistogram || filter < 0 || filter > MAX_FILTER)
+    return ace_error(__FILE__, __LINE__, "align_sums(histogram, filter, options)", -1, 0, -1);
+  clean_entries();
+  editFeatures |= options & BUILD_OPTIONS;
+  std::vector<int> slots(histogram, histogram + num_lengths);
+  slots[0] = std::max(slots[0], 1);  // there is always a slot for the empty string
+  alignMode = (options & COMPACT) == 0 || filter > 0 ? 1 : 0;
+  VInt total = 0;
+  for (int& num : slots) {
+    if (alignMode != 0) num = num > INT_MAX - SECTION_SLOTS ? INT_MAX : round_up(num);
+    total += num;
+  }
+  if (total > INT_MAX)
+    return ace_error(__FILE__, __LINE__, "align_sums(histogram, filter, options)", -1, 0, -1);
+  numEntry = static_cast<Large>(total);
+  filterLog = filter;
+  init_layout(mapConfig.num_token(), slots);
+  if (filter > 0) filterEdit = std::make_unique<TeraFilter>();
+  for (int length = 0; length < num_lengths; ++length) histogram[length] = first_slot(length);
+  return static_cast<int>(total);
+}
+
+int TeraEdit::filter_prepare(int* histogram, int filter) {
+  const bool isHistogram = histogram != nullptr && maxLength > 0 &&
+                           std::all_of(histogram, histogram + maxLength, [](int num) { return num >= 0; });
+  if (!isHistogram || filter < 0 || filter > MAX_FILTER) return -1;
+  editStore = nullptr;
+  const std::vector<int> slots(histogram, histogram + maxLength);
+  filterLog = filter;
+  filterEdit = std::make_unique<TeraFilter>();
+  return filterEdit->build(numCols, slots, filter);
+}
+
+int TeraEdit::filter_refine(const char** strings, const Token** tokens, int fine, int flags,
+                            AceReporter* rep) {
+  if (strings == nullptr || tokens == nullptr || fine < 0) return -1;
+  const std::vector<Large> order = cluster_entries(tokens, fine, flags, rep);
+  int numMoved = 0;
+  std::vector<const char*> oldStrings(strings, strings + numEntry);
+  std::vector<const Token*> oldTokens(tokens, tokens + numEntry);
+  for (Large slot = 0; slot < numEntry; ++slot) {
+    const Large from = order[slot];
+    numMoved += from != slot && oldTokens[from] != nullptr ? 1 : 0;
+    strings[slot] = oldStrings[from];
+    tokens[slot] = oldTokens[from];
+  }
+  return numMoved;
+}
+
+/// Clusters each length by itself, on several threads.
+std::vector<Large> TeraEdit::cluster_entries(const Token* const* tokens, int fine, int flags,
+                                             AceReporter* rep) const {
+  static const AceTraceFlag numThreads("NUM_THREADS_EDIT_MAKE", __FILE__, __LINE__);
+  std::vector<Large> order(numEntry);
+  std::iota(order.begin(), order.end(), Large{0});
+  std::vector<EditCluster> jobs;
+  for (int length = 1; length < maxLength; ++length) {
+    const int first = first_slot(length);
+    const int* const end = lengthSum + length;
+    int last = *end;
+    while (last > first && tokens[last - 1] == nullptr) --last;
+    EditCluster job{tokens, order.data() + first, last - first, length, filterLog, fine, flags};
+    job.split(&jobs);
+  }
+  EditCluster::run_all(&jobs, numThreads.get() != 0 ? numThreads.get() : -1, rep);
+  return order;
+}
+
+int TeraEdit::fill_bits(const Token** tokens) {
+  editStore = nullptr;
+  if (tokens == nullptr || (filterLog > 0 && fill_filter(tokens) < 0) || init_modules() < 0) return -1;
+  for (Large slot = 0; slot < numEntry; ++slot)
+    if (tokens[slot] != nullptr && enter(tokens[slot], static_cast<int>(slot)) < 0)
+      return ace_error(__FILE__, __LINE__, "enter(tokens[slot], slot)", -1, 0, -1);
+  compress();
+  editStore = std::make_unique<EditStore>(*this);
+  return 0;
+}
+
+int TeraEdit::enter(const Token* tokens, int slot) {
+  if (tokens == nullptr || !is_plain()) return -1;
+  const bool operators = (editFeatures & ALLOW_ALT) != 0 && mapConfig.is_operator(TOKEN_WILDCARD);
+  const int length = operators ? TeraToken::alt_len(tokens)
+                               : static_cast<int>(std::strlen(reinterpret_cast<const char*>(tokens)));
+  if (fileMapped != 0 || slot < 0 || static_cast<Large>(slot) >= numEntry) return -1;
+  if (length != get_length(static_cast<Large>(slot))) return -1;
+  return set_bits(this, tokens, slot);
+}
+
+int TeraEdit::fill_filter(const Token** tokens) {
+  std::vector<int> slots(static_cast<std::size_t>(maxLength));
+  for (int length = 0; length < maxLength; ++length)
+    slots[static_cast<std::size_t>(length)] = lengthSum[length] - first_slot(length);
+  if (filter_prepare(slots.data(), filterLog) < 0) return -1;
+  for (int length = 1; length < maxLength; ++length)
+    for (int slot = first_slot(length); slot < lengthSum[length]; ++slot) {
+      if (tokens[slot] == nullptr) continue;
+      const int group = (slot - first_slot(length)) >> filterLog;
+      if (set_bits(filterEdit.get(), tokens[slot], filterEdit->first_slot(length) + group) < 0) return -1;
+    }
+  filterEdit->compress();
+  return 0;
+}
+
+/// Sets the bits of an entry; a wildcard has all tokens. -1 for tokens without a column.
+int TeraEdit::set_bits(TeraBitMatrix* matrix, const Token* tokens, int slot) {
+  const bool operators = (editFeatures & ALLOW_ALT) != 0 && mapConfig.is_operator(TOKEN_WILDCARD);
+  bool isKnown = true;
+  const auto accept = [&](int pos, Token tok) {
+    if (!operators || tok != TOKEN_WILDCARD) {
+      isKnown &= tok < numCols;
+      if (tok < numCols) matrix->set_bit(slot, pos, tok);
+      return;
+    }
+    for (int any = 1; any < numCols; ++any) matrix->set_bit(slot, pos, static_cast<Token>(any));
+  };
+  const auto ignore = [](int) {};
+  walk_positions(tokens, operators, accept, ignore, ignore);
+  return isKnown ? 0 : -1;
+}
+
+// ---------------------------------------------------------------- strings, attributes, aliases
+
+void TeraEdit::make_strings(const Entries& entries, AceReporter* rep) {
+  rep->psect(numEntry, "Building String Handle");
+  std::vector<const char*> strings = entries.strings;
+  stringHandle = std::make_unique<TeraIndex>();
+  stringHandle->make(static_cast<int>(numEntry), strings.data(), false, 0, rep);
+  stringHandle->optimize(rep);  // all padding slots share one empty string
+  editFeatures |= HAS_STRINGS;
+  rep->psect(numEntry, "Building Sorted Entry Array");
+  sort_entries();
+}
+
+void TeraEdit::sort_entries() {
+  struct Key {
+    VBit key;
+    Large slot;
+  };
+  std::vector<Key> keys(numEntry);
+  const auto string_of = [this](Large slot) { return stringHandle->get_line(slot, nullptr); };
+  for (Large slot = 0; slot < numEntry; ++slot)
+    keys[slot] = {mapConfig.sort_key(string_of(slot), true), slot};
+  std::sort(keys.begin(), keys.end(), [&](const Key& a, const Key& b) {
+    if (a.key != b.key) return a.key < b.key;
+    const int order = mapConfig.compare(string_of(a.slot), string_of(b.slot), true);
+    return order != 0 ? order < 0 : a.slot < b.slot;
+  });
+  ownSorted.resize(numEntry);
+  std::transform(keys.begin(), keys.end(), ownSorted.begin(), [](const Key& key) { return key.slot; });
+  sortedEntries = ownSorted.data();
+}
+
+int TeraEdit::make_info(const Entries& entries, AceReporter* rep) {
+  if (!entries.hasInfos) return 0;
+  rep->psect(numEntry, "Building Info");
+  std::vector<AceBulk::List*> bulk_lists = entries.infos;
+  infoHandle = std::make_unique<AceIdMap>();
+  if (infoHandle->build(numEntry, bulk_lists.data(), nullptr) < 0)
+    return ace_error(__FILE__, __LINE__, "infoHandle->make(numEntry, bulk_lists, 0, rep)", -1, 0, -1);
+  infoHandle->build_reverse(nullptr);  // none where entries share attribute numbers
+  editFeatures |= HAS_DATA;
+  return 0;
+}
+
+int TeraEdit::make_aliases(const Entries& entries, AceReporter* rep) {
+  if (entries.aliases == nullptr) return 0;
+  rep->psect(0, "Adding Aliases");
+  if (entries.aliases->rewind() < 0) return ace_error(__FILE__, __LINE__, "aliases->rewind()", -1, 0, -1);
+  TeraBigTree<VInt> slots(-1);
+  for (Large slot = 0; slot < numEntry; ++slot)
+    if (entries.strings[slot] != nullptr) slots.insert(entries.strings[slot]) = slot;
+  AceBulk bulk;
+  std::vector<AceBulk::List*> lists(numEntry);
+  const auto link = [&](VInt entry, VInt other) {
+    AceBulk::List*& list = lists[static_cast<std::size_t>(entry)];
+    const AceBulk::Array known(list);
+    if (std::find(known.begin(), known.end(), static_cast<Large>(other)) == known.end())
+      bulk.inc(list, static_cast<Large>(other));
+  };
+  const char* target = nullptr;
+  const char* alias = nullptr;
+  int rc = 0;
+  while ((rc = entries.aliases->read_entry(&target, &alias, nullptr, nullptr)) > 0) {
+    const VInt ofTarget = slots.search(target);
+    const VInt ofAlias = slots.search(alias);
+    if (ofTarget < 0 || ofAlias < 0 || ofTarget == ofAlias) continue;
+    link(ofTarget, ofAlias);
+    link(ofAlias, ofTarget);
+  }
+  if (rc < 0) return ace_error(__FILE__, __LINE__, "aliases->read_entry(&target, &alias, 0, 0)", rc, 0, -1);
+  aliasMap = std::make_unique<TeraAliasMap>();
+  if (aliasMap->build(numEntry, lists.data(), nullptr) < 0) return -1;
+  editFeatures |= HAS_ALIASES;
+  return 0;
+}
+
+int TeraEdit::make_phonetics(const Entries& entries, AceReporter* rep) {
+  if (phoneCoding == nullptr) return 0;
+  rep->psect(numEntry, "Phonetics");
+  CodeReader codes(*this, entries.strings.data());
+  phoneEdit = std::make_unique<TeraEdit>(TeraMap::get_ident_map(), nullptr);  // codes may be digits
+  const int options = editFeatures & (COMPACT | REVERSE);
+  rep->psect(numEntry, "Primary phonetics");
+  return phoneEdit->make(&codes, nullptr, filterLog, 0, options, 0, rep, nullptr);
+}

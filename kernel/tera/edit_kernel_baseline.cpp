@@ -1,3 +1,0 @@
-#include "tera/edit_kernel_loops_internal.h"
-
-const EditKernel EDIT_KERNEL_BASELINE = {scan_blocks<WordLanes>, check_groups<ByteLanes16>};
