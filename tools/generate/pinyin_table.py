@@ -50,7 +50,7 @@ def main():
     index = {sound: number for number, sound in enumerate(syllables)}
     rows = [str(code << SYLLABLE_BITS | index[sound]) for code, sound in sorted(sounds.items())]
     with open(output, "w", encoding="ascii") as out:
-        out.write('#include "tera/tera_pinyin_internal.h"\n')
+        out.write('#include "tera/text/tera_pinyin_internal.h"\n')
         out.write("const int tera_pinyin_syllable_bits = %d;\n" % SYLLABLE_BITS)
         out.write("const int tera_num_pinyin = %d;\n" % len(rows))
         out.write("const char* const tera_pinyin_syllables[] = {%s};\n" % ",".join('"%s"' % s for s in syllables))

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes the transliteration rules (kernel/tera/tera_translit_internal.h) as C++ source.
+"""Writes the transliteration rules (kernel/tera/transform/tera_translit_internal.h) as C++ source.
 
 usage: translit_rules.py <folder of UnicodeData.txt> <folder of the CLDR transforms> <output>
 
@@ -198,7 +198,7 @@ def main():
     unicode_folder, transforms, output = sys.argv[1:]
     UnicodeData(unicode_folder).version()  # fails where the data is not what it seems
     with open(output, "w", encoding="ascii") as out:
-        out.write('#include "tera/tera_translit_internal.h"\n')
+        out.write('#include "tera/transform/tera_translit_internal.h"\n')
         out.write("const int tera_cantonese_syllable_bits = %d;\n" % SYLLABLE_BITS)
         for name, letters in zip(("lead", "vowel", "tail"), jamo_letters(transforms)):
             out.write("const char* const tera_translit_jamo_%s[] = {%s};\n"
