@@ -43,11 +43,6 @@ void explain(const char* action, const char* name, AceReporter* rep) {
   errno = error;
 }
 
-bool is_folder(std::FILE* stream) {
-  struct stat info {};
-  return fstat(fileno(stream), &info) == 0 && S_ISDIR(info.st_mode);
-}
-
 /// Opens for mapping. Does not wait for the writer of a pipe, and never gives descriptor 0, which stands for
 /// "none".
 int open_for_mapping(const char* name) {
@@ -96,6 +91,28 @@ std::FILE* AceFile::open(const char* name, const char* mode) {
     return nullptr;
   }
   return std::fopen(name, (std::string(mode) + "e").c_str());
+}
+
+bool AceFile::is_folder(std::FILE* stream) {
+  struct stat info {};
+  return fstat(fileno(stream), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+std::size_t AceFile::read_from(std::FILE* stream, void* to, std::size_t size) {
+  std::size_t done = 0;
+  for (;;) {
+    done += std::fread(static_cast<char*>(to) + done, 1, size - done, stream);
+    if (done == size || std::ferror(stream) == 0 || errno != EINTR) return done;
+    std::clearerr(stream);
+  }
+}
+
+/// What follows an EOF: a byte, where that was the interruption by a signal.
+int AceFile::get_byte_again(std::FILE* stream) {
+  char byte = '\0';
+  if (std::ferror(stream) == 0 || errno != EINTR) return EOF;
+  std::clearerr(stream);
+  return read_from(stream, &byte, 1) == 1 ? static_cast<unsigned char>(byte) : EOF;
 }
 
 int AceFile::open_writer(const char* name, AceReporter* rep, bool atomic) {

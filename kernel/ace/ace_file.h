@@ -30,10 +30,10 @@
 ///     mapped     map, locked             49      32 locked + 16 mapped + 1 read
 ///
 /// Errors. Files that cannot be opened give a negative result. Everything else that fails throws an
-/// `AceException`: a failed write, reading past the end of a mapping or buffer, a string without its
-/// terminator, an offset beyond 63 bits, writing in a read mode or reading in a write mode. A stream that
-/// ends early is told by the result of `copy` and `read`; the typed `get_*` give 0 (or null) and `is_short`
-/// tells. No size from a file is trusted: memory is only allocated for bytes that are there.
+/// `AceException`: a failed write, a failed read, reading past the end of a mapping or buffer, a string
+/// without its terminator, an offset beyond 63 bits, writing in a read mode or reading in a write mode. A
+/// stream that ends early is told by the result of `copy` and `read`; the typed `get_*` give 0 (or null) and
+/// `is_short` tells. No size from a file is trusted: memory is only allocated for bytes that are there.
 ///
 /// Buffers given to `init_read` stay the caller's: `close` unmaps what the object mapped itself and nothing
 /// else. For pointers handed out by `read` to be aligned, such a buffer must be aligned to 8 bytes.
@@ -89,6 +89,16 @@ class SORV_API AceFile {
   int scan(const char* title);
   /// `fopen`, closed on exec. Null with `errno` on failure, also for a null name or mode.
   static std::FILE* open(const char* name, const char* mode);
+  /// True for a stream that `open` made of a folder, from which nothing can be read.
+  static bool is_folder(std::FILE* stream);
+  /// The next `size` bytes of `stream` into `to`; fewer at its end or when reading fails (`ferror`, `errno`).
+  /// A read that a signal interrupts goes on.
+  static std::size_t read_from(std::FILE* stream, void* to, std::size_t size);
+  /// The next byte in the same way, or EOF.
+  static int get_byte(std::FILE* stream) {
+    const int byte = getc_unlocked(stream);
+    return byte != EOF ? byte : get_byte_again(stream);
+  }
 
   /// Ends the mode. After stream writing, reports the MD5 of what was written. Throws an `AceException` when
   /// the last bytes cannot be written or the new file cannot be put in place; the object is closed even so.
@@ -276,6 +286,9 @@ class SORV_API AceFile {
   void pad_to(Huge start);
   void write_padding(Huge gap);
   void write_stream(const char* data, Huge size);
+  std::size_t fetch(void* to, std::size_t size);
+  void check_stream() const;
+  static int get_byte_again(std::FILE* stream);
   bool skip_to(Huge start);
   bool unread(const char* bytes, std::size_t count);
   std::unique_ptr<char[]> read_stream(Huge size);

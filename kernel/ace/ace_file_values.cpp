@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#include "ace/ace_error.h"
 #include "ace/ace_exception.h"
 #include "ace/ace_file.h"
 #include "ace/ace_magic.h"
@@ -37,7 +38,7 @@ Huge end_of(Huge start, Huge size) {
 std::size_t append_piece(std::FILE* stream, std::string& bytes) {
   std::size_t count = 0;
   while (count < LINE_PIECE - 1) {
-    const int byte = getc_unlocked(stream);
+    const int byte = AceFile::get_byte(stream);
     if (byte == EOF) break;
     bytes.push_back(static_cast<char>(byte));
     ++count;
@@ -196,12 +197,28 @@ void AceFile::check_mapped(Huge start, Huge size) const {
                      fileName != nullptr ? fileName : "buffer", mappedSize);
 }
 
+/// The next `size` bytes of the stream; fewer only at its end.
+std::size_t AceFile::fetch(void* to, std::size_t size) {
+  const std::size_t count = read_from(streamObj, to, size);
+  if (count < size) check_stream();
+  return count;
+}
+
+/// Where a stream gives no more bytes: throws unless that is its end.
+void AceFile::check_stream() const {
+  if (std::ferror(streamObj) == 0) return;
+  char reason[128];
+  const char* text = ace_strerror(errno, reason, sizeof reason);
+  throw AceException(READ_ERROR, "'%s' at offset %ld: %s", fileName, ftello(streamObj), text);
+}
+
 /// Skips the gap before `start`, whatever is in it, and goes there. False when a stream ends before.
 bool AceFile::skip_to(Huge start) {
   Huge gap = start - currentOffset;
   currentOffset = start;
   if (streamObj == nullptr) return true;
-  while (gap > 0 && std::fgetc(streamObj) != EOF) --gap;
+  while (gap > 0 && get_byte(streamObj) != EOF) --gap;
+  if (gap > 0) check_stream();
   return gap == 0;
 }
 
@@ -222,7 +239,7 @@ VInt AceFile::copy(Huge size, void* dest, int alignment) {
     return -1;
   } else if (streamObj != nullptr) {
     const auto wanted = static_cast<std::size_t>(size);
-    if (std::fread(dest, 1, wanted, streamObj) < wanted) return -1;
+    if (fetch(dest, wanted) < wanted) return -1;
   }
   currentOffset = end_of(start, size);
   return size;
@@ -237,7 +254,7 @@ std::unique_ptr<char[]> AceFile::read_stream(Huge size) {
   auto bytes = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(room));
   for (Huge done = 0;;) {
     const auto wanted = static_cast<std::size_t>(room - done);
-    if (std::fread(bytes.get() + done, 1, wanted, streamObj) < wanted) return nullptr;
+    if (fetch(bytes.get() + done, wanted) < wanted) return nullptr;
     if (room == size) return bytes;
     done = room;
     room = room > size / 2 ? size : 2 * room;
@@ -252,7 +269,7 @@ void* AceFile::read_stream(Huge size, AceAttach* at) {
   const auto wanted = static_cast<std::size_t>(size);
   if (get_left() >= size) {
     void* kept = at->alloc(size);
-    return std::fread(kept, 1, wanted, streamObj) == wanted ? kept : nullptr;
+    return fetch(kept, wanted) == wanted ? kept : nullptr;
   }
   const std::unique_ptr<char[]> bytes = read_stream(size);
   return bytes != nullptr ? std::memcpy(at->alloc(size), bytes.get(), wanted) : nullptr;
@@ -315,7 +332,7 @@ int AceFile::preview_int() {
   char bytes[2 * sizeof value];
   const auto gap = static_cast<std::size_t>(aligned(sizeof value) - before);
   const std::size_t wanted = gap + sizeof value;
-  const std::size_t count = std::fread(bytes, 1, wanted, streamObj);
+  const std::size_t count = fetch(bytes, wanted);
   if (count == wanted) std::memcpy(&value, bytes + gap, sizeof value);
   unread(bytes, count);
   return value;
@@ -349,11 +366,12 @@ VInt AceFile::get_stream_line(std::string& bytes) {
   for (;;) {
     const std::size_t start = bytes.size();
     const std::size_t count = append_piece(streamObj, bytes);
+    if (count == 0 || bytes.back() != '\n') check_stream();
     if (count < LINE_PIECE - 1 || bytes.back() == '\n') break;
     const std::size_t end = bytes.find('\r', start);
     if (end == std::string::npos) continue;
     if (end + 1 == bytes.size()) {
-      const int next = std::fgetc(streamObj);
+      const int next = get_byte(streamObj);
       if (next == '\n')
         bytes.push_back('\n');
       else if (next != EOF)

@@ -84,6 +84,10 @@ int AceInput::init(const char* name, int bufferSize, bool noEmptyLines, std::FIL
   if (stream == nullptr && name != nullptr) stream = AceFile::open(name, "rb");
   if (stream == nullptr && (name != nullptr || inputStream == nullptr))
     throw AceException("File not found", "%s", name != nullptr ? name : "");
+  if (stream != nullptr && stream != inputStream && AceFile::is_folder(stream)) {
+    std::fclose(stream);
+    throw AceException("Cannot read a folder", "%s", name != nullptr ? name : "");
+  }
 
   if (stream != nullptr && stream != inputStream) {
     close_stream();
@@ -106,7 +110,6 @@ void AceInput::begin_stream(const char* name, int size) {
   if (name != nullptr) fileName = attach(name);
   lineNum = 0;
   nullCount = 0;
-  readFailed = false;
 }
 
 /// Nothing is buffered; the stream is at `pos`.
@@ -114,10 +117,19 @@ void AceInput::empty_buffer(Huge pos) {
   bufStart = pos;
   curPos = lineStart = bufEnd = readBuf;
   *readBuf = '\0';
+  readError = 0;
+}
+
+/// Reading failed, for the reason in `errno`, at byte `pos`.
+void AceInput::fail_reading(Huge pos) {
+  readError = errno != 0 ? errno : EIO;
+  char reason[128];
+  AceReporter::use_default()->ev_wprintf("Reading file '%s' failed at byte %ld: %s", display_name(), pos,
+                                         ace_strerror(readError, reason, sizeof reason));
 }
 
 int AceInput::update() {
-  if (inputStream == nullptr || curPos != bufEnd) return 0;
+  if (inputStream == nullptr || curPos != bufEnd || readError != 0) return 0;
   const VInt keep = curPos - lineStart;
   bufStart += lineStart - readBuf;
   std::memmove(readBuf, lineStart, static_cast<std::size_t>(keep));
@@ -126,13 +138,9 @@ int AceInput::update() {
   *bufEnd = '\0';
   if (bufSize - keep <= 1) grow();
 
-  const std::size_t count = std::fread(curPos, 1, static_cast<std::size_t>(bufSize - keep - 1), inputStream);
-  if (count == 0 && std::ferror(inputStream) != 0 && !readFailed) {
-    char reason[128];
-    AceReporter::use_default()->ev_wprintf("Reading file '%s' failed at byte %ld: %s", display_name(),
-                                           get_pos(), ace_strerror(errno, reason, sizeof reason));
-    readFailed = true;
-  }
+  const auto room = static_cast<std::size_t>(bufSize - keep - 1);
+  const std::size_t count = AceFile::read_from(inputStream, curPos, room);
+  if (count < room && std::ferror(inputStream) != 0) fail_reading(get_pos() + static_cast<Huge>(count));
   bufEnd = curPos + count;
   *bufEnd = '\0';
   return count > 0 ? 1 : 0;
@@ -203,7 +211,7 @@ int AceInput::read_line(char** line, VInt* lineNo) {
     note_null();
     ++curPos;
   }
-  return curPos > lineStart ? cut_line(line, curPos - lineStart) : -1;
+  return curPos > lineStart && readError == 0 ? cut_line(line, curPos - lineStart) : -1;
 }
 
 int AceInput::read_line(const char** line, VInt* lineNo) {
@@ -286,8 +294,6 @@ void AceInput::undo_cuts(char* from) {
 int AceInput::rewind() {
   if (inputStream != nullptr) {
     if (!seek(0)) return -1;
-    std::clearerr(inputStream);
-    readFailed = false;
     empty_buffer(0);
   } else {
     undo_cuts(readBuf);
@@ -301,7 +307,10 @@ int AceInput::rewind() {
 
 /// Moves the stream, not the buffer; warns when that is not possible.
 bool AceInput::seek(Huge pos) {
-  if (fseeko64(inputStream, pos, SEEK_SET) == 0) return true;
+  if (fseeko64(inputStream, pos, SEEK_SET) == 0) {
+    std::clearerr(inputStream);
+    return true;
+  }
   AceReporter::use_default()->ev_wprintf("Not able to jump to given position.");
   return false;
 }
@@ -335,15 +344,21 @@ Huge AceInput::get_sizek() {
 }
 
 /// `pos` itself where a line starts there, else the end of the line end that follows; `size` at the end of
-/// the file. Moves the stream.
+/// the file; -1 when the stream cannot be read or moved. Moves the stream.
 Huge AceInput::line_start_from(Huge pos, Huge size) {
-  if (pos == 0 || !seek(pos - 1)) return pos;
-  const int before = getc_unlocked(inputStream);
-  int c = getc_unlocked(inputStream);
+  if (pos == 0) return pos;
+  if (!seek(pos - 1)) return -1;
+  const auto next_byte = [this] { return AceFile::get_byte(inputStream); };
+  const int before = next_byte();
+  int c = next_byte();
   if (is_line_end(before) && c != EOF && !is_line_end(c)) return pos;
-  for (; c != EOF && !is_line_end(c); ++pos) c = getc_unlocked(inputStream);
-  if (c == EOF) return size;
-  return c == '\r' && getc_unlocked(inputStream) == '\n' ? pos + 2 : pos + 1;
+  for (; c != EOF && !is_line_end(c); ++pos) c = next_byte();
+  if (c == EOF) {
+    if (std::ferror(inputStream) == 0) return size;
+    fail_reading(pos);
+    return -1;
+  }
+  return c == '\r' && next_byte() == '\n' ? pos + 2 : pos + 1;
 }
 
 Huge AceInput::partition(int part, int numParts) {
@@ -365,7 +380,8 @@ Huge AceInput::partition(int part, int numParts) {
     return isLast ? size : pos;
   }
   const Huge start = part == 0 ? pos : line_start_from(pos + part * chunk, size);
-  const Huge end = isLast ? size : line_start_from(pos + (part + 1) * chunk, size);
+  const Huge end = start < 0 || isLast ? size : line_start_from(pos + (part + 1) * chunk, size);
+  if (start < 0 || end < 0) return -1;
   jump_to_pos(start);
   lineNum = 0;
   nullCount = 0;

@@ -17,12 +17,13 @@
 /// Invariants: readBuf <= lineStart <= curPos; `curPos` is byte bufStart + (curPos - readBuf) of the stream;
 /// there is a NUL at `bufEnd`, and in memory at the end of the text.
 ///
-/// Errors: a file that cannot be opened, and a line of 2 GiB or more, throw `AceException`. All other
-/// problems (NUL bytes, lone carriage returns, very long lines, read errors, failing seeks) are warnings on
-/// the default reporter and reading goes on.
-/// Thread safety: a reader belongs to one thread. To read one file in parallel, each thread opens a reader of
-/// its own and calls `partition`.
-/// Cost: one vectorised pass over the bytes; see bench/ace/ace_input_bench.cpp.
+/// Errors: a file that cannot be opened, a folder, and a line of 2 GiB or more throw `AceException`. Where
+/// the source cannot be read, reading ends: `read_line` gives -1 and not the torn line, `read_error` tells
+/// why, and the default reporter has heard where. Interrupted reads go on. All other problems (NUL bytes,
+/// lone carriage returns, very long lines, failing seeks) are warnings on the default reporter and reading
+/// goes on. Thread safety: a reader belongs to one thread. To read one file in parallel, each thread opens a
+/// reader of its own and calls `partition`. Cost: one vectorised pass over the bytes; see
+/// bench/ace/ace_input_bench.cpp.
 #pragma once
 
 #include <cstdio>
@@ -37,7 +38,7 @@ class SORV_API AceInput : public AceReader, public AceAttach {
   /// with the reader, and also when the constructor throws. `name` is then only for messages and may be null.
   /// `bufSize` is the first size of the buffer; below 2 it becomes 4096. With `skipEmptyLines` a run of line
   /// ends counts as one, so that the only empty line can be the first one of a file that starts with a line
-  /// end. Throws `AceException` "File not found".
+  /// end. Throws `AceException` "File not found" or "Cannot read a folder".
   AceInput(const char* name, int bufSize, bool skipEmptyLines, std::FILE* stream = nullptr);
   /// Reads the caller's terminated text, which is cut in place and must stay; null reads as empty.
   AceInput(char* text, bool skipEmptyLines);
@@ -61,6 +62,7 @@ class SORV_API AceInput : public AceReader, public AceAttach {
   /// that a former CR LF reads as a line end and an empty line. -1 (with a warning, and nothing changed) for
   /// a stream that cannot seek.
   int rewind() override;
+  int read_error() const override { return readError; }
   /// Skips blanks, tabs, NUL bytes, line ends and whole comment lines that start with "#". The byte that ends
   /// the skip is consumed: the next line read starts behind it. Returns 0.
   int skip();
@@ -97,7 +99,8 @@ class SORV_API AceInput : public AceReader, public AceAttach {
   /// returns the offset of its end: the caller reads lines while get_pos() is below it. All parts together
   /// give each line once, in order. Where there are fewer bytes than parts, the last part has them all (and
   /// line numbers go on). A text in memory has size 0 here, and nothing to share out. Returns -1, with a
-  /// warning, for a part that does not exist or a stream that cannot seek.
+  /// warning, for a part that does not exist, a stream that cannot seek, or when the borders cannot be read
+  /// (then `read_error` tells).
   Huge partition(int part, int numParts);
 
   /// Prints the position, "<file>:<line>:<column>:" and the text there, to standard output. Returns 0.
@@ -125,6 +128,7 @@ class SORV_API AceInput : public AceReader, public AceAttach {
   void close_stream();
   void grow();
   bool more();
+  void fail_reading(Huge pos);
   char* data_end() const { return bufEnd != nullptr ? bufEnd : textEnd; }
   void note_null();
   void undo_cuts(char* from);
@@ -135,5 +139,5 @@ class SORV_API AceInput : public AceReader, public AceAttach {
   const char* display_name() const;
 
   char* textEnd = nullptr;  // terminator of a text in memory
-  bool readFailed = false;  // a read error was warned about
+  int readError = 0;        // nothing is read any more
 };

@@ -9,11 +9,15 @@
 class SORV_API AceReader {
  public:
   /// The next line, terminated, without its line end; valid until the next call. `*lineNo` (if given)
-  /// receives its number, from 0. Returns its length in bytes, or -1 at the end.
+  /// receives its number, from 0. Returns its length in bytes, or -1 at the end, which a source that cannot
+  /// be read any further looks like: whoever needs all lines asks `read_error` then.
   virtual int read_line(const char** line, VInt* lineNo) = 0;
   /// Back to the start. Returns 0, or -1 where that is impossible.
   virtual int rewind() = 0;
   virtual ~AceReader() = default;
+  /// 0 while all that was asked for could be read, else the `errno` of what failed (which was reported, with
+  /// source and offset). It stays until the reader is moved.
+  virtual int read_error() const { return 0; }
 
  protected:
   AceReader() = default;

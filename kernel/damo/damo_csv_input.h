@@ -54,7 +54,7 @@ class SORV_API _DamoCsvInput : public DamoFileInput {
 
   int split(char* line, int length, int as_is) override;
   char* read_quoted(int field, char* start, Line* line, DamoByteScan* scan, bool as_is);
-  void read_on(int field, Line* line, VInt first_line);
+  bool read_on(int field, Line* line, VInt first_line);
   void keep(int field, char* start, char* end);
   void keep_before(int field);
   void append(int field, const char* text, VInt length);

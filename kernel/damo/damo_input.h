@@ -46,6 +46,7 @@ class SORV_API DamoInput : public AceCheckType<DamoInput> {
   /// Results of `read_line` and `put_line` that are not a number of bytes.
   static constexpr int AT_END = -1;
   static constexpr int REJECTED = -2;
+  static constexpr int UNREADABLE = -3;
 
   /// What becomes of bad records: a sum of these. `IGNORE_RECORD` goes before the others.
   enum ErrorCorrection {
@@ -67,8 +68,9 @@ class SORV_API DamoInput : public AceCheckType<DamoInput> {
   /// Reads the next record and stores its number, from 1, in `*line_num` (if given; untouched at the end).
   /// Records are numbered by the line they end with, from the start of the source, or of the part. With
   /// `as_is` not 0, quote and escape characters stay in the fields.
-  /// Returns the bytes consumed, line ends and skipped records included (at most INT_MAX); `AT_END`; or
-  /// `REJECTED` for a bad record, of which `get_error_num_fields` tells the field count.
+  /// Returns the bytes consumed, line ends and skipped records included (at most INT_MAX); `AT_END`;
+  /// `REJECTED` for a bad record, of which `get_error_num_fields` tells the field count; or `UNREADABLE`
+  /// (reported, and so from now on) where the source cannot be read.
   virtual int read_line(VInt* line_num, int as_is) = 0;
   /// Restricts an input that has not been read beyond its header to part `part` (from 0) of `num_parts`. All
   /// parts together give each record once, in order. A field count that is not yet known is fixed by the
@@ -176,7 +178,7 @@ class SORV_API DamoFileInput : public DamoInput {
   explicit DamoFileInput(AceReporter* rep, int max_fields = MAX_FIELDS);
 
   /// Cuts a line into the record's strings, in place where it can. Returns their number; those that
-  /// `field_room()` has no place for are counted only.
+  /// `field_room()` has no place for are counted only. -1 when the source cannot be read to the record's end.
   virtual int split(char* line, int length, int as_is) = 0;
   /// Reads and counts the next line, whatever the part's end. Returns its length, or -1 at the end of the
   /// file.
@@ -189,5 +191,6 @@ class SORV_API DamoFileInput : public DamoInput {
 
  private:
   void skip_byte_order_mark();
+  int report_unreadable();
   bool is_at_end() const;
 };

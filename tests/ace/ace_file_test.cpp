@@ -20,6 +20,7 @@
 #include "ace/ace_mem_point.h"
 #include "ace/ace_tracer.h"
 #include "support/damage.h"
+#include "support/failing_io.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
 
@@ -200,6 +201,37 @@ void in_all_read_modes(const std::string& name, const std::string& bytes,
 }
 
 }  // namespace
+
+TEST(AceFile, a_stream_that_cannot_be_read_throws_and_an_interrupted_one_goes_on) {
+  const TempFolder folder;
+  const std::string name = folder.file("f");
+  support::write_file(name, "line\n12345678rest");
+  const auto read = [&] {
+    AceFile file;
+    AceAttach at;
+    char* line = nullptr;
+    char bytes[4];
+    EXPECT_EQ(file.prep(name.c_str(), nullptr), 0);
+    EXPECT_EQ(file.get_line(&line, &at), 4);
+    file.get_huge();  // at offset 8
+    EXPECT_EQ(file.copy(1, bytes, 1), 1);
+    EXPECT_EQ(file.copy(1, bytes, 1), -1);
+  };
+  for (long offset = 0; offset < 17; ++offset) {
+    const support::FailingReads fault(offset, EIO);
+    try {
+      read();
+      ADD_FAILURE() << offset;
+    } catch (const AceException& failure) {
+      EXPECT_EQ(failure.get_info(),
+                "'" + name + "' at offset " + std::to_string(offset) + ": Input/output error");
+    }
+  }
+  for (long offset = 0; offset < 17; ++offset) {
+    const support::FailingReads interrupts(offset, EINTR, 3);
+    read();
+  }
+}
 
 TEST(AceFile, every_mode_writes_the_same_layout_and_reads_it_back) {
   const TempFolder folder;

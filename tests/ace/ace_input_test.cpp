@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <optional>
 #include <random>
 
 #include "ace/ace_exception.h"
 #include "oracle/lines.h"
+#include "support/failing_io.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
 
@@ -237,7 +240,37 @@ TEST(AceInput, a_pipe_is_read_but_refuses_to_be_positioned) {
   EXPECT_EQ(read_all(&input), (Lines{"a", "b"}));
 }
 
-TEST(AceInput, what_cannot_be_opened_throws_and_what_cannot_be_read_warns) {
+TEST(AceInput, what_cannot_be_read_is_no_end_of_the_file) {
+  const support::TempFolder folder;
+  const std::string name = folder.file("f");
+  const std::string data = "one\ntwo\nthree";
+  support::write_file(name, data);
+  for (int bufSize = 2; bufSize < 20; bufSize += 3)
+    for (size_t offset = 0; offset < data.size(); ++offset) {
+      SCOPED_TRACE("byte " + std::to_string(offset));
+      Warnings warnings;
+      std::optional<support::FailingReads> fault(std::in_place, static_cast<long>(offset), EIO);
+      AceInput input(name.c_str(), bufSize, false);
+      const Lines before = oracle::lines_of(data.substr(0, data.substr(0, offset).rfind('\n') + 1), false);
+      EXPECT_EQ(read_all(&input), before);
+      EXPECT_EQ(read_all(&input), Lines{});
+      EXPECT_EQ(input.read_error(), EIO);
+      EXPECT_EQ(warnings.events, Lines{"wSORV_0000 Reading file '" + name + "' failed at byte " +
+                                       std::to_string(offset) + ": Input/output error"});
+      EXPECT_EQ(input.rewind(), 0);
+      if (offset > 4 && offset < 8) EXPECT_EQ(input.partition(1, 2), -1);
+      fault.reset();
+      EXPECT_EQ(input.rewind(), 0);
+      EXPECT_EQ(input.read_error(), 0);
+      EXPECT_EQ(read_all(&input), (Lines{"one", "two", "three"}));
+
+      const support::FailingReads interrupts(static_cast<long>(offset), EINTR, 3);
+      AceInput interrupted(name.c_str(), bufSize, false);
+      EXPECT_EQ(read_all(&interrupted), (Lines{"one", "two", "three"}));
+    }
+}
+
+TEST(AceInput, what_cannot_be_opened_throws) {
   Warnings warnings;
   const support::TempFolder folder;
   const std::string name = folder.file("absent");
@@ -249,9 +282,7 @@ TEST(AceInput, what_cannot_be_opened_throws_and_what_cannot_be_read_warns) {
     EXPECT_EQ(failure.get_info(), name);
   }
   EXPECT_THROW(AceInput(nullptr, 100, false), AceException);
-  AceInput input(folder.file(".").c_str(), 100, false);
-  EXPECT_EQ(read_all(&input), Lines{});
-  EXPECT_EQ(warnings.events.size(), 1u);
+  EXPECT_THROW(AceInput(folder.file(".").c_str(), 100, false), AceException);
 }
 
 TEST(AceInput, changes_to_another_source) {

@@ -3,16 +3,20 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <functional>
 #include <memory>
 #include <random>
 
 #include "ace/ace_exception.h"
 #include "ace/ace_reporter.h"
+#include "damo/damo_csv_input.h"
 #include "damo/damo_fixed_input.h"
 #include "damo/damo_line_input.h"
 #include "damo/damo_standard_input.h"
 #include "damo/damo_statistic.h"
 #include "oracle/lines.h"
+#include "support/failing_io.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
 
@@ -117,6 +121,50 @@ TEST(DamoInput, corrects_bad_records_as_told_and_reports_the_first_ten) {
   EXPECT_EQ(rep.messages[0], "Error correction: Ignoring record 2\n");
   EXPECT_EQ(rep.messages[9], "Error correction: Ignoring record 11\n");
   EXPECT_EQ(rep.messages[10], "Error correction: More errors found.");
+}
+
+TEST(DamoInput, a_source_that_cannot_be_read_is_no_shorter_one) {
+  const support::TempFolder folder;
+  const std::string file = folder.file("f");
+  const std::string text = "a,b\n\"c\nd\",e\nf,g\n";
+  support::write_file(file, text);
+  int stops[] = {1, 2, 3};
+  const std::function<DamoInput*(AceReporter*)> kinds[] = {
+      [&](AceReporter* rep) { return DamoStandardInput(file.c_str(), ',', rep, 0); },
+      [&](AceReporter* rep) { return DamoCsvInput(file.c_str(), ',', '"', '\0', rep); },
+      [&](AceReporter* rep) { return DamoFixedInput(file.c_str(), 3, stops, rep); }};
+  for (const auto& make : kinds) {
+    const Records all = read_all(Input(make(AceReporter::null())).get());
+    for (size_t offset = 0; offset < text.size(); ++offset) {
+      SCOPED_TRACE("byte " + std::to_string(offset));
+      const support::FailingReads fault(static_cast<long>(offset), EIO);
+      support::RecordingReporter rep;
+      const Input input(make(&rep));
+      Records some;
+      int rc = 0;
+      while ((rc = input->read_line(nullptr, 0)) != DamoInput::AT_END && rc != DamoInput::UNREADABLE)
+        some.push_back(rc < 0 ? std::to_string(rc) : joined(*input));
+      EXPECT_EQ(rc, DamoInput::UNREADABLE);
+      EXPECT_EQ(input->read_line(nullptr, 0), DamoInput::UNREADABLE);
+      EXPECT_FALSE(input->eof());
+      EXPECT_LT(some.size(), all.size());
+      EXPECT_TRUE(std::equal(some.begin(), some.end(), all.begin()));
+      EXPECT_NE(rep.all().find("'" + file + "' cannot be read beyond record"), std::string::npos);
+      EXPECT_NE(rep.all().find(", byte " + std::to_string(offset) + ": "), std::string::npos);
+    }
+    for (size_t offset = 0; offset < text.size(); ++offset) {
+      Records parts;
+      for (int part = 0; part < 3; ++part) {
+        const Input input(make(AceReporter::null()));
+        input->set_num_fields(3 - (&make - kinds) % 2 - (&make == kinds ? 1 : 0));
+        const support::FailingReads interrupts(static_cast<long>(offset), EINTR, 4);
+        EXPECT_EQ(input->partition(part, 3), 0);
+        for (const auto& record : read_all(input.get())) parts.push_back(record);
+      }
+      EXPECT_EQ(parts, all);
+    }
+  }
+  EXPECT_EQ(DamoStandardInput(folder.file(".").c_str(), ',', AceReporter::null(), 0), nullptr);
 }
 
 TEST(DamoInput, a_rejected_record_shows_what_it_has_and_a_value_set_lasts_as_long_as_the_record) {

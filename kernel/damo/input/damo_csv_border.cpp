@@ -1,9 +1,12 @@
+#include "damo/input/damo_csv_border_internal.h"
+
 #include <algorithm>
 #include <cstring>
 #include <span>
 #include <vector>
 
-#include "damo/input/damo_csv_border_internal.h"
+#include "ace/ace_file.h"
+
 #include "damo/input/damo_scan_internal.h"
 
 namespace {
@@ -70,7 +73,7 @@ class BlockReader {
   /// At most BLOCK_SIZE + 2 bytes; empty on read errors.
   std::span<const char> read(Huge begin, Huge end) {
     const auto size = static_cast<std::size_t>(end - begin);
-    if (fseeko64(stream, begin, SEEK_SET) != 0 || std::fread(buffer.data(), 1, size, stream) != size)
+    if (fseeko64(stream, begin, SEEK_SET) != 0 || AceFile::read_from(stream, buffer.data(), size) != size)
       return {};
     return {buffer.data(), size};
   }
@@ -127,12 +130,12 @@ Huge damo_csv_record_start(std::FILE* file, const DamoCsvSyntax& syntax, Huge fr
   if (!scan.is_quoted()) return pos;
 
   if (fseeko64(file, pos, SEEK_SET) != 0) return -1;
-  for (int c = getc_unlocked(file); c != EOF; c = getc_unlocked(file)) {
+  for (int c = AceFile::get_byte(file); c != EOF; c = AceFile::get_byte(file)) {
     const char byte = static_cast<char>(c);
     scan.run(&byte, &byte + 1);
     ++pos;
     if (scan.is_quoted() || !is_line_end(byte)) continue;
-    return byte == '\r' && getc_unlocked(file) == '\n' ? pos + 1 : pos;
+    return byte == '\r' && AceFile::get_byte(file) == '\n' ? pos + 1 : pos;
   }
-  return pos;
+  return std::ferror(file) == 0 ? pos : -1;
 }

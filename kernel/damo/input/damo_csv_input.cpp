@@ -1,11 +1,13 @@
 #include "damo/damo_csv_input.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
 #include <utility>
 
+#include "ace/ace_error.h"
 #include "ace/ace_exception.h"
 #include "ace/ace_file.h"
 #include "ace/ace_input.h"
@@ -61,6 +63,7 @@ int _DamoCsvInput::split(char* line, int length, int as_is) {
     char* stop = nullptr;
     if (start != rest.end && *start == textQuote && textQuote != '\0') {
       stop = read_quoted(count, start, &rest, &scan, as_is != 0);
+      if (stop == nullptr) return -1;
     } else {
       stop = scan.next(start);
       keep(count, start, stop);
@@ -78,7 +81,8 @@ int _DamoCsvInput::split(char* line, int length, int as_is) {
 }
 
 /// Reads the quoted field that starts at `start`, in further lines where it goes on there. `line` and `scan`
-/// then are those of the last line. Returns the separator or line end behind the field.
+/// then are those of the last line. Returns the separator or line end behind the field; null when the source
+/// cannot be read so far.
 ///
 ///     start     to               from
 ///     |         |                |
@@ -95,7 +99,7 @@ char* _DamoCsvInput::read_quoted(int field, char* start, Line* line, DamoByteSca
     if (from == line->end) {
       if (lineIdx == firstLine) keep_before(field);
       append(field, start, to - start);
-      read_on(field, line, firstLine);
+      if (!read_on(field, line, firstLine)) return nullptr;
       *scan = DamoByteScan(fieldSep, line->start, line->end);
       start = to = from = line->start;
     } else if (from + 1 != line->end &&
@@ -118,15 +122,17 @@ char* _DamoCsvInput::read_quoted(int field, char* start, Line* line, DamoByteSca
   return stop;
 }
 
-/// Goes on to the next line within a quoted field.
-void _DamoCsvInput::read_on(int field, Line* line, VInt first_line) {
+/// Goes on to the next line within a quoted field. False when the source cannot be read.
+bool _DamoCsvInput::read_on(int field, Line* line, VInt first_line) {
   const int length = next_line(&line->start);
+  if (length < 0 && srcFile->read_error() != 0) return false;
   if (length < 0)
     throw AceException("Unterminated string found (delimiter missing) when processing line in extraction",
                        "'%s': field %d, opened in line %ld, is not closed at the end of the file",
                        get_source_name(), field, first_line);
   line->end = line->start + length;
   append(field, "\n", 1);
+  return true;
 }
 
 /// Ends a field in place, or copies it when it is as long as its buffer.
@@ -230,10 +236,16 @@ Huge _DamoCsvInput::record_start(Huge from, Huge pos) {
   struct Close {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
+  errno = 0;
   const std::unique_ptr<std::FILE, Close> file(AceFile::open(srcFile->get_filename(), "rb"));
   const DamoCsvSyntax syntax{fieldSep, textQuote, escape()};
   const Huge start = file != nullptr ? damo_csv_record_start(file.get(), syntax, from, pos) : -1;
-  if (start < 0) reporter->printf("Cannot read source file '%s' again to divide it\n", get_source_name());
+  if (start < 0) {
+    char reason[128];
+    const char* text = ace_strerror(errno, reason, sizeof reason);
+    reporter->printf("Cannot read source file '%s' again to divide it at byte %ld: %s\n", get_source_name(),
+                     pos, text);
+  }
   return start;
 }
 

@@ -7,6 +7,7 @@
 #include <numeric>
 #include <string_view>
 
+#include "ace/ace_error.h"
 #include "ace/ace_exception.h"
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
@@ -169,6 +170,13 @@ void DamoFileInput::skip_byte_order_mark() {
   }
 }
 
+int DamoFileInput::report_unreadable() {
+  char reason[128];
+  reporter->printf("Source file '%s' cannot be read beyond record %ld, byte %ld: %s\n", get_source_name(),
+                   lineIdx, srcFile->get_pos(), ace_strerror(srcFile->read_error(), reason, sizeof reason));
+  return UNREADABLE;
+}
+
 bool DamoFileInput::is_at_end() const {
   return srcFile == nullptr || numFields < 0 || (partEnd >= 0 && srcFile->get_pos() >= partEnd);
 }
@@ -186,12 +194,15 @@ int DamoFileInput::read_line(VInt* line_num, int as_is) {
     begin_record();
     char* line = nullptr;
     const int length = is_at_end() ? -1 : next_line(&line);
+    const int pieces = length >= 0 ? split(line, length, as_is) : 0;
+    if (pieces < 0 || (length < 0 && srcFile != nullptr && srcFile->read_error() != 0))
+      return report_unreadable();
     if (length < 0) {
       isEof = true;
       if (numFields == 0) numFields = -1;
       return AT_END;
     }
-    outcome = finish_record(split(line, length, as_is));
+    outcome = finish_record(pieces);
   }
   if (line_num != nullptr) *line_num = lineIdx;
   return outcome == ACCEPT ? static_cast<int>(std::min<Huge>(srcFile->get_pos() - start, INT_MAX)) : REJECTED;
@@ -199,6 +210,7 @@ int DamoFileInput::read_line(VInt* line_num, int as_is) {
 
 int DamoFileInput::partition(int part, int num_parts) {
   const Huge end = srcFile != nullptr ? srcFile->partition(part, num_parts) : -1;
+  if (srcFile != nullptr && srcFile->read_error() != 0) return report_unreadable();
   if (end < 0) {
     reporter->printf("Source file '%s' has no part %d of %d\n", get_source_name(), part, num_parts);
     return -1;
