@@ -18,6 +18,7 @@
 #include "ace/ace_file_swap.h"
 #include "ace/ace_mem_point.h"
 #include "ace/ace_reporter.h"
+#include "ace/ace_thread.h"
 
 namespace {
 
@@ -90,7 +91,7 @@ std::FILE* AceFile::open(const char* name, const char* mode) {
     errno = EINVAL;
     return nullptr;
   }
-  return std::fopen(name, (std::string(mode) + "e").c_str());
+  return std::fopen(name, (std::string(mode) + "ce").c_str());
 }
 
 bool AceFile::is_folder(std::FILE* stream) {
@@ -99,6 +100,7 @@ bool AceFile::is_folder(std::FILE* stream) {
 }
 
 std::size_t AceFile::read_from(std::FILE* stream, void* to, std::size_t size) {
+  const AceUncancellable uncancellable;
   std::size_t done = 0;
   for (;;) {
     done += std::fread(static_cast<char*>(to) + done, 1, size - done, stream);
@@ -171,6 +173,7 @@ int AceFile::fail_map(const char* name, AceReporter* rep) {
 
 int AceFile::map(const char* name, void* hint, const char* /*unused*/, int mode, Large* checksum,
                  AceReporter* rep) {
+  const AceUncancellable uncancellable;
   close();
   const int file = open_for_mapping(name);
   if (file < 0) {
@@ -232,6 +235,7 @@ int AceFile::scan(const char* title) {
 }
 
 void AceFile::close() {
+  const AceUncancellable uncancellable;
   int error = 0;
   if (fileSwap != nullptr)
     error = fileSwap->commit() != 0 ? errno : 0;

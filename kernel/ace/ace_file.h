@@ -87,7 +87,8 @@ class SORV_API AceFile {
   int init_read(const char* buffer, VInt size);
   /// Measuring; with a title (copied), a breakdown is collected as well.
   int scan(const char* title);
-  /// `fopen`, closed on exec. Null with `errno` on failure, also for a null name or mode.
+  /// `fopen`, closed on exec and no cancellation point, nor is what is read and written. Null with `errno` on
+  /// failure, also for a null name or mode.
   static std::FILE* open(const char* name, const char* mode);
   /// True for a stream that `open` made of a folder, from which nothing can be read.
   static bool is_folder(std::FILE* stream);

@@ -9,12 +9,13 @@
 #include <filesystem>
 #include <system_error>
 
+#include "ace/ace_thread.h"
+
 namespace {
 
 namespace fs = std::filesystem;
 
 constexpr int MAX_LINKS = 40;  // as the kernel's own limit
-constexpr mode_t NEW_FILE_MODE = 0666;
 constexpr mode_t PERMISSIONS = 0777;
 
 bool same_file(const struct stat& a, const struct stat& b) {
@@ -44,16 +45,25 @@ std::string folder_of(const std::string& path) {
   return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
 }
 
-/// Creates a file that no other process and no other thread is writing. The name is short and does not
-/// contain the target's, which may have the greatest length that the file system allows.
-int create_beside(const std::string& target, std::string& name) {
+/// Creates a file that no other process and no other thread is writing; no write to it is a cancellation
+/// point. The name is short and does not contain the target's, which may have the greatest length that the
+/// file system allows.
+std::FILE* create_beside(const std::string& target, std::string& name) {
   static std::atomic<unsigned> counter{0};
   for (;;) {
     name = folder_of(target) + ".sorvanta-" + std::to_string(getpid()) + "-" +
            std::to_string(counter.fetch_add(1)) + ".tmp";
-    const int file = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, NEW_FILE_MODE);
-    if (file >= 0 || errno != EEXIST) return file;
+    std::FILE* file = std::fopen(name.c_str(), "wbxce");
+    if (file != nullptr || errno != EEXIST) return file;
   }
+}
+
+/// Gives the new file the owner and the permissions of the old one.
+int keep_attributes(std::FILE* file, const struct stat& old) {
+  // Only a privileged process may give a file away.
+  const int ignored = fchown(fileno(file), old.st_uid, old.st_gid);
+  static_cast<void>(ignored);
+  return fchmod(fileno(file), old.st_mode & PERMISSIONS);
 }
 
 /// The rename is only safe against a power cut once the folder is on disk. A folder that cannot be opened for
@@ -72,6 +82,7 @@ int sync_folder(const std::string& path) {
 }  // namespace
 
 std::FILE* AceFileSwap::open(const char* name) {
+  const AceUncancellable uncancellable;
   discard();
   struct stat old {};
   const bool exists = stat(name, &old) == 0;
@@ -83,22 +94,16 @@ std::FILE* AceFileSwap::open(const char* name) {
   // A link of the kernel's own, as in /proc, need not lead where its text says.
   const bool replaceable =
       !exists || (S_ISREG(old.st_mode) && lstat(target.c_str(), &resolved) == 0 && same_file(old, resolved));
-  if (!replaceable) return stream = std::fopen(name, "wbe");
+  if (!replaceable) return stream = std::fopen(name, "wbce");
   if (exists && faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return nullptr;
 
-  const int file = create_beside(target, temp);
-  if (file < 0) {
+  stream = create_beside(target, temp);
+  if (stream == nullptr) {
     temp.clear();
     return nullptr;
   }
-  if (exists) {
-    // Only a privileged process may give a file away.
-    const int ignored = fchown(file, old.st_uid, old.st_gid);
-    static_cast<void>(ignored);
-  }
-  if ((exists && fchmod(file, old.st_mode & PERMISSIONS) != 0) || (stream = fdopen(file, "wb")) == nullptr) {
+  if (exists && keep_attributes(stream, old) != 0) {
     const int error = errno;
-    ::close(file);
     discard();
     errno = error;
     return nullptr;
@@ -118,6 +123,7 @@ int AceFileSwap::sync_and_close() {
 }
 
 int AceFileSwap::commit() {
+  const AceUncancellable uncancellable;
   if (stream == nullptr) return 0;
   if (sync_and_close() != 0 || (!temp.empty() && std::rename(temp.c_str(), target.c_str()) != 0)) {
     const int error = errno;
@@ -131,6 +137,7 @@ int AceFileSwap::commit() {
 }
 
 void AceFileSwap::discard() {
+  const AceUncancellable uncancellable;
   if (stream != nullptr) std::fclose(stream);
   stream = nullptr;
   if (!temp.empty()) unlink(temp.c_str());

@@ -14,6 +14,7 @@
 #include "ace/ace_file.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_string.h"
+#include "ace/ace_thread.h"
 
 namespace {
 
@@ -75,6 +76,7 @@ AceInput::~AceInput() {
 }
 
 void AceInput::close_stream() {
+  const AceUncancellable uncancellable;  // the stream may be the caller's
   if (inputStream != nullptr) std::fclose(inputStream);
   inputStream = nullptr;
 }

@@ -17,10 +17,11 @@ class AceReporter;
 /// `In` and `Out` are the types of the input and output arrays (whatever the work function understands by
 /// them), `Worker` the default-constructible state that each thread has for itself.
 ///
-/// When `map` returns, all chunks are finished. Each chunk, worker state and output element is touched by one
-/// thread only. An exception in an init, work or clean function ends its chunk; the others finish, every
-/// worker state is cleaned, and the first exception is thrown to the caller of `map`. Where the system
-/// refuses a thread, the calling thread does that chunk itself.
+/// When `map` returns, all chunks are finished, or were given up before their next index because the calling
+/// thread was asked to end (`ace_stop_requested`): then `map` throws "Stopped on request". Each chunk, worker
+/// state and output element is touched by one thread only. An exception in an init, work or clean function
+/// ends its chunk; the others finish, every worker state is cleaned, and the first exception is thrown to the
+/// caller of `map`. Where the system refuses a thread, the calling thread does that chunk itself.
 template <class In, class Out, class Worker>
 class AceParallel {
  public:
@@ -37,9 +38,13 @@ class AceParallel {
   /// by at most one. `threads` is at least 1.
   static VInt* compute_chunk_limits(VInt n, int threads, AceAttach* at);
 
-  /// `work` for each index from `first` up to but excluding `last`, in ascending order.
+  /// `work` for each index from `first` up to but excluding `last`, in ascending order. Throws where the
+  /// thread is asked to end.
   static void map_worker(VInt first, VInt last, MapWorkFunc* work, In* in, Out* out, Worker* worker) {
-    for (VInt index = first; index < last; ++index) work(in, out, worker, index);
+    for (VInt index = first; index < last; ++index) {
+      ace_check_stop();
+      work(in, out, worker, index);
+    }
   }
 
  private:
@@ -107,6 +112,7 @@ void AceParallel<In, Out, Worker>::run_chunks(const VInt* limits, int threads, M
 template <class In, class Out, class Worker>
 void AceParallel<In, Out, Worker>::map(In* in, Out* out, VInt n, InitFunc* init, CleanFunc* clean,
                                        MapWorkFunc* work, int num_threads, AceReporter*) {
+  const AceUncancellable uncancellable;
   const AceTimeSection whole("PARALLEL_MAP");
   if (n < 1) return;
   const int threads = static_cast<int>(std::min<VInt>(ace_get_trace_num_threads(num_threads), n));

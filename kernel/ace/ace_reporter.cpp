@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "ace/ace_file.h"
+#include "ace/ace_thread.h"
 #include "ace/ace_time_analysis.h"
 #include "ace/ace_timer.h"
 #include "ace/ace_tracer.h"
@@ -93,6 +94,7 @@ bool is_progress_due() {
 // ---------------------------------------------------------------- delivery
 
 int AceReporter::report_func(const char* text) {
+  const AceUncancellable uncancellable;
   const int rc = std::printf("%s", text);
   std::fflush(stdout);
   return rc;
@@ -188,6 +190,7 @@ int AceReporter::print_conf_opt(const char* format, ...) {
 }
 
 int AceReporter::print_static(const char* text) {
+  const AceUncancellable uncancellable;
   const int rc = std::printf("%s", text);
   std::fflush(stdout);
   return rc;

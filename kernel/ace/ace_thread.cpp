@@ -11,12 +11,14 @@
 #include "ace/ace_alloc.h"
 #include "ace/ace_atomic.h"
 #include "ace/ace_attach.h"
+#include "ace/ace_exception.h"
 #include "ace/ace_time_analysis.h"
 
 namespace {
 
 constinit AceCount ace_thread_counter;
 constinit int default_num_threads = 1;
+constinit thread_local const std::atomic<bool>* stop_flag = nullptr;
 const pthread_t main_thread_id = pthread_self();
 
 /// What a new thread runs, and the allocator instance that it runs with: made beforehand, so that a thread
@@ -25,11 +27,14 @@ const pthread_t main_thread_id = pthread_self();
 struct InitThreadArg {
   std::function<void()> threadFunc;
   AceAdmin* threadAdmin;
+  const std::atomic<bool>* stopFlag;
 };
 
 /// The function is destroyed while the thread is registered, for what it owns may be kernel memory.
 void* run_thread(void* arg) {
+  const AceUncancellable uncancellable;
   auto* init = static_cast<InitThreadArg*>(arg);
+  ace_watch_stop(init->stopFlag);
   ace_alloc_adopt(init->threadAdmin);
   {
     const AceThreadSafe registered;
@@ -42,6 +47,18 @@ void* run_thread(void* arg) {
 }
 
 }  // namespace
+
+const std::atomic<bool>* ace_watch_stop(const std::atomic<bool>* flag) {
+  return std::exchange(stop_flag, flag);
+}
+
+bool ace_stop_requested() {
+  return stop_flag != nullptr && stop_flag->load(std::memory_order_relaxed);
+}
+
+void ace_check_stop() {
+  if (ace_stop_requested()) throw AceException("Stopped on request");
+}
 
 int AceThreadSafe::make_thread_safe() {
   ace_thread_counter.modify(1);
@@ -58,7 +75,7 @@ int AceThreadSafe::terminate_thread() {
 
 int ace_create_thread(pthread_t* thread, std::function<void()> func, int stack_size, AceAttach* at) {
   std::unique_ptr<AceAdmin, void (*)(AceAdmin*)> admin(ace_take_admin(), ace_park_admin);
-  auto* arg = new (at) InitThreadArg{std::move(func), admin.get()};
+  auto* arg = new (at) InitThreadArg{std::move(func), admin.get(), stop_flag};
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   if (stack_size > 0) {
@@ -76,6 +93,7 @@ int ace_create_thread(pthread_t* thread, std::function<void()> func, int stack_s
 }
 
 void ace_join_threads(int count, pthread_t* threads) {
+  const AceUncancellable uncancellable;
   for (int i = 0; i < count; ++i) pthread_join(threads[i], nullptr);
 }
 

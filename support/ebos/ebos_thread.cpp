@@ -2,8 +2,11 @@
 
 #include <cxxabi.h>
 #include <signal.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <cstdint>
@@ -15,21 +18,26 @@
 #include "ace/ace_alloc.h"
 #include "ace/ace_exception.h"
 #include "ace/ace_thread.h"
+#include "ace/ace_timer.h"
 #include "ebos/ebos_log.h"
 #include "ebos/ebos_thread_internal.h"
 
 namespace {
 
 constexpr int NO_RESULT = -1;
+constexpr double POLL_INTERVAL = 0.01;  // seconds
+constexpr int CLOCK_KIND_BITS = 3;
+constexpr std::size_t DESCRIPTOR_SIZE = 1024;            // so much of it is looked at
 constexpr std::size_t MIN_STACK = std::size_t{1} << 16;  // messages are formatted on the stack
 
 /// A thread from before its start until its very end.
 struct LiveThread {
-  int (*func)(void*);
-  void* arg;
-  AceAdmin* admin;  // taken beforehand, so that a thread that has started cannot fail to register
+  int (*func)(void*) = nullptr;
+  void* arg = nullptr;
+  AceAdmin* admin = nullptr;  // taken beforehand, so that a thread that has started cannot fail to register
   HANDLE handle = 0;
   VUint serial = 0;
+  std::atomic<bool> isStopped = false;
   std::list<LiveThread>::iterator self = {};
 };
 
@@ -64,19 +72,26 @@ class LiveThreads {
     threadEnded.notify_all();
   }
 
-  void wait_for(HANDLE handle) {
+  /// False at once for a thread that is not, or no more, among them.
+  bool wait_for(HANDLE handle) {
+    const auto isThere = [&] {
+      return std::any_of(threads.begin(), threads.end(),
+                         [&](const LiveThread& live) { return pthread_equal(live.handle, handle) != 0; });
+    };
     std::unique_lock lock(listLock);
-    threadEnded.wait(lock, [&] {
-      return std::none_of(threads.begin(), threads.end(),
-                          [&](const LiveThread& live) { return pthread_equal(live.handle, handle) != 0; });
-    });
+    if (!isThere()) return false;
+    threadEnded.wait(lock, [&] { return !isThere(); });
+    return true;
   }
 
-  bool cancel(VUint serial) {
+  /// False when the thread is gone.
+  bool ask_to_end(VUint serial, bool cancel) {
     const std::scoped_lock lock(listLock);
     const auto live = std::find_if(threads.begin(), threads.end(),
                                    [=](const LiveThread& thread) { return thread.serial == serial; });
-    return live != threads.end() && pthread_cancel(live->handle) == 0;
+    if (live == threads.end()) return false;
+    live->isStopped = true;
+    return !cancel || pthread_cancel(live->handle) == 0;
   }
 
  private:
@@ -89,13 +104,15 @@ class LiveThreads {
 /// The calling thread's time as one that does kernel work.
 class KernelWork {
  public:
-  explicit KernelWork(AceAdmin* admin) {
-    ace_alloc_adopt(admin);
+  explicit KernelWork(const LiveThread* live) {
+    ace_alloc_adopt(live->admin);
     AceThreadSafe::make_thread_safe();
+    ace_watch_stop(&live->isStopped);
   }
   KernelWork(const KernelWork&) = delete;
   KernelWork& operator=(const KernelWork&) = delete;
   ~KernelWork() {
+    ace_watch_stop(nullptr);
     AceThreadSafe::terminate_thread();
     ace_alloc_terminate_thread();
   }
@@ -121,7 +138,7 @@ void* run_thread(void* arg) {
   const EbosCancelState uncancellable(PTHREAD_CANCEL_DISABLE);
   const auto* live = static_cast<const LiveThread*>(arg);
   const ListedThread listed(live);
-  const KernelWork kernelWork(live->admin);
+  const KernelWork kernelWork(live);
   int result = NO_RESULT;
   return as_pointer(ebos_run(live->func, live->arg, &result) ? result : NO_RESULT);
 }
@@ -148,6 +165,17 @@ class Attributes {
  private:
   pthread_attr_t attributes;
 };
+
+/// The system's number of a thread; 0 when it has ended. The descriptor that a handle points to stays mapped,
+/// with the number gone, or is unmapped some time after the thread's end.
+pid_t system_id(HANDLE thread) {
+  const std::uintptr_t offset = thread % static_cast<std::uintptr_t>(getpagesize());
+  void* const page = reinterpret_cast<void*>(thread - offset);
+  clockid_t clock = 0;
+  if (thread == 0 || msync(page, offset + DESCRIPTOR_SIZE, MS_ASYNC) != 0) return 0;
+  if (pthread_getcpuclockid(thread, &clock) != 0) return 0;
+  return ~(clock >> CLOCK_KIND_BITS);  // what the clock of a thread is made of
+}
 
 unsigned long long printable(HANDLE handle) {
   return handle;
@@ -177,8 +205,16 @@ bool ebos_run(int (*func)(void*), void* arg, int* result) {
 EbosThread::EbosThread(int (*func)(void*), void* arg, int detached, int stackSize)
     : threadId(detached != 0 ? 0 : 1) {
   std::list<LiveThread> starting;
-  AceAdmin*& admin = starting.emplace_back(LiveThread{func, arg, nullptr}).admin;
-  admin = ace_take_admin();
+  AceAdmin* const admin = ace_take_admin();
+  try {
+    LiveThread& live = starting.emplace_back();
+    live.func = func;
+    live.arg = arg;
+    live.admin = admin;
+  } catch (...) {
+    ace_park_admin(admin);
+    throw;
+  }
   const Attributes attributes(detached != 0, stackSize);
   const int rc =
       LiveThreads::instance().start(&starting, attributes.get(), run_thread, &systemHandle, &serialNumber);
@@ -199,8 +235,12 @@ int EbosThread::join() {
 void EbosThread::kill() {
   EbosLog* log = EbosLog::instance();
   log->eprintf("Thread (%llu) is not responding, will be destroyed\n", printable(systemHandle));
-  if (!LiveThreads::instance().cancel(serialNumber))
+  if (!LiveThreads::instance().ask_to_end(serialNumber, true))
     log->eprintf("Thread (%llu) could not be destroyed!\n", printable(systemHandle));
+}
+
+void EbosThread::stop() {
+  LiveThreads::instance().ask_to_end(serialNumber, false);
 }
 
 void EbosThread::terminate(int code) {
@@ -208,6 +248,8 @@ void EbosThread::terminate(int code) {
 }
 
 int EbosThread::wait(HANDLE thread) {
-  LiveThreads::instance().wait_for(thread);
+  if (LiveThreads::instance().wait_for(thread)) return 0;
+  const pid_t id = system_id(thread);
+  while (id > 0 && tgkill(getpid(), id, 0) == 0) AceTimer::sleep(POLL_INTERVAL);
   return 0;
 }

@@ -26,12 +26,17 @@ class SORV_API EbosThread {
   /// Waits for a joinable thread and returns its result: that of its function or of `terminate`; -1 when it
   /// was killed, when there is nothing to join, or for the second call.
   int join();
-  /// The last resort: cancels the thread, which ends at its next cancellation point (such as a read or a
-  /// sleep) if it comes to one, releasing what lives on its stack. Logged, as is a failure.
+  /// The last resort: asks the thread to end (`stop`) and cancels it. It ends at its next cancellation point
+  /// (such as a read or a sleep) if it comes to one, releasing what lives on its stack; the library itself
+  /// has none but waits (see ace_thread.h). Logged, as is a failure.
   void kill();
-  /// Ends the calling thread, whose stack is unwound.
+  /// Asks the thread to end: `ace_stop_requested` is true in it from now on.
+  void stop();
+  /// Ends the calling thread, whose stack is unwound; not from within the work of `AceParallel`, which waits
+  /// for its other threads.
   [[noreturn]] static void terminate(int code);
-  /// Waits until the thread is gone; at once for one that no EbosThread started. Returns 0.
+  /// Waits until the thread is gone, whoever started it. Returns 0. The handle is that of a thread which
+  /// runs, or did until now: the system may have given one that ended long ago to another thread.
   static int wait(HANDLE thread);
 
   /// 1 for a joinable thread, 0 for a detached one.

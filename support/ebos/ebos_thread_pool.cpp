@@ -7,6 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "ace/ace_thread.h"
+
 #include "ebos/ebos_log.h"
 #include "ebos/ebos_signal.h"
 #include "ebos/ebos_stop_cond.h"
@@ -146,6 +148,7 @@ void EbosThreadControl::run_cleanup() {
     arg = cleanupArgs;
   }
   int result = 0;
+  ace_watch_stop(nullptr);  // it shall do all that it has to do
   if (func != nullptr) ebos_run(func, arg, &result);
 }
 
@@ -312,8 +315,10 @@ void EbosThreadPool::remove_free(const EbosThreadControl* worker) {
 void EbosThreadPool::stop_workers() {
   {
     const std::scoped_lock lock(poolLock());
-    for (EbosThreadControl* worker = allThreads; worker != nullptr; worker = worker->nextControl)
+    for (EbosThreadControl* worker = allThreads; worker != nullptr; worker = worker->nextControl) {
       worker->shutdown();
+      worker->basicThread->stop();
+    }
   }
   for (int round = 0; round < MAX_STOP_ROUNDS && num_workers() > 0; ++round) {
     clean(0.0);

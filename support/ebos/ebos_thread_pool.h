@@ -10,6 +10,9 @@
 ///        v                      v
 ///     cleanup, FINISHED      cleanup, FINISHED         clean() takes it away
 ///
+/// When the whole pool is stopped, all tasks are asked together to end early (`ace_stop_requested`); those
+/// that do not within 5 seconds are cancelled.
+///
 /// Lock order: the pool lock (one for the process), then a worker's state lock, then the log.
 #pragma once
 

@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "ace/ace_parallel.h"
+#include "ace/ace_timer.h"
 #include "ebos/ebos_semaphore.h"
 #include "gtest/gtest.h"
 #include "support/recording_reporter.h"
@@ -132,6 +134,31 @@ TEST(EbosThreadPool, waits_for_the_end_stops_workers_by_force_and_lets_the_hooks
   EXPECT_NE(log.find("] Notifying all threads to shutdown gracefully\n"), std::string::npos);
   EXPECT_NE(log.find("] Some threads exit too slowly, forcing exit\n"), std::string::npos);
   EXPECT_EQ(log.find("Signaled shutdown"), std::string::npos);
+}
+
+TEST(EbosThreadPool, a_stopped_pool_ends_parallel_work_together) {
+  support::RecordingReporter rep;
+  rep.set_as_default();
+  using Map = AceParallel<void, std::atomic<int>, int>;
+  std::atomic<int> numRunning = 0;
+  {
+    EbosThreadPool pool;
+    const auto task = [](void* counter) {
+      // Without an end of its own. What is left of it when the pool is gone would run on freed memory.
+      const auto spin = [](void*, std::atomic<int>* running, int*, VInt) {
+        ++*running, AceTimer::sleep(1e-4), --*running;
+      };
+      Map::map(nullptr, static_cast<std::atomic<int>*>(counter), VInt{1} << 40, nullptr, nullptr, spin, 3,
+               nullptr);
+      return 0;
+    };
+    for (int i = 0; i < 3; ++i) ASSERT_EQ(pool.dispatch_worker(task, &numRunning), 0);
+    while (numRunning == 0) std::this_thread::yield();
+  }
+  EXPECT_EQ(numRunning, 0);
+  EXPECT_EQ(ace_num_threads(), 0);
+  EXPECT_NE(rep.all().find("Stopped on request"), std::string::npos);
+  EXPECT_EQ(rep.all().find("forcing exit"), std::string::npos);
 }
 
 TEST(EbosThreadPool, a_signal_starts_the_hooks) {

@@ -2,17 +2,27 @@
 
 #include <signal.h>
 
+#include <atomic>
+#include <filesystem>
 #include <stdexcept>
+#include <thread>
 
 #include "ace/ace_exception.h"
+#include "ace/ace_file.h"
+#include "ace/ace_input.h"
+#include "ace/ace_parallel.h"
 #include "ace/ace_thread.h"
+#include "ace/ace_timer.h"
 #include "ebos/ebos_log.h"
 #include "ebos/ebos_semaphore.h"
 #include "ebos/ebos_signal.h"
 #include "gtest/gtest.h"
 #include "support/recording_reporter.h"
+#include "support/temp_folder.h"
 
 namespace {
+
+using Map = AceParallel<void, void, int>;
 
 bool is_blocked(int signal) {
   sigset_t mask;
@@ -91,6 +101,75 @@ TEST(EbosThread, is_killed_where_it_waits_and_only_once) {
   thread.kill();
   ASSERT_EQ(rep.messages.size(), 3u);
   EXPECT_NE(rep.messages[2].find(" could not be destroyed!\n"), std::string::npos);
+}
+
+TEST(EbosThread, cancelling_ends_it_behind_the_frames_of_the_library) {
+  support::RecordingReporter rep;
+  rep.set_as_default();
+  static const support::TempFolder folder;
+  static std::atomic<int> numDone;
+  numDone = 0;
+  // Each of them runs, to its end, in a thread that is about to be cancelled.
+  static void (*const actions[])() = {
+      [] {
+        Map::map(
+            nullptr, nullptr, 8, nullptr, nullptr, [](void*, void*, int*, VInt) { AceTimer::sleep(1e-6); }, 3,
+            nullptr);
+      },
+      [] {
+        AceFile file;
+        file.build_atomic(folder.file("f").c_str(), nullptr);
+        for (int i = 0; i < 10'000; ++i) file.put_int(i);
+        file.close();
+      },
+      [] {
+        AceFile file;
+        file.prep(folder.file("f").c_str(), nullptr);
+        EXPECT_EQ(file.get_int(), 0);
+        file.map(folder.file("f").c_str(), nullptr, nullptr, 0, nullptr, nullptr);
+      },
+      [] {
+        char* line = nullptr;
+        AceInput(folder.file("f").c_str(), 100, false).read_line(&line);
+      },
+      [] {
+        FileReporter(folder.file("g").c_str()).print("text");
+        AceReporter::print_static("");
+        EbosLog::instance()->iprintf("line\n");
+      },
+  };
+  for (void (*const& action)() : actions) {
+    const auto func = [](void* arg) {
+      pthread_cancel(pthread_self());
+      (*static_cast<void (*const*)()>(arg))();
+      ++numDone;
+      pthread_testcancel();
+      return 0;
+    };
+    EXPECT_EQ(join(func, const_cast<void**>(reinterpret_cast<void* const*>(&action))), -1);
+  }
+  EXPECT_EQ(numDone, 5);
+  EXPECT_EQ(ace_num_threads(), 0);
+  EXPECT_FALSE(std::filesystem::is_empty(folder.file("f")));
+}
+
+TEST(EbosThread, waits_for_threads_that_others_started) {
+  std::atomic<bool> isGone = false;
+  EbosSemaphore go(false);
+  std::thread foreign([&] {
+    go.acquire();
+    isGone = true;
+  });
+  const HANDLE handle = foreign.native_handle();
+  foreign.detach();
+  std::thread waiter([&] {
+    EXPECT_EQ(EbosThread::wait(handle), 0);
+    EXPECT_TRUE(isGone);
+  });
+  go.release();
+  waiter.join();
+  EXPECT_EQ(EbosThread::wait(handle), 0);
+  EXPECT_EQ(EbosThread::wait(0), 0);
 }
 
 }  // namespace
