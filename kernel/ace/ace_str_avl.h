@@ -1,8 +1,8 @@
 /// AVL trees over strings that own copies of their keys.
 ///
-/// Keys are copied, terminator included, into blocks of `BLOCK_SIZE` bytes; a longer key gets a block of its
-/// own size. Blocks live until the tree is emptied (`remove`) or destroyed: an erased key gives its place in
-/// the block back only then. Keys are ordered by `strcmp`.
+/// Keys are copied, terminator included, into blocks of `KEY_BLOCK_SIZE` bytes; a longer key gets a block of
+/// its own size. Blocks live until the tree is emptied (`remove`) or destroyed: an erased key gives its place
+/// in the block back only then. Keys are ordered by `strcmp`.
 ///
 /// Errors: a null key is never found; inserting one throws `AceNullpointerException`. Memory exhaustion
 /// throws `std::bad_alloc` and leaves the keys as they were.
@@ -19,7 +19,7 @@
 template <class V>
 class StrAvlTree {
  public:
-  static constexpr VInt BLOCK_SIZE = 65520;
+  static constexpr VInt KEY_BLOCK_SIZE = 65520;
 
   /// `error_value` stands for missing keys, and is the first value of new ones.
   explicit StrAvlTree(V error_value) : avlTree(compare, error_value), errValue(std::move(error_value)) {}
@@ -119,14 +119,14 @@ template <class V>
 const char* StrAvlTree<V>::keep(const char* key) {
   const VInt size = static_cast<VInt>(std::strlen(key)) + 1;
   if (size > leftSpace) {
-    if (size > BLOCK_SIZE) {  // beside the current block, which goes on being filled
+    if (size > KEY_BLOCK_SIZE) {  // beside the current block, which goes on being filled
       char* own = static_cast<char*>(blockList.alloc(size));
       heapSize += size;
       return static_cast<char*>(std::memcpy(own, key, static_cast<std::size_t>(size)));
     }
-    currentBlock = static_cast<char*>(blockList.alloc(BLOCK_SIZE));
-    leftSpace = BLOCK_SIZE;
-    heapSize += BLOCK_SIZE;
+    currentBlock = static_cast<char*>(blockList.alloc(KEY_BLOCK_SIZE));
+    leftSpace = KEY_BLOCK_SIZE;
+    heapSize += KEY_BLOCK_SIZE;
   }
   char* copy = currentBlock;
   std::memcpy(copy, key, static_cast<std::size_t>(size));

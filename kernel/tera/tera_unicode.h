@@ -59,7 +59,7 @@ class SORV_API TeraUnicode final : public TeraCollation {
   struct Contraction;
   struct Cursor;
   class Loader;
-  static constexpr int PAGE_SIZE = 256;
+  static constexpr int TABLE_SIZE = 256;
   static constexpr int ASCII_SIZE = 128;
 
   void clear();
@@ -72,12 +72,12 @@ class SORV_API TeraUnicode final : public TeraCollation {
   int compare_level(const char* a, const char* b, int level) const;
   void skip_common(const char** a, const char** b) const;
 
-  const Entry* unicodeElements[UNICODEPOINTS / PAGE_SIZE] = {};  // pages; null where the table has nothing
-  const Entry* singleByteEntries[PAGE_SIZE] = {};                // by the byte, with a code page
+  const Entry* unicodeElements[UNICODEPOINTS / TABLE_SIZE] = {};  // pages; null where the table has nothing
+  const Entry* singleByteEntries[TABLE_SIZE] = {};                // by the byte, with a code page
   const int* codePage = nullptr;                                 // code points by the byte; null for UTF-8
   // Of a byte that is followed by one of ASCII: the weight of its character, if that is its whole share.
   Large asciiPrimary[ASCII_SIZE] = {};
   // Whether a character that starts with this byte, or has it inside, may go with what is before it.
-  bool isJoined[PAGE_SIZE] = {};
+  bool isJoined[TABLE_SIZE] = {};
   AceAttach memAt;  // pages, contractions and their elements
 };

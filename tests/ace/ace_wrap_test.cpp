@@ -1,16 +1,22 @@
 #include "ace/ace_wrap.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ace/ace_exception.h"
@@ -18,7 +24,9 @@
 #include "ace/ace_magic.h"
 #include "ace/ace_managed_files.h"
 #include "ace/ace_mem_point.h"
+#include "ace/ace_thread.h"
 #include "support/damage.h"
+#include "support/failing_io.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
 
@@ -282,7 +290,6 @@ TEST(AceWrapDump, nothing_but_the_whole_new_file_replaces_the_old_one) {
   EXPECT_EQ(in_child([&] {  // a full disk, as far as the process can tell
               const rlimit limit = {4096, 4096};
               setrlimit(RLIMIT_FSIZE, &limit);
-              std::signal(SIGXFSZ, SIG_IGN);
               try {
                 large.dump(name.c_str(), nullptr);
               } catch (const AceException& error) {
@@ -295,7 +302,6 @@ TEST(AceWrapDump, nothing_but_the_whole_new_file_replaces_the_old_one) {
   EXPECT_EQ(in_child([&] {  // the same, met by the flush at the end
               const rlimit limit = {16, 16};
               setrlimit(RLIMIT_FSIZE, &limit);
-              std::signal(SIGXFSZ, SIG_IGN);
               try {
                 old.dump(name.c_str(), nullptr);
               } catch (const AceException& error) {
@@ -317,6 +323,122 @@ TEST(AceWrapDump, nothing_but_the_whole_new_file_replaces_the_old_one) {
   large.duringSave = nullptr;
   EXPECT_EQ(large.dump(name.c_str(), nullptr), 0);
   EXPECT_EQ(old.load(name.c_str(), 1, nullptr), 100000);
+}
+
+TEST(AceWrapDump, what_cannot_be_renamed_over_is_overwritten_from_a_complete_copy) {
+  const TempFolder folder;
+  const std::string name = folder.file("sample");
+  Sample sample({1, 2, 3});
+  Sample larger({1, 2, 3, 4});
+  ASSERT_EQ(larger.dump(name.c_str(), nullptr), 0);
+  Sample again;
+  RecordingReporter rep;
+  rep.set_as_default();
+  {
+    const support::FailingCall mounted(support::Call::RENAME, EBUSY);  // what a mount of its own answers
+    EXPECT_EQ(sample.dump(name.c_str(), nullptr), 0);
+    EXPECT_EQ(again.load(name.c_str(), 1, nullptr), 3);
+    EXPECT_EQ(names_in(folder.file("")), std::vector<std::string>{"sample"});
+    EXPECT_THROW(sample.dump(folder.file("new").c_str(), nullptr), AceException);
+  }
+  ASSERT_EQ(rep.events.size(), 1u);
+  EXPECT_NE(rep.events[0].find("File '" + name + "' is not replaced in one step"), std::string::npos);
+
+  chmod(name.c_str(), 0666);
+  chmod(folder.file("").c_str(), 0555);
+  const auto as_nobody = [&](const char* target) {
+    return in_child([&] {
+      if (geteuid() == 0 && setuid(65534) != 0) return 9;
+      return larger.dump(target, nullptr) == 0 ? 0 : 1;
+    });
+  };
+  EXPECT_EQ(as_nobody(name.c_str()), 0);
+  EXPECT_EQ(as_nobody(folder.file("new").c_str()), 1);
+  chmod(folder.file("").c_str(), 0755);
+  EXPECT_EQ(again.load(name.c_str(), 1, nullptr), 4);
+  EXPECT_EQ(names_in(folder.file("")), std::vector<std::string>{"sample"});
+
+  const int file = open(name.c_str(), O_RDWR);  // by a name that does not lead to it
+  unlink(name.c_str());
+  EXPECT_EQ(sample.dump(("/proc/self/fd/" + std::to_string(file)).c_str(), nullptr), 0);
+  struct stat info {};
+  EXPECT_EQ(fstat(file, &info), 0);
+  EXPECT_EQ(info.st_size, sample.size());
+  close(file);
+  rep.clear_default();
+}
+
+TEST(AceWrapDump, a_failure_of_the_system_leaves_the_old_file) {
+  const TempFolder folder;
+  const std::string name = folder.file("sample");
+  ASSERT_EQ(Sample({1}).dump(name.c_str(), nullptr), 0);
+  const std::string before = support::read_file(name);
+  Sample other({2});
+  for (const support::Call call : {support::Call::FSYNC, support::Call::RENAME}) {
+    const support::FailingCall fault(call, EIO);
+    EXPECT_THROW(other.dump(name.c_str(), nullptr), AceException);
+    EXPECT_EQ(support::read_file(name), before);
+    EXPECT_EQ(names_in(folder.file("")), std::vector<std::string>{"sample"});
+  }
+}
+
+TEST(AceWrapDump, removes_what_killed_writers_left_and_nothing_else) {
+  const TempFolder folder;
+  const pid_t gone = fork();
+  if (gone == 0) _exit(0);
+  waitpid(gone, nullptr, 0);
+  const auto leave = [&](const std::string& name, int minutes) {
+    support::write_file(folder.file(name), "x");
+    const timespec times[2] = {{time(nullptr) - 60 * minutes - 1, 0}, {time(nullptr) - 60 * minutes - 1, 0}};
+    utimensat(AT_FDCWD, folder.file(name).c_str(), times, 0);
+  };
+  const std::string process = std::to_string(gone);
+  const std::vector<std::string> kept = {
+      ".sorvanta-" + process + "-2.tmp", ".sorvanta-" + process + "-3.tmp2",
+      ".sorvanta-" + std::to_string(getppid()) + "-1.tmp", ".sorvanta--1.tmp", ".sorvanta-x-1.tmp"};
+  for (const auto& name : kept) leave(name, name == kept[0] ? 0 : 9);
+  leave(".sorvanta-" + process + "-4.tmp", 1);
+  const std::string locked = ".sorvanta-" + process + "-5.tmp";
+  leave(locked, 9);
+  const int file = open(folder.file(locked).c_str(), O_RDONLY);
+  ASSERT_EQ(flock(file, LOCK_EX), 0);
+  ASSERT_EQ(Sample({1}).dump(folder.file("sample").c_str(), nullptr), 0);
+  close(file);
+  std::vector<std::string> expected = kept;
+  expected.insert(expected.end(), {locked, "sample"});
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(names_in(folder.file("")), expected);
+}
+
+TEST(AceWrapDump, several_writers_of_one_file_never_tear_it) {
+  if (std::filesystem::exists("/dev/shm")) setenv("TMPDIR", "/dev/shm", 1);  // without waiting for a disk
+  const TempFolder folder;
+  const std::string name = folder.file("sample");
+  const std::string link = folder.file("link");
+  ASSERT_EQ(symlink("sample", link.c_str()), 0);
+  ASSERT_EQ(Sample(std::vector<Huge>(100, 1)).dump(name.c_str(), nullptr), 0);
+  std::atomic<int> numWriters = 3;
+  std::vector<std::jthread> threads;
+  for (int writer = 0; writer < 3; ++writer)
+    threads.emplace_back([&, writer] {
+      const AceThreadSafe registered;
+      Sample sample(std::vector<Huge>(static_cast<size_t>(100 * (writer + 1)), writer + 1));
+      for (int i = 0; i < 1500; ++i)
+        EXPECT_EQ(sample.dump((writer == 0 ? link : name).c_str(), AceReporter::null()), 0);
+      --numWriters;
+    });
+  for (int reader = 0; reader < 2; ++reader)
+    threads.emplace_back([&, reader] {
+      const AceThreadSafe registered;
+      while (numWriters > 0) {
+        Sample sample;
+        const VInt count = sample.load(name.c_str(), reader, nullptr);
+        EXPECT_GT(count, 0);
+        EXPECT_EQ(sample.sum(), 4 + count * (count / 100));
+      }
+    });
+  threads.clear();
+  EXPECT_EQ(names_in(folder.file("")), (std::vector<std::string>{"link", "sample"}));
 }
 
 TEST(AceWrapDump, a_mapping_stays_valid_while_its_file_is_dumped_over) {

@@ -122,7 +122,7 @@ class TeraUnicode::Loader {
   std::vector<CollElem> elements;
   const Large* keptCodes = nullptr;
   const CollElem* keptElements = nullptr;
-  Entry* pages[UNICODEPOINTS / PAGE_SIZE] = {};
+  Entry* pages[UNICODEPOINTS / TABLE_SIZE] = {};
 };
 
 int TeraUnicode::Loader::read(AceInput* input) {
@@ -234,7 +234,7 @@ void TeraUnicode::Loader::build() {
     entry->numElements = single.numElements;
   }
   for (Entry* page : pages)
-    for (int i = 0; page != nullptr && i < PAGE_SIZE; ++i)
+    for (int i = 0; page != nullptr && i < TABLE_SIZE; ++i)
       page[i].primary = page[i].numContractions > 0 ? SEVERAL : page[i].own_primary();
   std::ranges::copy(pages, target->unicodeElements);
   build_bytes();
@@ -278,19 +278,19 @@ void TeraUnicode::Loader::build_contractions() {
 
 /// The character's entry, which has no elements if it is new.
 TeraUnicode::Entry* TeraUnicode::Loader::make_entry(Large uni) {
-  Entry*& page = pages[uni / PAGE_SIZE];
+  Entry*& page = pages[uni / TABLE_SIZE];
   if (page == nullptr) {
-    target->memAt.malloc(page, PAGE_SIZE);
-    const Large start = uni - uni % PAGE_SIZE;
-    for (Large i = 0; i < PAGE_SIZE; ++i) page[i] = {nullptr, nullptr, 0, 0, start + i, 0};
+    target->memAt.malloc(page, TABLE_SIZE);
+    const Large start = uni - uni % TABLE_SIZE;
+    for (Large i = 0; i < TABLE_SIZE; ++i) page[i] = {nullptr, nullptr, 0, 0, start + i, 0};
   }
-  return &page[uni % PAGE_SIZE];
+  return &page[uni % TABLE_SIZE];
 }
 
 /// What is looked up by the byte.
 void TeraUnicode::Loader::build_bytes() {
   const int* bytes = target->codePage;
-  for (int byte = 1; bytes != nullptr && byte < PAGE_SIZE; ++byte)
+  for (int byte = 1; bytes != nullptr && byte < TABLE_SIZE; ++byte)
     if (bytes[byte] != 0) target->singleByteEntries[byte] = target->entry_of(static_cast<Large>(bytes[byte]));
   for (Large byte = 1; byte < ASCII_SIZE; ++byte) {
     const Large uni = bytes != nullptr ? static_cast<Large>(bytes[byte]) : byte;
@@ -304,7 +304,7 @@ void TeraUnicode::Loader::build_bytes() {
 void TeraUnicode::Loader::join(Large uni) {
   bool* joined = target->isJoined;
   if (const int* bytes = target->codePage; bytes != nullptr) {
-    for (int byte = 1; byte < PAGE_SIZE; ++byte)
+    for (int byte = 1; byte < TABLE_SIZE; ++byte)
       if (static_cast<Large>(bytes[byte]) == uni) joined[byte] = true;
     return;
   }
@@ -334,7 +334,7 @@ void TeraUnicode::clear() {
   std::ranges::fill(singleByteEntries, nullptr);
   codePage = nullptr;
   std::ranges::fill(asciiPrimary, SEVERAL);
-  for (int byte = 0; byte < PAGE_SIZE; ++byte) isJoined[byte] = is_continue(static_cast<Unsigned>(byte));
+  for (int byte = 0; byte < TABLE_SIZE; ++byte) isJoined[byte] = is_continue(static_cast<Unsigned>(byte));
   memAt.release();
 }
 
@@ -394,8 +394,8 @@ inline int TeraUnicode::decode(const Unsigned* text, Large* uni) const {
 
 inline const TeraUnicode::Entry* TeraUnicode::entry_of(Large uni) const {
   if (uni >= UNICODEPOINTS) return nullptr;
-  const Entry* page = unicodeElements[uni / PAGE_SIZE];
-  return page != nullptr ? &page[uni % PAGE_SIZE] : nullptr;
+  const Entry* page = unicodeElements[uni / TABLE_SIZE];
+  return page != nullptr ? &page[uni % TABLE_SIZE] : nullptr;
 }
 
 /// The longest contraction of the entry's character and those at `*text`, which is moved behind it; or null.
