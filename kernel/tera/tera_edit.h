@@ -38,7 +38,7 @@
 ///     sectionStart    int[]          numSections + 1, if numSections > 0; aligned to 4
 ///     bitModule       TeraModule     numCols times; empty ones with a filter and strings
 ///     infoHandle      AceIdMap       if HAS_DATA
-///     aliasMap        TeraAliasMap   if HAS_ALIASES
+///     aliasMap        TeraAliasMap   if HAS_ALIASES; keys: slots (with penalties twice as many)
 ///     stringHandle    TeraIndex      if HAS_STRINGS
 ///     sortedEntries   Large[]        numEntry, if HAS_STRINGS and numEntry > 0; aligned to 4
 ///     filterEdit      TeraFilter     if filterLog > 0
@@ -152,7 +152,8 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   /// for the index's own. `filter` is f, 0 to 6; `fine` the refinement: 0 leaves the order of the strings,
   /// else entries move by at most `fine` groups; `options` the first four features. Of the strings of
   /// `aliases`, which may be null, those that are no entries yet become entries without attributes, and each
-  /// string is an alias of those it makes pairs with. The sixth argument is unused.
+  /// string is an alias of those it makes pairs with, with the least penalty of the two. The sixth argument
+  /// is unused.
   ///
   /// An entry that cannot be tokenised (with ALLOW_ALT: an alternative that is not closed) is left out, with
   /// a warning. Returns 0, or -1.
@@ -314,8 +315,8 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   int reeval_operators(Recall* call, EditTask task, const EditTokens& tokens, int lanes_log,
                        const std::function<void(int)>& take) const;
   int match_pattern(TeraResult* result, const EditQuery& pattern, int options) const;
-  int add_phonetic(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int options, int percent,
-                   AceReporter* rep) const;
+  int add_phonetic(TeraResult* result, int min_value, TeraEval::Mode mode, TeraEval::Model model, int options,
+                   int percent, AceReporter* rep) const;
   int finish(TeraResult* result, int options) const;
   int scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options, const TeraSplitResult& split,
                 int percent, int max_words, AceReporter* rep) const;

@@ -145,8 +145,10 @@ class SORV_API TeraEval {
   /// Narrows the entry lengths [len_min, len_max] to those that can reach `min_value` (not below 1).
   static void limit_lengths(Eval* func, int query_len, int min_value, int& len_min, int& len_max);
   /// Plain quality `a` and phonetic quality `b`, mixed with `percent` of the plain one, after each was moved
-  /// to within the tunable "MAX_PHONETIC_DIFF" of the other.
+  /// to within `max_phonetic_diff` of the other: never above the better one, nor further below it than that.
   static int phone_eval(int a, int b, int percent);
+  /// The tunable "MAX_PHONETIC_DIFF"; 30 while that is not positive.
+  static int max_phonetic_diff();
 
   // Length tables.
 

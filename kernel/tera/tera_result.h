@@ -140,6 +140,8 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
   TeraCand* get_best_cand(const std::function<bool(const TeraCand*)>& satisfies) const;
   /// The first, in the present order, that satisfies; null for none.
   TeraCand* find_any(const std::function<bool(int value, const TeraCand*)>& satisfies) const;
+  /// Removes all that are condemned. Returns their number.
+  int remove_any(const std::function<bool(const TeraCand*)>& condemned);
   /// The best candidate with that string and at least that quality; null for none.
   TeraCand* get_cand(const char* string, int min_value) const;
   /// The first attribute number of the best candidate that has one; `TeraCand::NO_INFO` for none.
@@ -248,7 +250,8 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
   /// Merges a phonetic recall, whose attribute numbers (entry numbers, if it is not resolved) are this
   /// index's entries. The quality of an entry becomes `TeraEval::phone_eval` of its plain and its phonetic
   /// one; what was not found counts as 0, except that an entry without plain quality is measured with the
-  /// query object. Missing strings come from the hook.
+  /// query object. Missing strings come from the hook. The limits hold for the new qualities: what the old
+  /// ones had raised the minimum to is forgotten, not what the caller asked for.
   int add_phonetic(TeraResult* phonetic, int percent, const GetString* string_hook);
   /// Merges two unresolved results, either of which may be null; an entry keeps its best quality.
   int merge_unresolved(TeraResult* first, TeraResult* second);
@@ -305,6 +308,7 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
   TeraCandGroup* make_group(int value);
   int remove_group(int value);
   TeraCandGroup* worst_group() const;
+  int raise(int value);
   int finish_addition(int value, bool is_new);
   void keep_dist();
   void keep_budget();
@@ -341,6 +345,7 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
   int make_summary();
 
   int minValue;
+  int askedValue;  // the minimum without what the other limits have raised it
   int nextValue;
   int maxDist;
   int numCands;

@@ -87,6 +87,19 @@ Found found_in(TeraResult* result) {
   return found;
 }
 
+/// What a result with these limits keeps.
+Found limited(const Found& all, int budget, int dist) {
+  int best = 0;
+  for (const auto& [info, quality] : all) best = std::max(best, quality);
+  Found kept;
+  for (const auto& [info, quality] : all) {
+    const auto isBetter = [quality = quality](const auto& other) { return other.second > quality; };
+    if (quality >= best - dist && std::count_if(all.begin(), all.end(), isBetter) < budget)
+      kept[info] = quality;
+  }
+  return kept;
+}
+
 class EditTest : public testing::Test {
  protected:
   EditTest() {
@@ -156,6 +169,13 @@ class EditTest : public testing::Test {
   bool allowAlt = false;
   mutable std::unordered_map<std::string, oracle::Positions> known;
 };
+
+std::string image_of(TeraEdit* edit) {
+  const VInt size = edit->size();
+  std::string image(static_cast<size_t>(size), '\0');
+  EXPECT_EQ(edit->collect(image.data(), size), size);
+  return image;
+}
 
 std::string random_word(samples::Random& random, int length, int letters) {
   std::string word;
@@ -286,13 +306,6 @@ TEST_F(EditOracle, entries_with_operators) {
 }
 
 namespace {
-
-std::string image_of(TeraEdit* edit) {
-  const VInt size = edit->size();
-  std::string image(static_cast<size_t>(size), '\0');
-  EXPECT_EQ(edit->collect(image.data(), size), size);
-  return image;
-}
 
 class EditFile : public EditOracle {
  protected:
@@ -535,28 +548,89 @@ TEST_F(EditTest, aliases_are_added_in_both_directions) {
   EXPECT_EQ(recall(edit, "jenny", TeraEval::EXACT, TeraEval::MAXIMUM, 255, 0), (Found{{3, 255}}));
 }
 
+TEST_F(EditOracle, aliases_have_the_quality_of_a_hit_less_the_penalty) {
+  samples::Random random(8);
+  for (int round = 0; round < 30; ++round) {
+    fill(random, 40, 3, 6);
+    std::erase_if(entries, [](const std::string& entry) { return entry.empty(); });
+    std::string lines;
+    std::map<std::pair<Large, Large>, int> penalties;  // of attribute numbers, both ways
+    for (int i = 0; i < 20; ++i) {
+      const Large one = 1 + static_cast<Large>(random.below(static_cast<int>(entries.size())));
+      const Large other = 1 + static_cast<Large>(random.below(static_cast<int>(entries.size())));
+      const int penalty = round % 3 == 0 ? 0 : random.below(random.below(10) == 0 ? 300 : 60);
+      lines += entries[one - 1] + '\t' + std::to_string(penalty) + '\t' + entries[other - 1] + '\n';
+      for (const auto& pair : {std::pair(one, other), std::pair(other, one)}) {
+        const auto [place, isNew] = penalties.emplace(pair, penalty);
+        place->second = std::min(place->second, penalty);
+      }
+    }
+    AceInput input(lines.data(), true);
+    TeraAliasFileReader aliases(&input, nullptr, 0);
+    ListReader reader(entries);
+    TeraEdit built, edit;
+    ASSERT_EQ(built.make(&reader, &map, round % 2 * 3, 0, 0, 0, nullptr, &aliases), 0);
+    const std::string image = image_of(&built);
+    ASSERT_GE(edit.read_with_magic(image.data(), static_cast<VInt>(image.size())), 0);
+    for (int k = 0; k < 10; ++k) {
+      const std::string query = random_word(random, 1 + random.below(6), 3);
+      const int least = 60 + random.below(196);
+      const int budget = 1 + random.below(12);
+      const int dist = random.below(2) == 0 ? 255 : random.below(60);
+      const Found hits = scan(query, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, least, 0);
+      Found expected = hits;
+      for (const auto& [pair, penalty] : penalties)
+        if (const auto hit = hits.find(pair.first); hit != hits.end() && hit->second - penalty >= least) {
+          int& quality = expected[pair.second];
+          quality = std::max(quality, hit->second - penalty);
+        }
+      TeraResult result(query.c_str(), least, budget, dist);
+      const int num = edit.recall(&result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, 0, 0, 100, nullptr);
+      EXPECT_EQ(found_in(&result), limited(expected, budget, dist)) << query << " round " << round;
+      EXPECT_EQ(num, result.num_cands());
+      EXPECT_TRUE(result.is_resolved());
+    }
+  }
+}
+
 TEST_F(EditTest, phonetic_and_plain_qualities_are_mixed) {
-  entries = {"mayer", "maier", "meier", "smith", "smyth", "weaver"};
+  entries = {"mayer", "maier", "meier", "smith", "smyth", "schmitt", "weaver", "katherine", "kathleen"};
   const PhoneTransform phonetics(PhoneTransform::UTF_SOUNDEX);
+  const auto strings_in = [](const TeraResult& result) {
+    std::map<std::string, int> found;
+    result.find_any([&](int quality, const TeraCand* cand) {
+      EXPECT_TRUE(found.emplace(cand->get_string(), quality).second);
+      return false;
+    });
+    return found;
+  };
   for (const int filter : {0, 4}) {
     TeraEdit edit(&map, const_cast<PhoneTransform*>(&phonetics));
     ListReader reader(entries);
     ASSERT_EQ(edit.make(&reader, nullptr, filter, 0, 0, 0, nullptr, nullptr), 0);
-    for (const std::string query : {"meyer", "smit", "weber"})
-      for (const int percent : {0, 30, 50, 100}) {
-        TeraQuery* const mixed =
-            edit.get_query(query.c_str(), TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, percent);
-        Found expected;
-        const int least = 150;
-        for (size_t i = 0; i < entries.size(); ++i)
-          if (const int quality = mixed->compare(entries[i].c_str()); quality >= least)
-            expected[static_cast<Large>(i + 1)] = quality;
-        mixed->unref();
-        TeraResult result(query.c_str(), least, 100, 255);
-        ASSERT_GE(edit.recall(&result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, 0, 0, percent, nullptr),
-                  0);
-        EXPECT_EQ(found_in(&result), expected) << query << ' ' << percent;
-      }
+    for (const std::string query : {"meyer", "smit", "weber", "schmidt", "kathexine"})
+      for (const TeraEval::Model model : {TeraEval::MAXIMUM, TeraEval::REDUNDANT})
+        for (const int percent : {0, 30, 50, 100}) {
+          TeraQuery* const mixed = edit.get_query(query.c_str(), TeraEval::LEVENSHTEIN, model, 0, percent);
+          for (const int dist : {0, 5, 20, 255})
+            for (const bool isForeign : {false, true}) {
+              std::map<std::string, int> expected;
+              int best = 150;
+              for (const std::string& entry : entries) best = std::max(best, mixed->compare(entry.c_str()));
+              for (const std::string& entry : entries)
+                if (const int quality = mixed->compare(entry.c_str()); quality >= std::max(150, best - dist))
+                  expected[entry] = quality;
+              TeraResult result(query.c_str(), 150, 100, dist);
+              if (isForeign) {  // states of what is to be resolved elsewhere
+                result.set_resolved();
+                result.set_info_mode(0);
+              }
+              ASSERT_GE(edit.recall(&result, TeraEval::LEVENSHTEIN, model, 0, 0, 0, percent, nullptr), 0);
+              EXPECT_EQ(strings_in(result), expected) << query << ' ' << percent << ' ' << dist;
+              EXPECT_GE(result.get_min_value(), expected.empty() ? 150 : best - dist);
+            }
+          mixed->unref();
+        }
   }
 }
 

@@ -338,11 +338,12 @@ TEST_F(Graphs, a_single_result_is_wrapped_summed_up_and_given_back) {
 
   // Aliases, entry + 4, come into the same groups.
   const std::vector<Large> aliases = {4, 5};
-  const TeraAliasMap::GetAlias hook = [&aliases](Large entry, const Large** found) {
+  const TeraAliasMap::GetAlias hook = [&aliases](Large entry, const Large** found, const Large** penalties) {
     *found = aliases.data() + entry % 2;
+    *penalties = nullptr;
     return entry < 2 ? Large{1} : Large{0};
   };
-  EXPECT_EQ(TeraAliasMap::add_aliases(&graph, &hook, nullptr, 0), 2);
+  EXPECT_EQ(TeraAliasMap::add_aliases(&graph, &hook, nullptr, 0), 4);
   EXPECT_EQ(cands_of(result), (Cands{{0, 255}, {1, 210}, {4, 255}, {5, 210}}));
 
   const std::unique_ptr<TeraResult> back(graph.merge_to_result());

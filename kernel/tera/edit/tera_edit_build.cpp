@@ -430,27 +430,21 @@ int TeraEdit::make_aliases(const Entries& entries, AceReporter* rep) {
   TeraBigTree<VInt> slots(-1);
   for (Large slot = 0; slot < numEntry; ++slot)
     if (entries.strings[slot] != nullptr) slots.insert(entries.strings[slot]) = slot;
-  AceBulk bulk;
-  std::vector<AceBulk::List*> lists(numEntry);
-  const auto link = [&](VInt entry, VInt other) {
-    AceBulk::List*& list = lists[static_cast<std::size_t>(entry)];
-    const AceBulk::Array known(list);
-    if (std::find(known.begin(), known.end(), static_cast<Large>(other)) == known.end())
-      bulk.inc(list, static_cast<Large>(other));
-  };
+  TeraAliasMap::Pairs pairs(numEntry);
   const char* target = nullptr;
   const char* alias = nullptr;
+  int penalty = 0;
   int rc = 0;
-  while ((rc = entries.aliases->read_entry(&target, &alias, nullptr, nullptr)) > 0) {
+  while ((rc = entries.aliases->read_entry(&target, &alias, &penalty, nullptr)) > 0) {
     const VInt ofTarget = slots.search(target);
     const VInt ofAlias = slots.search(alias);
     if (ofTarget < 0 || ofAlias < 0 || ofTarget == ofAlias) continue;
-    link(ofTarget, ofAlias);
-    link(ofAlias, ofTarget);
+    pairs.add(static_cast<Large>(ofTarget), static_cast<Large>(ofAlias), penalty);
   }
-  if (rc < 0) return ace_error(__FILE__, __LINE__, "aliases->read_entry(&target, &alias, 0, 0)", rc, 0, -1);
+  if (rc < 0)
+    return ace_error(__FILE__, __LINE__, "aliases->read_entry(&target, &alias, &penalty, 0)", rc, 0, -1);
   aliasMap = std::make_unique<TeraAliasMap>();
-  if (aliasMap->build(numEntry, lists.data(), nullptr) < 0) return -1;
+  if (aliasMap->make_from(&pairs) < 0) return -1;
   editFeatures |= HAS_ALIASES;
   return 0;
 }

@@ -98,6 +98,22 @@ EditTask filter_task(EditTask task) {
   return task;
 }
 
+/// While it lives, a result keeps all that a mix with phonetic qualities can bring within its distance: a mix
+/// is at most that much below the better of the two.
+class MixedDist {
+ public:
+  MixedDist(TeraResult* result, bool is_mixed) : itsResult(result), maxDist(result->get_max_dist()) {
+    if (is_mixed) result->set_max_dist(std::min(maxDist, TeraEval::PERFECT) + TeraEval::max_phonetic_diff());
+  }
+  MixedDist(const MixedDist&) = delete;
+  MixedDist& operator=(const MixedDist&) = delete;
+  ~MixedDist() { itsResult->set_max_dist(maxDist); }
+
+ private:
+  TeraResult* itsResult;
+  int maxDist;
+};
+
 /// Whether no entry can have a larger measure than the shorter of the two lengths, which the model gets as
 /// they are: what `TeraEval::limit_lengths` assumes.
 bool has_plain_lengths(TeraEval::Mode mode) {
@@ -197,11 +213,16 @@ int TeraEdit::recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model mo
               (options & TRANSPOSE) != 0,
               [result] { return result->get_min_value(); },
               [result](Large slot, int quality) { result->add(quality, slot); }};
-  if (recall_lengths(&call, len_min, len_max) < 0) return EditRecall::GENERAL_ERROR;
-  if (stringHandle != nullptr) result->add_strings(stringHandle.get());
-  if (phoneEdit != nullptr && phoneEdit->get_info_handle() != nullptr && percent < NO_PHONETICS &&
-      add_phonetic(result, mode, model, options, percent, rep) < 0)
-    return EditRecall::GENERAL_ERROR;
+  {
+    const bool isHeard =
+        phoneEdit != nullptr && phoneEdit->get_info_handle() != nullptr && percent < NO_PHONETICS;
+    const int min_value = result->get_min_value();
+    const MixedDist dist(result, isHeard);
+    if (recall_lengths(&call, len_min, len_max) < 0) return EditRecall::GENERAL_ERROR;
+    if (stringHandle != nullptr) result->add_strings(stringHandle.get());
+    if (isHeard && add_phonetic(result, min_value, mode, model, options, percent, rep) < 0)
+      return EditRecall::GENERAL_ERROR;
+  }
   return finish(result, options);
 }
 
@@ -426,14 +447,15 @@ int TeraEdit::segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model m
 
 // ---------------------------------------------------------------- what is added to the candidates
 
-int TeraEdit::add_phonetic(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int options,
-                           int percent, AceReporter* rep) const {
+int TeraEdit::add_phonetic(TeraResult* result, int min_value, TeraEval::Mode mode, TeraEval::Model model,
+                           int options, int percent, AceReporter* rep) const {
   const AceTimeSection section("ADD_PHONETICS");
   AceAttach at;
   char* const code = phoneCoding->code(result->get_string(), &at);
   if (code == nullptr) return 0;
   code[std::strcspn(code, "|")] = '\0';
-  TeraResult phonetic(code, result);
+  // With none of its states: its numbers are slots of this index only once it is resolved.
+  TeraResult phonetic(code, min_value, result->get_num_cands(), result->get_max_dist());
   const int rc =
       phoneEdit->recall(&phonetic, mode, model, 0, 0, (options & TRANSPOSE) | NO_OPERATORS, 100, rep);
   if (rc < 0)
@@ -450,8 +472,8 @@ int TeraEdit::finish(TeraResult* result, int options) const {
 
 int TeraEdit::add_aliases(TeraResult* result, int options) const {
   if (result == nullptr) return EditRecall::GENERAL_ERROR;
-  if (aliasMap == nullptr) return 0;
-  const TeraAliasMap::GetAlias aliases = aliasMap->get_alias_hook();
+  if (aliasMap == nullptr) return result->num_cands();
+  const TeraAliasMap::GetAlias aliases = aliasMap->get_alias_hook(numEntry);
   const GetString strings = get_string_hook();
   return TeraAliasMap::add_aliases(result, &aliases, &strings, options);
 }

@@ -6,10 +6,10 @@
 int TeraAliasMap::add_aliases(TeraScanGraph* graph, const GetAlias* alias_hook, const GetString* string_hook,
                               int unused) {
   if (graph == nullptr || alias_hook == nullptr) return -1;
-  int added = 0;
+  int num = 0;
   for (int i = 0; i < graph->get_num_nodes(); ++i)
     for (const auto* edge = graph->get_node(i)->get_first_edge(); edge != nullptr; edge = edge->get_next())
       if (edge->get_result() != nullptr)
-        added += add_aliases(edge->get_result(), alias_hook, string_hook, unused);
-  return added;
+        num += add_aliases(edge->get_result(), alias_hook, string_hook, unused);
+  return num;
 }

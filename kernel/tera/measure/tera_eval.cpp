@@ -102,15 +102,6 @@ int length_of(int from, int to) {
   return static_cast<int>(std::clamp<VInt>(VInt{to} - from, 0, INT_MAX));
 }
 
-int max_phonetic_diff() {
-  static const int value = [] {
-    static int announced = 0;
-    announced = AceTracer::announce("MAX_PHONETIC_DIFF", &announced, __FILE__, __LINE__);
-    return announced > 0 ? announced : DEFAULT_PHONETIC_DIFF;
-  }();
-  return value;
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------- names
@@ -189,6 +180,15 @@ int TeraEval::get_max_query(Eval* func, int entry, int min_value, int max_query)
 void TeraEval::limit_lengths(Eval* func, int query_len, int min_value, int& len_min, int& len_max) {
   while (len_max > 1 && can_satisfy(func, query_len, len_max, min_value) == 0) --len_max;
   while (len_min < len_max && can_satisfy(func, query_len, len_min, min_value) == 0) ++len_min;
+}
+
+int TeraEval::max_phonetic_diff() {
+  static const int value = [] {
+    static int announced = 0;
+    announced = AceTracer::announce("MAX_PHONETIC_DIFF", &announced, __FILE__, __LINE__);
+    return announced > 0 ? announced : DEFAULT_PHONETIC_DIFF;
+  }();
+  return value;
 }
 
 int TeraEval::phone_eval(int a, int b, int percent) {

@@ -63,6 +63,7 @@ bool equal_groups(const TeraCandGroup* first, const TeraCandGroup* second) {
 
 TeraResult::TeraResult(const char* query, int min_value, int num_cands, int max_dist, TeraQuery* query_object)
     : minValue(std::clamp(min_value, 0, MAX_VALUE)),
+      askedValue(minValue),
       nextValue(min_value > MAX_VALUE ? MAX_VALUE - 1 : std::max(minValue - 1, 0)),
       maxDist(max_dist < 0 ? MAX_VALUE : max_dist),
       numCands(std::clamp(num_cands, 1, MAX_CANDS)),
@@ -88,7 +89,7 @@ TeraResult::~TeraResult() {
 int TeraResult::allow(int value, int extra) {
   value = std::clamp(value, 0, MAX_VALUE);
   if (value < minValue) {
-    minValue = value;
+    minValue = askedValue = value;
     nextValue = std::max(value - 1, 0);
   }
   maxDist = std::max(maxDist, MAX_VALUE - value);
@@ -98,6 +99,12 @@ int TeraResult::allow(int value, int extra) {
 }
 
 int TeraResult::cut(int value) {
+  askedValue = std::max(askedValue, std::min(value, MAX_VALUE));
+  return raise(value);
+}
+
+/// As `cut`, for the limits' sake.
+int TeraResult::raise(int value) {
   value = std::min(value, MAX_VALUE);
   int removed = 0;
   for (int worse = minValue; worse < value; ++worse) {
@@ -115,7 +122,7 @@ void TeraResult::set_min_value(int value) {
     cut(value);
     return;
   }
-  minValue = value;
+  minValue = askedValue = value;
   keep_dist();
   nextValue = std::min(nextValue, std::max(minValue - 1, 0));
 }
@@ -141,7 +148,7 @@ void TeraResult::set_biggest_group(int size) {
 
 void TeraResult::keep_dist() {
   const int best = next_below(MAX_VALUE + 1);
-  if (best != NO_GROUP) cut(best - maxDist);
+  if (best != NO_GROUP) raise(best - maxDist);
 }
 
 /// The worst group has the most candidates above it.
@@ -239,7 +246,7 @@ void TeraResult::note_kind(const TeraCand& cand, int value) {
 /// Applies the limits after candidates of that quality came. Returns whether they are still there.
 int TeraResult::finish_addition(int value, bool is_new) {
   changed();
-  if (is_new && next_above(value) == NO_GROUP) cut(value - maxDist);
+  if (is_new && next_above(value) == NO_GROUP) raise(value - maxDist);
   keep_budget();
   return value >= minValue ? 1 : 0;
 }
@@ -381,6 +388,10 @@ TeraCand* TeraResult::find_any(const std::function<bool(int, const TeraCand*)>& 
     for (TeraCand* cand = group->candList; cand != nullptr; cand = cand->get_next())
       if (satisfies(group->candValue, cand)) return cand;
   return nullptr;
+}
+
+int TeraResult::remove_any(const std::function<bool(const TeraCand*)>& condemned) {
+  return condemned ? remove_if(condemned) : 0;
 }
 
 TeraCand* TeraResult::get_cand(const char* string, int min_value) const {

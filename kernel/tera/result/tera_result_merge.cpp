@@ -189,6 +189,7 @@ int TeraResult::add_phonetic(TeraResult* phonetic, int percent, const GetString*
     return string_hook != nullptr && *string_hook ? (*string_hook)(entry, at) : nullptr;
   };
   RatedList own = take();
+  set_min_value(askedValue);
   for (Rated& rated : own) {
     if (rated.cand->get_entry() == TeraCand::NO_ENTRY) continue;
     const auto entry = static_cast<Large>(rated.cand->get_entry());
