@@ -199,13 +199,15 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   /// positions. The measures are those of tera_standard_query.h, except that FRONT, BACK and MID are PREFIX,
   /// SUFFIX and FACTOR for entries shorter than the query and EXTEND, CLOSE and COVER for others; that CLOSE
   /// looks at the last (3m + 1) / 2 positions only; and that SUFFIX is free at the entry's start with and
-  /// without transpositions. Query positions from the 129th on do not count.
+  /// without transpositions. -1, reported, for a query of more than 1024 positions, unless it is answered by
+  /// `exact`.
   int recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int len_min, int len_max,
              int options, int percent, AceReporter* rep) const;
   int recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, AceReporter* rep) const {
     return recall(result, mode, model, 0, 0, 0, 50, rep);
   }
-  /// The entries with the tokens of `query`, operators off, by binary search; without strings as `wildcard`.
+  /// The entries with the tokens of `query`, operators off, by binary search; without strings from the
+  /// matrix, where -1 is for more than 1024 positions.
   int exact(TeraResult* result, const Token* query, int options) const;
   /// The entries that a pattern matches, with quality 255. -1, reported, for a pattern of more than 128
   /// positions.
@@ -218,7 +220,7 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   /// edge from the span's first node to its last, of the default origin, options 0 and state 0; edges that
   /// are there already are filled. The spans are all words, and all runs of up to `MAX_SCAN_WORDS` adjacent
   /// ones, in `full_scan` of any number; but no runs with more positions than an entry can answer with the
-  /// graph's minimum, or than recall looks at. `split` is that of the graph's query from which its nodes were
+  /// graph's minimum, or than recall takes. `split` is that of the graph's query from which its nodes were
   /// made; a graph without nodes gets them. A null one stands for the words between blanks, as does
   /// `scan_sep`, where words also end at the bytes of `separators`. `percent` and `options` as for `recall`;
   /// a span with an alternative that is not closed is read without operators. Returns the number of spans, or
@@ -314,6 +316,7 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   int reeval_blocks(Recall* call, EditTask task, const std::function<void(int)>& take) const;
   int reeval_operators(Recall* call, EditTask task, const EditTokens& tokens, int lanes_log,
                        const std::function<void(int)>& take) const;
+  int exact_bits(TeraResult* result, const Token* query, int options) const;
   int match_pattern(TeraResult* result, const EditQuery& pattern, int options) const;
   int add_phonetic(TeraResult* result, int min_value, TeraEval::Mode mode, TeraEval::Model model, int options,
                    int percent, AceReporter* rep) const;

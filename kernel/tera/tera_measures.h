@@ -1,10 +1,10 @@
 /// The measures: how much of a query word is found in an entry.
 ///
-/// `TeraTokenWord` and `TeraQuadWord` measure token strings, `TeraWord` texts (which it reads through its
-/// map, without a copy). All take the entry, a model (tera_eval.h) and the option word below. They count x,
-/// the number of query positions or entry tokens that match, and return the model's value of (m, x, n), m
-/// being the positions of the query and n those of the entry. With a null model they return the raw measure:
-/// x, or the distance where that is said.
+/// `TeraTokenWord`, `TeraQuadWord` and `TeraLongWord` measure token strings, `TeraWord` texts (which it reads
+/// through its map, without a copy). All take the entry, a model (tera_eval.h) and the option word below.
+/// They count x, the number of query positions or entry tokens that match, and return the model's value of
+/// (m, x, n), m being the positions of the query and n those of the entry. With a null model they return the
+/// raw measure: x, or the distance where that is said.
 ///
 /// The entry is read position by position as tera_token.h says: an alternative is one position that a query
 /// position matches when it accepts a member, a wildcard matches every query position, and separators (253)

@@ -22,8 +22,9 @@ class SORV_API TeraStandardQuery : public TeraQuery {
   int is_empty() const override;
   /// Quality of an entry; 0 for a null entry and an empty query. -1 when nothing was built: a null query or
   /// map, an alternative that is empty or not closed (in several words, also one with a bar in it), what is
-  /// no mode or no model. Where a model leaves 0..255, as the raw ones do for long entries and most for the
-  /// repeated pairs of BIGRAMS, the nearer end counts.
+  /// no mode or no model, and except in EXACT mode more than `TeraTokenWord::MAX_POSITIONS` positions. Where
+  /// a model leaves 0..255, as the raw ones do for long entries and most for the repeated pairs of BIGRAMS,
+  /// the nearer end counts.
   ///
   /// In EXACT mode 255 or 0: the tokens must be equal one by one, where a wildcard on either side matches one
   /// token, an alternative each of its members, and the query's wildcard sequence any rest of the entry.

@@ -15,14 +15,16 @@
 
 #include "tera/tera_quad_bit.h"
 #include "tera/tera_token_values.h"
+#include "tera/tera_wide_mask.h"
 
 inline constexpr int NUM_TOKEN_VALUES = 256;
+using TeraLongMask = TeraWideMask<16>;
 
 template <class Bits>
 class SORV_API TeraPattern {
  public:
   /// Positions that are kept; the masks of 64 bits leave one for the end of the word.
-  static constexpr int MAX_LENGTH = sizeof(Bits) == sizeof(VUint) ? 63 : 128;
+  static constexpr int MAX_LENGTH = sizeof(Bits) == sizeof(VUint) ? 63 : 8 * sizeof(Bits);
 
   /// Compiles a token string; what lies behind `MAX_LENGTH` positions is dropped. Without `operators` all
   /// token values are ordinary ones (the identity maps). Returns the number of positions; -1, and no word,
@@ -43,6 +45,7 @@ class SORV_API TeraPattern {
   Bits tokenPattern[NUM_TOKEN_VALUES] = {};
   int wordLength = -1;
   int numWords = 0;                     ///< 1 + number of word separators
+  bool isCut = false;                   ///< positions were dropped
   bool isOpenEnded = false;             ///< a wildcard sequence stands at the end
   bool hasOperators = true;             ///< tokens from 250 on are operators
   std::unique_ptr<Bits[]> halfPattern;  ///< per token value: its pattern, and those of its half tokens
@@ -50,3 +53,4 @@ class SORV_API TeraPattern {
 
 extern template class TeraPattern<VUint>;
 extern template class TeraPattern<QuadBit>;
+extern template class TeraPattern<TeraLongMask>;

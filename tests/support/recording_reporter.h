@@ -11,6 +11,10 @@ namespace support {
 class RecordingReporter : public AceReporter {
  public:
   using AceReporter::AceReporter;
+  /// Is not the default of the tests that follow.
+  ~RecordingReporter() override {
+    if (use_default() == this) clear_default();
+  }
 
   int report_func(const char* text) override {
     messages.emplace_back(text);

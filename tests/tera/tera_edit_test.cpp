@@ -24,6 +24,7 @@
 #include "tera/tera_reader.h"
 #include "tera/tera_result.h"
 #include "tera/tera_standard_query.h"
+#include "tera/tera_token.h"
 
 namespace {
 
@@ -126,7 +127,6 @@ class EditTest : public testing::Test {
       positions.runs = mode == TeraEval::FACTOR ? std::vector<int>{0, 1} : std::vector<int>{1};
       mode = TeraEval::WILDCARD;
     }
-    positions.truncate(128);
     TeraEval::Eval* const func = TeraEval::get_model_func(model, 0);
     Found found;
     for (size_t i = 0; i < entries.size(); ++i) {
@@ -240,9 +240,11 @@ class EditOracle : public EditTest {
         edited(random, entries[static_cast<size_t>(random.below(static_cast<int>(entries.size())))], letters);
     if (random.below(4) == 0) query = with_operators(random, query, letters);
     if (query.empty()) return;
-    const bool isLong = map.alt_len(query.c_str(), false) > 128;
+    AceAttach at;
+    const bool isLongPattern = map.alt_len(query.c_str(), false) > 128 &&
+                               TeraToken::has_glob(map.convert(query.c_str(), false, &at)) != 0;
     for (const TeraEval::Mode mode : MODES) {
-      if (isLong && (mode == TeraEval::EXACT || mode == TeraEval::WILDCARD)) continue;  // not cut
+      if (isLongPattern && (mode == TeraEval::EXACT || mode == TeraEval::WILDCARD)) continue;  // refused
       const auto model = static_cast<TeraEval::Model>(random.below(TeraEval::BIAS));
       const int options = random.below(2) * TeraEdit::TRANSPOSE;
       const int min_value = 1 + random.below(255);
@@ -266,7 +268,7 @@ TEST_F(EditOracle, every_layout_finds_what_scoring_each_entry_finds) {
   for (int round = 0; round < (samples::SLOW ? 2 : 5); ++round) {
     const int letters = 3 + random.below(NUM_LETTERS - 2);
     const bool isLong = round == 0;
-    fill(random, 100 + random.below(isLong ? 100 : 1200), letters, isLong ? 140 : 12);
+    fill(random, isLong ? 60 : 100 + random.below(1200), letters, isLong ? 260 : 12);
     std::vector<std::unique_ptr<TeraEdit>> edits;
     for (const Layout& layout : LAYOUTS) {
       edits.push_back(std::make_unique<TeraEdit>());
@@ -674,17 +676,30 @@ TEST_F(EditFile, writes_and_describes_what_it_has) {
   EXPECT_NE(reporter.all().find("filtered edit structure\n"), std::string::npos);
 }
 
-TEST_F(EditTest, long_entries_are_found_whole_or_not_at_all) {
-  entries = {std::string(130, 'a'), std::string(128, 'a'), std::string(129, 'a') + "b"};
+TEST_F(EditTest, long_queries_are_measured_whole_or_refused) {
+  const std::string word(1024, 'a');
+  entries = {word, word.substr(0, 128), word.substr(1) + "b", word.substr(0, 1023)};
+  support::RecordingReporter reporter;
+  reporter.set_as_default();
   for (const Layout& layout : {LAYOUTS[0], LAYOUTS[5], LAYOUTS[6]}) {
     TeraEdit edit;
     build(&edit, layout);
-    TeraResult exact(entries[0].c_str(), 255, 10, 255);
-    const int num = edit.recall(&exact, TeraEval::EXACT, TeraEval::MAXIMUM, nullptr);
-    EXPECT_EQ(num, (layout.options & TeraEdit::NO_STRINGS) != 0 ? EditRecall::GENERAL_ERROR : 1)
-        << layout.name;
-    TeraResult pattern((entries[0] + "?*").c_str(), 255, 10, 255);
+    EXPECT_EQ(recall(edit, word, TeraEval::EXACT, TeraEval::MAXIMUM, 255, 0), (Found{{1, 255}}));
+    EXPECT_EQ(recall(edit, word, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 250, 0),
+              (Found{{1, 255}, {3, 254}, {4, 254}}));
+    for (const TeraEval::Mode mode : {TeraEval::LEVENSHTEIN, TeraEval::FACTOR}) {
+      TeraResult longer((word + "a").c_str(), 1, 10, 255, nullptr);
+      EXPECT_EQ(edit.recall(&longer, mode, TeraEval::MAXIMUM, nullptr), EditRecall::GENERAL_ERROR);
+      EXPECT_NE(reporter.all().find("Query of more than 1024 positions\n"), std::string::npos);
+    }
+    TeraResult pattern((word.substr(0, 128) + "?*").c_str(), 255, 10, 255);
     EXPECT_EQ(edit.recall(&pattern, TeraEval::WILDCARD, TeraEval::MAXIMUM, nullptr),
               EditRecall::GENERAL_ERROR);
+    EXPECT_NE(reporter.all().find("Pattern of more than 128 positions\n"), std::string::npos);
   }
+  TeraStandardQuery longest((word + "a").c_str(), TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, &map, 0);
+  EXPECT_EQ(longest.compare(word.c_str()), -1);
+  TeraStandardQuery exact((word + "a").c_str(), TeraEval::EXACT, TeraEval::MAXIMUM, &map, 0);
+  EXPECT_EQ(exact.compare(word.c_str()), 0);
+  EXPECT_EQ(exact.compare((word + "a").c_str()), 255);
 }

@@ -23,8 +23,9 @@
 inline constexpr int EDIT_WORD_LANES = 64;
 inline constexpr int EDIT_BLOCK_WORDS = 8;
 inline constexpr int EDIT_BLOCK_LANES = EDIT_WORD_LANES * EDIT_BLOCK_WORDS;
-inline constexpr int EDIT_PADDING = 4;      ///< positions that are read beyond both ends of the entries
-inline constexpr int EDIT_MAX_QUERY = 128;  ///< query positions that are looked at
+inline constexpr int EDIT_PADDING = 4;        ///< positions that are read beyond both ends of the entries
+inline constexpr int EDIT_MAX_QUERY = 1024;   ///< positions of a query
+inline constexpr int EDIT_MAX_PATTERN = 128;  ///< and of one in WILDCARD mode
 
 /// An entry whose measure reaches the least one asked for.
 struct EditHit {

@@ -21,7 +21,7 @@ class EditQuery {
 
   int length() const { return static_cast<int>(accepts.size()); }
   bool has_runs() const { return hasRuns; }
-  /// Whether positions were dropped, without which a pattern is another one.
+  /// Whether positions were dropped, without which it is another one.
   bool is_cut() const { return isCut; }
   const EditAccept* get_accepts() const { return accepts.data(); }
   const bool* get_runs() const { return runs.get(); }

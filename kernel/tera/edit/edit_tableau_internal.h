@@ -26,7 +26,8 @@
 namespace {
 namespace edit_lanes {
 
-inline constexpr int MAX_QUERY = 128;          ///< positions of a query; further ones are dropped
+inline constexpr int MAX_QUERY = 1024;         ///< positions of a query
+inline constexpr int MAX_PATTERN = 128;        ///< and of a pattern
 inline constexpr int MAX_COUNTED = 64;         ///< entry positions that the positional counts look at
 inline constexpr int MAX_SUPERSET_PLACE = 63;  ///< and the walk over the query
 inline constexpr int MAX_PLANES = 32;
@@ -390,7 +391,7 @@ int edit_bigrams(int m, int n, const Columns& columns, V* add) {
 /// Lanes that the query matches as a pattern, in which runs[i] lets any tokens stand in front of position i.
 template <class V, class Columns>
 V edit_wildcard(int m, int n, const Columns& columns, const bool* runs) {
-  V read[MAX_QUERY + 1];  // lanes in which the positions before i are read
+  V read[MAX_PATTERN + 1];  // lanes in which the positions before i are read
   read[0] = ALL<V>;
   std::fill_n(read + 1, m, NONE<V>);
   for (int j = 0; j < n; ++j) {

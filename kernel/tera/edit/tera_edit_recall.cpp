@@ -80,6 +80,15 @@ class Qualities {
   std::vector<Tiny> values;
 };
 
+/// -1, reported, for a query with more positions than recall takes.
+int check_length(const EditQuery& query, TeraEval::Mode mode) {
+  const bool isPattern = mode == TeraEval::WILDCARD;
+  const int most = isPattern ? EDIT_MAX_PATTERN : EDIT_MAX_QUERY;
+  if (!query.is_cut() && query.length() <= most) return 0;
+  AceReporter::use_default()->printf("%s of more than %d positions\n", isPattern ? "Pattern" : "Query", most);
+  return EditRecall::GENERAL_ERROR;
+}
+
 /// Attaches a new query object, unless the result has one.
 void attach_query(TeraResult* result, TeraQuery* query) {
   result->add_query(query, 0);
@@ -195,6 +204,7 @@ int TeraEdit::recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model mo
 
   EditQuery compiled(tokens, operators);
   if (compiled.length() == 0) return result->num_cands();
+  if (check_length(compiled, mode) < 0) return EditRecall::GENERAL_ERROR;
   const bool isOpen = mode == TeraEval::PREFIX || mode == TeraEval::FRONT || mode == TeraEval::FACTOR;
   if (compiled.length() == 1 && isOpen) {
     compiled.open(mode == TeraEval::FACTOR);
@@ -356,8 +366,7 @@ int TeraEdit::reeval_operators(Recall* call, EditTask task, const EditTokens& to
 int TeraEdit::exact(TeraResult* result, const Token* query, int options) const {
   const AceTimeSection section("EXACT");
   if (result == nullptr || query == nullptr || *query == 0) return EditRecall::GENERAL_ERROR;
-  if (stringHandle == nullptr || sortedEntries == nullptr)
-    return wildcard(result, query, options | NO_OPERATORS);
+  if (stringHandle == nullptr || sortedEntries == nullptr) return exact_bits(result, query, options);
   AceAttach at;
   const auto order_to = [&](Large slot) {
     const char* const string = get_string(slot, &at);
@@ -374,6 +383,23 @@ int TeraEdit::exact(TeraResult* result, const Token* query, int options) const {
   return finish(result, options);
 }
 
+/// The same from the matrix: the entries without an error.
+int TeraEdit::exact_bits(TeraResult* result, const Token* query, int options) const {
+  const EditQuery compiled(query, false);
+  if (check_length(compiled, TeraEval::LEVENSHTEIN) < 0) return EditRecall::GENERAL_ERROR;
+  if (numEntry == 0 || editStore == nullptr) return EditRecall::NO_ENTRIES;
+  Recall call{compiled,
+              TeraEval::LEVENSHTEIN,
+              TeraEval::get_model_func(TeraEval::MAXIMUM, 0),
+              false,
+              [] { return TeraEval::PERFECT; },
+              [result](Large slot, int quality) { result->add(quality, slot); }};
+  const int q = compiled.length();
+  if (q < maxLength && recall_lengths(&call, q, q) < 0) return EditRecall::GENERAL_ERROR;
+  if (stringHandle != nullptr) result->add_strings(stringHandle.get());
+  return finish(result, options);
+}
+
 int TeraEdit::wildcard(TeraResult* result, const Token* query, int options) const {
   if (result == nullptr || query == nullptr) return EditRecall::GENERAL_ERROR;
   const bool operators = (options & NO_OPERATORS) == 0 && mapConfig.is_operator(TOKEN_WILDCARD);
@@ -387,10 +413,7 @@ int TeraEdit::wildcard(TeraResult* result, const Token* query, int options) cons
 
 int TeraEdit::match_pattern(TeraResult* result, const EditQuery& pattern, int options) const {
   const AceTimeSection section("WILDCARD");
-  if (pattern.is_cut()) {
-    AceReporter::use_default()->printf("Pattern of more than %d positions\n", EDIT_MAX_QUERY);
-    return EditRecall::GENERAL_ERROR;
-  }
+  if (check_length(pattern, TeraEval::WILDCARD) < 0) return EditRecall::GENERAL_ERROR;
   if (numEntry == 0 || editStore == nullptr) return EditRecall::NO_ENTRIES;
   Recall call{pattern,
               TeraEval::WILDCARD,
@@ -430,6 +453,7 @@ int TeraEdit::segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model m
                        EditRecall::GENERAL_ERROR, 0, EditRecall::GENERAL_ERROR);
     const EditQuery word(tokens, operators);
     if (word.length() == 0) continue;
+    if (check_length(word, mode) < 0) return EditRecall::GENERAL_ERROR;
     Recall call{
         word,
         mode,

@@ -1,9 +1,11 @@
 // Recall of the spans of a text.
 #include <algorithm>
+#include <limits>
 
 #include "ace/ace_error.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_time_analysis.h"
+#include "tera/edit/edit_kernel_internal.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_result.h"
 #include "tera/tera_scan_graph.h"
@@ -11,15 +13,19 @@
 
 namespace {
 
-/// Positions that recall looks at; a longer run would find what its beginning finds.
-constexpr int MAX_RUN_POSITIONS = 128;
+constexpr int ANY_NUMBER = std::numeric_limits<int>::max() / 2;
 
-/// The longest query that entries of up to `longest` positions can answer with that quality.
+/// The longest query that entries of up to `longest` positions can answer with that quality: no model likes a
+/// longer one better.
 int longest_query(TeraEval::Eval* func, int longest, int min_value) {
-  for (int query = MAX_RUN_POSITIONS; query > longest; --query)
+  const auto hasAnswer = [&](int query) {
     for (int entry = longest; entry > 0; --entry)
-      if (TeraEval::can_satisfy(func, query, entry, min_value) != 0) return query;
-  return std::min(longest, MAX_RUN_POSITIONS);
+      if (TeraEval::can_satisfy(func, query, entry, min_value) != 0) return true;
+    return false;
+  };
+  int query = std::min(longest, EDIT_MAX_QUERY);
+  while (query < EDIT_MAX_QUERY && hasAnswer(query + 1)) ++query;
+  return query;
 }
 
 /// Whether the nodes stand where those of the split do.
@@ -54,10 +60,10 @@ int TeraEdit::scan_sep(TeraScanGraph* graph, TeraEval::Model model, int options,
 int TeraEdit::full_scan(TeraScanGraph* graph, TeraEval::Model model, int options, TeraSplitResult* split,
                         int percent, AceReporter* rep) const {
   if (graph == nullptr) return -1;
-  if (split != nullptr) return scan_runs(graph, model, options, *split, percent, MAX_RUN_POSITIONS, rep);
+  if (split != nullptr) return scan_runs(graph, model, options, *split, percent, ANY_NUMBER, rep);
   const TeraSplitResult blanks(graph->get_orig_query(), splitter_options(options), &mapConfig, nullptr,
                                nullptr);
-  return scan_runs(graph, model, options, blanks, percent, MAX_RUN_POSITIONS, rep);
+  return scan_runs(graph, model, options, blanks, percent, ANY_NUMBER, rep);
 }
 
 int TeraEdit::scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options,
@@ -73,7 +79,7 @@ int TeraEdit::scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options
   TeraEval::Eval* const func = TeraEval::get_model_func(model, 0);
   const bool isHeard = phoneEdit != nullptr && percent <= 99;
   const int max_positions = isHeard || func == nullptr
-                                ? MAX_RUN_POSITIONS
+                                ? EDIT_MAX_QUERY
                                 : longest_query(func, maxLength - 1, graph->get_min_value());
   AceAttach at;
   int spans = 0;

@@ -98,7 +98,9 @@ TeraStandardQuery::TeraStandardQuery(const char* query, TeraEval::Mode mode, Ter
   const ModeMeasure chosen = measure_of(mode, (asked & Options::TRANSPOSE) != 0);
   wordOptions = chosen.options | asked;
   auto word = std::make_unique<TeraWord>(query, map, noGlob);
-  if (word->length() < 0) return;
+  // EXACT reads the tokens, however many there are.
+  const bool isWord = mode == TeraEval::EXACT ? map->alt_len(query, noGlob) >= 0 : word->length() >= 0;
+  if (!isWord) return;
   if (!chosen.hasWords || std::strchr(query, SEPARATOR) == nullptr) {
     singleWord = std::move(word);
     return;

@@ -6,17 +6,35 @@
 
 int TeraTokenWord::build(const Token* tokens, bool operators) {
   longVersion = nullptr;
-  if (TeraPattern::build(tokens, operators) < MAX_LENGTH) return wordLength;
-  auto longWord = std::make_unique<TeraQuadWord>();
-  if (longWord->build(tokens, operators) <= MAX_LENGTH) return wordLength;
+  longestVersion = nullptr;
+  TeraPattern::build(tokens, operators);
+  if (!isCut) return wordLength;
   TeraPattern::build(reinterpret_cast<const Token*>(""), operators);
-  wordLength = longWord->wordLength;
-  numWords = longWord->numWords;
-  longVersion = std::move(longWord);
+  longVersion = std::make_unique<TeraQuadWord>();
+  longVersion->build(tokens, operators);
+  if (!longVersion->isCut) {
+    take_from(*longVersion);
+    return wordLength;
+  }
+  longVersion = nullptr;
+  longestVersion = std::make_unique<TeraLongWord>();
+  longestVersion->build(tokens, operators);
+  if (longestVersion->isCut) {
+    longestVersion = nullptr;
+    return TeraPattern::build(nullptr, operators);
+  }
+  take_from(*longestVersion);
   return wordLength;
 }
 
+template <class Word>
+void TeraTokenWord::take_from(const Word& longer) {
+  wordLength = longer.wordLength;
+  numWords = longer.numWords;
+}
+
 int TeraTokenWord::add_halfs(const Token* pairs) {
+  if (longestVersion != nullptr) return longestVersion->add_halfs(pairs);
   return longVersion != nullptr ? longVersion->add_halfs(pairs) : TeraPattern::add_halfs(pairs);
 }
 

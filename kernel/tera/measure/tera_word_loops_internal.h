@@ -39,6 +39,12 @@ constexpr VUint shift_in(VUint mask, VUint bit) {
 constexpr QuadBit shift_in(const QuadBit& mask, VUint bit) {
   return {mask.highWord << 1 | mask.lowWord >> 63, (mask.lowWord << 1) + bit};
 }
+constexpr TeraLongMask shift_in(const TeraLongMask& mask, VUint bit) {
+  return mask << 1 | TeraLongMask{bit};
+}
+constexpr bool has_bit(const TeraLongMask& mask, int i) {
+  return mask.has_bit(i);
+}
 /// The lowest `n` bits.
 template <class Bits>
 constexpr Bits low_bits(int n) {
@@ -50,6 +56,9 @@ inline int count_bits(VUint mask) {
 inline int count_bits(const QuadBit& mask) {
   return TeraBits::count(mask.lowWord, mask.highWord);
 }
+inline int count_bits(const TeraLongMask& mask) {
+  return mask.count();
+}
 /// Of a mask that has no bits from `n` on.
 inline int count_bits(VUint mask, int n) {
   return n <= TeraBits::TABLE_BITS       ? TeraBits::count11(static_cast<Large>(mask))
@@ -59,11 +68,17 @@ inline int count_bits(VUint mask, int n) {
 inline int count_bits(const QuadBit& mask, int) {
   return count_bits(mask);
 }
+inline int count_bits(const TeraLongMask& mask, int) {
+  return mask.count();
+}
 inline int first_bit(VUint mask) {
   return TeraBits::first(mask);
 }
 inline int first_bit(const QuadBit& mask) {
   return TeraBits::first(mask.lowWord, mask.highWord);
+}
+inline int first_bit(const TeraLongMask& mask) {
+  return mask.first();
 }
 
 // Sources.

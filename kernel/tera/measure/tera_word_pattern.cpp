@@ -13,6 +13,7 @@ int TeraPattern<Bits>::build(const Token* tokens, bool operators) {
   halfPattern = nullptr;
   wordLength = -1;
   numWords = 0;
+  isCut = false;
   isOpenEnded = false;
   hasOperators = operators;
   if (tokens == nullptr || (operators && TeraToken::alt_len(tokens) < 0)) return -1;
@@ -41,6 +42,7 @@ int TeraPattern<Bits>::build(const Token* tokens, bool operators) {
         if (pos <= MAX_LENGTH) lastRun = pos;
       });
   wordLength = std::min(numPositions, MAX_LENGTH);
+  isCut = numPositions > MAX_LENGTH;
   isOpenEnded = lastRun == wordLength;
   if (!operators) return wordLength;
 
@@ -69,3 +71,4 @@ int TeraPattern<Bits>::add_halfs(const Token* pairs) {
 
 template class TeraPattern<VUint>;
 template class TeraPattern<QuadBit>;
+template class TeraPattern<TeraLongMask>;
