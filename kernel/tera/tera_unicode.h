@@ -74,7 +74,7 @@ class SORV_API TeraUnicode final : public TeraCollation {
 
   const Entry* unicodeElements[UNICODEPOINTS / TABLE_SIZE] = {};  // pages; null where the table has nothing
   const Entry* singleByteEntries[TABLE_SIZE] = {};                // by the byte, with a code page
-  const int* codePage = nullptr;                                 // code points by the byte; null for UTF-8
+  const int* codePage = nullptr;                                  // code points by the byte; null for UTF-8
   // Of a byte that is followed by one of ASCII: the weight of its character, if that is its whole share.
   Large asciiPrimary[ASCII_SIZE] = {};
   // Whether a character that starts with this byte, or has it inside, may go with what is before it.
