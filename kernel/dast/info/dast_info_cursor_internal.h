@@ -24,7 +24,7 @@ Large gallop(Large pos, Large end, IsBefore is_before) {
   // `pos` is before; the answer is in (pos, pos + step].
   for (Large left = std::min(step, end - pos); left > 1;) {
     const Large half = left / 2;
-    pos = is_before(pos + half) ? pos + half : pos;
+    pos += half & (0 - Large{is_before(pos + half)});
     left -= half;
   }
   return pos + 1;

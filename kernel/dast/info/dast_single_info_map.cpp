@@ -32,9 +32,11 @@ std::unique_ptr<AceIdMap> DastSingleInfoMap::get_entries() const {
 
 Large DastSingleInfoMap::up(Large record) const {
   if (singleForward != nullptr) return singleForward->get_first(record);
-  const Large entry = singleReverse.get_entry(record);
-  const bool isCovered = entry < get_num_entries() && record >= singleReverse.get_record(0);
-  return isCovered ? entry : NONE;
+  // Not `get_entry`, for which record 0 is in entry 0 even when that has no records.
+  const std::span<const Large> bounds = singleReverse.get_bounds();
+  const auto above = std::upper_bound(bounds.begin(), bounds.end(), record);
+  return above != bounds.begin() && above != bounds.end() ? static_cast<Large>(above - bounds.begin()) - 1
+                                                          : NONE;
 }
 
 Large DastSingleInfoMap::down(Large entry) const {
@@ -83,7 +85,8 @@ void DastSingleInfoMap::for_each_entry_range(const DastInfoList* list, Found fou
   dast::with_cursor(*list, [&](auto cursor) {
     Large next = 0;  // the first bound behind what is known to be passed
     for (cursor.seek(bounds[0]); !cursor.at_end(); cursor.next()) {
-      const auto [from, to] = cursor.get();
+      const Large from = cursor.get().from;
+      const Large to = cursor.get().to;
       next = dast::gallop(next, numBounds, [=](Large i) { return bounds[i] <= from; });
       if (next == numBounds) return;
       const Large first = next > 0 ? next - 1 : 0;
