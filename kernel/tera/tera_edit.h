@@ -212,8 +212,8 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   /// The entries that a pattern matches, with quality 255. -1, reported, for a pattern of more than 128
   /// positions.
   int wildcard(TeraResult* result, const Token* query, int options) const;
-  /// The entries that resemble one of the words of the query, between bars; the best word counts. For the
-  /// modes in which `TeraStandardQuery` takes several words.
+  /// The entries that resemble one of the segments of the query, between word separators (token 253, unless
+  /// options read it without operators); the best one counts. -4, reported, for EXACT, SUBWORD and SCAN.
   int segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int len_min, int len_max,
               int options) const;
   /// Scan recall (tera_edit_scan.cpp): recalls the spans of a text, in LEVENSHTEIN mode, into the graph's

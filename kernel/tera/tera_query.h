@@ -27,6 +27,8 @@ class SORV_API TeraQuery {
   virtual int compare(Large entry);
   /// The entry as it is to be shown, in `at`.
   virtual char* display(const char* entry, AceAttach* at) const;
+  /// Whether the entry has the tokens of the query's text, operators off; false for what has no text.
+  virtual bool equals(const char* entry) const;
 
   /// A query for the best quality of several (tera_query_kinds.h), which adds references of its own. Null
   /// ones are left out. The second form takes the query objects of results, and `first`, which may be null.

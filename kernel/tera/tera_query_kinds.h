@@ -30,8 +30,9 @@ class SORV_API TeraMixQuery : public TeraQuery {
   /// could be built.
   int compare(const char* entry) override;
   using TeraQuery::compare;
-  /// As the plain query shows it.
+  /// As the plain query shows it, and says.
   char* display(const char* entry, AceAttach* at) const override;
+  bool equals(const char* entry) const override;
 
  private:
   TeraQueryRef plainQuery;
@@ -40,18 +41,18 @@ class SORV_API TeraMixQuery : public TeraQuery {
   const TeraTransform* phoneCoding;
 };
 
-/// Only perfect entries.
+/// Only entries that are the query's text: a mode or model may find others perfect, too.
 class SORV_API TeraForceExactQuery : public TeraQuery {
  public:
-  /// Takes over the caller's reference. The strings of entries that are given by number come from `strings`
-  /// when the query does not know them.
+  /// Takes over the caller's reference. The strings of entries that are given by number come from `strings`.
   explicit TeraForceExactQuery(TeraQuery* query, TeraCand::GetString strings = {});
 
   int is_empty() const override;
-  /// 255 for entries that have that quality by the query, else 0; -1 as the query.
+  /// 255 for entries for which `equals` holds, else 0; -1 as the query, and for numbers without strings.
   int compare(const char* entry) override;
   int compare(Large entry) override;
   char* display(const char* entry, AceAttach* at) const override;
+  bool equals(const char* entry) const override;
 
  private:
   TeraQueryRef exactQuery;
@@ -70,6 +71,8 @@ class SORV_API MergeQuery : public TeraQuery {
   int compare(Large entry) override;
   /// As the first query that finds the entry best shows it.
   char* display(const char* entry, AceAttach* at) const override;
+  /// Whether it does for any of them.
+  bool equals(const char* entry) const override;
 
  private:
   template <class Entry>

@@ -75,15 +75,17 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
     bool is_span(int from, int to) const { return from == fromPos && to == toPos; }
     /// Whether the candidate stands for what was found on the range, given that it has the same key.
     bool is_of(const TeraCand& cand) const;
-    /// Whether the span begins with the range and goes on, or begins before it and does not end before it.
+    /// Whether the span begins with the range and goes on, or begins behind its start and does not end before
+    /// it.
     bool is_in_longer(int from, int to) const {
-      return (from == fromPos && to > toPos) || (from < fromPos && to >= toPos);
+      return (from == fromPos && to > toPos) || (from > fromPos && to >= toPos);
     }
 
     EdgeRange* nextRange = nullptr;  ///< of the same key
     int fromPos = 0;
     int toPos = 0;
     int hitQual = 0;
+    bool isKept = false;  ///< a span that keeps the key where ranges of the same quality leave it nowhere
     int entryNum = TeraCand::NO_ENTRY;  ///< of the first candidate found
     const char* repString = nullptr;
     // Its attribute numbers, where those behind the first count as well:
@@ -303,7 +305,8 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
   /// Lets each key survive only where its quality is best: a candidate goes if the same key has a better
   /// quality on a span that overlaps its own (with `wider`, unless its own is the longer one), or the same
   /// quality on an overlapping span that is not its own. Ranges of the same quality that overlap are united
-  /// (`wider`), or what they share is kept. Candidates without key (~0) stay. Orders the results best first.
+  /// (`wider`), or what they share is kept; where that is the span of none of them, the first one stays. So
+  /// no key vanishes. Candidates without key (~0) stay. Orders the results best first.
   int dedup(GetInfo* key, bool wider);
 
   // Results and queries.
@@ -388,8 +391,9 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
   void for_each_result(Visit visit) const;
   template <class Visit>
   void for_each_inner_result(Visit visit) const;
-  static void note_ranges(EdgeRangeMap* ranges, const Edge& edge, int node, GetInfo* key, bool wider,
-                          AceAttach* at);
+  struct Found;
+  static void note_range(EdgeRangeMap* ranges, const Found& found, GetInfo* key, bool wider, AceAttach* at);
+  static void keep_first(EdgeRangeMap* ranges, std::vector<Found>* found, bool wider, AceAttach* at);
   void lay_out(const std::vector<int>& places, NodeList fresh);
   bool combine(const TeraScanGraph& other, Combined* combined) const;
   bool has_ascending_positions() const;

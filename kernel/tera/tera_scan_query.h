@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "ace/ace_attach.h"
@@ -33,6 +34,7 @@ class SORV_API TeraScanQuery : public TeraQuery {
   /// is no model, an alternative that is empty or not closed.
   int compare(const char* entry) override;
   using TeraQuery::compare;
+  bool equals(const char* entry) const override;
 
  private:
   void build(const std::vector<const char*>& words);
@@ -41,6 +43,7 @@ class SORV_API TeraScanQuery : public TeraQuery {
   const TeraMap* mapConfig;
   TeraEval::Eval* evalFunc;
   int wordOptions;
+  std::string queryText;         // the words with blanks between
   std::vector<int> wordLengths;  // those of queryWords
   int queryLength = -1;          // positions of all words; negative when nothing was built
   std::unique_ptr<TeraWords> queryWords;

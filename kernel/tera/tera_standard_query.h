@@ -30,6 +30,7 @@ class SORV_API TeraStandardQuery : public TeraQuery {
   /// token, an alternative each of its members, and the query's wildcard sequence any rest of the entry.
   int compare(const char* entry) override;
   using TeraQuery::compare;
+  bool equals(const char* entry) const override;
 
   /// The query as it was given; null when it was null.
   const char* get_query() const { return rawQuery; }

@@ -114,16 +114,16 @@ class EditTest : public testing::Test {
     ASSERT_EQ(
         edit->make(&reader, &map, layout.filter, layout.fine, layout.options | more, 0, nullptr, nullptr), 0);
   }
-  /// Every entry by itself.
-  Found scan(const std::string& query, TeraEval::Mode mode, TeraEval::Model model, int min_value,
-             int options) const {
+  /// Every entry by itself. Of segments, those with one position are no patterns.
+  Found scan(const std::string& query, TeraEval::Mode mode, TeraEval::Model model, int min_value, int options,
+             bool is_segment = false) const {
     AceAttach at;
     const bool noGlob = (options & TeraEdit::NO_OPERATORS) != 0;
     const bool transpose = (options & TeraEdit::TRANSPOSE) != 0;
     oracle::Positions positions(map.convert(query.c_str(), noGlob, &at));
     const bool isPattern = mode == TeraEval::EXACT || mode == TeraEval::WILDCARD;
     const bool isOpen = mode == TeraEval::PREFIX || mode == TeraEval::FRONT || mode == TeraEval::FACTOR;
-    if (!isPattern && isOpen && positions.size() == 1) {
+    if (!isPattern && isOpen && positions.size() == 1 && !is_segment) {
       positions.runs = mode == TeraEval::FACTOR ? std::vector<int>{0, 1} : std::vector<int>{1};
       mode = TeraEval::WILDCARD;
     }
@@ -636,25 +636,45 @@ TEST_F(EditTest, phonetic_and_plain_qualities_are_mixed) {
   }
 }
 
-TEST_F(EditOracle, segments_are_measured_one_by_one) {
+TEST_F(EditOracle, segments_between_separator_tokens_are_measured_one_by_one) {
   samples::Random random(5);
-  fill(random, 300, 4, 8);
-  std::erase_if(entries, [](const std::string& entry) { return entry.empty(); });
-  for (const Layout& layout : {LAYOUTS[0], LAYOUTS[6]}) {
+  for (const char separator : {'|', ';'}) {
+    TeraMapConfig config("utf-8");
+    config.set_tokens(ALPHABET);
+    config.map_specials('[', ']', '?', '*', static_cast<Token>(separator), 0);
+    config.compile_map(&map);
+    known.clear();
+    fill(random, 300, 4, 8);
     TeraEdit edit;
-    build(&edit, layout);
+    build(&edit, separator == '|' ? LAYOUTS[0] : LAYOUTS[6]);
     for (int k = 0; k < 20; ++k) {
-      const std::string query =
-          random_word(random, 1 + random.below(6), 4) + "|" + random_word(random, 1 + random.below(6), 4);
-      for (const TeraEval::Mode mode : {TeraEval::LEVENSHTEIN, TeraEval::PREFIX, TeraEval::FACTOR}) {
-        TeraStandardQuery single(query.c_str(), mode, TeraEval::MAXIMUM, &map, 0);
+      std::string parts[2];
+      for (std::string& part : parts)
+        part = with_operators(random, random_word(random, 1 + random.below(6), 4), 4);
+      for (const TeraEval::Mode mode : MODES) {
+        const std::string query = parts[0] + separator + parts[1];
+        if (mode == TeraEval::EXACT) {
+          TeraResult refused(query.c_str(), 1, 10, 255);
+          support::RecordingReporter reporter;
+          EXPECT_EQ(
+              edit.recall(&refused, mode, TeraEval::MAXIMUM, 0, 0, TeraEdit::USE_SEGMENT, 100, &reporter),
+              EditRecall::UNALIGED_MODEL);
+          EXPECT_NE(reporter.all().find("This recall mode is not support by current edit structure!\n"),
+                    std::string::npos);
+          continue;
+        }
         Found expected;
-        for (size_t i = 0; i < entries.size(); ++i)
-          if (const int quality = single.compare(entries[i].c_str()); quality >= 120)
-            expected[static_cast<Large>(i + 1)] = quality;
+        for (const std::string& part : parts)
+          for (const auto& [info, quality] : scan(part, mode, TeraEval::MAXIMUM, 120, 0, true))
+            expected[info] = std::max(expected[info], quality);
         EXPECT_EQ(recall(edit, query, mode, TeraEval::MAXIMUM, 120, TeraEdit::USE_SEGMENT), expected)
             << query;
       }
+      const std::string word = random_word(random, 1 + random.below(6), 4);
+      const int plain = TeraEdit::NO_OPERATORS;
+      EXPECT_EQ(recall(edit, word.substr(0, 1) + "|;" + word.substr(1), TeraEval::LEVENSHTEIN,
+                       TeraEval::MAXIMUM, 120, plain | TeraEdit::USE_SEGMENT),
+                scan(word, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 120, plain));
     }
   }
 }

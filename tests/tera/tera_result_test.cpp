@@ -13,6 +13,7 @@
 #include "tera/tera_eval.h"
 #include "tera/tera_index.h"
 #include "tera/tera_map.h"
+#include "tera/tera_map_config.h"
 #include "tera/tera_query_kinds.h"
 #include "tera/tera_scan_query.h"
 #include "tera/tera_standard_query.h"
@@ -548,6 +549,31 @@ TEST(TeraQueryKinds, combine_queries_and_rate_strings_for_results) {
   EXPECT_EQ(exact.compare("maier"), 255);
   EXPECT_EQ(exact.compare("meier"), 0);
   EXPECT_EQ(exact.compare(Large{5}) + exact.compare(Large{6}), 255);
+  EXPECT_EQ(TeraForceExactQuery(standard("maier")).compare(Large{5}), -1);
+  // A mode may find entries perfect that are not the query.
+  TeraMap letters;
+  TeraMapConfig config("utf-8");
+  config.set_tokens("a-z");
+  config.map_lower();
+  config.compile_map(&letters);
+  TeraQuery* const prefix = new TeraStandardQuery("maier", TeraEval::PREFIX, TeraEval::QUERY, &letters, 0);
+  TeraQuery* const words = new TeraScanQuery(&letters, TeraEval::QUERY, "anna maria", 0);
+  EXPECT_EQ(prefix->compare("maierhof") + words->compare("maria annabella anna"), 510);
+  TeraQuery* parts[] = {prefix, words};
+  const std::pair<TeraQuery*, int> wrapped[] = {
+      {prefix->ref(), 1},
+      {words->ref(), 2},
+      {TeraQuery::create_merge_query(parts, 2), 3},
+      {new TeraMixQuery(prefix->ref(), words->ref(), 50, code.get()), 1}};
+  for (const auto& [query, equals] : wrapped) {
+    TeraForceExactQuery equal(query);
+    for (const char* other : {"maierhof", "maie", "maria annabella anna", "maria anna", ""})
+      EXPECT_EQ(equal.compare(other), 0) << other;
+    for (const char* same : {"maier", "Mai-ER"}) EXPECT_EQ(equal.compare(same), (equals & 1) != 0 ? 255 : 0);
+    EXPECT_EQ(equal.compare("ANNA maria"), (equals & 2) != 0 ? 255 : 0);
+  }
+  prefix->unref();
+  words->unref();
 
   TeraQueryRef other(standard("meyer"));
   TeraResult one("maier", 200, 10, 255, mixed.get());
@@ -561,11 +587,11 @@ TEST(TeraQueryKinds, combine_queries_and_rate_strings_for_results) {
   const TeraQueryRef none(TeraQuery::create_merge_query(nullptr, 0));
   EXPECT_EQ(none->is_empty() + none->compare("a"), 1);
 
-  TeraScanQuery words(map, TeraEval::MAXIMUM, "anna maria", 0);
-  EXPECT_EQ(words.compare("maria, anna"), 255);
-  EXPECT_EQ(words.compare("maria"), 255 * 5 / 9);
-  EXPECT_EQ(words.compare("mario-anna"), 255 * 8 / 9);
-  EXPECT_EQ(words.compare(" ."), 0);
+  TeraScanQuery names(map, TeraEval::MAXIMUM, "anna maria", 0);
+  EXPECT_EQ(names.compare("maria, anna"), 255);
+  EXPECT_EQ(names.compare("maria"), 255 * 5 / 9);
+  EXPECT_EQ(names.compare("mario-anna"), 255 * 8 / 9);
+  EXPECT_EQ(names.compare(" ."), 0);
   EXPECT_EQ(TeraScanQuery(nullptr, TeraEval::MAXIMUM, "a", 0).compare("a"), -1);
   EXPECT_EQ(TeraScanQuery(map, TeraEval::MAXIMUM, 0, nullptr, 0).is_empty(), 1);
 

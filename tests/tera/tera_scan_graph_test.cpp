@@ -268,17 +268,40 @@ TEST_F(Graphs, duplicates_stay_where_they_are_best) {
         }
         if (!isNoted) ranges[entry].push_back({quality, edge.from, edge.to});
       }
+    // What stays, and what goes for the sake of the same quality only, of which the first ones stay after
+    // all.
+    enum Fate { STAYS, EQUAL, WORSE };
+    const auto fate_of = [&](const ModelEdge& edge, int entry, int quality) {
+      Fate fate = STAYS;
+      for (const Range& range : ranges[entry]) {
+        if (edge.from >= range.to || edge.to <= range.from) continue;
+        const bool isLonger = (edge.from == range.from && edge.to > range.to) ||
+                              (edge.from > range.from && edge.to >= range.to);
+        if (range.quality > quality && !(wider && isLonger)) return WORSE;
+        if (range.quality == quality && (edge.from != range.from || edge.to != range.to)) fate = EQUAL;
+      }
+      return fate;
+    };
+    std::map<int, std::vector<Range>> stay;
+    for (const Fate pass : {STAYS, EQUAL})
+      for (const ModelEdge& edge : model.edges)
+        for (const auto& [entry, quality] : edge.cands) {
+          const auto isRival = [&edge, quality = quality](const Range& range) {
+            return range.quality == quality && edge.from < range.to && edge.to > range.from;
+          };
+          std::vector<Range>& known = stay[entry];
+          if (fate_of(edge, entry, quality) == pass &&
+              (pass == STAYS || std::none_of(known.begin(), known.end(), isRival)))
+            known.push_back({quality, edge.from, edge.to});
+        }
     int removed = graph->get_num_candidates();
     for (ModelEdge& edge : model.edges)
       std::erase_if(edge.cands, [&](const auto& cand) {
-        for (const Range& range : ranges[cand.first]) {
-          if (edge.from >= range.to || edge.to <= range.from) continue;
-          const bool isLonger = (edge.from == range.from && edge.to > range.to) ||
-                                (edge.from < range.from && edge.to >= range.to);
-          if (range.quality > cand.second && !(wider && isLonger)) return true;
-          if (range.quality == cand.second && (edge.from != range.from || edge.to != range.to)) return true;
-        }
-        return false;
+        const std::vector<Range>& known = stay[cand.first];
+        EXPECT_FALSE(known.empty()) << "entry " << cand.first << " vanished";
+        return std::none_of(known.begin(), known.end(), [&](const Range& range) {
+          return range.quality == cand.second && range.from == edge.from && range.to == edge.to;
+        });
       });
     for (const ModelEdge& edge : model.edges) removed -= static_cast<int>(edge.cands.size());
     ASSERT_EQ(graph->dedup_unresolved(wider), removed);

@@ -1,8 +1,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "ace/ace_error.h"
@@ -87,6 +86,13 @@ int check_length(const EditQuery& query, TeraEval::Mode mode) {
   if (!query.is_cut() && query.length() <= most) return 0;
   AceReporter::use_default()->printf("%s of more than %d positions\n", isPattern ? "Pattern" : "Query", most);
   return EditRecall::GENERAL_ERROR;
+}
+
+/// -1, reported, for a mode that there is no measure for, or what is no model.
+int check_mode(TeraEval::Mode mode, TeraEval::Model model, AceReporter* rep) {
+  if (TeraEval::get_model_func(model, 0) != nullptr && edit_measure_max(mode, 1, 1) >= 0) return 0;
+  rep->ev_wprintf("This recall mode is not support by current edit structure!\n");
+  return EditRecall::UNALIGED_MODEL;
 }
 
 /// Attaches a new query object, unless the result has one.
@@ -187,7 +193,10 @@ int TeraEdit::recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model mo
   if (query == nullptr) return EditRecall::NO_QUERY;
   if (traceQueries.get() != 0)
     time_analysis_print(0, 0, "Query '%s' in %s mode", query, TeraEval::get_mode_name(mode));
-  if ((options & USE_SEGMENT) != 0) return segment(result, mode, model, len_min, len_max, options);
+  if ((options & USE_SEGMENT) != 0) {
+    if (const int rc = check_mode(mode, model, rep); rc < 0) return rc;
+    return segment(result, mode, model, len_min, len_max, options);
+  }
 
   AceAttach at;
   const Token* const tokens = mapConfig.convert(query, (options & NO_OPERATORS) != 0, &at);
@@ -210,16 +219,12 @@ int TeraEdit::recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model mo
     compiled.open(mode == TeraEval::FACTOR);
     return match_pattern(result, compiled, options);
   }
-  TeraEval::Eval* const func = TeraEval::get_model_func(model, 0);
-  if (func == nullptr || edit_measure_max(mode, 1, 1) < 0) {
-    rep->ev_wprintf("This recall mode is not support by current edit structure!\n");
-    return EditRecall::UNALIGED_MODEL;
-  }
+  if (const int rc = check_mode(mode, model, rep); rc < 0) return rc;
   if (alignMode == 0 && needs_alignment(mode))
     rep->ev_wprintf("Unaligned edit structure doesn't work properly with some modes\n");
   Recall call{compiled,
               mode,
-              func,
+              TeraEval::get_model_func(model, 0),
               (options & TRANSPOSE) != 0,
               [result] { return result->get_min_value(); },
               [result](Large slot, int quality) { result->add(quality, slot); }};
@@ -430,6 +435,23 @@ int TeraEdit::match_pattern(TeraResult* result, const EditQuery& pattern, int op
 
 // ---------------------------------------------------------------- several words
 
+namespace {
+
+/// Ends the first segment at its separator, which stands in no alternative. Returns what follows; null for
+/// nothing.
+Token* cut_segment(Token* tokens) {
+  bool isInside = false;
+  for (; *tokens != 0; ++tokens) {
+    if (*tokens == TOKEN_ALT_START || *tokens == TOKEN_ALT_STOP) isInside = *tokens == TOKEN_ALT_START;
+    if (*tokens != TOKEN_WORD_SEP || isInside) continue;
+    *tokens = 0;
+    return tokens + 1;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
 /// Each word of the query by itself; an entry has the quality of the best one.
 int TeraEdit::segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int len_min,
                       int len_max, int options) const {
@@ -437,27 +459,24 @@ int TeraEdit::segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model m
   const char* const query = result->get_string();
   if (query == nullptr) return EditRecall::NO_QUERY;
   attach_query(result, new TeraStandardQuery(query, mode, model, &mapConfig, options & WORD_OPTIONS));
-  TeraEval::Eval* const func = TeraEval::get_model_func(model, 0);
-  if (func == nullptr || edit_measure_max(mode, 1, 1) < 0) return EditRecall::UNALIGED_MODEL;
+  if (const int rc = check_mode(mode, model, AceReporter::use_default()); rc < 0) return rc;
   if (numEntry == 0 || editStore == nullptr) return EditRecall::NO_ENTRIES;
   AceAttach at;
   const bool operators = (options & NO_OPERATORS) == 0 && mapConfig.is_operator(TOKEN_WILDCARD);
   std::vector<short> best(numEntry, -1);  // a quality of 0 is one, too
-  std::string_view rest(query);
-  while (!rest.empty()) {
-    const std::size_t end = std::min(rest.find('|'), rest.size());
-    const Token* const tokens = mapConfig.convert(std::string(rest.substr(0, end)).c_str(), !operators, &at);
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-    if (operators && TeraToken::alt_len(tokens) < 0)
-      return ace_error(__FILE__, __LINE__, "query_len = TeraToken::alt_len(tokenstr)",
-                       EditRecall::GENERAL_ERROR, 0, EditRecall::GENERAL_ERROR);
-    const EditQuery word(tokens, operators);
+  Token* tokens = mapConfig.convert(query, !operators, &at);
+  if (operators && TeraToken::alt_len(tokens) < 0)
+    return ace_error(__FILE__, __LINE__, "query_len = TeraToken::alt_len(tokenstr)",
+                     EditRecall::GENERAL_ERROR, 0, EditRecall::GENERAL_ERROR);
+  while (tokens != nullptr) {
+    Token* const rest = operators ? cut_segment(tokens) : nullptr;
+    const EditQuery word(std::exchange(tokens, rest), operators);
     if (word.length() == 0) continue;
     if (check_length(word, mode) < 0) return EditRecall::GENERAL_ERROR;
     Recall call{
         word,
         mode,
-        func,
+        TeraEval::get_model_func(model, 0),
         (options & TRANSPOSE) != 0,
         [result] { return result->get_min_value(); },
         [&best](Large slot, int quality) { best[slot] = std::max(best[slot], static_cast<short>(quality)); }};

@@ -10,6 +10,10 @@ char* TeraQuery::display(const char* entry, AceAttach* at) const {
   return at->attach(entry);
 }
 
+bool TeraQuery::equals(const char*) const {
+  return false;
+}
+
 TeraQuery* TeraQuery::ref() {
   refCount.modify(1);
   return this;

@@ -51,6 +51,7 @@ void TeraScanQuery::build(const std::vector<const char*>& words) {
   std::vector<const char*> measured;
   int total = 0;
   for (const char* word : words) {
+    queryText += (queryText.empty() ? "" : " ") + std::string(word);
     const int length = mapConfig->alt_len(word, noGlob);
     if (length < 0) return;
     total = sum_lengths(total, length);
@@ -65,6 +66,10 @@ void TeraScanQuery::build(const std::vector<const char*>& words) {
 
 int TeraScanQuery::is_empty() const {
   return queryLength == 0 ? 1 : 0;
+}
+
+bool TeraScanQuery::equals(const char* entry) const {
+  return queryLength >= 0 && entry != nullptr && mapConfig->strings_are_equal(queryText.c_str(), entry) != 0;
 }
 
 int TeraScanQuery::compare(const char* entry) {

@@ -123,6 +123,11 @@ int TeraStandardQuery::compare(const char* entry) {
   return std::clamp(measure_entry(entry), 0, TeraEval::PERFECT);
 }
 
+bool TeraStandardQuery::equals(const char* entry) const {
+  return mapConfig != nullptr && rawQuery != nullptr && entry != nullptr &&
+         mapConfig->strings_are_equal(rawQuery, entry) != 0;
+}
+
 int TeraStandardQuery::measure_entry(const char* entry) const {
   if (multiWords != nullptr) return multiWords->leven(entry, evalFunc, wordOptions, nullptr, 1);
   Measure* const measure = measure_of(evalMode, false).measure;

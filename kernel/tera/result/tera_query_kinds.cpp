@@ -17,8 +17,8 @@ char* display_by(const TeraQuery* query, const char* entry, AceAttach* at) {
   return query != nullptr ? query->display(entry, at) : at->attach(entry);
 }
 
-int force_exact(int quality) {
-  return quality > 0 && quality < TeraEval::PERFECT ? 0 : quality;
+bool equals_part(const TeraQueryRef& query, const char* entry) {
+  return query != nullptr && query->equals(entry);
 }
 
 }  // namespace
@@ -53,7 +53,11 @@ char* TeraMixQuery::display(const char* entry, AceAttach* at) const {
   return display_by(plainQuery.get(), entry, at);
 }
 
-// ---------------------------------------------------------------- perfect entries
+bool TeraMixQuery::equals(const char* entry) const {
+  return equals_part(plainQuery, entry);
+}
+
+// ---------------------------------------------------------------- equal entries
 
 TeraForceExactQuery::TeraForceExactQuery(TeraQuery* query, TeraCand::GetString strings)
     : exactQuery(query), entryStrings(std::move(strings)) {}
@@ -63,19 +67,22 @@ int TeraForceExactQuery::is_empty() const {
 }
 
 int TeraForceExactQuery::compare(const char* entry) {
-  return exactQuery != nullptr ? force_exact(exactQuery->compare(entry)) : -1;
+  if (exactQuery == nullptr || exactQuery->compare(entry) < 0) return -1;
+  return equals(entry) ? TeraEval::PERFECT : 0;
 }
 
 int TeraForceExactQuery::compare(Large entry) {
-  if (exactQuery == nullptr) return -1;
-  const int known = exactQuery->compare(entry);
-  if (known >= 0 || !entryStrings) return force_exact(known);
+  if (exactQuery == nullptr || !entryStrings) return -1;
   AceAttach at;
   return compare(entryStrings(entry, &at));
 }
 
 char* TeraForceExactQuery::display(const char* entry, AceAttach* at) const {
   return display_by(exactQuery.get(), entry, at);
+}
+
+bool TeraForceExactQuery::equals(const char* entry) const {
+  return equals_part(exactQuery, entry);
 }
 
 // ---------------------------------------------------------------- the best of several
@@ -112,6 +119,11 @@ char* MergeQuery::display(const char* entry, AceAttach* at) const {
     shown = query.get();
   }
   return display_by(shown, entry, at);
+}
+
+bool MergeQuery::equals(const char* entry) const {
+  return std::any_of(mergedQueries.begin(), mergedQueries.end(),
+                     [entry](const TeraQueryRef& query) { return equals_part(query, entry); });
 }
 
 TeraQuery* TeraQuery::create_merge_query(TeraQuery** queries, int num) {
