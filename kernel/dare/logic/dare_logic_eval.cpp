@@ -1,0 +1,199 @@
+#include "dare/dare_logic_eval.h"
+
+#include <algorithm>
+
+#include "ace/ace_tracer.h"
+
+namespace {
+
+using Config = DareLogicConfig;
+
+/// Whether a change below a plus group goes up in two steps, its best field and then the group, in place of
+/// computing both anew. The values are the same.
+bool is_two_step() {
+  static const AceTraceFlag twoStep("TWO_STEP_PLUS_LOGIC", __FILE__, __LINE__);
+  return twoStep.get() != 0;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- values of nodes
+
+/// Products stay below 2^53, where the quotient of doubles, truncated, is that of integers; it comes faster.
+int DareLogicEval::scaled(int value, int child, int weight) const {
+  const int own = get_slot(child).nodeWeight;
+  if (own == weight) return value;
+  if (own <= 0) return 0;
+  constexpr double LARGEST = 2147483647;  // of no value that the weights allow
+  return static_cast<int>(std::clamp(static_cast<double>(value) * weight / own, -LARGEST, LARGEST));
+}
+
+bool DareLogicEval::has_weight(const Slot& slot) const {
+  return slot.nodeType == Config::FIELD ? (slot.slotOpts & HAS_QUERY) != 0 : slot.nodeWeight > 0;
+}
+
+/// What a child is worth to an OR of that weight.
+int DareLogicEval::or_share(const int* values, int child, int weight) const {
+  const Slot& slot = get_slot(child);
+  const bool counts = has_weight(slot) || (slot.nodeType == Config::FIELD && slot_is_set(child, values));
+  return counts && slot.nodeWeight > 0 ? scaled(values[child], child, weight) : 0;
+}
+
+int DareLogicEval::best_share(const int* values, const Slot& parent, int weight) const {
+  int best = 0;
+  for (int child = parent.firstChild; child < parent.firstChild + parent.numChildren; ++child)
+    best = std::max(best, or_share(values, child, weight));
+  return best;
+}
+
+/// The value of an OR, or PLUS_OR, one child of which had another value before.
+int DareLogicEval::update_or(const int* values, int parent, int child, int old_value, int weight) const {
+  const int best = values[parent];
+  const int share = or_share(values, child, weight);
+  if (share >= best) return share;
+  if (scaled(old_value, child, weight) < best) return best;
+  return best_share(values, get_slot(parent), weight);  // the best one has fallen
+}
+
+int DareLogicEval::update_plus_or(const int* values, int parent, int child, int old_value) const {
+  return update_or(values, parent, child, old_value, get_slot(get_slot(parent).parentSlot).nodeWeight);
+}
+
+/// From the value of its PLUS_OR and the values below that.
+int DareLogicEval::update_plus_and(const int* values, int parent) const {
+  const Slot& slot = get_slot(parent);
+  const Slot& inner = get_slot(slot.firstChild);
+  const int sumOfWeights = childWeights[static_cast<std::size_t>(parent)];
+  if (sumOfWeights <= 0) return 0;
+  VInt sum = 0;
+  for (int child = inner.firstChild; child < inner.firstChild + inner.numChildren; ++child)
+    if (has_weight(get_slot(child))) sum += values[child];
+  const VInt mean = slot.nodeWeight * sum / sumOfWeights;
+  return static_cast<int>(((100 - plusWeight) * mean + VInt{plusWeight} * values[slot.firstChild]) / 100);
+}
+
+/// Both nodes of a plus group at once; returns the value of the outer one.
+int DareLogicEval::recompute_plus_node(int* values, int plus_or) const {
+  const Slot& inner = get_slot(plus_or);
+  values[plus_or] = best_share(values, inner, get_slot(inner.parentSlot).nodeWeight);
+  return update_plus_and(values, inner.parentSlot);
+}
+
+/// The value of an inner node from those of all its children.
+int DareLogicEval::computed_value(const int* values, int slot) const {
+  const Slot& node = get_slot(slot);
+  switch (node.nodeType) {
+    case Config::AND: {
+      VInt sum = 0;
+      for (int child = node.firstChild; child < node.firstChild + node.numChildren; ++child)
+        sum += values[child];
+      return static_cast<int>(sum);
+    }
+    case Config::OR:
+      return best_share(values, node, node.nodeWeight);
+    case Config::NOT:
+      return node.nodeWeight * MAX_QUALITY - std::max(values[node.firstChild], 0);
+    case Config::PLUS_OR:
+      return best_share(values, node, get_slot(node.parentSlot).nodeWeight);
+    case Config::PLUS_AND:
+      return update_plus_and(values, slot);
+    default:
+      return 0;
+  }
+}
+
+// ---------------------------------------------------------------- updates of one record
+
+void DareLogicEval::init_slots(int* values) const {
+  std::copy(initialValues.begin(), initialValues.end(), values);
+}
+
+void DareLogicEval::update_parents(int* values, int child, int old_value) const {
+  for (int parent = get_slot(child).parentSlot; parent >= 0; parent = get_slot(child).parentSlot) {
+    const Slot& node = get_slot(parent);
+    int value = 0;
+    switch (node.nodeType) {
+      case Config::AND:
+        value = static_cast<int>(VInt{values[parent]} + values[child] - old_value);
+        break;
+      case Config::OR:
+        value = update_or(values, parent, child, old_value, node.nodeWeight);
+        break;
+      case Config::PLUS_OR:
+        if (is_two_step()) {
+          // The sum below may have changed even where the best value has not: the group is always next.
+          values[parent] = update_plus_or(values, parent, child, old_value);
+          value = update_plus_and(values, node.parentSlot);
+        } else {
+          value = recompute_plus_node(values, parent);
+        }
+        parent = node.parentSlot;
+        break;
+      default:
+        value = computed_value(values, parent);
+    }
+    if (value == values[parent]) return;
+    old_value = values[parent];
+    values[parent] = value;
+    child = parent;
+  }
+}
+
+void DareLogicEval::set_leaf(int* values, int slot, int value) const {
+  const int old = values[slot];
+  if (value == old) return;
+  values[slot] = value;
+  update_parents(values, slot, old);
+}
+
+int DareLogicEval::field_slot(int logic_id) const {
+  const int slot = get_slot_of(logic_id);
+  return slot >= 0 && get_slot(slot).nodeType == Config::FIELD ? slot : -1;
+}
+
+int DareLogicEval::update_leaf(int* values, int logic_id, int value) const {
+  const int slot = field_slot(logic_id);
+  if (slot < 0) return -1;
+  set_leaf(values, slot, value == get_slot(slot).baseValue ? value + 1 : value);
+  return 0;
+}
+
+int DareLogicEval::reset_leaf(int* values, int logic_id) const {
+  const int slot = field_slot(logic_id);
+  if (slot < 0) return -1;
+  set_leaf(values, slot, get_slot(slot).baseValue);
+  return 0;
+}
+
+void DareLogicEval::reset_singles(int* values) const {
+  for (int slot = 0; slot < numSlots; ++slot)
+    if (get_slot(slot).nodeType == Config::FIELD && (get_slot(slot).slotOpts & HAS_INTERVALS) == 0)
+      set_leaf(values, slot, get_slot(slot).baseValue);
+}
+
+void DareLogicEval::reset_secondary_only(int* values) const {
+  for (std::size_t i = 0; reevalAlwaysOrder[i] >= 0; ++i) reset_leaf(values, reevalAlwaysOrder[i]);
+  values[numSlots] = 1;
+}
+
+int DareLogicEval::get_slot_of(int logic_id) const {
+  return logic_id >= 0 && logic_id <= maxLogicId ? logicToSlot[static_cast<std::size_t>(logic_id)] : -1;
+}
+
+int DareLogicEval::get_val_by_logic_id(const int* values, int logic_id) const {
+  const int slot = get_slot_of(logic_id);
+  return slot >= 0 ? values[slot] : 0;
+}
+
+// ---------------------------------------------------------------- order of re-evaluation
+
+int DareLogicEval::choose_reeval_field(const int* values) const {
+  return *std::find_if(reevalOrder.begin(), reevalOrder.end() - 1,
+                       [&](int id) { return !slot_is_set(get_slot_of(id), values); });
+}
+
+int DareLogicEval::get_next_sec_only(const int* values) const {
+  const int id = *std::find_if(reevalAlwaysOrder.begin(), reevalAlwaysOrder.end() - 1,
+                               [&](int field) { return !slot_is_set(get_slot_of(field), values); });
+  return id < 0 && values[numSlots] != 0 ? -2 : id;
+}
