@@ -1,5 +1,6 @@
 #include "ace/ace_file_swap.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <csignal>
 #include <ctime>
 #include <filesystem>
+#include <memory>
 #include <string_view>
 #include <system_error>
 #include <vector>
@@ -69,11 +71,12 @@ pid_t writer_of(std::string_view name) {
   return error == std::errc() && *end == '-' && process > 0 ? process : 0;
 }
 
-/// Whether nobody writes the file any more. The lock also tells of processes that are out of sight.
-bool is_stray(const fs::path& path) {
-  const pid_t writer = writer_of(path.filename().native());
+/// Whether nobody writes the file `name` of the folder any more. The lock also tells of processes that are
+/// out of sight.
+bool is_stray(int folder, const char* name) {
+  const pid_t writer = writer_of(name);
   if (writer == 0 || kill(writer, 0) == 0 || errno != ESRCH) return false;
-  const int file = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  const int file = openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   if (file < 0) return false;
   struct stat info {};
   const bool isStray = fstat(file, &info) == 0 && S_ISREG(info.st_mode) &&
@@ -82,11 +85,12 @@ bool is_stray(const fs::path& path) {
   return isStray;
 }
 
+/// Does without what it cannot do.
 void remove_strays(const std::string& folder) {
-  std::error_code error;
-  for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
-       entry.increment(error))
-    if (is_stray(entry->path())) unlink(entry->path().c_str());
+  const std::unique_ptr<DIR, int (*)(DIR*)> list(opendir(folder.c_str()), closedir);
+  if (list == nullptr) return;
+  while (const dirent* const entry = readdir(list.get()))
+    if (is_stray(dirfd(list.get()), entry->d_name)) unlinkat(dirfd(list.get()), entry->d_name, 0);
 }
 
 /// Creates a file in `folder` that no other process and no other thread is writing; no write to it is a

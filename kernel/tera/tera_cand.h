@@ -177,13 +177,18 @@ inline void TeraCandGroup::append(TeraCand* cand) {
 template <class Condemned>
 int TeraCandGroup::remove_if(Condemned condemned) {
   const int before = numCands;
-  for (TeraCand* cand = detach(); cand != nullptr;) {
-    TeraCand* next = cand->nextCand;
-    if (condemned(cand))
-      delete cand;
-    else
-      append(cand);
-    cand = next;
+  TeraCand** link = &candList;  // the list is whole whenever `condemned` is called, which may throw
+  TeraCand* previous = nullptr;
+  while (TeraCand* const cand = *link) {
+    if (!condemned(cand)) {
+      previous = cand;
+      link = &cand->nextCand;
+      continue;
+    }
+    *link = cand->nextCand;
+    if (cand == lastCand) lastCand = previous;
+    --numCands;
+    delete cand;
   }
   return before - numCands;
 }

@@ -1,6 +1,7 @@
 #include "tera/edit/edit_store_internal.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "tera/tera_edit.h"
 #include "tera/tera_scan.h"
@@ -75,7 +76,7 @@ int EditColumns::num_blocks(int length) const {
 
 const VUint* EditColumns::get(int tok, int length) {
   Column& column = columns[static_cast<std::size_t>(tok)];
-  std::call_once(column.once, [&] { tok == ANY_TOKEN ? unite(&column) : decode(tok, &column); });
+  column.once.call([&] { tok == ANY_TOKEN ? unite(&column) : decode(tok, &column); });
   if (column.isDamaged) return nullptr;
   return column.words != nullptr ? column.words.get() + offset_of(length) : zeros.get() + PADDING_WORDS;
 }
@@ -127,7 +128,7 @@ EditStore::EditStore(const TeraEdit& edit)
 
 const EditTokens& EditStore::tokens(int length) {
   EditTokens& found = tokensOfLength[static_cast<std::size_t>(length)];
-  std::call_once(found.once, [&] { convert(length, &found); });
+  found.once.call([&] { convert(length, &found); });
   return found;
 }
 
@@ -136,9 +137,10 @@ void EditStore::convert(int length, EditTokens* out) const {
   const int whole = num / SECTION + (num % SECTION != 0 ? 1 : 0);
   const auto sections = static_cast<std::size_t>(whole);
   const std::size_t n = static_cast<std::size_t>(length);
-  out->ownBytes = std::make_unique<Token[]>((sections * n + 2 * EDIT_PADDING) * EDIT_WORD_LANES);
-  Token* const bytes = out->ownBytes.get() + EDIT_PADDING * EDIT_WORD_LANES;
-  out->bytes = bytes;
+  // Made aside: a conversion that memory does not suffice for is begun anew by the next recall.
+  auto ownBytes = std::make_unique<Token[]>((sections * n + 2 * EDIT_PADDING) * EDIT_WORD_LANES);
+  Token* const bytes = ownBytes.get() + EDIT_PADDING * EDIT_WORD_LANES;
+  std::vector<Large> withOperators;
   const bool noGlob = (itsEdit.get_features() & TeraEdit::ALLOW_ALT) == 0;
   const bool operators = !noGlob && itsEdit.get_tera_map()->is_operator(TOKEN_WILDCARD);
   AceAttach at;
@@ -156,9 +158,12 @@ void EditStore::convert(int length, EditTokens* out) const {
     Token* const place = bytes + static_cast<std::size_t>(lane / EDIT_WORD_LANES) * n * EDIT_WORD_LANES +
                          lane % EDIT_WORD_LANES;
     if (!isPlain)
-      out->withOperators.push_back(static_cast<Large>(lane));
+      withOperators.push_back(static_cast<Large>(lane));
     else if (count == n)  // else the file's strings are not those of its lengths
       for (std::size_t pos = 0; pos < n; ++pos) place[pos * EDIT_WORD_LANES] = tokens[pos];
     at.release();
   }
+  out->withOperators = std::move(withOperators);
+  out->ownBytes = std::move(ownBytes);
+  out->bytes = bytes;
 }

@@ -9,6 +9,7 @@
 /// Thread safety: everything may be called by any number of threads.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -19,6 +20,24 @@
 #include "tera/tera_word_pattern.h"
 
 class TeraEdit;
+
+/// Lets the first one who needs something make it, while others wait; after an exception the next one does.
+/// Unlike `std::call_once` it unwinds without a function of the C library, which would need memory for that.
+class EditOnce {
+ public:
+  template <class Make>
+  void call(Make make) {
+    if (isMade.load(std::memory_order_acquire)) return;
+    const std::scoped_lock lock(making);
+    if (isMade.load(std::memory_order_relaxed)) return;
+    make();
+    isMade.store(true, std::memory_order_release);
+  }
+
+ private:
+  std::atomic<bool> isMade = false;
+  std::mutex making;
+};
 
 /// The columns of a matrix.
 class EditColumns {
@@ -44,7 +63,7 @@ class EditColumns {
   static constexpr int NUM_COLUMNS = ANY_TOKEN + 1;
 
   struct Column {
-    std::once_flag once;
+    EditOnce once;
     bool isDamaged = false;
     std::unique_ptr<VUint[]> words;  // null for a column without bits
   };
@@ -68,7 +87,7 @@ struct EditTokens {
 
  private:
   friend class EditStore;
-  std::once_flag once;
+  EditOnce once;
   std::unique_ptr<Token[]> ownBytes;
 };
 

@@ -528,15 +528,18 @@ int TeraEdit::resolve(TeraResult* result) const {
 
 TeraQuery* TeraEdit::get_query(const char* query, TeraEval::Mode mode, TeraEval::Model model, int options,
                                int percent) const {
-  TeraQuery* const plain = new TeraStandardQuery(query, mode, model, &mapConfig, options & WORD_OPTIONS);
-  if (phoneEdit == nullptr || phoneCoding == nullptr || percent >= NO_PHONETICS) return plain;
+  auto plain = std::make_unique<TeraStandardQuery>(query, mode, model, &mapConfig, options & WORD_OPTIONS);
+  if (phoneEdit == nullptr || phoneCoding == nullptr || percent >= NO_PHONETICS) return plain.release();
   AceAttach at;
   char* const code = phoneCoding->code(query, &at);
-  if (code == nullptr) return plain;
+  if (code == nullptr) return plain.release();
   code[std::strcspn(code, "|")] = '\0';
-  TeraQuery* const phonetic = new TeraStandardQuery(code, mode, model, phoneEdit->get_tera_map(),
-                                                    (options & WORD_OPTIONS) | NO_OPERATORS);
-  return new TeraMixQuery(plain, phonetic, percent, phoneCoding.get());
+  auto phonetic = std::make_unique<TeraStandardQuery>(code, mode, model, phoneEdit->get_tera_map(),
+                                                      (options & WORD_OPTIONS) | NO_OPERATORS);
+  auto mixed = std::make_unique<TeraMixQuery>(plain.get(), phonetic.get(), percent, phoneCoding.get());
+  static_cast<void>(plain.release());
+  static_cast<void>(phonetic.release());
+  return mixed.release();
 }
 
 int TeraEdit::is_equiv(const char* string, Large slot) const {

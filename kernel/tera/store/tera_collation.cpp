@@ -124,7 +124,8 @@ TeraCollation* TeraCollation::factory(const char* name) {
   }
   auto made = make_collation(name);
   if (made == nullptr) return nullptr;
-  return all.byName.insert(name) = made.release();
+  TeraCollation*& place = all.byName.insert(name);
+  return place = made.release();
 }
 
 void TeraCollation::destroy() {
