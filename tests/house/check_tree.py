@@ -27,7 +27,7 @@ LAYERS = [
 # The rooms of a folder, from the bottom. A public header belongs to the room of the source that is named like it.
 ROOMS = {
     "tera": ["text", "transform", "measure", "store", "result", "edit", "graph"],
-    "dast": ["info", "alias", "base", "build", "recall", "count", "detect"],
+    "dast": ["info", "alias", "method", "detect", "base", "build", "recall", "count"],
     "dime": ["method", "edit", "pattern", "detect"],
     "dare": ["logic", "config", "context", "result", "evaluate", "rule", "command", "manager"],
     "damo": ["input", "statistic", "json", "xml", "odbc", "diff", "extract"],

@@ -1,0 +1,66 @@
+/// How sessions reach the records of a base.
+///
+/// A base counts its users: whoever keeps one calls `incr_ref_count`, and `destroy` when done; the last
+/// `destroy` deletes the base. The maker's reference counts.
+///
+/// Thread safety: a finished base is shared by all threads. The count is atomic.
+#pragma once
+
+#include "ace/ace_atomic.h"
+#include "ace/ace_types.h"
+#include "dast/dast_options.h"
+
+class AceAttach;
+class AceReporter;
+class DastBaseFieldRecall;
+
+class SORV_API DastBaseRecall {
+ public:
+  DastBaseRecall() { refCount.modify(1); }
+  DastBaseRecall(const DastBaseRecall&) = delete;
+  DastBaseRecall& operator=(const DastBaseRecall&) = delete;
+  virtual ~DastBaseRecall() = default;
+
+  void incr_ref_count() { refCount.modify(1); }
+  int get_ref_count() const { return static_cast<int>(refCount.get()); }
+  void destroy() {
+    if (refCount.modify(-1) == 0) delete this;
+  }
+
+  virtual const char* get_base_name() const = 0;
+  /// The encoding of all strings, such as "utf-8".
+  virtual const char* get_encoding() const = 0;
+  /// Whether that is UTF-8, however it is written.
+  virtual bool is_utf() const = 0;
+  virtual int get_num_fields() const = 0;
+  /// One more than the highest record id; records are numbered from 1.
+  virtual Large get_num_records() const = 0;
+  /// The same without records that were added to the built base.
+  virtual Large get_num_orig_records() const = 0;
+  virtual int get_num_abstractions() const = 0;
+  virtual int get_num_hierarchies() const = 0;
+  virtual int get_num_detectors() const = 0;
+  /// The fields of an abstraction level; 0 for no level.
+  virtual Mask get_abstraction(int level) const = 0;
+  /// The fields whose entries are runs.
+  virtual Mask get_all_abstraction() const = 0;
+  /// The fields that detectors fill.
+  virtual Mask get_detector_mask() const = 0;
+  /// The first field of that name; -1 for none and for null.
+  virtual int get_field_index(const char* name) const = 0;
+  /// The type word; 32 (no strings, no index) for a negative field, -1 past the end.
+  virtual int get_field_type(int field) const = 0;
+  /// The number of different strings that records have in the field; 0 for no field.
+  virtual Large get_field_num_unique(int field) const = 0;
+  /// Null for no field.
+  virtual const DastBaseFieldRecall* get_field(int field) const = 0;
+  /// Cuts the record ids 0 .. get_num_records() - 1 into parts of equal size: part i is [part_offsets[i],
+  /// part_offsets[i + 1]). The array has num_parts + 1 elements. Returns the number of parts; -1 for fewer
+  /// than 1.
+  virtual int get_record_ranges(int num_parts, Large* part_offsets) const = 0;
+  /// The last block of data that was applied.
+  virtual Huge get_to_block_id() const = 0;
+
+ private:
+  AceCount refCount;
+};

@@ -1,0 +1,264 @@
+#include "dast/dast_hit_list.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "dast/dast_info_list.h"
+#include "dast/dast_info_map.h"
+#include "tera/tera_cand.h"
+#include "tera/tera_result.h"
+
+namespace {
+
+/// The first index from `first` on at which `is_before` does not hold, where it holds up to some index: by
+/// steps that double, then between the last two.
+template <class IsBefore>
+std::size_t gallop(std::size_t first, std::size_t last, IsBefore is_before) {
+  std::size_t step = 1;
+  while (first + step < last && is_before(first + step)) {
+    first += step;
+    step *= 2;
+  }
+  last = std::min(first + step + 1, last);
+  while (first < last) {
+    const std::size_t middle = first + (last - first) / 2;
+    if (is_before(middle))
+      first = middle + 1;
+    else
+      last = middle;
+  }
+  return first;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- walking
+
+/// The next run that ends behind `record`, cut to the view.
+void HitList::start(Large record) {
+  inside = false;
+  Large from = 0;
+  Large to = 0;
+  const Large last = std::min(viewTo, itsSettings.maxRecord);
+  record = std::max(record, viewFrom);
+  if (record >= last || !next_run(record, &from, &to) || from >= last) {
+    nextRecord = nextEnd = NONE;
+    return;
+  }
+  nextRecord = std::max(from, record);
+  nextEnd = std::min(to, last);
+}
+
+int HitList::promote() {
+  if (nextRecord == NONE && !inside) return 0;
+  if (!inside) {
+    inside = true;
+    nextRecord = nextEnd;
+    return 1;
+  }
+  const Large end = nextEnd;
+  if (end == NONE) {
+    inside = false;
+    nextRecord = NONE;
+  } else {
+    start(end);
+  }
+  return -1;
+}
+
+int HitList::promote(Mask* active) {
+  const Mask flag = itsSettings.queryFlag;
+  const int change = promote();
+  if (change > 0 && (*active & flag) == 0) {
+    *active |= flag;
+    return itsSettings.weight;
+  }
+  if (change < 0 && (*active & flag) != 0) {
+    *active &= ~flag;
+    return -itsSettings.weight;
+  }
+  return 0;
+}
+
+Large HitList::skip(Large record) {
+  if (nextRecord >= record) return nextRecord;
+  if (!inside && nextEnd > record)
+    nextRecord = record;
+  else
+    start(record);
+  return nextRecord;
+}
+
+int HitList::cmp(const HitList* first, const HitList* second) {
+  if (first->nextRecord != second->nextRecord) return first->nextRecord < second->nextRecord ? -1 : 1;
+  const int difference = second->get_sort_weight() - first->get_sort_weight();
+  return difference < 0 ? -1 : difference > 0 ? 1 : 0;
+}
+
+// ---------------------------------------------------------------- kinds
+
+HitListSingle::HitListSingle(std::span<const Large> records, Large offset, const Settings& settings)
+    : HitList(settings), indexList(records), offsetVal(offset) {
+  start(0);
+}
+
+void HitListSingle::set_view(Large from, Large to) {
+  viewFrom = from;
+  viewTo = to;
+  curIndex = 0;
+  start(from);
+}
+
+bool HitListSingle::next_run(Large record, Large* from, Large* to) {
+  curIndex =
+      gallop(curIndex, indexList.size(), [&](std::size_t i) { return indexList[i] + offsetVal < record; });
+  if (curIndex == indexList.size()) return false;
+  *from = indexList[curIndex] + offsetVal;
+  *to = *from + 1;
+  // Neighbours are one run.
+  while (++curIndex < indexList.size() && indexList[curIndex] + offsetVal == *to) ++*to;
+  return true;
+}
+
+HitListInterval::HitListInterval(std::span<const Large> entries, std::span<const Large> bounds, Large offset,
+                                 const Settings& settings)
+    : HitList(settings), indexList(entries), fromTo(bounds), offsetVal(offset) {
+  const Large numEntries = bounds.empty() ? 0 : static_cast<Large>(bounds.size() - 1);
+  indexList = indexList.first(static_cast<std::size_t>(
+      std::lower_bound(indexList.begin(), indexList.end(), numEntries) - indexList.begin()));
+  start(0);
+}
+
+void HitListInterval::set_view(Large from, Large to) {
+  viewFrom = from;
+  viewTo = to;
+  curIndex = 0;
+  start(from);
+}
+
+bool HitListInterval::next_run(Large record, Large* from, Large* to) {
+  const auto ends_before = [&](std::size_t i) {
+    return fromTo[indexList[i] + std::size_t{1}] + offsetVal <= record;
+  };
+  curIndex = gallop(curIndex, indexList.size(), ends_before);
+  if (curIndex == indexList.size()) return false;
+  *from = fromTo[indexList[curIndex]] + offsetVal;
+  *to = fromTo[indexList[curIndex] + std::size_t{1}] + offsetVal;
+  while (++curIndex < indexList.size() && fromTo[indexList[curIndex]] + offsetVal == *to)
+    *to = fromTo[indexList[curIndex] + std::size_t{1}] + offsetVal;
+  return true;
+}
+
+HitListGroup::HitListGroup(std::span<const Large> bounds, const Settings& settings)
+    : HitList(settings), fromTo(bounds) {
+  start(0);
+}
+
+void HitListGroup::set_view(Large from, Large to) {
+  viewFrom = from;
+  viewTo = to;
+  curIndex = 0;
+  start(from);
+}
+
+bool HitListGroup::next_run(Large record, Large* from, Large* to) {
+  const std::size_t numPairs = fromTo.size() / 2;
+  curIndex = gallop(curIndex, numPairs, [&](std::size_t i) { return fromTo[2 * i + 1] <= record; });
+  if (curIndex == numPairs) return false;
+  *from = fromTo[2 * curIndex];
+  *to = fromTo[2 * curIndex + 1];
+  while (++curIndex < numPairs && fromTo[2 * curIndex] == *to) *to = fromTo[2 * curIndex + 1];
+  return true;
+}
+
+// ---------------------------------------------------------------- making
+
+namespace {
+
+Large size_of_runs(const DastInfoList& list, Large max_record) {
+  Large size = 0;
+  for (Large i = 0; i + 1 < list.get_length(); i += 2)
+    size += std::min(list.get_list()[i + 1], max_record) - std::min(list.get_list()[i], max_record);
+  return size;
+}
+
+}  // namespace
+
+HitList* HitList::make_hit_iterator(const TeraCand* cand, Large offset, const DastInfoMap* runs,
+                                    const Settings& settings, Large* count, AceAttach* at) {
+  Large size = 0;
+  HitList* hits = nullptr;
+  const DastInfoList list(cand);
+  const std::span<const Large> infos = list.get_infos();
+  const DastInterval* intervals = runs != nullptr ? runs->get_intervals() : nullptr;
+  const std::span<const Large> bounds =
+      intervals != nullptr ? intervals->get_bounds() : std::span<const Large>();
+  if (list.get_type() == DastInfoList::FROM_TO && list.is_frequent()) {
+    size = settings.maxRecord != NONE && settings.maxRecord > 0 ? settings.maxRecord - 1 : settings.maxRecord;
+    hits = new (at) HitListGroup(infos, settings);
+  } else if (list.get_type() == DastInfoList::FROM_TO) {
+    size = size_of_runs(list, settings.maxRecord);
+    hits = new (at) HitListGroup(infos, settings);
+  } else if (intervals != nullptr) {
+    for (const Large entry : infos)
+      if (entry + std::size_t{1} < bounds.size()) size += bounds[entry + std::size_t{1}] - bounds[entry];
+    hits = new (at) HitListInterval(infos, bounds, offset, settings);
+  } else {
+    size = static_cast<Large>(infos.size());
+    hits = new (at) HitListSingle(infos, offset, settings);
+  }
+  if (count != nullptr) *count = size;
+  return size > 0 ? hits : nullptr;
+}
+
+HitList* HitList::make_context_list(const DastInfoList* context, const Settings& settings, AceAttach* at) {
+  if (context == nullptr || context->get_type() == DastInfoList::NOT_USED || context->is_empty())
+    return nullptr;
+  if (context->get_type() == DastInfoList::SINGLE)
+    return new (at) HitListSingle(context->get_infos(), 0, settings);
+  DastInfoList ranges(*context);
+  ranges.ensure_no_reference(at);
+  return new (at) HitListGroup(ranges.get_infos(), settings);
+}
+
+namespace {
+
+/// The records of all candidates of a group.
+DastInfoList* unite_group(const TeraCandGroup* group, const DastInfoMap* runs, AceAttach* at) {
+  std::vector<DastInfoList*> lists;
+  for (const TeraCand* cand = group->get_first_cand(); cand != nullptr; cand = cand->get_next()) {
+    auto* list = new (at) DastInfoList(cand);
+    if (list->is_empty()) continue;
+    if (runs != nullptr && list->get_type() == DastInfoList::SINGLE) list = runs->down(list, at);
+    lists.push_back(list);
+  }
+  return lists.empty() ? nullptr
+                       : DastInfoList::union_lists(static_cast<int>(lists.size()), lists.data(), at);
+}
+
+}  // namespace
+
+int HitList::separate(const TeraResult* result, const DastInfoMap* runs, const Settings& settings,
+                      HitList*** lists, AceAttach* at) {
+  std::vector<const TeraCandGroup*> groups;
+  for (const TeraCandGroup* group = result->get_first_group(); group != nullptr; group = group->get_next())
+    groups.push_back(group);
+  std::sort(groups.begin(), groups.end(),
+            [](const auto* a, const auto* b) { return a->get_value() > b->get_value(); });
+  at->malloc(*lists, static_cast<long>(groups.size()));
+  int count = 0;
+  DastInfoList taken(0, nullptr, false);
+  for (const TeraCandGroup* group : groups) {
+    DastInfoList* records = unite_group(group, runs, at);
+    if (records == nullptr) continue;
+    records->subtract(&taken, at);
+    if (records->is_empty()) continue;
+    Settings own = settings;
+    own.quality = group->get_value();
+    own.weight = settings.weight * group->get_value();
+    own.sortWeight = own.weight;
+    if (HitList* hits = make_context_list(records, own, at); hits != nullptr) (*lists)[count++] = hits;
+    taken.union_with(records, at);
+  }
+  return count;
+}
