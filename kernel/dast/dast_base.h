@@ -191,6 +191,31 @@ class SORV_API DastBase : public DastBaseRecall, public AceWrap {
   int get_record_ranges(int num_parts, Large* part_offsets) const override;
   Huge get_to_block_id() const override { return toBlockId; }
 
+  // Records (dast_base_records.cpp). Strings lie in the base or in `at`.
+
+  /// Stores what each field shows of a record, as it came in, and its length; null and 0 for a field without
+  /// strings. The arrays have an element for each field. Returns the number of fields; -1 for a record that
+  /// is not there.
+  int get_line(Large record, Large* lengths, const char** values, AceAttach* at) const;
+  int get_single_field(int field, Large record, const char** value, AceAttach* at) const override;
+  /// The string of a base id; null for no field and no id.
+  const char* get_field_string(int field, Large base_id, AceAttach* at) const;
+  /// The entries with exactly that text, ascending. Returns their number; 0 for no field and for the empty
+  /// text.
+  Large get_exact(int field, const char* text, const Large** ids, AceAttach* at, AceReporter* rep) const;
+  TeraQuery* eval_field(int field, const char* text, DastOptions::Call call, int force_exact,
+                        AceReporter* rep) const;
+  DastInfoList* abstract_context(const DastInfoList* list, AceAttach* at) const override;
+  DastInfoList* unabstract_context(const DastInfoList* list, AceAttach* at) const override;
+  int sort_records(int num_fields, const int* fields, const int* descending, Large* records,
+                   Large num_records, AceReporter* rep) const override;
+  DastInfoList* load_delset(const char* filename, AceAttach* at, AceReporter* rep) const override;
+  /// Writes such a file: version word and an INTER record (dast_interval.h) of pairs [from, to). 0 or
+  /// negative.
+  static int dump_delset(const DastInfoList* deleted, const char* filename, AceReporter* rep);
+  /// The runs of an abstraction level; of -1, those of the level with the fewest. Null for none.
+  const DastInterval* get_abstr_interval(int level) const;
+
   const char* get_field_name(int field) const;
   DastBaseMethod* get_method(int field) const;
   const DastInfoMap* get_info_map(int field) const;

@@ -13,6 +13,7 @@
 class AceAttach;
 class AceReporter;
 class DastBaseFieldRecall;
+class DastInfoList;
 
 class SORV_API DastBaseRecall {
  public:
@@ -58,6 +59,19 @@ class SORV_API DastBaseRecall {
   /// part_offsets[i + 1]). The array has num_parts + 1 elements. Returns the number of parts; -1 for fewer
   /// than 1.
   virtual int get_record_ranges(int num_parts, Large* part_offsets) const = 0;
+  /// Stores what a record shows of a field, as it came in. Returns 0, or -1.
+  virtual int get_single_field(int field, Large record, const char** value, AceAttach* at) const = 0;
+  /// A set of records as entries of the coarsest abstraction level that touch it, and back. Without levels a
+  /// copy. The list is in `at`.
+  virtual DastInfoList* abstract_context(const DastInfoList* list, AceAttach* at) const = 0;
+  virtual DastInfoList* unabstract_context(const DastInfoList* list, AceAttach* at) const = 0;
+  /// Sorts records by what fields show of them (main values, by their collations), then by id. `descending`:
+  /// for each field whether it counts the other way round; null for none. Returns 0; -1 for a field without
+  /// strings.
+  virtual int sort_records(int num_fields, const int* fields, const int* descending, Large* records,
+                           Large num_records, AceReporter* rep) const = 0;
+  /// The records of a file of deleted ones, FROM_TO, in `at`; null, explained, for what is no such file.
+  virtual DastInfoList* load_delset(const char* filename, AceAttach* at, AceReporter* rep) const = 0;
   /// The last block of data that was applied.
   virtual Huge get_to_block_id() const = 0;
 

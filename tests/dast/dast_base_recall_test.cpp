@@ -329,4 +329,64 @@ TEST_F(DastBaseRecallTest, a_sweep_of_hit_lists_gives_each_record_the_sum_of_its
   }
 }
 
+TEST_F(DastBaseRecallTest, records_are_sorted_by_fields_and_shown_line_by_line) {
+  const std::vector<FieldPlan> plans{{.name = "a", .type = "ADVANCED|CHANGING|FULL|ORIGINAL"},
+                                     {.name = "n", .type = "BASIC|CHANGING|NONE|NUMERIC"},
+                                     {.name = "x", .type = "BASIC|CHANGING|NONE|NOT_AT_ALL"}};
+  const Table table{plans, {{"b", "10", "q"}, {"a", "9", "q"}, {"b|c", "9", "q"}, {"", "", "q"}}};
+  const TempFolder folder;
+  const auto base = support::build_base(table, folder);
+  ASSERT_NE(base, nullptr);
+  const auto sorted = [&](std::vector<int> fields, std::vector<int> descending) {
+    std::vector<Large> records{1, 2, 3, 4};
+    EXPECT_EQ(base->sort_records(static_cast<int>(fields.size()), fields.data(), descending.data(),
+                                 records.data(), 4, AceReporter::null()),
+              0);
+    return records;
+  };
+  EXPECT_EQ(sorted({0}, {0}), (std::vector<Large>{4, 2, 1, 3}));
+  EXPECT_EQ(sorted({0, 1}, {1, 0}), (std::vector<Large>{3, 1, 2, 4}));
+  EXPECT_EQ(sorted({1}, {0}), (std::vector<Large>{4, 2, 3, 1}));
+  const int without = 2;
+  Large record = 1;
+  EXPECT_EQ(base->sort_records(1, &without, nullptr, &record, 1, AceReporter::null()), -1);
+  AceAttach at;
+  const char* values[3];
+  Large lengths[3];
+  ASSERT_EQ(base->get_line(3, lengths, values, &at), 3);
+  EXPECT_STREQ(values[0], "b|c");
+  EXPECT_EQ(lengths[0], 3u);
+  EXPECT_STREQ(values[1], "9");
+  EXPECT_EQ(base->get_line(5, lengths, values, &at), -1);
+  EXPECT_EQ(base->get_line(0, lengths, values, &at), -1);
+}
+
+TEST_F(DastBaseRecallTest, contexts_are_abstracted_and_deletions_are_kept_in_files) {
+  const std::vector<FieldPlan> plans{
+      {.name = "a", .type = "ADVANCED|OPTIMIZED|FULL|ORIGINAL", .abstraction = 0}};
+  const Table table{plans, {{"x"}, {"x"}, {"y"}, {"z"}, {"z"}}};
+  const TempFolder folder;
+  const auto base = support::build_base(table, folder);
+  ASSERT_NE(base, nullptr);
+  AceAttach at;
+  const Large records[] = {2, 4};
+  const DastInfoList context(2, records, nullptr);
+  const DastInfoList* entries = base->abstract_context(&context, &at);
+  EXPECT_EQ(std::vector<Large>(entries->get_infos().begin(), entries->get_infos().end()),
+            (std::vector<Large>{1, 3}));
+  const DastInfoList* back = base->unabstract_context(entries, &at);
+  EXPECT_EQ(std::vector<Large>(back->get_infos().begin(), back->get_infos().end()),
+            (std::vector<Large>{1, 3, 4, 6}));
+
+  const Large single[] = {1, 2, 3, 7, 9, 10};
+  const DastInfoList deleted(6, single, nullptr);
+  ASSERT_EQ(DastBase::dump_delset(&deleted, folder.file("deleted").c_str(), AceReporter::null()), 0);
+  const DastInfoList* read = base->load_delset(folder.file("deleted").c_str(), &at, AceReporter::null());
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(std::vector<Large>(read->get_infos().begin(), read->get_infos().end()),
+            (std::vector<Large>{1, 4, 7, 8, 9, 11}));
+  support::write_file(folder.file("broken"), support::read_file(folder.file("deleted")) + "x");
+  EXPECT_EQ(base->load_delset(folder.file("broken").c_str(), &at, AceReporter::null()), nullptr);
+}
+
 }  // namespace

@@ -22,7 +22,6 @@
 
 namespace {
 
-constexpr Large NONE = ~Large{0};
 constexpr int PERFECT = 255;
 constexpr std::size_t MAX_PARTS = 64;
 constexpr int ANY_ORIGIN = -1;
