@@ -118,7 +118,8 @@ TEST(DimeEditMethod, every_recall_option_has_an_effect_and_unknown_ones_are_refu
   EXPECT_EQ(with("-min_value 255 -no_glob", "ma[yx]er").size(), 0u);
   EXPECT_EQ(with("-eval_type PREFIX -eval_model SHORT", "may").size(), 2u);
   EXPECT_EQ(with("-eval_type BLOCKEDIT -min_value 128", "yer", DastOptions::COMPLETE).size(), 0u);
-  EXPECT_GT(with("-eval_type BLOCKEDIT -min_value 128 -subset_cont", "yer", DastOptions::COMPLETE).size(), 0u);
+  EXPECT_GT(with("-eval_type BLOCKEDIT -min_value 128 -subset_cont", "yer", DastOptions::COMPLETE).size(),
+            0u);
   method->configure_recall_options("-allow_wildcards");
   const TeraQueryRef pattern(method->eval(DastOptions::APPROX, "m*r", nullptr));
   EXPECT_EQ(pattern->compare("mayer"), 255);
