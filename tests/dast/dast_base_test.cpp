@@ -5,6 +5,7 @@
 #include "dast/dast_parallel_resource.h"
 #include "dast/dast_string_storage.h"
 #include "support/damage.h"
+#include "support/documented_bytes.h"
 #include "support/record_bases.h"
 #include "support/recording_reporter.h"
 
@@ -137,6 +138,47 @@ TEST(DastStringStorage, numbers_are_sorted_by_value_and_shown_without_zeros) {
   EXPECT_GT(storage->compare("x", nullptr, 0), 0);
   EXPECT_EQ(storage->get_count_weight(3), 1000);
   EXPECT_EQ(storage->get_count_weight(4), -1);
+}
+
+TEST(DastBase, the_smallest_file_is_the_documented_one) {
+  const Table table{{{.name = "c", .type = "ADVANCED|OPTIMIZED|NONE|ORIGINAL"},
+                     {.name = "n", .type = "BASIC|CHANGING|NONE|NUMERIC"}},
+                    {{"x", "5|6"}, {"x", ""}}};
+  const TempFolder folder;
+  const char* names[] = {"c", "n"};
+  DastBase base(2, names, nullptr, nullptr, nullptr, "utf-8", 0, 0, "1", 0, 0);
+  for (const auto& field : table.fields)
+    base.assign(field.name.c_str(), field.type.c_str(), 0, nullptr, nullptr, nullptr, nullptr, nullptr,
+                nullptr, nullptr, nullptr, -1, AceReporter::null(), 0);
+  support::write_file(folder.file("records"), table.text());
+  ASSERT_EQ(base.make(folder.file("records").c_str(), "NONE", nullptr, nullptr, nullptr, AceReporter::null()),
+            0);
+  base.set_filename("r");
+  ASSERT_GE(base.dump(folder.file("base").c_str(), AceReporter::null()), 0);
+  const std::string image = support::read_file(folder.file("base"));
+  EXPECT_EQ(image, support::documented_bytes(TEST_FORMATS, "Record bases (BASE6, BFLD1)"));
+
+  // No damage may do harm: not to reading, nor to what is asked of a base that was read.
+  AceReporter::clear_default();
+  support::for_each_damage(image, [&](const std::string& damaged, const std::string& what) {
+    DastBase read;
+    try {
+      if (read.read_with_magic(damaged.data(), damaged.size()) < 0) return;
+      for (Large record = 0; record < 4; ++record)
+        for (int field = 0; field < read.get_num_fields(); ++field) {
+          AceAttach at;
+          const char* value = nullptr;
+          read.get_single_field(field, record, &value, &at);
+          const Large* ids = nullptr;
+          read.get_exact(field, value, &ids, &at, AceReporter::null());
+        }
+    } catch (const AceException&) {
+    } catch (const std::bad_alloc&) {
+      ADD_FAILURE() << what << ": memory for what is not there";
+    }
+  });
+  static AceReporter standard;
+  standard.set_as_default();
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "dast/dast_magic_constructor.h"
 #include "dime/dime_detect_settings.h"
 #include "support/damage.h"
+#include "support/documented_bytes.h"
 #include "support/record_bases.h"
 #include "support/recording_reporter.h"
 #include "tera/tera_query_kinds.h"
@@ -63,6 +64,7 @@ std::string image_of(DimeEditMethod* method) {
   return image;
 }
 
+/// The image must stay: the method points into it.
 VInt read(DimeEditMethod* method, const std::string& image) {
   AceFile file;
   file.init_read(image.data(), static_cast<VInt>(image.size()));
@@ -196,14 +198,16 @@ TEST(DimeEditMethod, is_the_same_after_saving_and_reading_an_older_record_includ
   // Before options had a code of their own, there were the three numbers alone.
   constexpr std::size_t OPTIONS_SIZE = 4 + 3 * 4 + 4 + 3 * 4;
   const std::size_t head = image.size() - OPTIONS_SIZE;
+  const std::string olderImage = image.substr(0, head) + image.substr(head + 4, 12);
   DimeEditMethod older;
-  ASSERT_GE(read(&older, image.substr(0, head) + image.substr(head + 4, 12)), 0);
+  ASSERT_GE(read(&older, olderImage), 0);
   EXPECT_EQ(find(older, "mayre", DastOptions::APPROX).count("mayer"), 1u) << "transpositions are on again";
   const Quiet quiet;
   support::for_each_damage(image.substr(head), [&](const std::string& damaged, const std::string&) {
+    const std::string whole = image.substr(0, head) + damaged;
     DimeEditMethod broken;
     try {
-      if (read(&broken, image.substr(0, head) + damaged) >= 0) find(broken, "maxer", DastOptions::APPROX);
+      if (read(&broken, whole) >= 0) find(broken, "maxer", DastOptions::APPROX);
     } catch (const AceException&) {
     }
   });
@@ -211,6 +215,12 @@ TEST(DimeEditMethod, is_the_same_after_saving_and_reading_an_older_record_includ
   EXPECT_EQ(configured.reconfigure(static_cast<const DastBaseMethod*>(method.get())), 0);
   const std::unique_ptr<DastBaseMethod> other(MagicConstructor<DastBaseMethod>::create("REGEXP"));
   EXPECT_EQ(configured.reconfigure(other.get()), -1);
+}
+
+TEST(DimeEditMethod, the_smallest_record_is_the_documented_one) {
+  DimeEditMethod method;
+  method.configure_build_options("", &support::letter_map());
+  EXPECT_EQ(image_of(&method), support::documented_bytes(TEST_FORMATS, "Edit method"));
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 #include <memory>
 
 #include "ace/ace_attach.h"
+#include "ace/ace_file.h"
 #include "ace/ace_reporter.h"
+#include "support/documented_bytes.h"
 #include "support/recording_reporter.h"
 #include "tera/tera_query_kinds.h"
 
@@ -49,6 +51,22 @@ TEST(DimeRegexpMethod, ignores_case_and_refuses_what_is_no_expression) {
   EXPECT_EQ(method.configure_build_options("-x", nullptr), -1);
   static AceReporter standard;
   standard.set_as_default();
+}
+
+TEST(DimeRegexpMethod, the_smallest_record_is_the_documented_one) {
+  DimeRegexpMethod method;
+  method.configure_recall_options("-ignore_case");
+  char image[100];
+  AceFile file;
+  file.init_write(image, sizeof image);
+  method.save(&file);
+  EXPECT_EQ(std::string(image, static_cast<std::size_t>(file.get_pos())),
+            support::documented_bytes(TEST_FORMATS, "Regexp method"));
+  DimeRegexpMethod read;
+  AceFile back;
+  back.init_read(image, file.get_pos());
+  EXPECT_EQ(read.read(&back), 0);
+  EXPECT_EQ(judge(read, DastOptions::APPROX, "abc", "ABC").first, 255);
 }
 
 TEST(DimeCategoryMethod, compares_with_a_list_of_words) {

@@ -137,15 +137,18 @@ void HitListInterval::set_view(Large from, Large to) {
 }
 
 bool HitListInterval::next_run(Large record, Large* from, Large* to) {
-  const auto ends_before = [&](std::size_t i) {
-    return fromTo[indexList[i] + std::size_t{1}] + offsetVal <= record;
+  // Lists from a file need not ascend: an entry that is not there ends the walk.
+  const auto bound = [&](std::size_t i, std::size_t end) {
+    const std::size_t place = indexList[i] + end;
+    return place < fromTo.size() ? fromTo[place] + offsetVal : NONE;
   };
-  curIndex = gallop(curIndex, indexList.size(), ends_before);
+  curIndex = gallop(curIndex, indexList.size(), [&](std::size_t i) { return bound(i, 1) <= record; });
   if (curIndex == indexList.size()) return false;
-  *from = fromTo[indexList[curIndex]] + offsetVal;
-  *to = fromTo[indexList[curIndex] + std::size_t{1}] + offsetVal;
-  while (++curIndex < indexList.size() && fromTo[indexList[curIndex]] + offsetVal == *to)
-    *to = fromTo[indexList[curIndex] + std::size_t{1}] + offsetVal;
+  *from = bound(curIndex, 0);
+  *to = bound(curIndex, 1);
+  if (*to == NONE || *from >= *to) return false;
+  while (++curIndex < indexList.size() && bound(curIndex, 0) == *to && bound(curIndex, 1) != NONE)
+    *to = bound(curIndex, 1);
   return true;
 }
 

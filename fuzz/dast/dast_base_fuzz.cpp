@@ -1,0 +1,91 @@
+// Files of bases, damaged: the input is where and how the image of a small base is changed. What still loads
+// is asked everything that a base is asked.
+//
+//     byte 0     mode of reading, 0 or 1
+//     then       changes of 7 bytes: offset (2), kind (1), value (4)
+#include <cstring>
+#include <memory>
+
+#include "ace/ace_exception.h"
+#include "dast/dast_base.h"
+#include "dast/dast_info_list.h"
+#include "support/record_bases.h"
+#include "tera/tera_query.h"
+#include "tera/tera_result.h"
+#include "tera/tera_scan_graph.h"
+
+namespace {
+
+/// All kinds of fields, aliases, runs that are shared, indexes in the base.
+const std::string& small_image() {
+  static const std::string image = [] {
+    AceReporter::clear_default();
+    using support::FieldPlan;
+    std::vector<FieldPlan> plans{{.name = "a", .type = "ADVANCED|OPTIMIZED|FULL|ORIGINAL", .abstraction = 0},
+                                 {.name = "b", .type = "ADVANCED|OPTIMIZED|FULL|INDEXED", .abstraction = 0},
+                                 {.name = "c", .type = "BASIC|CHANGING|FULL|ORIGINAL", .indexEmpty = true},
+                                 {.name = "d", .type = "ADVANCED|CHANGING|FULL|NUMERIC"},
+                                 {.name = "e", .type = "ADVANCED|CHANGING|PARTIAL|ORIGINAL"}};
+    plans[0].globalAliases = "abc\t9\txyz\n";
+    support::Table table = support::random_table(1, plans, 12);
+    for (auto& record : table.records) record[1] = record[0];
+    table.records[0][0] = table.records[0][1] = "abc";
+    const support::TempFolder folder;
+    const auto base = support::build_base(table, folder);
+    base->dump(folder.file("image").c_str(), AceReporter::null());
+    return support::read_file(folder.file("image"));
+  }();
+  return image;
+}
+
+void ask(const DastBase& base) {
+  for (int f = 0; f < base.get_num_fields(); ++f) {
+    const DastBaseField* field = base.get_field(f);
+    for (const char* query : {"abc", "ab|7", "-BLANK-", ""}) {
+      AceAttach at;
+      TeraScanGraph* graph =
+          field->full_scan_resolve(DastOptions::APPROX, query, nullptr, 200, 0, AceReporter::null());
+      if (graph != nullptr) {
+        graph->find_any([&](int, const TeraCand* cand) {
+          HitList::Settings settings;
+          settings.maxRecord = base.get_num_records();
+          HitList* hits = field->create_hitlist(nullptr, cand, settings, &at);
+          for (int i = 0; hits != nullptr && i < 50 && hits->promote() != 0; ++i) continue;
+          return false;
+        });
+        graph->decr_ref();
+      }
+      const Large* ids = nullptr;
+      base.get_exact(f, query, &ids, &at, AceReporter::null());
+    }
+    for (Large record = 0; record < 20; ++record) {
+      AceAttach at;
+      const char* value = nullptr;
+      base.get_single_field(f, record, &value, &at);
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+  if (size < 1) return 0;
+  std::string image = small_image();
+  for (std::size_t i = 1; i + 7 <= size; i += 7) {
+    const std::size_t offset = (data[i] | std::size_t{data[i + 1]} << 8) % image.size();
+    if (data[i + 2] % 4 == 3)
+      image.resize(offset + 1);
+    else
+      std::memcpy(&image[offset], data + i + 3,
+                  std::min<std::size_t>(image.size() - offset, data[i + 2] % 4 == 0 ? 1 : 4));
+  }
+  static const support::TempFolder folder;
+  support::write_file(folder.file("damaged"), image);
+  try {
+    DastBase base;
+    if (base.load(folder.file("damaged").c_str(), data[0] & 1, AceReporter::null()) >= 0) ask(base);
+  } catch (const AceException&) {
+  } catch (const std::bad_alloc&) {
+  }
+  return 0;
+}
