@@ -130,7 +130,9 @@ Large BlockIndex::get_key(Large key) const {
   if (index == NONE) return NONE;
   const Large offset = key - blockKey[index];
   if (!is_block_mode()) return offset == 0 ? index : NONE;
-  return offset < blockStart[index + 1] - blockStart[index] ? blockStart[index] + offset : NONE;
+  if (offset >= blockStart[index + 1] - blockStart[index]) return NONE;
+  const Large pos = blockStart[index] + offset;
+  return pos < blockSize ? pos : NONE;
 }
 
 Large BlockIndex::get_pos(Large key, int next) const {
@@ -138,7 +140,7 @@ Large BlockIndex::get_pos(Large key, int next) const {
   Large following = blockSize;  // first position above the key
   if (blockKey != nullptr) {
     const Large index = last_not_above(blockKey, numKeys, key) + 1;  // NONE + 1 is 0
-    following = is_block_mode() ? blockStart[index] : index;
+    following = is_block_mode() ? std::min(blockStart[index], blockSize) : index;
   }
   if (next != 0) return following;
   return following > 0 ? following - 1 : NONE;
@@ -149,6 +151,7 @@ Large BlockIndex::get_orig(Large pos) const {
   if (blockKey == nullptr) return pos;
   if (!is_block_mode()) return blockKey[pos];
   const Large index = last_not_above(blockStart, numBlock, pos);
+  if (index >= numKeys) return NONE;
   return blockKey[index] + (pos - blockStart[index]);
 }
 
@@ -183,39 +186,46 @@ VInt BlockIndex::read(AceFile* file) {
     blockKey = static_cast<const Large*>(file->read(bytes_of(numKeys), &memAt, ARRAY_ALIGNMENT));
   if (numBlock > 0)
     blockStart = static_cast<const Large*>(file->read(bytes_of(numBlock), &memAt, ARRAY_ALIGNMENT));
-  if (const int rc = check_arrays(); rc < 0) {
-    AceReporter::use_default()->printf(
-        "Block index that ends at offset %ld is broken: %u keys, %u block offsets, %u positions, largest key "
-        "%u "
-        "do not belong together\n",
-        file->get_pos(), numKeys, numBlock, blockSize, maxEntry);
-    clean();
-    return rc;
-  }
-  return 0;
+  if (has_sound_numbers()) return 0;
+  AceReporter::use_default()->printf(
+      "Block index that ends at offset %ld is broken: %u keys, %u block offsets, %u positions, largest key "
+      "%u "
+      "do not belong together\n",
+      file->get_pos(), numKeys, numBlock, blockSize, maxEntry);
+  clean();
+  return -1;
 }
 
-int BlockIndex::check_arrays() const {
-  if (numKeys == 0) {
-    const bool isIdentity = numBlock == 0 && (blockSize == 0 || blockSize - 1 == maxEntry);
-    return isIdentity ? 0 : -1;
-  }
-  if (blockKey == nullptr) return -1;
+/// What can be told without a look at all of the arrays.
+bool BlockIndex::has_sound_numbers() const {
+  if (numKeys == 0) return numBlock == 0 && (blockSize == 0 || blockSize - 1 == maxEntry);
+  if (blockKey == nullptr) return false;
+  if (numBlock == 0) return blockSize == numKeys && blockKey[numKeys - 1] == maxEntry;
+  return blockStart != nullptr && numBlock - 1 == numKeys && blockStart[0] == 0 &&
+         blockStart[numKeys] == blockSize;
+}
+
+int BlockIndex::verify(AceReporter* rep) const {
+  if (has_sound_numbers() && has_sound_arrays()) return 0;
+  rep->printf("Block index is broken: its %u keys or %u block offsets do not ascend as they should\n",
+              numKeys, numBlock);
+  return -1;
+}
+
+bool BlockIndex::has_sound_arrays() const {
+  if (numKeys == 0) return true;
   if (numBlock == 0) {
     const bool isAscending =
         std::adjacent_find(blockKey, blockKey + numKeys, std::greater_equal<>()) == blockKey + numKeys;
-    return isAscending && blockSize == numKeys && blockKey[numKeys - 1] == maxEntry ? 0 : -1;
+    return isAscending;
   }
-  if (blockStart == nullptr || numBlock - 1 != numKeys || blockStart[0] != 0 ||
-      blockStart[numKeys] != blockSize)
-    return -1;
   for (Large i = 0; i < numKeys; ++i) {
-    if (blockStart[i + 1] <= blockStart[i]) return -1;
+    if (blockStart[i + 1] <= blockStart[i]) return false;
     const Large last = blockStart[i + 1] - blockStart[i] - 1;  // offset of the block's last key
     const Large limit = i + 1 < numKeys ? blockKey[i + 1] - 1 : maxEntry;
-    if (blockKey[i] > limit || last > limit - blockKey[i]) return -1;
-    if (i + 1 < numKeys && blockKey[i + 1] <= blockKey[i]) return -1;
-    if (i + 1 == numKeys && blockKey[i] + last != maxEntry) return -1;
+    if (blockKey[i] > limit || last > limit - blockKey[i]) return false;
+    if (i + 1 < numKeys && blockKey[i + 1] <= blockKey[i]) return false;
+    if (i + 1 == numKeys && blockKey[i] + last != maxEntry) return false;
   }
-  return 0;
+  return true;
 }

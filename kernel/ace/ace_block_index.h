@@ -22,8 +22,9 @@
 ///     blockKey    numKeys x 4       if numKeys > 0; aligned to 8, strictly ascending
 ///     blockStart  numBlock x 4      if numBlock > 0; aligned to 8, strictly ascending from 0 to blockSize
 ///
-/// The identity has numKeys and numBlock 0. `read` checks all of that, in one pass over the arrays, so that
-/// look-ups stay in bounds.
+/// The identity has numKeys and numBlock 0. `read` checks the numbers, in constant time; look-ups check where
+/// they read, so that in damaged arrays they stay in bounds and answer anything that has the form of an
+/// answer. `verify` checks the arrays, in one pass.
 ///
 /// Thread safety: look-ups on a finished index may run in any number of threads.
 /// Cost: a look-up is a binary search in blockKey.
@@ -33,6 +34,7 @@
 #include "ace/ace_types.h"
 
 class AceFile;
+class AceReporter;
 
 class SORV_API BlockIndex {
  public:
@@ -78,11 +80,14 @@ class SORV_API BlockIndex {
 
   VInt save(AceFile* file) const;
   VInt read(AceFile* file);
+  /// Whether the arrays are as described. Returns 0, or -1, reported on `rep`.
+  int verify(AceReporter* rep) const;
 
  private:
   static Large last_not_above(const Large* array, Large size, Large value);
   bool is_block_mode() const { return blockStart != nullptr; }
-  int check_arrays() const;
+  bool has_sound_numbers() const;
+  bool has_sound_arrays() const;
 
   Large numBlock = 0;  // entries of blockStart; while counting, blocks met
   const Large* blockKey = nullptr;

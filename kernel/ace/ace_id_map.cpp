@@ -64,7 +64,8 @@ VInt AceIdMap::get_array_copy(Large key, Large* out, Large max) const {
 
 Large AceIdMap::get_key(Large index) const {
   if (index >= num_slots()) return NONE;
-  return keyArray != nullptr && !is_dedup() ? keyArray[index] : index;
+  if (keyArray == nullptr || is_dedup()) return index;
+  return keyArray[index] < numKeys ? keyArray[index] : NONE;
 }
 
 VInt AceIdMap::get_by_index(Large index, Large& key, const Large*& values) const {
@@ -217,7 +218,7 @@ const char* AceIdMap::read_arrays(AceFile* file) {
     file->mem_info("%d tiny dedup entries", as_int(numKeys));
     if (!get_array_of(file, dedupTinyArray, numKeys, &memAt)) return CUT;
   }
-  return check_slots();
+  return nullptr;
 }
 
 const char* AceIdMap::read_offsets(AceFile* file) {
@@ -228,13 +229,13 @@ const char* AceIdMap::read_offsets(AceFile* file) {
     sectionShift = file->get_int();
     file->mem_info("%d section entries", as_int(numSections));
     if (!get_array_of(file, sectionBase, numSections, &memAt)) return CUT;
-    if (const char* fault = check_sections(); fault != nullptr) return fault;
+    if (const char* fault = check_section_numbers(); fault != nullptr) return fault;
   }
   if (totalValues > 0) {
     file->mem_info("%ld values", totalValues);
     if (!get_array_of(file, valueArray, totalValues, &memAt)) return CUT;
   }
-  return check_offsets();
+  return check_ends();
 }
 
 const char* AceIdMap::read_reverse(AceFile* file) {
@@ -303,26 +304,50 @@ const char* AceIdMap::check_slots() const {
   return nullptr;
 }
 
-/// Every offset has a section, and their sums stay in range.
-const char* AceIdMap::check_sections() const {
+/// Every offset has a section.
+const char* AceIdMap::check_section_numbers() const {
   if (sectionShift < 0 || sectionShift > MAX_SECTION_SHIFT) return "impossible size of sections";
   if ((num_offsets() - 1) >> sectionShift >= numSections) return "too few sections";
+  return nullptr;
+}
+
+const char* AceIdMap::check_sections() const {
+  if (sectionBase == nullptr) return nullptr;
   const bool isSound = std::all_of(sectionBase, sectionBase + numSections,
                                    [this](Huge base) { return base >= 0 && base <= totalValues; });
   return isSound ? nullptr : "a section is out of range";
 }
 
-/// Offsets ascend from 0 to the end of the values.
-const char* AceIdMap::check_offsets() const {
+const char* AceIdMap::check_ends() const {
   const VUint last = num_offsets() - 1;
-  if (offset(0) != 0 || offset(last) != totalValues) return "offsets do not cover the values";
+  const bool areEnds = offset(0) == 0 && offset(last) == static_cast<VUint>(totalValues);
+  return areEnds ? nullptr : "offsets do not cover the values";
+}
+
+/// Offsets ascend, in steps that are lengths of lists.
+const char* AceIdMap::check_offsets() const {
+  if (offsetArray == nullptr) return nullptr;
+  const VUint last = num_offsets() - 1;
   bool isAscending = true;
   if (sectionBase == nullptr)
     for (VUint i = 0; i < last; ++i) isAscending &= offsetArray[i] <= offsetArray[i + 1];
   else
     for (VUint i = 0; i < last; ++i) {
-      const Huge count = offset(i + 1) - offset(i);
-      isAscending &= count >= 0 && count <= Huge{NONE};
+      const VUint start = offset(i);
+      const VUint end = offset(i + 1);
+      isAscending &= start <= end && end - start <= NONE;
     }
   return isAscending ? nullptr : "offsets do not ascend";
+}
+
+int AceIdMap::verify(AceReporter* rep) const {
+  const char* fault = check_sections();
+  if (fault == nullptr) fault = check_slots();
+  if (fault == nullptr) fault = check_offsets();
+  if (fault != nullptr) {
+    rep->printf("Id map is broken: %s (%u keys, %u slots, %u side lists, %ld values)\n", fault, numKeys,
+                arraySize, numSideKeys, totalValues);
+    return -1;
+  }
+  return blockIndex != nullptr ? blockIndex->verify(rep) : 0;
 }

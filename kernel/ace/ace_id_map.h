@@ -57,8 +57,9 @@
 ///     blockIndex      BlockIndex           if that flag is 1: positions of the values in reverseInfo
 ///
 /// Without keyArray arraySize is the number of keys, or of shared lists in a deduplicated map. A mixed map
-/// without side lists has no mode 4. `read` checks in one pass over the arrays, but not over valueArray and
-/// reverseInfo, all that look-ups rely on; the values themselves are the owner's to judge.
+/// without side lists has no mode 4. `read` checks the numbers, in constant time; look-ups check where they
+/// read, so that in damaged arrays they stay in bounds: a list that cannot be one is empty. `verify` checks
+/// all arrays but valueArray and reverseInfo, in one pass; the values themselves are the owner's to judge.
 ///
 /// Errors: look-ups never fail, a key or value that is not there has an empty list or no key. `read` returns
 /// -1, and the map is empty, for what is not a payload, and throws as `AceFile` does where a mapping ends
@@ -188,6 +189,8 @@ class SORV_API AceIdMap {
 
   VInt save(AceFile* file) const;
   VInt read(AceFile* file);
+  /// Whether the arrays are as described. Returns 0, or -1, reported on `rep`.
+  int verify(AceReporter* rep) const;
   /// Six lines of figures, as signed numbers.
   void print(AceReporter* rep) const;
 
@@ -208,8 +211,10 @@ class SORV_API AceIdMap {
   VUint num_offsets() const { return VUint{numSideKeys != 0 ? numSideKeys : arraySize} + 1; }
   Large find_slot(Large key) const;
   IdList list_of(Large slot) const;
-  Huge offset(VUint index) const {
-    return offsetArray[index] + (sectionBase != nullptr ? sectionBase[index >> sectionShift] : 0);
+  /// Any number in damaged arrays.
+  VUint offset(VUint index) const {
+    const VUint base = sectionBase != nullptr ? static_cast<VUint>(sectionBase[index >> sectionShift]) : 0;
+    return offsetArray[index] + base;
   }
 
   int build_chosen(const KeyLists& source, AceReporter* rep);
@@ -231,6 +236,8 @@ class SORV_API AceIdMap {
   const char* read_offsets(AceFile* file);
   const char* read_reverse(AceFile* file);
   const char* check_counts(int mode) const;
+  const char* check_section_numbers() const;
+  const char* check_ends() const;
   const char* check_slots() const;
   const char* check_sections() const;
   const char* check_offsets() const;
@@ -264,8 +271,10 @@ inline IdList AceIdMap::list_of(Large slot) const {
     if (*prim == NONE) return {};
     slot = NONE - 1 - *prim;
   }
-  const Huge start = offset(slot);
-  return {valueArray + start, static_cast<Large>(offset(VUint{slot} + 1) - start)};
+  const VUint start = offset(slot);
+  const VUint end = offset(VUint{slot} + 1);
+  if (start > end || end > static_cast<VUint>(totalValues) || end - start > NONE) return {};
+  return {valueArray + start, static_cast<Large>(end - start)};
 }
 
 inline IdList AceIdMap::get(Large key) const {
@@ -274,9 +283,11 @@ inline IdList AceIdMap::get(Large key) const {
   if (dedupTinyArray != nullptr) {
     slot = dedupTinyArray[key];
     if (slot == NO_SHARED_TINY) return {};
+    if (keyArray == nullptr && slot >= arraySize) return {};
   } else if (dedupArray != nullptr) {
     slot = dedupArray[key];
     if (slot == NO_SHARED) return {};
+    if (keyArray == nullptr && slot >= arraySize) return {};
   }
   if (keyArray != nullptr) {
     slot = find_slot(slot);

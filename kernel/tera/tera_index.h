@@ -28,9 +28,9 @@
 ///     entryBuffer     bufferUsedSize aligned to 8
 ///     collation       string         its name; null when unsorted
 ///
-/// `read` checks, in time linear in `entryStart`, all that keeps later reading in bounds: every offset lies
-/// in the heap, a heap of strings ends with a zero byte, and the offsets of blocks ascend. A mapped file is
-/// used in place; what changes the heap makes a copy first.
+/// `read` checks the numbers and that a heap of strings ends with a zero byte, in constant time. What reads
+/// strings checks where: one whose offset is not in the heap is empty. `verify` checks all offsets, in one
+/// pass. A mapped file is used in place; what changes the heap makes a copy first.
 ///
 /// Errors: negative results, explained on the reporter given, or on the default reporter. Memory exhaustion
 /// throws `std::bad_alloc`.
@@ -38,6 +38,7 @@
 /// Cost: a plain string is two loads away; one of a compressed heap decodes its block up to it.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string_view>
@@ -143,6 +144,8 @@ class SORV_API TeraIndex : public AceWrap {
 
   /// Returns 0, or -1.
   VInt read(AceFile* file) override;
+  /// Whether all offsets lie in the heap. Returns 0, or -1, reported on `rep`.
+  int verify(AceReporter* rep) const;
   VInt save(AceFile* file) override;
   /// Sizes and settings, a line each. Returns 0.
   int print(AceReporter* rep) const;
@@ -166,7 +169,10 @@ class SORV_API TeraIndex : public AceWrap {
   class BlockWriter;
 
   VInt byte_offset(Large start) const { return intAligned ? VInt{ALIGNMENT} * start : VInt{start}; }
-  const char* plain_line(Large id) const { return entryBuffer + byte_offset(entryStart[id]); }
+  /// The heap's last byte is 0: what starts behind it is empty.
+  const char* plain_line(Large id) const {
+    return entryBuffer + std::min(byte_offset(entryStart[id]), bufferUsedSize - 1);
+  }
   VInt block_bytes(Large block) const;
   const Token* block_at(Large block) const;
   int block_count(Large block) const;
@@ -177,6 +183,7 @@ class SORV_API TeraIndex : public AceWrap {
   int make_compressed(const char* filename, AceReporter* rep);
   Large find(bool insert, const auto& compare) const;
   VInt read_payload(AceFile* file);
+  const char* check_heap() const;
   const char* check_starts() const;
   int refuse(const AceFile* file, const char* reason);
 

@@ -9,6 +9,8 @@
 #include "ace/ace_file.h"
 #include "ace/ace_reporter.h"
 #include "gtest/gtest.h"
+#include "support/damage.h"
+#include "support/sealed_image.h"
 
 namespace {
 
@@ -147,6 +149,27 @@ TEST(BlockIndex, a_damaged_payload_is_refused_or_stays_in_bounds) {
       BlockIndex index;
       EXPECT_ANY_THROW(if (read_image(&index, image.substr(0, length)) < 0) throw -1) << length;
     }
+  }
+}
+
+TEST(BlockIndex, reading_does_not_walk_through_the_arrays_and_verify_does) {
+  AceReporter::clear_default();
+  Keys keys;
+  for (Large i = 0; i < 10'000; ++i) keys.insert(1000 * i);
+  BlockIndex good;
+  build(&good, keys);
+  std::string image = image_of(good);
+  for (const bool isDamaged : {false, true}) {
+    if (isDamaged) image = support::overwrite(image, image.size() / 8 * 4, Large{0xFFFF0000});
+    const support::SealedImage sealed(image);
+    sealed.seal();
+    AceFile file;
+    file.init_read(sealed.data(), sealed.size());
+    BlockIndex index;
+    ASSERT_EQ(index.read(&file), 0);
+    sealed.open();
+    EXPECT_EQ(index.get_key(1000), 1u);
+    EXPECT_EQ(index.verify(AceReporter::null()), isDamaged ? -1 : 0);
   }
 }
 

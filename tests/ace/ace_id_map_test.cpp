@@ -15,6 +15,7 @@
 #include "gtest/gtest.h"
 #include "support/damage.h"
 #include "support/recording_reporter.h"
+#include "support/sealed_image.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -418,6 +419,31 @@ TEST(AceIdMap, a_damaged_payload_is_refused_or_stays_in_bounds) {
         }
       }
     });
+  }
+}
+
+TEST(AceIdMap, reading_does_not_walk_through_the_arrays_and_verify_does) {
+  AceReporter::clear_default();
+  Lists lists(100'000);
+  lists[70'000] = {5, 6};
+  Pool pool(lists);
+  for (const int mode : {2 | 4, 4}) {
+    AceIdMap good;
+    ASSERT_EQ(good.make(static_cast<int>(pool.size()), pool.pointers.data(), mode, nullptr), 0);
+    std::string image = image_of(good);
+    for (const bool isDamaged : {false, true}) {
+      if (isDamaged) image = support::overwrite(image, image.size() / 2 / 4 * 4, Large{0xFFFF0000});
+      const support::SealedImage sealed(image);
+      sealed.seal();
+      AceFile file;
+      file.init_read(sealed.data(), sealed.size());
+      AceIdMap map;
+      ASSERT_EQ(map.read(&file), 0);
+      sealed.open();
+      EXPECT_EQ(map.get_first(70'000), 5u);
+      if (mode == 4) EXPECT_EQ(map.verify(AceReporter::null()), isDamaged ? -1 : 0);
+      for (Large key = 0; key < 100'000; ++key) ASSERT_LE(map.get(key).count, 2u);
+    }
   }
 }
 

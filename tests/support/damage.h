@@ -1,6 +1,7 @@
 /// Damaged copies of a file's bytes: what a reader must refuse or survive.
 #pragma once
 
+#include <climits>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -32,6 +33,15 @@ void for_each_damage(std::string_view bytes, Use use) {
     use(cut(bytes, length), "cut at " + std::to_string(length));
   for (std::size_t bit = 0; bit < 8 * bytes.size(); ++bit)
     use(flip(bytes, bit), "bit " + std::to_string(bit) + " flipped");
+}
+
+/// The same with each aligned word of the bytes replaced by numbers that calculations do not expect.
+template <class Use>
+void for_each_hostile_word(std::string_view bytes, Use use) {
+  constexpr int HOSTILE[] = {INT_MIN, INT_MIN + 1, -1, 0, 1, 0x10000, INT_MAX - 1, INT_MAX};
+  for (std::size_t offset = 0; offset + sizeof(int) <= bytes.size(); offset += sizeof(int))
+    for (const int word : HOSTILE)
+      use(overwrite(bytes, offset, word), std::to_string(word) + " at " + std::to_string(offset));
 }
 
 }  // namespace support

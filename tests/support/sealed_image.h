@@ -13,7 +13,8 @@ namespace support {
 class SealedImage {
  public:
   explicit SealedImage(std::string_view bytes) : imageSize(bytes.size()) {
-    memory = static_cast<char*>(mmap(nullptr, imageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    memory = static_cast<char*>(
+        mmap(nullptr, imageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
     std::memcpy(memory, bytes.data(), imageSize);
   }
   SealedImage(const SealedImage&) = delete;

@@ -12,6 +12,7 @@
 #include "gtest/gtest.h"
 #include "support/damage.h"
 #include "support/recording_reporter.h"
+#include "support/sealed_image.h"
 #include "support/temp_folder.h"
 #include "tera/tera_collation.h"
 #include "tera/tera_reader.h"
@@ -386,4 +387,28 @@ TEST(StringComp, codes_that_would_be_too_deep_are_evened_out) {
   EXPECT_EQ(comp->code(&unknown, 1, block.data()), -1);
 }
 
+TEST(TeraIndex, reading_does_not_walk_through_the_offsets_and_verify_does) {
+  AceReporter::clear_default();
+  Strings strings;
+  for (int i = 0; i < 20'000; ++i) strings.push_back("string " + std::to_string(i));
+  TeraIndex good;
+  ASSERT_EQ(make(&good, strings), 0);
+  const std::string image = image_of(&good);
+  for (const bool isDamaged : {false, true}) {
+    const support::SealedImage sealed(isDamaged ? support::overwrite(image, 40'000, Large{0xFFFF0000})
+                                                : image);
+    sealed.seal();
+    AceFile file;
+    file.init_read(sealed.data(), sealed.size());
+    file.get_int();  // the version word
+    TeraIndex index;
+    ASSERT_EQ(index.read(&file), 0);
+    sealed.open();
+    EXPECT_EQ(index.verify(AceReporter::null()), isDamaged ? -1 : 0);
+    int numEmpty = 0;
+    for (Large i = 0; i < 20'000; ++i)
+      if (*index.get_line(i, nullptr) == '\0') ++numEmpty;
+    EXPECT_EQ(numEmpty, isDamaged ? 1 : 0);
+  }
+}
 }  // namespace

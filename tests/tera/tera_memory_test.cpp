@@ -11,6 +11,7 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
+#include "support/damage.h"
 #include "support/failing_new.h"
 #include "support/temp_folder.h"
 #include "tera/tera_collation.h"
@@ -194,4 +195,20 @@ TEST_F(Memory, scans_queries_results_readers_and_collations_leave_nothing_behind
     const char* strings[] = {"mayer", "meier", "schmidt"};
     return index.make(3, strings, true, 1, AceReporter::use_default());
   });
+}
+
+TEST_F(Memory, images_with_hostile_numbers_are_refused_or_answer_in_bounds) {
+  const std::string image = support::read_file(file);
+  int numRead = 0;
+  support::for_each_hostile_word(image, [&](const std::string& damaged, const std::string&) {
+    TeraEdit edit;
+    try {
+      if (edit.read_with_magic(damaged.data(), damaged.size()) < 0) return;
+      ++numRead;
+      for (const TeraEval::Mode mode : {TeraEval::LEVENSHTEIN, TeraEval::EXACT}) answer(edit, "meier", mode);
+    } catch (const AceException&) {
+    } catch (const std::bad_alloc&) {
+    }
+  });
+  EXPECT_GT(numRead, 0);  // the sanitizers judge
 }

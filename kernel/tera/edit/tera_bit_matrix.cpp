@@ -100,8 +100,8 @@ void TeraBitMatrix::save_modules(AceFile* file) const {
 }
 
 int TeraBitMatrix::refuse_matrix(const char* reason) const {
-  AceReporter::use_default()->printf("Bit matrix broken, %s: %d lengths, %d sections, %d columns\n", reason,
-                                     maxLength - 1, numSections, numCols);
+  AceReporter::use_default()->printf("Bit matrix broken, %s: %ld lengths, %d sections, %d columns\n", reason,
+                                     VInt{maxLength} - 1, numSections, numCols);
   return -1;
 }
 

@@ -91,11 +91,11 @@ Large TeraIndex::num_blocks() const {
 
 VInt TeraIndex::block_bytes(Large block) const {
   const VInt end = block + 1 < num_blocks() ? VInt{entryStart[block + 1]} : bufferUsedSize;
-  return end - VInt{entryStart[block]};
+  return std::max<VInt>(std::min(end, bufferUsedSize) - VInt{entryStart[block]}, 0);
 }
 
 const Token* TeraIndex::block_at(Large block) const {
-  return reinterpret_cast<const Token*>(entryBuffer) + entryStart[block];
+  return reinterpret_cast<const Token*>(entryBuffer) + std::min(VInt{entryStart[block]}, bufferUsedSize);
 }
 
 /// The number of strings in a block: the last one may have fewer.
@@ -134,7 +134,7 @@ Large TeraIndex::get_block(Large first, char** out, Large count, AceAttach* at) 
   if (first >= numEntry) return 0;
   count = std::min(count, numEntry - first);
   if (!is_compressed()) {
-    for (Large i = 0; i < count; ++i) out[i] = entryBuffer + byte_offset(entryStart[first + i]);
+    for (Large i = 0; i < count; ++i) out[i] = const_cast<char*>(plain_line(first + i));
     return count;
   }
   const auto size = static_cast<Large>(blockSize);
@@ -277,7 +277,7 @@ VInt TeraIndex::read_payload(AceFile* file) {
   if (entryStart == nullptr && numEntry > 0) return refuse(file, "its offsets are cut");
   entryBuffer = file->read_array<char>(bufferUsedSize, &memAt, ARRAY_ALIGNMENT);
   if (entryBuffer == nullptr && bufferUsedSize != 0) return refuse(file, "its heap is cut");
-  if (const char* reason = check_starts(); reason != nullptr) return refuse(file, reason);
+  if (const char* reason = check_heap(); reason != nullptr) return refuse(file, reason);
   const bool isSorted = file->preview_int() != 0;
   colFacet = TeraCollation::read(file);
   if (file->is_short()) return refuse(file, "its collation is cut");
@@ -288,19 +288,32 @@ VInt TeraIndex::read_payload(AceFile* file) {
   return 0;
 }
 
-/// What is wrong with the offsets, or the heap's end; null for nothing.
+/// What is wrong with the heap's end; null for nothing.
+const char* TeraIndex::check_heap() const {
+  if (is_compressed() || numEntry == 0) return nullptr;
+  const bool isTerminated = bufferUsedSize > 0 && entryBuffer[bufferUsedSize - 1] == '\0';
+  return isTerminated ? nullptr : "its heap does not end with a zero byte";
+}
+
+/// What is wrong with the offsets.
 const char* TeraIndex::check_starts() const {
   const Large* first = entryStart;
   const Large* end = first + num_blocks();
-  if (is_compressed()) {
-    if (!std::is_sorted(first, end)) return "its blocks do not ascend";
-    return first == end || VInt{*(end - 1)} <= bufferUsedSize ? nullptr : "a block is not in its heap";
-  }
   if (first == end) return nullptr;
-  if (bufferUsedSize == 0 || entryBuffer[bufferUsedSize - 1] != '\0')
-    return "its heap does not end with a zero byte";
-  const Large largest = *std::max_element(first, end);
-  return byte_offset(largest) < bufferUsedSize ? nullptr : "a string is not in its heap";
+  if (!is_compressed())
+    return byte_offset(*std::max_element(first, end)) < bufferUsedSize ? nullptr
+                                                                       : "a string is not in its heap";
+  if (!std::is_sorted(first, end)) return "its blocks do not ascend";
+  return VInt{*(end - 1)} <= bufferUsedSize ? nullptr : "a block is not in its heap";
+}
+
+int TeraIndex::verify(AceReporter* rep) const {
+  const char* reason = check_heap();
+  if (reason == nullptr) reason = check_starts();
+  if (reason == nullptr) return 0;
+  rep->printf("String index is broken, %s: %u strings in blocks of %d, heap of %ld bytes\n", reason, numEntry,
+              blockSize, bufferUsedSize);
+  return -1;
 }
 
 int TeraIndex::refuse(const AceFile* file, const char* reason) {
