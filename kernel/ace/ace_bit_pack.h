@@ -13,8 +13,12 @@
 #include "ace/ace_types.h"
 
 /// ORs the low `width` bits of `value` into an element. Bits that are set stay set, so that elements can be
-/// built up piece by piece in zeroed words.
+/// built up piece by piece in zeroed words; an element of width 32 is stored as it is.
 inline void bit_mset(int* words, int width, int index, int value) {
+  if (width == 32) {
+    words[index] = value;
+    return;
+  }
   const VUint start = static_cast<VUint>(index) * static_cast<VUint>(width);
   const VUint bits = (static_cast<Large>(value) & ((VUint{1} << width) - 1)) << (start % 32);
   int* word = words + start / 32;

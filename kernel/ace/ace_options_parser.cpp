@@ -49,6 +49,14 @@ int read_value(const char* option, const char* kind, AceStringParser* string_par
   return ace_error(__FILE__, __LINE__, "string_parser->get_value(&value)", length, 0, -1);
 }
 
+/// Whether a text is read as that value; null is the empty one.
+bool reads_as(const char* text, const char* wanted) {
+  AceStringParser string_parser(text);
+  char* value = nullptr;
+  return string_parser.get_value(&value) >= 0 && text[string_parser.get_pos()] == '\0' &&
+         std::strcmp(value, wanted != nullptr ? wanted : "") == 0;
+}
+
 }  // namespace
 
 class AceOptionsParser::FlagConfigOption : public ConfigOption {
@@ -153,10 +161,16 @@ class AceOptionsParser::CharConfigOption : public ConfigOption {
   CharConfigOption(const char* name, const char* help, char def)
       : ConfigOption("Character", name, help), optValue(def), defValue(def) {
     std::snprintf(dispString, sizeof dispString, def != '\0' ? "{%c}" : "{}", def);
+    const char value[] = {def, '\0'};
+    isReadBack = reads_as(dispString, value);
   }
 
   void reset() override { optValue = defValue; }
   int parse_option(AceStringParser* string_parser, AceReporter* rep) override {
+    if (!isReadBack && string_parser->skip_text(dispString)) {
+      reset();
+      return 0;
+    }
     char* value = nullptr;
     const int length = read_value(optionName, "single character", string_parser, &value, rep);
     if (length < 0) return -1;
@@ -172,15 +186,25 @@ class AceOptionsParser::CharConfigOption : public ConfigOption {
   char optValue;
   char defValue;
   char dispString[4];
+  bool isReadBack;
 };
 
 class AceOptionsParser::StringConfigOption : public ConfigOption {
  public:
   StringConfigOption(const char* name, const char* help, AceAttach* at, const char* def, const char* display)
-      : ConfigOption("String", name, help), extAt(at), optValue(def), defValue(def), dispValue(display) {}
+      : ConfigOption("String", name, help),
+        extAt(at),
+        optValue(def),
+        defValue(def),
+        dispValue(display),
+        isReadBack(reads_as(display, def)) {}
 
   void reset() override { optValue = defValue; }
   int parse_option(AceStringParser* string_parser, AceReporter* rep) override {
+    if (!isReadBack && string_parser->skip_text(dispValue)) {
+      reset();
+      return 0;
+    }
     char* value = nullptr;
     const int length = read_value(optionName, "text", string_parser, &value, rep);
     if (length < 0) return -1;
@@ -195,6 +219,7 @@ class AceOptionsParser::StringConfigOption : public ConfigOption {
   const char* optValue;
   const char* defValue;
   const char* dispValue;
+  bool isReadBack;  // the text that shows the default is read as a value, as which it is the default
 };
 
 template <class Option, class... Values>
@@ -242,6 +267,9 @@ int AceOptionsParser::add_char_option(const char* name, char def, const char* he
 int AceOptionsParser::add_string_option(const char* name, const char* def, const char* help,
                                         const char* display) {
   if (display == nullptr) display = def != nullptr && *def != '\0' ? def : "{}";
+  // Blanks in front would be skipped with those behind the name.
+  if (const std::string text = display; text.empty() || text.front() == ' ')
+    display = memAt.attach(("{" + text + "}").c_str());
   return add<StringConfigOption>(name, help, &optsAt, memAt.attach(def), memAt.attach(display));
 }
 

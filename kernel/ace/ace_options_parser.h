@@ -43,14 +43,16 @@ class SORV_API AceOptionsParser {
   int add_double_option(const char* name, double def, const char* help);
   /// Shown as the character between braces.
   int add_char_option(const char* name, char def, const char* help);
-  /// Shown as `display`; when that is null as the default, or as "{}" when that is null or empty.
+  /// Shown as `display`; when that is null as the default, or as "{}" when that is null or empty; in braces
+  /// when it would begin with a blank.
   int add_string_option(const char* name, const char* def, const char* help, const char* display = nullptr);
 
   // Parsing.
 
   /// Sets every option to its default, then takes the values of `text` (null is empty). At the first error
   /// the parse ends; options before it, and one with an invalid value (as far as that could be read), keep
-  /// what they were given. Returns 0 or -1. Texts from `get_string_value` before this call become invalid.
+  /// what they were given. The text by which a default is shown always stands for the default, though it has
+  /// blanks or single braces. Returns 0 or -1. Texts from `get_string_value` before this call become invalid.
   int parse(const char* text, AceReporter* rep);
   /// Lets the option with exactly this (lower-case) name read its value. Returns 0 or -1.
   int parse_option(char* name, AceStringParser* string_parser, AceReporter* rep);

@@ -49,6 +49,16 @@ int AceStringParser::get_value(char** value) {
   return length;
 }
 
+bool AceStringParser::skip_text(const char* text) {
+  const std::size_t length = std::strlen(text);
+  if (length > static_cast<std::size_t>(INT_MAX - curPos)) return false;
+  if (std::strncmp(configString + curPos, text, length) != 0) return false;
+  const char next = configString[curPos + static_cast<int>(length)];
+  if (next != '\0' && next != BLANK) return false;
+  curPos += static_cast<int>(length);
+  return true;
+}
+
 int AceStringParser::get_protected_value(char** value) {
   if (configString[curPos] != OPEN) return -1;
   int pos = curPos + 1;

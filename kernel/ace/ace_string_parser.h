@@ -27,6 +27,8 @@ class SORV_API AceStringParser {
   /// The text between the brace at the present position and the one that closes it, without the backslashes
   /// before braces. Returns its length, or -1 when there is no such brace.
   int get_protected_value(char** value);
+  /// Goes behind `text` if that is what comes next, up to a blank or the end; else changes nothing.
+  bool skip_text(const char* text);
   /// Index of the next byte.
   int get_pos() const { return curPos; }
 

@@ -4,16 +4,17 @@
 ///                          ^  ^ ^
 ///                          0  3 5
 ///
-/// What follows the last tab stop is dropped. A field of which the line has only a part, or nothing, is
-/// missing. The number of tab stops is not limited to `MAX_FIELDS`.
+/// What follows the last tab stop is dropped. A field of which the line has only a part is that part; fields
+/// behind the end of the line are missing, but there is always a first one. The number of tab stops is not
+/// limited to `MAX_FIELDS`.
 #pragma once
 
 #include "damo/damo_input.h"
 
 class SORV_API _DamoFixedInput : public DamoFileInput {
  public:
-  /// `tab_stops` are copied. Throws `AceException` when there are none, or when they are not positive and
-  /// strictly increasing.
+  /// `tab_stops` are copied. Throws `AceException` when there are none, or when they are not strictly
+  /// increasing from 0 or more on.
   _DamoFixedInput(int tab_count, const int* tab_stops, AceReporter* rep);
 
  private:

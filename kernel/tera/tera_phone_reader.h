@@ -15,6 +15,7 @@ class SORV_API PhoneReader : public AceReader {
 
   int read_line(const char** line, VInt* lineNo) override;
   int rewind() override;
+  int read_error() const override { return innerReader->read_error(); }
 
  private:
   AceReader* innerReader;

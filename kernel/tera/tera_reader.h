@@ -50,8 +50,9 @@ class SORV_API TeraReader {
   /// Stores the number of entries read in `*count`, unless null.
   /// Returns the number of different strings in the tree, or -1; the tree then has what was read before.
   int fill_tree(ListTree* tree, AceBulk* bulk, int* count, int reverse, int no_info, AceReporter* rep);
-  /// Writes all entries, from the first on, as entry lines with hexadecimal attributes; empty strings are
-  /// left out. Returns the number of lines, or -1. A failed write throws an `AceException`.
+  /// Writes all entries, from the first on (those that are left where the reader cannot go back), as entry
+  /// lines with hexadecimal attributes; empty strings are left out. Returns the number of lines, or -1. A
+  /// failed write throws an `AceException`.
   int dump_file(const char* filename);
 
  protected:
@@ -136,7 +137,7 @@ class SORV_API SingleWordReader : public TeraReader {
   std::size_t linePos = 0;  // behind the last of them
   VInt curLine = 0;
   Large numWords = 0;
-  bool isAtEnd = false;
+  int lastResult = 1;
 };
 
 /// Several sorted entry files as one: of the streams' present strings the greatest, in byte order, comes

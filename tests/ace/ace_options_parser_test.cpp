@@ -149,6 +149,33 @@ TEST(AceOptionsParser, defaults_are_one_text_that_can_be_parsed_again) {
   EXPECT_EQ(shown.parse(shown.get_defaults_string(), nullptr), 0);
 }
 
+TEST(AceOptionsParser, every_defaults_text_gives_the_defaults) {
+  for (int c = 1; c < 256; ++c) {
+    const char character = static_cast<char>(c);
+    const std::string one(1, character);
+    const std::string texts[] = {one, "a " + one, one + one, "{" + one, "a" + one + "b c", one + " "};
+    for (const std::string& text : texts) {
+      AceOptionsParser options;
+      options.add_string_option("first", text.c_str(), "", nullptr);
+      options.add_char_option("sep", character, "");
+      options.add_string_option("last", text.c_str(), "", nullptr);
+      options.add_int_option("num", 5, "");
+      const std::string printed = options.get_defaults_string();
+      EXPECT_EQ(options.parse("-sep x -first y -last {z}", nullptr), 0);
+      EXPECT_EQ(options.get_char_value("sep"), 'x');
+      EXPECT_STREQ(options.get_string_value("first"), "y");
+      EXPECT_STREQ(options.get_string_value("last"), "z");
+      for (const std::string more : {"", " -num 7"}) {
+        ASSERT_EQ(options.parse((printed + more).c_str(), nullptr), 0) << printed;
+        EXPECT_EQ(options.get_char_value("sep"), character);
+        EXPECT_EQ(options.get_int_value("num"), more == "" ? 5 : 7);
+        EXPECT_STREQ(options.get_string_value("first"), text.c_str());
+        EXPECT_STREQ(options.get_string_value("last"), text.c_str());
+      }
+    }
+  }
+}
+
 TEST(AceOptionsParser, many_and_long_options_do_not_overflow_the_defaults) {
   AceOptionsParser options;
   const std::string longText(3000, 'x');

@@ -19,6 +19,7 @@
 #include "support/failing_io.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
+#include "support/word_samples.h"
 
 namespace {
 
@@ -184,7 +185,7 @@ TEST(DamoInput, a_rejected_record_shows_what_it_has_and_a_value_set_lasts_as_lon
   EXPECT_EQ(input->put_line(folder.file("f").data()), -1);
 }
 
-TEST(DamoFixedInput, cuts_at_the_tab_stops_and_misses_fields_of_which_there_is_a_part) {
+TEST(DamoFixedInput, cuts_at_the_tab_stops_and_keeps_the_part_of_a_field_that_there_is) {
   const support::TempFolder folder;
   support::write_file(folder.file("f"),
                       "\xEF\xBB\xBF"
@@ -192,11 +193,29 @@ TEST(DamoFixedInput, cuts_at_the_tab_stops_and_misses_fields_of_which_there_is_a
                           std::string(70'000, 'x') + "\n");
   int stops[] = {3, 5};
   Input input(DamoFixedInput(folder.file("f").c_str(), 2, stops, AceReporter::null()));
-  EXPECT_EQ(read_all(input.get()), (Records{"aaa|bb", "aaa|bb", "-2", "-2", "<de|l>", "xxx|xx"}));
+  EXPECT_EQ(read_all(input.get()), (Records{"aaa|bb", "aaa|bb", "aaa|b", "-2", "<de|l>", "xxx|xx"}));
   int wide[] = {5, 7, 60'000};
   input.reset(DamoFixedInput(folder.file("f").c_str(), 3, wide, AceReporter::null()));
   input->set_num_fields(1);
-  EXPECT_EQ(read_all(input.get()), (Records{"-2", "aaabb", "-2", "", "kk", "-2"}));
+  EXPECT_EQ(read_all(input.get()), (Records{"-2", "aaabb", "aaab", "", "kk", "-2"}));
+
+  samples::Random random(1);
+  for (int round = 0; round < 200; ++round) {
+    std::vector<int> ends = {random.below(3)};
+    while (random.below(4) != 0) ends.push_back(ends.back() + 1 + random.below(4));
+    std::string line(static_cast<size_t>(random.below(14)), ' ');
+    for (char& c : line) c = static_cast<char>('a' + random.below(26));
+    std::string expected;
+    for (size_t i = 0, from = 0; i < ends.size(); from = static_cast<size_t>(ends[i++]))
+      expected +=
+          (i > 0 ? "|" : "") +
+          (i > 0 && from >= line.size() ? "?" : line.substr(from, static_cast<size_t>(ends[i]) - from));
+    support::write_file(folder.file("r"), line + "\n");
+    input.reset(DamoFixedInput(folder.file("r").c_str(), static_cast<int>(ends.size()), ends.data(),
+                               AceReporter::null()));
+    input->set_error_correction(DamoInput::FILL_MISSING, "?", nullptr);
+    EXPECT_EQ(read_all(input.get()), Records{expected}) << line;
+  }
 
   std::vector<int> many(3000);
   for (int i = 0; i < 3000; ++i) many[static_cast<size_t>(i)] = i + 1;

@@ -1,6 +1,8 @@
 #include "tera/tera_reader.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <functional>
 #include <map>
 #include <memory>
 #include <random>
@@ -9,12 +11,15 @@
 #include "ace/ace_file.h"
 #include "ace/ace_input.h"
 #include "gtest/gtest.h"
+#include "support/failing_io.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_data_file.h"
+#include "tera/tera_edit.h"
 #include "tera/tera_map.h"
 #include "tera/tera_map_config.h"
+#include "tera/tera_phone_reader.h"
 #include "tera/tera_string_trie.h"
 #include "tera/tera_transform.h"
 
@@ -179,11 +184,89 @@ TEST(TeraReader, a_tree_has_each_string_once_with_its_attributes) {
   EXPECT_EQ(text.reader.dump_file(folder.file("dump").c_str()), 5);
   TextReader dumped(support::read_file(folder.file("dump")));
   EXPECT_EQ(read_all(&dumped.reader), read_all(&text.reader));
+  // What cannot be rewound is written from where it stands.
+  int numLines = 3;
+  AceCustomReader lines(
+      [](const char** line, void* left) {
+        *line = "7\tx y";
+        return --*static_cast<int*>(left) < 0 ? -1 : 5;
+      },
+      &numLines);
+  SingleWordReader once(&lines, "\t");
+  const char* first = nullptr;
+  ASSERT_EQ(once.get_line(&first, nullptr, nullptr), 1);
+  EXPECT_EQ(once.dump_file(folder.file("dump").c_str()), 8);
+  EXPECT_EQ(support::read_file(folder.file("dump")).substr(0, 21), "00000002\tx\n00000003\ty");
   TeraReaderStream stream(&text.reader);
   EXPECT_EQ(stream.for_each([](const char*, unsigned) { return 0; }), 5);
   EXPECT_EQ(stream.for_each([](const char* string, unsigned) { return *string == 'a' ? -7 : 0; }), -7);
   TextReader broken("1\tb\nx\ty");
   EXPECT_EQ(TeraReaderStream(&broken.reader).for_each([](const char*, unsigned) { return 0; }), -1);
+}
+
+TEST(TeraReader, a_source_that_cannot_be_read_is_no_shorter_one) {
+  const support::TempFolder folder;
+  const std::string file = folder.file("f");
+  const std::string text = "a\tb\nc\td\ne\tf\n";
+  support::write_file(file, text);
+  support::write_file(folder.file("other"), "x\n");
+  const auto read_to_end = [](auto* reader) {
+    const char* string = nullptr;
+    int rc = 0;
+    while ((rc = reader->get_line(&string, nullptr, nullptr)) > 0) {
+    }
+    EXPECT_EQ(reader->get_line(&string, nullptr, nullptr), rc);
+    return rc;
+  };
+  const std::pair<const char*, std::function<int()>> sources[] = {
+      {"tera file",
+       [&] {
+         AceInput input(file.c_str(), 16, false);
+         TeraStandardReader reader(&input, 16);
+         return read_to_end(&reader);
+       }},
+      {"words",
+       [&] {
+         AceInput input(file.c_str(), 16, false);
+         SingleWordReader reader(&input, "\t");
+         return read_to_end(&reader);
+       }},
+      {"tera file",
+       [&] {
+         AceInput input(file.c_str(), 16, false);
+         const std::unique_ptr<TeraTransform> coding(TeraTransform::factory("METAPHONE", nullptr));
+         PhoneReader codes(&input, coding.get());
+         TeraStandardReader reader(&codes, 16);
+         TeraEdit edit(TeraMap::get_ident_map(), nullptr);
+         return edit.make(&reader, nullptr, 0, 0, 0, 0, nullptr, nullptr);
+       }},
+      {"alias file",
+       [&] {
+         AceInput input(file.c_str(), 16, false);
+         TeraAliasFileReader aliases(&input, nullptr, 0);
+         ListTree tree(nullptr);
+         return aliases.add_to_tree(&tree, nullptr) < 0 ? -1 : 0;
+       }},
+      {"f", [&] { return TeraMapConfig("utf-8").parse_map_file(file.c_str(), AceReporter::use_default()); }},
+      {"f",
+       [&] {
+         return tera_mix_files(file.c_str(), folder.file("other").c_str(), folder.file("m").c_str(), 50, 1);
+       }},
+  };
+  for (const auto& [name, read] : sources)
+    for (size_t offset = 0; offset < text.size(); ++offset) {
+      support::RecordingReporter rep;
+      rep.set_as_default();
+      const support::FailingReads fault(static_cast<long>(offset), EIO);
+      EXPECT_EQ(read(), -1) << name << ", byte " << offset;
+      EXPECT_NE(rep.all().find("line "), std::string::npos) << rep.all();
+      EXPECT_NE(rep.all().find(name), std::string::npos) << rep.all();
+    }
+  TeraIndex index;
+  support::RecordingReporter rep;
+  rep.set_as_default();
+  EXPECT_EQ(index.make("/proc/self/mem", true, &rep), -1);  // a file, but its first byte is in no page
+  EXPECT_NE(rep.all().find("Error reading /proc/self/mem, line 1: "), std::string::npos) << rep.all();
 }
 
 std::string pairs(TeraAliasReader* reader, bool withPenalty) {

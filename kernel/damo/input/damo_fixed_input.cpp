@@ -11,7 +11,7 @@ _DamoFixedInput::_DamoFixedInput(int tab_count, const int* tab_stops, AceReporte
   if (tab_count <= 0 || tab_stops == nullptr)
     throw AceException("Can't have fixed width input reader with zero or negative number of tab stops\n");
   for (int i = 0, previous = 0; i < tab_count; previous = tab_stops[i++])
-    if (tab_stops[i] <= previous)
+    if (tab_stops[i] < previous + (i > 0 ? 1 : 0))
       throw AceException("Tab stops out of order\n", "Position = %d, previous = %d, current = %d\n", i,
                          previous, tab_stops[i]);
   std::copy_n(tab_stops, tab_count, memAt.malloc(tabStops, tab_count));
@@ -19,14 +19,10 @@ _DamoFixedInput::_DamoFixedInput(int tab_count, const int* tab_stops, AceReporte
 }
 
 int _DamoFixedInput::split(char* line, int length, int /*as_is*/) {
-  if (length == 0) {
-    fieldPtr[0] = line;
-    return 1;
-  }
   char* to = line_buffer(VInt{std::min(length, tabStops[tabCount - 1])} + tabCount);
   int count = 0;
-  for (int from = 0; count < tabCount && tabStops[count] <= length; from = tabStops[count++]) {
-    const int width = tabStops[count] - from;
+  for (int from = 0; count < tabCount && (count == 0 || from < length); from = tabStops[count++]) {
+    const int width = std::min(tabStops[count], length) - from;
     std::memcpy(to, line + from, static_cast<std::size_t>(width));
     fieldPtr[count] = to;
     to += width;

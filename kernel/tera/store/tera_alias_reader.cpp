@@ -8,6 +8,7 @@
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_str_split.h"
+#include "tera/store/tera_read_error_internal.h"
 #include "tera/tera_map.h"
 
 namespace {
@@ -74,7 +75,8 @@ int TeraAliasFileReader::read_group(bool with_penalty) {
   nextPair = 0;
   curPenalty = 0;
   const char* text = nullptr;
-  if (itsInput->read_line(&text, &curLine) < 0 || text == nullptr) return 0;
+  if (itsInput->read_line(&text, &curLine) < 0 || text == nullptr)
+    return check_read(*itsInput, "alias file", curLine + 1);
   memAt.release();
   char* fields[MAX_FIELDS + 1];
   const int count = strsplit(memAt.attach(text), '\t', fields, MAX_FIELDS + 1);

@@ -15,6 +15,7 @@
 #include "ace/ace_file.h"
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
+#include "tera/store/tera_read_error_internal.h"
 
 namespace {
 
@@ -220,7 +221,10 @@ int tera_mix_files(const char* first, const char* second, const char* mixed, int
   if (file == nullptr) return -1;
   Random random(seed);
   const char* lines[2] = {};
-  const auto advance = [&](std::size_t i) { inputs[i].read_line(&lines[i], nullptr); };
+  VInt numRead[2] = {};
+  const auto advance = [&](std::size_t i) {
+    numRead[i] += inputs[i].read_line(&lines[i], nullptr) >= 0 ? 1 : 0;
+  };
   advance(0);
   advance(1);
   int written = 0;
@@ -232,6 +236,8 @@ int tera_mix_files(const char* first, const char* second, const char* mixed, int
     ++written;
     advance(from);
   }
+  if (check_read(inputs[0], first, numRead[0] + 1) < 0 || check_read(inputs[1], second, numRead[1] + 1) < 0)
+    return -1;
   tera_flush(file.get());
   return written;
 }

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <limits>
 #include <numeric>
@@ -15,6 +16,7 @@
 #include "ace/ace_reporter.h"
 #include "ace/ace_tracer.h"
 #include "tera/store/tera_progress_internal.h"
+#include "tera/store/tera_read_error_internal.h"
 #include "tera/tera_collation.h"
 #include "tera/tera_index.h"
 #include "tera/tera_reader.h"
@@ -79,19 +81,31 @@ int for_each_line(std::string_view text, const auto& f) {
   return 0;
 }
 
+/// As getc, but a signal ends nothing.
+int get_byte(std::FILE* file) {
+  int c = 0;
+  while ((c = getc_unlocked(file)) == EOF && std::ferror(file) != 0 && errno == EINTR) std::clearerr(file);
+  return c;
+}
+
 /// The next line of a file, without its end and the carriage returns before that; of a long line the next
-/// piece. False at the end.
+/// piece. False at the end, and where the file cannot be read (`std::ferror`).
 bool get_piece(std::FILE* file, char* buffer) {
   int length = 0;
   int c = 0;
-  while (length < LINE_SIZE - 1 && (c = getc_unlocked(file)) != EOF) {
+  while (length < LINE_SIZE - 1 && (c = get_byte(file)) != EOF) {
     buffer[length++] = static_cast<char>(c);
     if (c == '\n') break;
   }
-  if (length == 0) return false;
+  if (length == 0 || std::ferror(file) != 0) return false;
   while (length > 0 && (buffer[length - 1] == '\n' || buffer[length - 1] == '\r')) --length;
   buffer[length] = '\0';
   return true;
+}
+
+/// After the last piece: -1, reported, when the file could not be read to its end.
+int check_piece(std::FILE* file, const char* name, VInt line) {
+  return check_read(std::ferror(file) != 0 ? (errno != 0 ? errno : EIO) : 0, name, line);
 }
 
 }  // namespace
@@ -253,6 +267,7 @@ int TeraIndex::make_compressed(const char* filename, AceReporter* rep) {
     stats.insert(line);
     if (progress.is_due()) rep->printf("%d entries read\n", static_cast<int>(count));
   }
+  if (check_piece(file.get(), filename, count + 1) < 0) return -1;
   std::unique_ptr<StringComp> coder(stats.make(rep));
   constexpr int block = 1 << DEFAULT_LOG_BLOCK;
   const VInt blocks = (count + block - 1) / block;
@@ -279,6 +294,7 @@ int TeraIndex::make_compressed(const char* filename, AceReporter* rep) {
     if (texts.size() == block) rc = write_block();
     if (progress.is_due()) rep->printf("%d entries coded\n", static_cast<int>(coded));
   }
+  if (check_piece(file.get(), filename, coded + 1) < 0) return -1;
   if (rc == 0) rc = write_block();
   if (rc < 0 || coded != count) {  // the file has changed meanwhile
     rep->print("Buffer for compressed records is too small.\n");

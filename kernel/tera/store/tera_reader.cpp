@@ -12,6 +12,7 @@
 #include "ace/ace_reporter.h"
 #include "ace/ace_tracer.h"
 #include "tera/store/tera_progress_internal.h"
+#include "tera/store/tera_read_error_internal.h"
 #include "tera/tera_data_file.h"
 #include "tera/tera_map.h"
 #include "tera/tera_token.h"
@@ -75,7 +76,7 @@ int TeraReader::fill_tree(ListTree* tree, AceBulk* bulk, int* count, int reverse
 }
 
 int TeraReader::dump_file(const char* filename) {
-  if (const int rc = rewind(); rc < 0) return ace_error(__FILE__, __LINE__, "rewind()", rc, 0, -1);
+  rewind();  // where that is impossible, what is left
   const auto close = [](std::FILE* file) { std::fclose(file); };
   const std::unique_ptr<std::FILE, decltype(close)> file(AceFile::open(filename, "wb"), close);
   if (file == nullptr) return ace_error(__FILE__, __LINE__, "AceFile::open(filename, \"wb\")", -1, 0, -1);
@@ -99,7 +100,8 @@ int TeraStandardReader::get_line(const char** string, Large* info, VInt* line) {
   if (lastResult != FOUND) return lastResult;
   const char* text = nullptr;
   VInt number = 0;
-  if (itsInput->read_line(&text, &number) < 0 || text == nullptr) return lastResult = END;
+  if (itsInput->read_line(&text, &number) < 0 || text == nullptr)
+    return lastResult = check_read(*itsInput, "tera file", highestLine + 1);
   highestLine = std::max(highestLine, number);
   Large attribute = 0;
   if (const char* tab = std::strchr(text, '\t'); tab != nullptr) {
@@ -155,9 +157,10 @@ int TeraTransformReader::get_line(const char** string, Large* info, VInt* line) 
 }
 
 int TeraTransformReader::rewind() {
+  if (const int rc = internalReader->rewind(); rc < 0) return rc;
   nextVariant = nullptr;
   lastResult = FOUND;
-  return internalReader->rewind();
+  return 0;
 }
 
 // ---------------------------------------------------------------- words
@@ -171,10 +174,9 @@ int SingleWordReader::get_line(const char** string, Large* info, VInt* line) {
   std::size_t start = 0;
   while ((start = lineText.find_first_not_of(separatorSet, linePos)) == lineText.npos) {
     const char* text = nullptr;
-    if (isAtEnd || itsInput->read_line(&text, &curLine) < 0 || text == nullptr) {
-      isAtEnd = true;
-      return END;
-    }
+    if (lastResult != FOUND) return lastResult;
+    if (itsInput->read_line(&text, &curLine) < 0 || text == nullptr)
+      return lastResult = check_read(*itsInput, "words", curLine + 1);
     lineText = text;
     linePos = 0;
   }
@@ -188,11 +190,12 @@ int SingleWordReader::get_line(const char** string, Large* info, VInt* line) {
 }
 
 int SingleWordReader::rewind() {
+  if (itsInput->rewind() < 0) return -1;
   lineText.clear();
   linePos = 0;
   numWords = 0;
-  isAtEnd = false;
-  return itsInput->rewind() < 0 ? -1 : 0;
+  lastResult = FOUND;
+  return 0;
 }
 
 // ---------------------------------------------------------------- several streams
@@ -273,12 +276,13 @@ int MultiStreamReader::get_line(const char** string, Large* info, VInt* line) {
 }
 
 int MultiStreamReader::rewind() {
+  if (!isStarted) return 0;
+  for (const auto& stream : streamArray)
+    if (stream->reader->rewind() < 0) return stream == streamArray.front() ? -1 : lastResult = -1;
   streamHeap.clear();
   isStarted = false;
   numLines = 0;
   lastResult = FOUND;
-  for (const auto& stream : streamArray)
-    if (stream->reader->rewind() < 0) return lastResult = -1;
   return 0;
 }
 

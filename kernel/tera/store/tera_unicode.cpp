@@ -10,6 +10,7 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
+#include "tera/store/tera_read_error_internal.h"
 #include "tera/tera_charset.h"
 #include "tera/tera_transform.h"
 
@@ -136,6 +137,7 @@ int TeraUnicode::Loader::read(AceInput* input) {
     problem.print(AceReporter::use_default());
     return -1;
   }
+  if (check_read(*input, fileName, static_cast<VInt>(lines.size()) + 1) < 0) return -1;
   if (!lines.empty()) return 0;
   AceReporter::use_default()->ev_wprintf("%s: expected a table of collation weights, found no entry\n",
                                          fileName);

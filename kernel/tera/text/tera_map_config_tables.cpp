@@ -197,6 +197,12 @@ int TeraMapConfig::parse_map_file(const char* file, AceReporter* rep) {
     }
     num += mapped;
   }
+  if (const int error = input.read_error(); error != 0) {
+    char reason[128];
+    rep->printf("%s: line %ld cannot be read: %s\n", file, lineNo + 1,
+                ace_strerror(error, reason, sizeof reason));
+    return -1;
+  }
   return num;
 }
 
