@@ -11,6 +11,7 @@
 #include "ace/ace_file.h"
 #include "ace/ace_mem_point.h"
 #include "ace/ace_reporter.h"
+#include "ace/ace_sum.h"
 
 template class MagicFactory<AceWrap>;
 
@@ -18,6 +19,7 @@ namespace {
 
 constexpr VInt NO_VERSION = -1;
 constexpr VInt OTHER_VERSION = -4;  // less the reason, 1 to 4
+constexpr int NOT_ITS_SUM = -9;
 
 /// Reads the version word. 0, or why it is not the right one.
 VInt check_version(AceFile* file) {
@@ -91,6 +93,12 @@ VInt AceWrap::read_with_magic(const char* image, std::size_t size) {
   return read(&file);
 }
 
+VInt AceWrap::load_checked(const char* name, int mode, AceReporter* rep) {
+  if (const int rc = AceSum::check(name, rep); rc < 0)
+    return ace_error(__FILE__, __LINE__, "AceSum::check(name, rep)", rc, 0, NOT_ITS_SUM);
+  return load(name, mode, rep);
+}
+
 VInt AceWrap::load(const char* name, int mode, AceReporter* rep) {
   auto file = std::make_unique<AceFile>();
   AceFile* afile = file.get();
@@ -120,7 +128,12 @@ int AceWrap::dump(const char* name, AceReporter* rep) {
   if (const VInt rc = save_with_magic(&file); rc < 0)
     return error_code(report(__LINE__, "save_with_magic(&file)", rc));
   file.close();
-  return 0;
+  return AceSum::remove(name, rep);  // which would be that of the old file
+}
+
+int AceWrap::dump_with_sum(const char* name, AceReporter* rep) {
+  const int rc = dump(name, rep);
+  return rc < 0 ? rc : AceSum::write(name, rep);
 }
 
 VInt AceWrap::size() {

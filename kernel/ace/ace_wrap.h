@@ -53,6 +53,11 @@ class SORV_API AceWrap {
   /// who has it mapped keeps it. Reports the scale, the progress and the MD5 on `rep`, which may be null.
   /// Returns 0 or a negative error; failed writes throw.
   int dump(const char* name, AceReporter* rep);
+  /// The same, and then the file's sum beside it (ace_sum.h), which `dump` removes.
+  int dump_with_sum(const char* name, AceReporter* rep);
+  /// As `load`, after the file was compared with its sum: -9 when it does not match or there is none. To
+  /// compare while the object is used already, see `AceSum::Background`.
+  VInt load_checked(const char* name, int mode, AceReporter* rep);
   /// Bytes that the file would have, or a negative error.
   VInt size();
   /// Writes the file's image into memory of `alloc`, which is asked for one byte more (set to 0) and has to
