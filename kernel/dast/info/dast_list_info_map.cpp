@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <unordered_set>
 #include <vector>
 
 #include "ace/ace_error.h"
@@ -36,13 +37,18 @@ DastInfoList values_of(const AceIdMap& map, const DastInfoList& keys, Large num_
   return {DastInfoList(static_cast<Large>(values.size()), values.data(), false), at};
 }
 
-/// Whether the lists ascend and stay below `num_values`. By slots, whose number the size of the file bounds.
+/// Whether the lists ascend and stay below `num_values`. By slots, whose number the size of the file bounds;
+/// lists that keys share are looked at once.
 bool has_sound_lists(const AceIdMap& map, Large num_values) {
+  if (map.verify(AceReporter::use_default()) < 0) return false;
+  const bool isShared = (map.get_mode() & (AceIdMap::DEDUP | AceIdMap::DEDUP_TINY)) != 0;
+  std::unordered_set<const Large*> seen;
   Large key = 0;
   const Large* values = nullptr;
   VInt count = 0;
   for (Large slot = 0; slot < map.get_num_keys() && (count = map.get_by_index(slot, key, values)) >= 0;
        ++slot) {
+    if (isShared && !seen.insert(values).second) continue;
     if (count > 0 && values[count - 1] >= num_values) return false;
     for (VInt i = 1; i < count; ++i)
       if (values[i - 1] >= values[i]) return false;
