@@ -138,7 +138,7 @@ int TeraTransition::eval(const char* text) const {
   if (totalLog == 0) return 0;
   std::size_t before = border();
   std::size_t previous = border();
-  int sum = 0;
+  VInt sum = 0;
   const auto add = [&](std::size_t token) {
     sum += tokenCnt.levels[0][previous] - transCnt.levels[previous][token];
     if (hasTriple != 0)
@@ -154,9 +154,10 @@ int TeraTransition::eval(const char* text) const {
     previous = token;
   });
   add(border());
-  if (hasTriple == 0) return sum;
-  return (sum + tokenCnt.levels[0][border()] - tripleCnt.levels[triple_row(previous, border())][border()]) /
-         3;
+  const auto as_score = [](VInt value) { return static_cast<int>(std::min(value, VInt{INT_MAX})); };
+  if (hasTriple == 0) return as_score(sum);
+  const std::size_t last = triple_row(previous, border());
+  return as_score((sum + tokenCnt.levels[0][border()] - tripleCnt.levels[last][border()]) / 3);
 }
 
 // ---------------------------------------------------------------- saving and reading
