@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t SIZE = std::size_t{256} << 20;
 
-void digest(benchmark::State& state) {
+void sum_digest(benchmark::State& state) {
   const std::vector<char> bytes(SIZE, 'x');
   std::vector<char> copy(SIZE);
   bench::compare(
@@ -31,7 +31,7 @@ void digest(benchmark::State& state) {
         benchmark::DoNotOptimize(copy.data());
       });
 }
-BENCHMARK(digest)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
+BENCHMARK(sum_digest)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
 
 void check_of_a_file(benchmark::State& state) {
   char name[] = "/tmp/sum_bench_XXXXXX";

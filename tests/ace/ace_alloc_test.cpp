@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <random>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "ace/ace_admin.h"
@@ -38,11 +40,21 @@ AceChunk* chunk_of(void* payload) {
 }
 
 TEST(AceAlloc, before_initialisation_every_block_comes_from_the_system_heap) {
+  // Registries of the library have taken some before.
+  const auto from_system = [](const std::string& text) {
+    long bytes = 0;
+    int mallocs = 0;
+    EXPECT_EQ(std::sscanf(text.substr(text.find("SYSTEM\t")).c_str(), "SYSTEM\t%ld\tbytes\t%d\tmallocs",
+                          &bytes, &mallocs),
+              2);
+    return std::pair(bytes, mallocs);
+  };
+  const auto [bytes, mallocs] = from_system(statistics());
   void* block = ace_alloc(10);
   EXPECT_EQ(chunk_of(block), nullptr);
   const std::string text = statistics();
   EXPECT_EQ(text.find("HEAD"), std::string::npos) << text;
-  EXPECT_NE(text.find("SYSTEM\t10\tbytes\t1\tmallocs\t0\tfrees\t(1 resident)\n"), std::string::npos) << text;
+  EXPECT_EQ(from_system(text), std::pair(bytes + 10, mallocs + 1)) << text;
   EXPECT_NE(text.find("ACEMEM\t0\tbytes in use\t0\tblocks out of\t0\ttotal\n"), std::string::npos) << text;
   ace_delete(block);
 }
