@@ -2,7 +2,9 @@
 // layout must give the same answers. The first byte says which, and how. A saved index is put over the image
 // of a sound one, so that small changes get far.
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
@@ -78,11 +80,16 @@ Found recall(const TeraEdit& edit, const std::string& query, int mode, int model
 
 void read_damaged(int layout, const std::string& changes) {
   std::string bytes = image(layout);
-  // Pairs of an offset and a byte, of which an offset behind the end cuts.
+  // Pairs of an offset and a byte, of which an offset behind the end cuts; the highest bit of an offset makes
+  // the byte stand for a number that calculations do not expect, in the aligned word there.
+  constexpr int HOSTILE[] = {INT_MIN, INT_MIN + 1, -1, 0, 1, 0x10000, INT_MAX - 1, INT_MAX};
   for (std::size_t i = 0; i + 2 < changes.size(); i += 3) {
     const std::size_t at =
         static_cast<unsigned char>(changes[i]) << 8 | static_cast<unsigned char>(changes[i + 1]);
-    if (at < bytes.size())
+    const std::size_t word = (at & 0x7FFF) / sizeof(int) * sizeof(int);
+    if (at >= 0x8000 && word + sizeof(int) <= bytes.size())
+      std::memcpy(bytes.data() + word, &HOSTILE[static_cast<unsigned char>(changes[i + 2]) % 8], sizeof(int));
+    else if (at < bytes.size())
       bytes[at] = changes[i + 2];
     else
       bytes.resize(bytes.size() - std::min(bytes.size(), at % 7));

@@ -159,7 +159,7 @@ class AceInput;
 /// An input that reads the lines of a text file. A UTF-8 byte order mark at the start of the file is skipped.
 class SORV_API DamoFileInput : public DamoInput {
  public:
-  /// Size of the file reader's buffer.
+  /// Largest size of the file reader's first buffer: a smaller file gets one that it fits in.
   static constexpr int BUFFER_SIZE = 16 << 20;
 
   ~DamoFileInput() override;
