@@ -66,6 +66,8 @@ class SORV_API HitList {
   /// The record at which the next run starts, or the present one ends; NONE at the end.
   Large get_record() const { return nextRecord; }
   bool is_inside() const { return inside; }
+  /// Where the run began that is being walked; without meaning outside of runs.
+  Large get_start() const { return startRecord; }
   /// Walks the records `from` to `to` - 1 only, from their first run on.
   virtual void set_view(Large from, Large to) = 0;
   /// Passes the next start or end. Returns 1, -1, or 0 at the end.
@@ -103,6 +105,7 @@ class SORV_API HitList {
  private:
   Large nextRecord = NONE;
   Large nextEnd = NONE;
+  Large startRecord = NONE;
   bool inside = false;
   int uniqueId = 0;
   Settings itsSettings;

@@ -9,6 +9,8 @@
 #include "ace/ace_options_parser.h"
 #include "ace/ace_types.h"
 
+#undef EMPTY  // a macro of <utmpx.h>
+
 class AceAttach;
 class AceInput;
 

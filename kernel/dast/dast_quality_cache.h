@@ -1,7 +1,7 @@
 /// The best quality of each base id that a recall of a field has met, so that records can be scored again
 /// later without a second look-up.
 ///
-/// Ids are kept in pages of PAGE_SIZE, made when one of their ids is met.
+/// Ids are kept in pages of IDS_PER_PAGE, made when one of their ids is met.
 /// Thread safety: belongs to one query at a time; constant operations by any number of threads.
 /// Cost: O(1) an operation.
 #pragma once
@@ -43,10 +43,10 @@ class SORV_API DastQualityCache {
   int cache_primary_result(const TeraResult* result, Large offset);
 
  private:
-  static constexpr Large PAGE_SIZE = 1024;
+  static constexpr Large IDS_PER_PAGE = 1024;
   struct Page {
     Page() { std::fill(std::begin(elements), std::end(elements), DastCacheElement{NONE, NONE}); }
-    DastCacheElement elements[PAGE_SIZE];
+    DastCacheElement elements[IDS_PER_PAGE];
   };
 
   Large maxEntryIdx = 0;

@@ -23,6 +23,8 @@
 #include "ace/ace_types.h"
 #include "tera/tera_collation.h"
 
+#undef EMPTY  // a macro of <utmpx.h>
+
 class AceBits;
 class AceFile;
 class DastBaseMethod;

@@ -53,6 +53,7 @@ int HitList::promote() {
   if (nextRecord == NONE && !inside) return 0;
   if (!inside) {
     inside = true;
+    startRecord = nextRecord;
     nextRecord = nextEnd;
     return 1;
   }

@@ -4,10 +4,10 @@
 #include "tera/tera_result.h"
 
 bool DastQualityCache::insert(Large id, int qual, int orig) {
-  const std::size_t page = id / PAGE_SIZE;
+  const std::size_t page = id / IDS_PER_PAGE;
   if (page >= intArrayCache.size()) intArrayCache.resize(page + 1);
   if (intArrayCache[page] == nullptr) intArrayCache[page] = std::make_unique<Page>();
-  DastCacheElement& element = intArrayCache[page]->elements[id % PAGE_SIZE];
+  DastCacheElement& element = intArrayCache[page]->elements[id % IDS_PER_PAGE];
   if (qual <= element.cachedQual) return false;
   element = {static_cast<Little>(qual), static_cast<Little>(orig)};
   maxEntryIdx = std::max(maxEntryIdx, id + 1);
@@ -22,15 +22,15 @@ int DastQualityCache::insert_array(const Large* ids, Large count, int qual, int 
 }
 
 DastCacheElement DastQualityCache::lookup_elem(Large id) const {
-  const std::size_t page = id / PAGE_SIZE;
+  const std::size_t page = id / IDS_PER_PAGE;
   if (page >= intArrayCache.size() || intArrayCache[page] == nullptr) return {NONE, NONE};
-  return intArrayCache[page]->elements[id % PAGE_SIZE];
+  return intArrayCache[page]->elements[id % IDS_PER_PAGE];
 }
 
 void DastQualityCache::merge(const DastQualityCache& other) {
   for (Large id = 0; id < other.maxEntryIdx; ++id) {
-    if (other.intArrayCache[id / PAGE_SIZE] == nullptr) {
-      id += PAGE_SIZE - 1 - id % PAGE_SIZE;
+    if (other.intArrayCache[id / IDS_PER_PAGE] == nullptr) {
+      id += IDS_PER_PAGE - 1 - id % IDS_PER_PAGE;
       continue;
     }
     const DastCacheElement element = other.lookup_elem(id);
