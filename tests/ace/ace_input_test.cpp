@@ -270,6 +270,19 @@ TEST(AceInput, what_cannot_be_read_is_no_end_of_the_file) {
     }
 }
 
+TEST(AceInput, a_stream_that_cannot_be_moved_has_no_parts) {
+  Warnings warnings;
+  const support::TempFolder folder;
+  support::write_file(folder.file("f"), "one\ntwo\nthree");
+  for (int numGood = 0; numGood < 4; ++numGood) {
+    const support::FailingReads unharmed(1000, EIO);
+    AceInput input(folder.file("f").c_str(), 100, false);
+    const support::FailingCall fault(support::Call::SEEK, EIO, numGood);
+    EXPECT_EQ(input.partition(1, 2), -1) << numGood;
+  }
+  EXPECT_EQ(warnings.events.size(), 4u);
+}
+
 TEST(AceInput, what_cannot_be_opened_throws) {
   Warnings warnings;
   const support::TempFolder folder;
