@@ -112,8 +112,9 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   };
   static constexpr int BUILD_OPTIONS = NO_STRINGS | COMPACT | ALLOW_ALT | REVERSE;
   static constexpr int MAX_FILTER = 6;
-  /// Longest runs of words that `scan` looks up.
-  static constexpr int MAX_SCAN_WORDS = 5;
+  /// Runs of words that `scan` looks up: as long as the longest entry, within these bounds.
+  static constexpr int MIN_SCAN_WORDS = 5;
+  static constexpr int MAX_SCAN_WORDS = 32;
 
   /// How `filter_refine` orders entries: each step works on the result of those before.
   enum Cluster : int {
@@ -132,8 +133,6 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
     USE_SEGMENT = 32,  ///< `segment` in place of word recall
   };
   static constexpr int BIT_USE_SEGMENT = 5;
-  /// How a recall uses the filter.
-  enum EditOptionsBits : int { BIT_COARSE_FILTER = 0, BIT_FINE_FILTER = 1, BIT_NO_FILTER = 2 };
 
   /// The string of an entry, which may be made in `at`; null when there is none.
   using GetString = TeraAliasMap::GetString;
@@ -218,8 +217,9 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
               int options) const;
   /// Scan recall (tera_edit_scan.cpp): recalls the spans of a text, in LEVENSHTEIN mode, into the graph's
   /// edge from the span's first node to its last, of the default origin, options 0 and state 0; edges that
-  /// are there already are filled. The spans are all words, and all runs of up to `MAX_SCAN_WORDS` adjacent
-  /// ones, in `full_scan` of any number; but no runs with more positions than an entry can answer with the
+  /// are there already are filled. The spans are all words, the whole text, and all runs of as many adjacent
+  /// words as the longest entry has (at least MIN_SCAN_WORDS, at most MAX_SCAN_WORDS), in `full_scan` of any
+  /// number; but no runs with more positions than an entry can answer with the
   /// graph's minimum, or than recall takes. `split` is that of the graph's query from which its nodes were
   /// made; a graph without nodes gets them. A null one stands for the words between blanks, as does
   /// `scan_sep`, where words also end at the bytes of `separators`. `percent` and `options` as for `recall`;
@@ -321,6 +321,7 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   int add_phonetic(TeraResult* result, int min_value, TeraEval::Mode mode, TeraEval::Model model, int options,
                    int percent, AceReporter* rep) const;
   int finish(TeraResult* result, int options) const;
+  int longest_run() const;
   int scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options, const TeraSplitResult& split,
                 int percent, int max_words, AceReporter* rep) const;
 

@@ -335,8 +335,8 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
   int remove_empty_nodes(int first);
   /// Whether no edge starts at the node, and no edge of an earlier one leads to `node` - `shift`.
   bool is_empty_node(int node, int shift) const;
-  /// Lets edges that lead to nodes behind `limit` lead `shift` nodes further. Changes nothing, and returns
-  /// -1, when one would leave the graph.
+  /// Lets edges that lead to nodes behind `limit` lead `shift` nodes further, also out of the graph: whoever
+  /// moves the nodes themselves moves them before or after. Returns 0.
   int adjust_edge_target(int limit, int shift);
   /// Moves the edges onto the nodes of a new split of the query, by their positions; edges that do not start
   /// and end at such nodes are deleted.

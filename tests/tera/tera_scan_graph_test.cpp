@@ -404,7 +404,13 @@ TEST_F(Graphs, results_are_made_with_the_graphs_limits_properties_and_order) {
   graph->low_first();
   EXPECT_EQ(result->get_first_group()->get_value(), 150);
   EXPECT_EQ(graph->create_edge(0, 3, "x", 0, 0, 0), nullptr);
-  EXPECT_EQ(graph->adjust_edge_target(1, 1), -1);
+  EXPECT_EQ(graph->adjust_edge_target(1, 2), 0);
+  EXPECT_NE(graph->get_edge(0, 4, 9, 0, 0), nullptr);  // outside, and back
+  Graph without(graph, true);
+  EXPECT_EQ(without.merge_edges(graph), 1);
+  EXPECT_EQ(graph->merge_edges(&without), 1);
+  EXPECT_NE(graph->get_edge(0, 1, 3, 0, 4), nullptr);
+  EXPECT_EQ(graph->adjust_edge_target(3, -2), 0);
 
   Graph copy(graph, true);
   EXPECT_EQ(copy.get_node_index(graph->get_node(1)->get_char_pos()), 1);
@@ -474,10 +480,16 @@ TEST_F(Graphs, a_scan_finds_on_each_run_of_words_what_its_recall_finds) {
     const std::string word = samples::letters(random, 2 + random.below(7));
     bulk.inc(tree[word.c_str()], i);
   }
+  // A title says how long runs are looked up; the whole text always is.
+  constexpr int titleWords = 13;
+  std::string title;
+  for (int i = 0; i < titleWords; ++i) title += (i > 0 ? " " : "") + samples::letters(random, 1 + i % 3);
+  bulk.inc(tree[title.c_str()], 150);
   TeraEdit edit;
   ASSERT_EQ(edit.make(&tree, &map, 0, 0, 0, AceReporter::null()), 0);
   for (int round = 0; round < 60; ++round) {
     std::string text;
+    if (round % 4 == 0) text += "ab " + title + (round % 8 == 0 ? " " : "");
     for (int i = random.below(9); i > 0; --i)
       text += samples::letters(random, 1 + random.below(4)) + (random.below(4) == 0 ? "-" : " ");
     if (round % 10 == 0) text += " a[b";
@@ -494,8 +506,9 @@ TEST_F(Graphs, a_scan_finds_on_each_run_of_words_what_its_recall_finds) {
     int runs = 0;
     AceAttach at;
     for (int from = 0; from < split.numNodes; ++from)
-      for (int to = from + 1; to < split.numNodes && (isFull || to <= from + TeraEdit::MAX_SCAN_WORDS);
-           ++to) {
+      for (int to = from + 1; to < split.numNodes; ++to) {
+        const bool isWhole = from == 0 && to == split.numNodes - 1;
+        if (!isFull && !isWhole && to > from + titleWords) continue;
         const Graph::Edge* const edge = graph.get_edge(from, to, 0, 0, 0);
         runs += edge != nullptr ? 1 : 0;
         const char* const words = split.get_lit_string(from, to, &at);
@@ -512,6 +525,9 @@ TEST_F(Graphs, a_scan_finds_on_each_run_of_words_what_its_recall_finds) {
         EXPECT_TRUE(own.equal_cands(edge->get_result())) << words;
       }
     EXPECT_EQ(spans, runs);
+    if (round % 8 == 0) {
+      EXPECT_EQ(graph.get_max_value(0), 255) << text;
+    }
     // Nodes of another text.
     graph.insert_node(0);
     EXPECT_EQ(edit.scan(&graph, TeraEval::REDUNDANT, options, &split, 100, nullptr), -1);

@@ -9,6 +9,12 @@
 
 namespace {
 
+/// What may stand between words, whatever the locale.
+bool is_separator(unsigned char c) {
+  return c <= ' ' || (c >= '!' && c <= '/') || (c >= ':' && c <= '@') || (c >= '[' && c <= '`') ||
+         (c >= '{' && c <= 0x7F);
+}
+
 constexpr int SECTION = TeraBitMatrix::SECTION_SLOTS;
 constexpr int PADDING_WORDS = EDIT_PADDING * EDIT_BLOCK_WORDS;
 
@@ -166,4 +172,29 @@ void EditStore::convert(int length, EditTokens* out) const {
   out->withOperators = std::move(withOperators);
   out->ownBytes = std::move(ownBytes);
   out->bytes = bytes;
+}
+
+int EditStore::longest_words() {
+  wordsOnce.call([this] { mostWords = count_words(); });
+  return mostWords;
+}
+
+/// From the longest entries on: one of n positions has n words at most.
+int EditStore::count_words() const {
+  int most = 0;
+  AceAttach at;
+  for (int length = itsEdit.get_max_length() - 1; length > most; --length)
+    for (int lane = 0; lane < entryColumns->num_slots(length); ++lane) {
+      const char* string = itsEdit.get_string(static_cast<Large>(itsEdit.first_slot(length) + lane), &at);
+      int words = 0;
+      bool isInside = false;
+      for (; string != nullptr && *string != '\0'; ++string) {
+        const bool isPart = !is_separator(static_cast<unsigned char>(*string));
+        words += isPart && !isInside ? 1 : 0;
+        isInside = isPart;
+      }
+      most = std::max(most, words);
+      at.release();
+    }
+  return most;
 }

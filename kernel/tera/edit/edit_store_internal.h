@@ -99,12 +99,18 @@ class EditStore {
   EditColumns& filter_columns() { return *filterColumns; }
   /// From the strings of the index, which it must have.
   const EditTokens& tokens(int length);
+  /// The most words that an entry has, as white space and ASCII punctuation separate them; 0 without strings.
+  /// Counted once.
+  int longest_words();
 
  private:
+  int count_words() const;
   void convert(int length, EditTokens* out) const;
 
   const TeraEdit& itsEdit;
   std::unique_ptr<EditColumns> entryColumns;
   std::unique_ptr<EditColumns> filterColumns;  // null without a filter
   std::unique_ptr<EditTokens[]> tokensOfLength;
+  EditOnce wordsOnce;
+  int mostWords = 0;
 };

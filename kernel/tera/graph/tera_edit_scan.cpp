@@ -6,6 +6,7 @@
 #include "ace/ace_reporter.h"
 #include "ace/ace_time_analysis.h"
 #include "tera/edit/edit_kernel_internal.h"
+#include "tera/edit/edit_store_internal.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_result.h"
 #include "tera/tera_scan_graph.h"
@@ -46,7 +47,7 @@ int splitter_options(int options) {
 int TeraEdit::scan(TeraScanGraph* graph, TeraEval::Model model, int options, TeraSplitResult* split,
                    int percent, AceReporter* rep) const {
   if (split == nullptr) return scan_sep(graph, model, options, nullptr, percent, rep);
-  return scan_runs(graph, model, options, *split, percent, MAX_SCAN_WORDS, rep);
+  return scan_runs(graph, model, options, *split, percent, longest_run(), rep);
 }
 
 int TeraEdit::scan_sep(TeraScanGraph* graph, TeraEval::Model model, int options, const char* separators,
@@ -54,7 +55,7 @@ int TeraEdit::scan_sep(TeraScanGraph* graph, TeraEval::Model model, int options,
   if (graph == nullptr) return -1;
   const TeraSplitResult split(graph->get_orig_query(), splitter_options(options), &mapConfig, separators,
                               nullptr);
-  return scan_runs(graph, model, options, split, percent, MAX_SCAN_WORDS, rep);
+  return scan_runs(graph, model, options, split, percent, longest_run(), rep);
 }
 
 int TeraEdit::full_scan(TeraScanGraph* graph, TeraEval::Model model, int options, TeraSplitResult* split,
@@ -64,6 +65,13 @@ int TeraEdit::full_scan(TeraScanGraph* graph, TeraEval::Model model, int options
   const TeraSplitResult blanks(graph->get_orig_query(), splitter_options(options), &mapConfig, nullptr,
                                nullptr);
   return scan_runs(graph, model, options, blanks, percent, ANY_NUMBER, rep);
+}
+
+/// Without strings nothing is known of the entries' words.
+int TeraEdit::longest_run() const {
+  const int longest =
+      editStore != nullptr && stringHandle != nullptr ? editStore->longest_words() : MAX_SCAN_WORDS;
+  return std::clamp(longest, MIN_SCAN_WORDS, MAX_SCAN_WORDS);
 }
 
 int TeraEdit::scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options,
@@ -84,9 +92,13 @@ int TeraEdit::scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options
   AceAttach at;
   int spans = 0;
   for (int from = 0; from + 1 < split.numNodes; ++from) {
-    const int last = std::min(from + max_words, split.numNodes - 1);
-    for (int to = from + 1; to <= last; ++to) {
-      if (to > from + 1 && split.nodePos[to].tokOut - split.nodePos[from].tokIn > max_positions) break;
+    const int whole = split.numNodes - 1;
+    const int last = std::min(from + max_words, whole);
+    for (int to = from + 1; to <= whole; ++to) {
+      if (to > last && from > 0) break;
+      if (to > last) to = whole;
+      const int positions = split.nodePos[to].tokOut - split.nodePos[from].tokIn;
+      if (positions > (to == from + 1 ? EDIT_MAX_QUERY : max_positions)) break;
       const char* const text = split.get_lit_string(from, to, &at);
       TeraScanGraph::Edge* edge = graph->get_edge(from, to, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
       if (edge == nullptr) edge = graph->create_edge(from, to, text, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);

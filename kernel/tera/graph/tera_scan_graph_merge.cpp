@@ -1,4 +1,6 @@
 // Nodes that come and go, and graphs laid onto each other.
+#include <algorithm>
+#include <limits>
 #include <numeric>
 #include <utility>
 
@@ -123,14 +125,11 @@ int TeraScanGraph::remove_empty_nodes(int first) {
 }
 
 int TeraScanGraph::adjust_edge_target(int limit, int shift) {
-  bool isInside = true;
-  for_each_edge([&](const Edge* edge) {
-    const VInt target = VInt{edge->toTarget} + shift;
-    if (edge->toTarget > limit && (target < 0 || target >= get_num_nodes())) isInside = false;
-  });
-  if (!isInside) return -1;
   for_each_edge([limit, shift](Edge* edge) {
-    if (edge->toTarget > limit) edge->toTarget += shift;
+    if (edge->toTarget <= limit) return;
+    constexpr VInt least = std::numeric_limits<int>::min();
+    constexpr VInt most = std::numeric_limits<int>::max();
+    edge->toTarget = static_cast<int>(std::clamp(VInt{edge->toTarget} + shift, least, most));
   });
   return 0;
 }
@@ -225,8 +224,7 @@ int TeraScanGraph::merge_edges(TeraScanGraph* other) {
   Combined combined;
   if (other == nullptr || other == this || !combine(*other, &combined)) return -1;
   const auto ownNode = [&combined](int other_node) {
-    return combined
-        .ownNodes[static_cast<std::size_t>(combined.otherPlaces[static_cast<std::size_t>(other_node)])];
+    return place_of(combined.ownNodes, place_of(combined.otherPlaces, other_node));
   };
   bool hadEdges = false;
   for_each_edge([&hadEdges](const Edge*) { hadEdges = true; });
