@@ -67,6 +67,7 @@
 #include "dast/dast_interval.h"
 
 class AceInput;
+class DastAliasGenCache;
 class RecordIterator;
 class TeraAliasReader;
 
@@ -261,6 +262,7 @@ class SORV_API DastBase : public DastBaseRecall, public AceWrap {
   void forget_records();
   int build(RecordIterator* source, const char* copyname, const char* cache_dir, AceReporter* rep);
   int build_stats(Build* build, RecordIterator* source, const char* cache_dir, AceReporter* rep);
+  int open_alias_cache(const char* cache_dir, DastAliasGenCache* cache) const;
   int enter_records(Build* build, RecordIterator* source, AceReporter* rep);
   void make_abstract_intervals(const Build& build);
   void make_master_interval(const Build& build);

@@ -226,6 +226,28 @@ TEST_F(DastBaseRecallTest, global_aliases_lead_to_their_targets_less_a_penalty_a
   EXPECT_TRUE(field->get_info_list(cand, &at)->is_frequent());
 }
 
+TEST_F(DastBaseRecallTest, generated_aliases_lead_to_their_values) {
+  FieldPlan plan{.name = "name",
+                 .type = "ADVANCED|CHANGING|PARTIAL|ORIGINAL",
+                 .partialFreq = 2,
+                 .generator = "LASTNAME"};
+  const Table table{{plan}, {{"berg-tanner"}, {"berg-tanner"}, {"tanner"}, {"holm-berg"}}};
+  const TempFolder folder;
+  const auto base = support::build_base(table, folder);
+  ASSERT_NE(base, nullptr);
+  const DastBaseField* field = base->get_field(0);
+  const Hits tanner = hits_of(ask(field, "tanner").get(), field);
+  EXPECT_EQ(tanner, (Hits{{"berg-tanner", {250, {1, 2}}}, {"tanner", {255, {3}}}}));
+  EXPECT_EQ(hits_of(ask(field, "holm").get(), field), (Hits{{"holm-berg", {250, {4}}}}))
+      << "rare, but an alias leads there";
+  AceAttach at;
+  EXPECT_STREQ(field->get_string_by_recordid(1, nullptr, nullptr, &at, DastOptions::ALL), "berg-tanner");
+  base->dump(folder.file("image").c_str(), AceReporter::null());
+  DastBase read;
+  ASSERT_GE(read.load(folder.file("image").c_str(), 1, AceReporter::null()), 0);
+  EXPECT_EQ(hits_of(ask(read.get_field(0), "tanner").get(), read.get_field(0)), tanner);
+}
+
 TEST_F(DastBaseRecallTest, empty_values_are_found_where_they_are_asked_for) {
   for (const char* features : {"BASIC", "ADVANCED"})
     for (const bool indexed : {false, true}) {

@@ -31,6 +31,7 @@ struct FieldPlan {
   std::string globalAliases = {};  // lines of an alias file
   std::string antiAliases = {};
   int abstraction = -1;
+  std::string generator = {};  // of aliases
 };
 
 struct Table {
@@ -83,12 +84,12 @@ inline std::unique_ptr<DastBase> declare_base(const Table& table, const TempFold
       if (!text.empty()) write_file(name, text);
       return name;
     };
-    const int rc =
-        base->assign(field.name.c_str(), field.type.c_str(), field.partialFreq,
-                     field.collation.empty() ? nullptr : field.collation.c_str(),
-                     alias_file(field.globalAliases, ".global").c_str(),
-                     alias_file(field.antiAliases, ".anti").c_str(), nullptr, nullptr, nullptr, nullptr,
-                     nullptr, field.abstraction, AceReporter::use_default(), field.indexEmpty ? 1 : 0);
+    const int rc = base->assign(
+        field.name.c_str(), field.type.c_str(), field.partialFreq,
+        field.collation.empty() ? nullptr : field.collation.c_str(),
+        alias_file(field.globalAliases, ".global").c_str(), alias_file(field.antiAliases, ".anti").c_str(),
+        nullptr, field.generator.empty() ? nullptr : field.generator.c_str(), nullptr, nullptr, nullptr,
+        field.abstraction, AceReporter::use_default(), field.indexEmpty ? 1 : 0);
     if (rc < 0) return nullptr;
     if (field.type.find("NONE") != std::string::npos) continue;
     std::unique_ptr<DastBaseMethod> method(MagicConstructor<DastBaseMethod>::create(field.method.c_str()));

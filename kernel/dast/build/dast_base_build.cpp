@@ -16,9 +16,12 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_file.h"
 #include "ace/ace_reporter.h"
+#include "ace/ace_tracer.h"
 #include "dast/build/dast_base_entry_stats_internal.h"
 #include "dast/build/dast_base_stats_internal.h"
 #include "dast/build/dast_record_chunk_internal.h"
+#include "dast/dast_alias_gen_cache.h"
+#include "dast/dast_alias_generator.h"
 #include "dast/dast_base.h"
 #include "dast/dast_base_method.h"
 #include "dast/dast_parallel_resource.h"
@@ -165,11 +168,31 @@ int DastBase::build_stats(Build* build, RecordIterator* source, const char* cach
       cache_dir != nullptr
           ? std::string(cache_dir) + "/" + text_or_empty(baseName != nullptr ? baseName : "base")
           : "";
-  dast_for_each_field(build->allFields, build->numThreads, [&](int i) {
+  DastAliasGenCache cache;
+  const bool isCached = cache_dir != nullptr && open_alias_cache(cache_dir, &cache) > 0;
+  Mask parallel = 0;  // scripts may want to run one by one
+  for (int i = 0; i < get_num_fields(); ++i)
+    if (DastAliasGenerator::is_parallelizable(get_field(i)->get_alias_generator())) parallel |= Mask{1} << i;
+  const auto compile = [&](int i) {
     const std::string name = cache_dir != nullptr ? cacheName + "." + get_field_name(i) + ".partials" : "";
-    build->entries.get_field_statistics(i)->compile(numRecords, name, rep);
-  });
+    build->entries.get_field_statistics(i)->compile(numRecords, name, isCached ? &cache : nullptr, rep);
+  };
+  dast_for_each_field(build->allFields & parallel, build->numThreads, compile);
+  dast_for_each_field(build->allFields & ~parallel, 1, compile);
+  if (isCached && cache.close_cache_file() < 0) return -1;
   return rep->printf("Statistics of %ld records\n", count) < 0 ? -1 : 0;
+}
+
+/// The cache knows values, not fields: it serves bases with one generator. Returns 1 when it is used.
+int DastBase::open_alias_cache(const char* cache_dir, DastAliasGenCache* cache) const {
+  static const AceTraceFlag isDisabled("ALIAS_GEN_CACHE_DISABLED", __FILE__, __LINE__);
+  const auto numGenerators = std::count_if(fieldComp.begin(), fieldComp.end(), [](const auto& field) {
+    return field->get_alias_generator() != nullptr;
+  });
+  if (numGenerators != 1 || isDisabled.get() != 0) return 0;
+  const std::string name = std::string(cache_dir) + "/" + DastAliasGenCache::FILE_NAME;
+  if (AceFile::exists(name.c_str()) != 0 && cache->read(name.c_str()) < 0) return 0;
+  return cache->open_cache_file(cache_dir) < 0 ? 0 : 1;
 }
 
 int DastBase::enter_records(Build* build, RecordIterator* source, AceReporter* rep) {

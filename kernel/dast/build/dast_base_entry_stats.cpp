@@ -10,6 +10,9 @@
 #include "ace/ace_reporter.h"
 #include "ace/ace_tracer.h"
 #include "dast/build/dast_base_entry_stats_internal.h"
+#include "dast/dast_alias_gen_cache.h"
+#include "dast/dast_alias_gen_config.h"
+#include "dast/dast_alias_generator.h"
 #include "dast/dast_base_method.h"
 #include "dast/dast_string_storage.h"
 #include "tera/tera_alias_map.h"
@@ -43,11 +46,12 @@ DastBaseEntryStats::Field::Field(DastBaseField* field, DastBaseStats::Field* sta
 // ---------------------------------------------------------------- base ids
 
 void DastBaseEntryStats::Field::compile(Large num_records, const std::string& partials_name,
-                                        AceReporter* rep) {
+                                        DastAliasGenCache* cache, AceReporter* rep) {
   if (itsField->is_basic()) {
-    if (itsField->globalAlias != nullptr || itsField->antiAlias != nullptr)
+    if (itsField->globalAlias != nullptr || itsField->antiAlias != nullptr ||
+        itsField->aliasGenerator != nullptr)
       throw AceException("Invalid alias list",
-                         "field '%s' has BASIC features; alias lists need ADVANCED ones",
+                         "field '%s' has BASIC features; alias lists and generators need ADVANCED ones",
                          itsField->get_name());
     if (has(Flags::NUMERIC_STORAGE))
       itsField->stringStorage = DastStringStorage::create_numeric_storage(
@@ -56,6 +60,7 @@ void DastBaseEntryStats::Field::compile(Large num_records, const std::string& pa
   }
   read_aliases(itsField->globalAlias, false, rep);
   read_aliases(itsField->antiAlias, true, rep);
+  generate_aliases(cache, rep);
   assign_ids();
   write_values();
   if (has(Flags::IS_PARTIAL) && !partials_name.empty()) write_partials(partials_name);
@@ -94,6 +99,32 @@ void DastBaseEntryStats::Field::read_aliases(TeraAliasReader* reader, bool is_an
   rep->printf("Field '%s': %zu pairs of aliases\n", itsField->get_name(), aliasPairs.size());
 }
 
+void DastBaseEntryStats::Field::generate_aliases(DastAliasGenCache* cache, AceReporter* rep) {
+  if (itsField->aliasGenerator == nullptr) return;
+  const auto generator = DastAliasGenerator::factory(itsField->aliasGenerator.get(), rep);
+  if (generator == nullptr)
+    throw AceException(
+        "Invalid alias generator", "field '%s', generator '%s'", itsField->get_name(),
+        itsField->aliasGenerator->generatorName != nullptr ? itsField->aliasGenerator->generatorName : "");
+  DastValueTable& values = fieldStats->singles;
+  const Large numValues = values.size();
+  for (Large value = 0; value < numValues; ++value) {
+    if (values[value].numRecords == 0 || values[value].length == 0) continue;
+    const char* text = values[value].text;
+    DastAliasResult result;
+    if (cache == nullptr || cache->lookup(text, &result) < 0) {
+      if (generator->generate_aliases(text, &result, rep) < 0)
+        throw AceException("Alias generator fails", "field '%s', value '%s'", itsField->get_name(), text);
+      if (cache != nullptr) cache->add(text, &result);
+    }
+    for (const GeneratedAlias* alias = result.get_first(); alias != nullptr; alias = alias->nextAlias) {
+      const Large aliasValue = values.enter(alias->aliasString);
+      const int penalty = std::clamp(alias->aliasPenalty, 0, WORST_PENALTY);
+      if (aliasValue != value) generatedPairs.push_back({aliasValue, value, static_cast<Large>(penalty)});
+    }
+  }
+}
+
 /// Numbers the distinct strings in their order; the empty one has 0.
 void DastBaseEntryStats::Field::assign_ids() {
   const DastValueTable& values = fieldStats->singles;
@@ -104,6 +135,9 @@ void DastBaseEntryStats::Field::assign_ids() {
     order_by_number(&order);
   else
     order_by_collation(&order);
+  isAlias.assign(values.size(), false);
+  for (const auto* pairs : {&aliasPairs, &generatedPairs})
+    for (const Alias& pair : *pairs) isAlias[pair.alias] = true;
   baseIds.assign(values.size(), 0);
   for (const Large value : order) baseIds[value] = numIds++;
   store_strings(order);
@@ -175,9 +209,11 @@ std::unique_ptr<TeraIndex> DastBaseEntryStats::Field::make_array(std::string* he
   return array;
 }
 
+/// Through aliases rare values are found, too.
 bool DastBaseEntryStats::Field::is_indexed(Large value) const {
   const Large numRecords = fieldStats->singles[value].numRecords;
-  return !has(Flags::IS_PARTIAL) || numRecords == 0 || VInt{numRecords} >= itsField->get_partial_freq();
+  return !has(Flags::IS_PARTIAL) || numRecords == 0 || VInt{numRecords} >= itsField->get_partial_freq() ||
+         isAlias[value];
 }
 
 /// The distinct values for the method, in the order of their ids.
@@ -388,20 +424,25 @@ int DastBaseEntryStats::Field::make_base_to_entry() {
 }
 
 int DastBaseEntryStats::Field::make_alias_maps() {
-  if (aliasPairs.empty()) return 0;
-  const auto fill = [&](std::unique_ptr<TeraAliasMap>* map, Large Alias::*key, Large Alias::*value) {
+  const auto fill = [&](auto* map, const std::vector<Alias>& aliases, Large Alias::*key,
+                        Large Alias::*value) {
     AceBulk bulk;
     ListArray lists(numIds, nullptr);
-    for (const Alias& pair : aliasPairs) {
+    for (const Alias& pair : aliases) {
       AceBulk::List*& list = lists[baseIds[pair.*key]];
       bulk.inc(list, baseIds[pair.*value]);
       bulk.inc(list, pair.penalty);
     }
-    *map = std::make_unique<TeraAliasMap>();
+    *map = std::make_unique<std::remove_reference_t<decltype(**map)>>();
     return (*map)->build(numIds, lists.data(), AceReporter::null());
   };
-  if (fill(&itsField->aliasMap, &Alias::alias, &Alias::target) < 0) return -1;
-  return fill(&itsField->reverseAliasMap, &Alias::target, &Alias::alias);
+  if (!aliasPairs.empty() &&
+      (fill(&itsField->aliasMap, aliasPairs, &Alias::alias, &Alias::target) < 0 ||
+       fill(&itsField->reverseAliasMap, aliasPairs, &Alias::target, &Alias::alias) < 0))
+    return -1;
+  return generatedPairs.empty()
+             ? 0
+             : fill(&itsField->artificialAlias, generatedPairs, &Alias::alias, &Alias::target);
 }
 
 void DastBaseEntryStats::Field::warn_of_unique_values(AceReporter* rep) const {

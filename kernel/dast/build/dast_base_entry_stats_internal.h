@@ -19,6 +19,7 @@
 #include "dast/dast_interval.h"
 
 class AceReporter;
+class DastAliasGenCache;
 class TeraIndex;
 
 class DastBaseEntryStats {
@@ -28,8 +29,10 @@ class DastBaseEntryStats {
     /// `tera_name`: file of the values; empty for none. Statistics and field must stay.
     Field(DastBaseField* field, DastBaseStats::Field* stats, std::string tera_name);
 
-    /// Reads the alias lists, and gives every string its base id. `num_records`: one more than there are.
-    void compile(Large num_records, const std::string& partials_name, AceReporter* rep);
+    /// Reads the alias lists, generates aliases, and gives every string its base id. `num_records`: one more
+    /// than there are. `cache`: of generated aliases, or null.
+    void compile(Large num_records, const std::string& partials_name, DastAliasGenCache* cache,
+                 AceReporter* rep);
     /// Takes the value of a record, in ascending order of records. `force`: begins a new run whatever the
     /// value.
     void enter(std::string_view value, Large record, bool force);
@@ -56,6 +59,7 @@ class DastBaseEntryStats {
 
     bool has(int bits) const { return itsField->has_type(bits); }
     void read_aliases(TeraAliasReader* reader, bool is_anti, AceReporter* rep);
+    void generate_aliases(DastAliasGenCache* cache, AceReporter* rep);
     void assign_ids();
     void order_by_collation(std::vector<Large>* order);
     void order_by_number(std::vector<Large>* order) const;
@@ -86,7 +90,9 @@ class DastBaseEntryStats {
     // ADVANCED: per value of the statistics.
     std::vector<Large> baseIds;
     Large numIds = 1;
-    std::vector<Alias> aliasPairs;      // of values
+    std::vector<Alias> aliasPairs;  // of values
+    std::vector<Alias> generatedPairs;
+    std::vector<bool> isAlias;
     std::vector<Large> frequentValues;  // that stand for all records
     std::vector<Pair> entryPairs;       // entry, base id: in the order of entries and of the input
 
