@@ -173,6 +173,7 @@ const char* TeraMap::find_fault() const {
   const int maxChar = has_uni() != 0 ? TeraUtf::MAX_UNI : NUM_BYTES - 1;
   if (std::ranges::any_of(indexMap, [maxChar](int c) { return c < 0 || c > maxChar; }))
     return "a token stands for what is no character";
+  if (blockIndex.verify(AceReporter::null()) < 0) return "the index of code points is broken";
   if (blockIndex.max_key() > Large{TeraUtf::MAX_UNI}) return "a code point is too large";
   for (Large pos = 0; pos < blockIndex.size(); ++pos)
     if (!is_sequence(unicodeMap[pos], numToken)) return "a code point is mapped to what is no token";
