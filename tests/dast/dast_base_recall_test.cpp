@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <map>
+#include <thread>
 
+#include "ace/ace_thread.h"
 #include "dast/dast_base.h"
 #include "dast/dast_info_list.h"
 #include "dast/dast_quality_cache.h"
@@ -409,6 +411,38 @@ TEST_F(DastBaseRecallTest, contexts_are_abstracted_and_deletions_are_kept_in_fil
             (std::vector<Large>{1, 4, 7, 8, 9, 11}));
   support::write_file(folder.file("broken"), support::read_file(folder.file("deleted")) + "x");
   EXPECT_EQ(base->load_delset(folder.file("broken").c_str(), &at, AceReporter::null()), nullptr);
+}
+
+TEST_F(DastBaseRecallTest, threads_on_one_mapped_base_find_what_one_finds) {
+  const std::vector<FieldPlan> plans{{.name = "a", .type = "ADVANCED|OPTIMIZED|FULL|ORIGINAL"},
+                                     {.name = "b", .type = "BASIC|CHANGING|FULL|INDEXED"},
+                                     {.name = "c", .type = "ADVANCED|CHANGING|FULL|NUMERIC"}};
+  const Table table = support::random_table(9, plans, 200);
+  const TempFolder folder;
+  support::build_base(table, folder)->dump(folder.file("image").c_str(), AceReporter::null());
+  const auto ask_all = [&](const DastBase& base) {
+    std::vector<Hits> found;
+    for (int f = 0; f < 3; ++f)
+      for (const char* query : {"abc", "aab|cca", "12", "cabbac", ""}) {
+        const Graph graph = ask(base.get_field(f), query);
+        found.push_back(graph != nullptr ? hits_of(graph.get(), base.get_field(f)) : Hits{});
+      }
+    return found;
+  };
+  DastBase alone;
+  ASSERT_GE(alone.load(folder.file("image").c_str(), 1, AceReporter::null()), 0);
+  const std::vector<Hits> expected = ask_all(alone);
+  DastBase shared;  // nothing of it has been asked yet
+  ASSERT_GE(shared.load(folder.file("image").c_str(), 1, AceReporter::null()), 0);
+  std::vector<std::vector<Hits>> found(8);
+  std::vector<std::thread> threads;
+  for (auto& own : found)
+    threads.emplace_back([&] {
+      const AceThreadSafe registered;
+      own = ask_all(shared);
+    });
+  for (std::thread& thread : threads) thread.join();
+  for (const auto& own : found) EXPECT_EQ(own, expected);
 }
 
 }  // namespace

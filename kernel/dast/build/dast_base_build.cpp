@@ -365,7 +365,7 @@ int DastBase::split(const char* filename, const char* dir, int num, AceReporter*
   }
   std::vector<std::unique_ptr<AceFile>> files;
   for (int i = 0; i < num; ++i) {
-    char name[16];
+    char name[32];
     std::snprintf(name, sizeof name, "%03d.split", i);
     files.push_back(std::make_unique<AceFile>());
     if (files.back()->build_atomic((std::string(dir) + "/" + name).c_str(), AceReporter::null()) < 0)
