@@ -69,7 +69,7 @@ class SORV_API HitList {
   /// Where the run began that is being walked; without meaning outside of runs.
   Large get_start() const { return startRecord; }
   /// Walks the records `from` to `to` - 1 only, from their first run on.
-  virtual void set_view(Large from, Large to) = 0;
+  void set_view(Large from, Large to);
   /// Passes the next start or end. Returns 1, -1, or 0 at the end.
   int promote();
   /// The same in a sweep: sets or clears the part's bit in `*active`, and returns what the record's weight
@@ -99,10 +99,11 @@ class SORV_API HitList {
   virtual bool next_run(Large record, Large* from, Large* to) = 0;
   void start(Large record);
 
-  Large viewFrom = 0;
-  Large viewTo = NONE;
+  std::size_t curIndex = 0;  // of the first element that is not passed
 
  private:
+  Large viewFrom = 0;
+  Large viewTo = NONE;
   Large nextRecord = NONE;
   Large nextEnd = NONE;
   Large startRecord = NONE;
@@ -115,7 +116,6 @@ class SORV_API HitList {
 class SORV_API HitListSingle : public HitList {
  public:
   HitListSingle(std::span<const Large> records, Large offset, const Settings& settings);
-  void set_view(Large from, Large to) override;
 
  protected:
   bool next_run(Large record, Large* from, Large* to) override;
@@ -123,7 +123,6 @@ class SORV_API HitListSingle : public HitList {
  private:
   std::span<const Large> indexList;
   Large offsetVal;
-  std::size_t curIndex = 0;
 };
 
 /// Entries that are runs: entry e has the records [fromTo[e], fromTo[e + 1]).
@@ -132,7 +131,6 @@ class SORV_API HitListInterval : public HitList {
   /// Entries without both bounds are left out.
   HitListInterval(std::span<const Large> entries, std::span<const Large> bounds, Large offset,
                   const Settings& settings);
-  void set_view(Large from, Large to) override;
 
  protected:
   bool next_run(Large record, Large* from, Large* to) override;
@@ -141,19 +139,16 @@ class SORV_API HitListInterval : public HitList {
   std::span<const Large> indexList;
   std::span<const Large> fromTo;
   Large offsetVal;
-  std::size_t curIndex = 0;
 };
 
 /// Pairs [from, to).
 class SORV_API HitListGroup : public HitList {
  public:
   HitListGroup(std::span<const Large> bounds, const Settings& settings);
-  void set_view(Large from, Large to) override;
 
  protected:
   bool next_run(Large record, Large* from, Large* to) override;
 
  private:
   std::span<const Large> fromTo;
-  std::size_t curIndex = 0;
 };

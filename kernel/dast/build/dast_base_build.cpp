@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <new>
 #include <numeric>
 #include <unordered_map>
 
@@ -41,22 +42,29 @@ struct LoadedFile {
   explicit LoadedFile(const char* filename, AceReporter* rep);
 
   AceAttach at;
+  AceFile file;
   const char* text = nullptr;
   std::vector<Huge> starts;
-  AceFile mapped;
 };
 
-/// Maps the file: the system keeps in memory what the random access needs, and drops it when others need the
-/// room.
+/// The file is copied, so that nobody can shorten it under the build; where it is too large for that, it is
+/// mapped.
 LoadedFile::LoadedFile(const char* filename, AceReporter* rep) {
-  if (mapped.map(filename, nullptr, nullptr, 0, nullptr, rep) < 0) {
-    rep->printf(
-        "ERROR: File %s could not be mapped. Probably it's too large\n==>Try using presort or split!\n",
-        filename);
-    throw AceException("Record file cannot be read", "'%s'", filename);
+  if (file.prep(filename, nullptr) < 0) throw AceException("Record file cannot be read", "'%s'", filename);
+  const Huge size = file.get_size();
+  try {
+    text = file.read_array<char>(size, &at, 1);
+  } catch (const std::bad_alloc&) {
+    rep->print("Could not lock source file in memory, mapping file instead\n");
+    if (file.map(filename, nullptr, nullptr, 0, nullptr, rep) < 0) {
+      rep->printf(
+          "ERROR: File %s could not be mapped. Probably it's too large\n==>Try using presort or split!\n",
+          filename);
+      throw AceException("Record file cannot be read", "'%s'", filename);
+    }
+    text = file.get_address();
   }
-  text = mapped.get_address();
-  const Huge size = mapped.get_size();
+  if (text == nullptr && size > 0) throw AceException("Record file cannot be read", "'%s'", filename);
   constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";
   Huge pos = size >= 3 && std::memcmp(text, BYTE_ORDER_MARK, 3) == 0 ? 3 : 0;
   while (pos < size) {

@@ -34,6 +34,13 @@ std::size_t gallop(std::size_t first, std::size_t last, IsBefore is_before) {
 
 // ---------------------------------------------------------------- walking
 
+void HitList::set_view(Large from, Large to) {
+  viewFrom = from;
+  viewTo = to;
+  curIndex = 0;
+  start(from);
+}
+
 /// The next run that ends behind `record`, cut to the view.
 void HitList::start(Large record) {
   inside = false;
@@ -103,13 +110,6 @@ HitListSingle::HitListSingle(std::span<const Large> records, Large offset, const
   start(0);
 }
 
-void HitListSingle::set_view(Large from, Large to) {
-  viewFrom = from;
-  viewTo = to;
-  curIndex = 0;
-  start(from);
-}
-
 bool HitListSingle::next_run(Large record, Large* from, Large* to) {
   curIndex =
       gallop(curIndex, indexList.size(), [&](std::size_t i) { return indexList[i] + offsetVal < record; });
@@ -128,13 +128,6 @@ HitListInterval::HitListInterval(std::span<const Large> entries, std::span<const
   indexList = indexList.first(static_cast<std::size_t>(
       std::lower_bound(indexList.begin(), indexList.end(), numEntries) - indexList.begin()));
   start(0);
-}
-
-void HitListInterval::set_view(Large from, Large to) {
-  viewFrom = from;
-  viewTo = to;
-  curIndex = 0;
-  start(from);
 }
 
 bool HitListInterval::next_run(Large record, Large* from, Large* to) {
@@ -156,13 +149,6 @@ bool HitListInterval::next_run(Large record, Large* from, Large* to) {
 HitListGroup::HitListGroup(std::span<const Large> bounds, const Settings& settings)
     : HitList(settings), fromTo(bounds) {
   start(0);
-}
-
-void HitListGroup::set_view(Large from, Large to) {
-  viewFrom = from;
-  viewTo = to;
-  curIndex = 0;
-  start(from);
 }
 
 bool HitListGroup::next_run(Large record, Large* from, Large* to) {

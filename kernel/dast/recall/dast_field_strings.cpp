@@ -85,13 +85,12 @@ std::string DastBaseField::join_aliases(Large record, bool with_global, AceAttac
     if (string != nullptr) text += string;
   };
   for (Large i = 0; i < count; ++i) append(ids[i], i == 0);
-  if (!with_global) return text;
-  for (Large i = 0; i < count; ++i)
-    for (const AceIdMap* map : {static_cast<const AceIdMap*>(reverseAliasMap.get())}) {
-      const IdList pairs = map != nullptr ? map->get(ids[i]) : IdList{};
-      for (Large k = 0; k + 1 < pairs.count; k += 2)
-        if (pairs[k + 1] != ANTI_ALIAS) append(pairs[k], false);
-    }
+  if (!with_global || reverseAliasMap == nullptr) return text;
+  for (Large i = 0; i < count; ++i) {
+    const IdList pairs = reverseAliasMap->get(ids[i]);
+    for (Large k = 0; k + 1 < pairs.count; k += 2)
+      if (pairs[k + 1] != ANTI_ALIAS) append(pairs[k], false);
+  }
   return text;
 }
 
