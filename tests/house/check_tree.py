@@ -29,7 +29,7 @@ ROOMS = {
     "tera": ["text", "transform", "measure", "store", "result", "edit", "graph"],
     "dast": ["info", "alias", "method", "detect", "base", "build", "recall", "count"],
     "dime": ["method", "edit", "pattern", "detect"],
-    "dare": ["logic", "config", "context", "result", "evaluate", "rule", "command", "manager"],
+    "dare": ["logic", "result", "context", "rule", "config", "evaluate", "command", "manager"],
     "damo": ["input", "statistic", "json", "xml", "odbc", "diff", "extract"],
 }
 LEVEL = {folder: level for level, row in enumerate(LAYERS) for folder in row}
