@@ -68,6 +68,7 @@
 
 class AceInput;
 class DastAliasGenCache;
+class DastCount;
 class RecordIterator;
 class TeraAliasReader;
 
@@ -211,6 +212,15 @@ class SORV_API DastBase : public DastBaseRecall, public AceWrap {
   int sort_records(int num_fields, const int* fields, const int* descending, Large* records,
                    Large num_records, AceReporter* rep) const override;
   DastInfoList* load_delset(const char* filename, AceAttach* at, AceReporter* rep) const override;
+  int count_context(int field, const DastCountOptions& options, TeraResult* result,
+                    const DastInfoListCache* context, AceReporter* rep) const override;
+  int cross_count(int num_fields, const int* fields, const DastCountOptions& options,
+                  TeraResult* const* results, const DastInfoListCache* context,
+                  AceReporter* rep) const override;
+  VInt dedup_context(int field, TeraResult* result, const DastInfoListCache* context,
+                     AceReporter* rep) const override;
+  VInt widen_context(int field, TeraResult* result, const DastInfoListCache* context,
+                     AceReporter* rep) const override;
   /// Writes such a file: version word and an INTER record (dast_interval.h) of pairs [from, to). 0 or
   /// negative.
   static int dump_delset(const DastInfoList* deleted, const char* filename, AceReporter* rep);
@@ -280,6 +290,7 @@ class SORV_API DastBase : public DastBaseRecall, public AceWrap {
   VInt read_index_fields(AceFile* file, std::vector<int>* fields);
   int refuse(const AceFile* file, const char* expected, VInt found) const;
   void drop_master();
+  DastCount make_count(int field, const DastCountOptions& options, const DastInfoListCache* context) const;
 
   const char* configString = nullptr;
   const char* configHash = nullptr;

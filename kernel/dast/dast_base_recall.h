@@ -14,6 +14,9 @@ class AceAttach;
 class AceReporter;
 class DastBaseFieldRecall;
 class DastInfoList;
+class DastInfoListCache;
+class TeraResult;
+struct DastCountOptions;
 
 class SORV_API DastBaseRecall {
  public:
@@ -70,6 +73,24 @@ class SORV_API DastBaseRecall {
   /// strings.
   virtual int sort_records(int num_fields, const int* fields, const int* descending, Large* records,
                            Large num_records, AceReporter* rep) const = 0;
+
+  // Counting (dast_count.h), of ADVANCED fields. `context` is the records that count; null for all.
+
+  /// Adds a candidate for each value, or group of values, to the result. Returns their number, or -1.
+  virtual int count_context(int field, const DastCountOptions& options, TeraResult* result,
+                            const DastInfoListCache* context, AceReporter* rep) const = 0;
+  /// The same for several fields, each with a result of its own. Returns 0; -1 at the first that fails.
+  virtual int cross_count(int num_fields, const int* fields, const DastCountOptions& options,
+                          TeraResult* const* results, const DastInfoListCache* context,
+                          AceReporter* rep) const = 0;
+  /// Add one candidate that holds a set of records (`DastInfoList(const TeraCand*)`): the context without
+  /// the records all of whose values a lower record of it has; the context and all records that share a value
+  /// with one of it. Return the number of records, or -1.
+  virtual VInt dedup_context(int field, TeraResult* result, const DastInfoListCache* context,
+                             AceReporter* rep) const = 0;
+  virtual VInt widen_context(int field, TeraResult* result, const DastInfoListCache* context,
+                             AceReporter* rep) const = 0;
+
   /// The records of a file of deleted ones, FROM_TO, in `at`; null, explained, for what is no such file.
   virtual DastInfoList* load_delset(const char* filename, AceAttach* at, AceReporter* rep) const = 0;
   /// The last block of data that was applied.
