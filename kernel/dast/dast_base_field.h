@@ -178,6 +178,15 @@ class SORV_API DastBaseField : public DastBaseFieldRecall {
   DastInfoIterator* create_info_iterator(const TeraCand* cand, AceAttach* at) const override;
   HitList* create_hitlist(Large* count, const TeraCand* cand, const HitList::Settings& settings,
                           AceAttach* at) const override;
+  Large count_cand(const TeraCand* cand, const DastInfoListCache* context) const override;
+  Large count_result(const TeraResult* result, const DastInfoListCache* context) const override;
+  Large get_total_count(const char* text, AceReporter* rep) const override;
+  int get_cands(const DastInfoListCache* context, int limit, TeraResult* result,
+                AceReporter* rep) const override;
+  int get_limits(LimitsContainer* limits, const char* text, AceReporter* rep) const override;
+  Large get_limit_item(const char* word, bool behind, bool prefix) const override;
+  TeraCand* limit_cand(const DastInfoListCache* context, const LimitStruct& limit,
+                       AceAttach* at) const override;
 
   /// The same as `full_scan_resolve`, not resolved: attribute numbers are base ids.
   TeraScanGraph* full_scan(const char* query, DastOptions::Call call, int empty_qual, AceReporter* rep) const;

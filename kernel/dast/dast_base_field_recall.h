@@ -6,16 +6,19 @@
 
 #include "ace/ace_types.h"
 #include "dast/dast_hit_list.h"
+#include "dast/dast_limits.h"
 #include "dast/dast_options.h"
 
 class AceAttach;
 class AceReporter;
 class DastInfoIterator;
 class DastInfoList;
+class DastInfoListCache;
 class DastQualityCache;
 class TeraCand;
 class TeraMap;
 class TeraQuery;
+class TeraResult;
 class TeraScanGraph;
 
 class SORV_API DastBaseFieldRecall {
@@ -108,6 +111,29 @@ class SORV_API DastBaseFieldRecall {
   /// The records of a candidate, as a hit list; stores their number, unless null. Null when there are none.
   virtual HitList* create_hitlist(Large* count, const TeraCand* cand, const HitList::Settings& settings,
                                   AceAttach* at) const = 0;
+
+  // Counting. `context` is the records that count; null for all.
+
+  /// The number of records of a candidate, and of all candidates of a resolved result together.
+  virtual Large count_cand(const TeraCand* cand, const DastInfoListCache* context) const = 0;
+  virtual Large count_result(const TeraResult* result, const DastInfoListCache* context) const = 0;
+  /// The number of all records that have exactly that text.
+  virtual Large get_total_count(const char* text, AceReporter* rep) const = 0;
+  /// Adds the `limit` most frequent values (dast_count.h), without the empty one, in the order of the field,
+  /// with their numbers of records as attribute numbers. Of a field that cannot be counted, the first main
+  /// values in that order. Returns their number, or -1.
+  virtual int get_cands(const DastInfoListCache* context, int limit, TeraResult* result,
+                        AceReporter* rep) const = 0;
+  /// Adds the groups of a limit string (dast_count.h), as base ids; none for null and "". Returns 0; -1,
+  /// explained, for too many parts, words or groups, and for a field without sorted strings.
+  virtual int get_limits(LimitsContainer* limits, const char* text, AceReporter* rep) const = 0;
+  /// The first base id whose string does not sort below `word` or, with `behind`, sorts above it; with
+  /// `prefix` also above all strings that start with it. The number of base ids when there is none.
+  virtual Large get_limit_item(const char* word, bool behind, bool prefix) const = 0;
+  /// A candidate of the records that have a value of the group, with its label; the caller owns it, its
+  /// string and numbers are in `at`.
+  virtual TeraCand* limit_cand(const DastInfoListCache* context, const LimitStruct& limit,
+                               AceAttach* at) const = 0;
 
  protected:
   DastBaseFieldRecall() = default;

@@ -62,6 +62,7 @@
 #include "ace/ace_types.h"
 #include "dast/dast_options.h"
 
+class AceAttach;
 class AceReporter;
 class DastBaseField;
 class DastInfoList;
@@ -128,6 +129,9 @@ class SORV_API DastCount {
   VInt dedup_context(TeraResult* result, AceReporter* rep) const;
   /// The same for the context and all records that share a value with one of it.
   VInt widen_context(TeraResult* result, AceReporter* rep) const;
+
+  /// The records of the context that have one of the base ids `first` to `end` - 1, in `at`.
+  DastInfoList get_records(Large first, Large end, AceAttach* at) const;
 
   /// The figure of a candidate that was counted with INFO_COUNT; 0 without.
   static VInt get_value(const TeraCand* cand);

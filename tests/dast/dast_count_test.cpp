@@ -230,6 +230,67 @@ TEST_F(DastCountTest, shows_the_most_frequent_values_of_a_context_as_maps_count_
   }
 }
 
+TEST_F(DastCountTest, fields_count_the_records_of_candidates_results_and_limits_in_a_context) {
+  for (unsigned seed = 1; seed <= 8; ++seed) {
+    make_base(seed, seed * seed * 6);
+    const PlainCount plain(itsTable);
+    std::mt19937 random(seed);
+    for (int i = 0; i < 20; ++i) {
+      const std::size_t f = random() % 5;
+      const DastBaseField* field = itsBase->get_field(static_cast<int>(f));
+      const Context context(&random, itsBase->get_num_records(), random() % 2 == 0);
+      const DastInfoListCache cache(&context.list);
+      const auto counts = plain.count(f, context.records, {});
+      TeraResult result(nullptr, 0, 1000, 255);
+      for (Large id = 1; id < field->get_all_base_ids(); ++id)
+        if (random() % 3 != 0) {
+          const Large* entries = nullptr;
+          const Large count = field->get_entry_ids(id, &entries, nullptr);
+          AceAttach at;
+          result.add(200, new TeraCand(result.attach(field->get_string_by_baseid(id, &at)), count, entries));
+        }
+      Records all;
+      for (const TeraCand* cand : cands_of(result)) {
+        const auto found = counts.find(cand->get_string());
+        const Records own = found != counts.end() ? found->second : Records{};
+        EXPECT_EQ(field->count_cand(cand, &cache), own.size()) << itsTable.fields[f].type;
+        all.insert(own.begin(), own.end());
+        EXPECT_EQ(field->get_total_count(cand->get_string(), AceReporter::null()),
+                  field->count_cand(cand, nullptr));
+      }
+      EXPECT_EQ(field->count_result(&result, &cache), all.size()) << itsTable.fields[f].type;
+      LimitsContainer limits;
+      ASSERT_EQ(field->get_limits(&limits, "1-5|b-bb-c", AceReporter::null()), 0);
+      for (const LimitStruct& limit : limits) {
+        Records within;
+        for (const auto& [label, records] : counts) {
+          const Large id = field->get_base_id(label.c_str(), AceReporter::null());
+          if (id >= limit.first && id < limit.end) within.insert(records.begin(), records.end());
+        }
+        AceAttach at;
+        const std::unique_ptr<TeraCand> cand(field->limit_cand(&cache, limit, &at));
+        EXPECT_EQ(records_of(cand.get()), within) << itsTable.fields[f].type << " " << limit.label;
+      }
+      TeraResult sample(nullptr, 0, 1000, 255);
+      Options options;
+      options.disableBlank = true;
+      field->get_cands(&cache, 4, &sample, AceReporter::null());
+      EXPECT_EQ(shown_by(sample),
+                expected_of(plain, itsTable.fields[f], plain.count(f, context.records, options), options, 4));
+    }
+    const DastBaseField* numbers = itsBase->get_field(5);  // which cannot be counted
+    Records all;
+    for (Large record = 1; record < itsBase->get_num_records(); ++record) all.insert(record);
+    std::vector<Shown> first =
+        expected_of(plain, itsTable.fields[5],
+                    plain.count(5, all, {.disableBlank = true, .dedupAliases = true}), {}, 1000);
+    TeraResult sample(nullptr, 0, 1000, 255);
+    numbers->get_cands(nullptr, 3, &sample, AceReporter::null());
+    if (first.size() > 3) first.resize(3);
+    EXPECT_EQ(shown_by(sample), first);
+  }
+}
+
 TEST_F(DastCountTest, groups_share_out_all_values_in_order_and_their_figures_are_those_of_their_records) {
   for (unsigned seed = 1; seed <= 8; ++seed) {
     make_base(seed, 40 + seed * seed * 4);

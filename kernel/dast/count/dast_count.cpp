@@ -96,10 +96,8 @@ int DastCount::count_context(TeraResult* result, AceReporter* rep) const {
     result->set_unreliable();
     return 0;
   }
-  dast::LimitsContainer limits;
-  if (has_text(countOptions.limitString) &&
-      dast::parse_limit_string(*countField, countOptions.limitString, &limits, rep) < 0)
-    return -1;
+  LimitsContainer limits;
+  if (countField->get_limits(&limits, countOptions.limitString, rep) < 0) return -1;
   DastQualityCache found;
   const bool hasQuery = has_text(result->get_string()) && countOptions.callMode > DastOptions::EMPTY;
   if (hasQuery && look_up(result, &found, rep) < 0) return -1;
@@ -114,6 +112,14 @@ int DastCount::count_context(TeraResult* result, AceReporter* rep) const {
   const dast::CountedValues counted =
       dast::count_values(task, numActions, isGrouped ? std::numeric_limits<std::size_t>::max() : wanted);
   return CountCandCreator(task, counted, limits, info_of(countOptions.optionFlags), result).generate_cands();
+}
+
+DastInfoList DastCount::get_records(Large first, Large end, AceAttach* at) const {
+  const dast::CountTask task{*countField, contextList, numRecords, countOptions, nullptr, 0};
+  std::vector<dast::FreqStruct> values;
+  for (Large id = first; id < std::min(end, countField->get_all_base_ids()); ++id)
+    if (task.accepts(id)) values.push_back({id, 0, 0});
+  return dast::collect_records(task, values, at);
 }
 
 VInt DastCount::get_value(const TeraCand* cand) {

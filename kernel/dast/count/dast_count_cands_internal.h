@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "dast/count/dast_count_limits_internal.h"
 #include "dast/count/dast_count_values_internal.h"
+#include "dast/dast_limits.h"
 
 class TeraCand;
 class TeraResult;
@@ -15,7 +15,7 @@ class CountCandCreator {
  public:
   /// All must last. `counted` has all values when there are groups to be made.
   CountCandCreator(const dast::CountTask& task, const dast::CountedValues& counted,
-                   const dast::LimitsContainer& limits, DastCountOptions::Info info, TeraResult* result)
+                   const LimitsContainer& limits, DastCountOptions::Info info, TeraResult* result)
       : itsTask(task), itsCounted(counted), itsLimits(limits), candInfo(info), targetResult(result) {}
 
   /// Returns the number of candidates added.
@@ -53,7 +53,7 @@ class CountCandCreator {
 
   const dast::CountTask& itsTask;
   const dast::CountedValues& itsCounted;
-  const dast::LimitsContainer& itsLimits;
+  const LimitsContainer& itsLimits;
   DastCountOptions::Info candInfo;
   TeraResult* targetResult;
   int numAdded = 0;

@@ -146,7 +146,7 @@ bool CountCandCreator::group_fixed() {
         std::lower_bound(values.begin(), values.end(), FreqStruct{id, 0, 0}, FreqStruct::is_before);
     return static_cast<std::size_t>(found - values.begin());
   };
-  for (const dast::LimitStruct& limit : itsLimits) {
+  for (const LimitStruct& limit : itsLimits) {
     const Stretch group{position(limit.first), position(limit.end)};
     if (group.first < group.end) add_group(group, limit.label);
   }

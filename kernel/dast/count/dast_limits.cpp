@@ -1,10 +1,9 @@
-#include "dast/count/dast_count_limits_internal.h"
+#include "dast/dast_limits.h"
 
 #include "ace/ace_attach.h"
 #include "ace/ace_reporter.h"
+#include "dast/dast_base_field.h"
 #include "dast/dast_count.h"
-
-namespace dast {
 
 namespace {
 
@@ -63,12 +62,13 @@ struct Border {
   bool isOuter;
 };
 
-int refuse(AceReporter* rep, const char* what, std::size_t number) {
+int refuse_limits(AceReporter* rep, const char* what, std::size_t number) {
   rep->printf("Limit string: at most %d %s expected, %zu found\n", DastCount::MAX_LIMITS, what, number);
   return -1;
 }
 
 bool can_compare(const DastBaseField& field) {
+  if (!field.can_sort()) return false;
   if (field.get_all_base_ids() < 2) return true;
   AceAttach at;
   return field.get_string_by_baseid(1, &at) != nullptr;
@@ -76,42 +76,40 @@ bool can_compare(const DastBaseField& field) {
 
 }  // namespace
 
-Large find_border(const DastBaseField& field, const char* word, bool behind, bool prefix) {
+Large DastBaseField::get_limit_item(const char* word, bool behind, bool prefix) const {
   Large first = 0;
-  Large end = field.get_all_base_ids();
+  Large end = can_sort() ? allBaseIDs : 0;
   while (first < end) {
     const Large middle = first + (end - first) / 2;
     AceAttach at;
-    const int order = field.compare_collation(word, field.get_string_by_baseid(middle, &at), prefix ? 1 : 0);
+    const int order = compare_collation(word, get_string_by_baseid(middle, &at), prefix ? 1 : 0);
     const bool isBelow = behind ? order >= 0 : order > 0;
     (isBelow ? first : end) = isBelow ? middle + 1 : middle;
   }
   return first;
 }
 
-int parse_limit_string(const DastBaseField& field, const char* text, LimitsContainer* limits,
-                       AceReporter* rep) {
+int DastBaseField::get_limits(LimitsContainer* limits, const char* text, AceReporter* rep) const {
+  if (text == nullptr || text[0] == '\0') return 0;
   const std::vector<Part> parts = split_limits(text);
-  if (parts.size() > MAX_LIMITS) return refuse(rep, "parts between '|'", parts.size());
+  if (parts.size() > MAX_LIMITS) return refuse_limits(rep, "parts between '|'", parts.size());
   std::vector<Border> borders;
   for (const Part& part : parts) {
-    if (part.size() > MAX_LIMITS + 1) return refuse(rep, "words and one between '-'", part.size());
+    if (part.size() > MAX_LIMITS + 1) return refuse_limits(rep, "words and one between '-'", part.size());
     if (part.size() == 1) borders.emplace_back(part[0], part[0], false);
     for (std::size_t i = 1; i < part.size(); ++i) borders.emplace_back(part[i - 1], part[i], true);
   }
-  if (borders.size() > MAX_LIMITS) return refuse(rep, "groups", borders.size());
-  if (!can_compare(field)) {
-    rep->printf("Limit string: field '%s' has no strings to be compared with\n", field.get_name());
+  if (borders.size() > MAX_LIMITS) return refuse_limits(rep, "groups", borders.size());
+  if (!can_compare(*this)) {
+    rep->printf("Limit string: field '%s' has no sorted strings to be compared with\n", get_name());
     return -1;
   }
   Large start = 0;
   for (const Border& border : borders) {
-    const Large first = std::max(start, find_border(field, border.lower.c_str(), false, false));
-    const Large end = std::max(first, find_border(field, border.upper.c_str(), true, border.isOuter));
+    const Large first = std::max(start, get_limit_item(border.lower.c_str(), false, false));
+    const Large end = std::max(first, get_limit_item(border.upper.c_str(), true, border.isOuter));
     limits->push_back({border.label, first, end});
     start = border.isOuter ? 0 : end;
   }
   return 0;
 }
-
-}  // namespace dast
