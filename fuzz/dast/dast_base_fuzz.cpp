@@ -8,6 +8,7 @@
 
 #include "ace/ace_exception.h"
 #include "dast/dast_base.h"
+#include "dast/dast_count.h"
 #include "dast/dast_info_list.h"
 #include "support/record_bases.h"
 #include "tera/tera_query.h"
@@ -58,6 +59,12 @@ void ask(const DastBase& base) {
       const Large* ids = nullptr;
       base.get_exact(f, query, &ids, &at, AceReporter::null());
     }
+    DastCountOptions options;
+    options.info = DastCountOptions::INFO_RECORDS;
+    options.group = f % 2 == 0;
+    options.limit = f == 0 ? "a-b|c" : nullptr;
+    TeraResult counted(nullptr, 0, 5, 255);
+    base.count_context(f, options, &counted, nullptr, AceReporter::null());
     for (Large record = 0; record < 20; ++record) {
       AceAttach at;
       const char* value = nullptr;

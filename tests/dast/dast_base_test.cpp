@@ -1,6 +1,8 @@
 #include "dast/dast_base.h"
 
 #include "ace/ace_exception.h"
+#include "dast/dast_count.h"
+#include "dast/dast_info_list_cache.h"
 #include "dast/dast_options.h"
 #include "dast/dast_parallel_resource.h"
 #include "dast/dast_string_storage.h"
@@ -8,6 +10,7 @@
 #include "support/documented_bytes.h"
 #include "support/record_bases.h"
 #include "support/recording_reporter.h"
+#include "tera/tera_result.h"
 
 namespace {
 
@@ -172,6 +175,19 @@ TEST(DastBase, the_smallest_file_is_the_documented_one) {
           const Large* ids = nullptr;
           read.get_exact(field, value, &ids, &at, AceReporter::null());
         }
+      for (int field = 0; field < read.get_num_fields(); ++field) {
+        DastCountOptions options;
+        options.info = DastCountOptions::INFO_RECORDS;
+        options.enforceGroups = field % 2 == 0;
+        TeraResult result(nullptr, 0, 3, 255);
+        read.count_context(field, options, &result, nullptr, AceReporter::null());
+        const Large records[] = {1, 3};
+        const DastInfoList context(2, records, nullptr);
+        const DastInfoListCache cache(&context);
+        read.count_context(field, {}, &result, &cache, AceReporter::null());
+        read.dedup_context(field, &result, &cache, AceReporter::null());
+        read.widen_context(field, &result, &cache, AceReporter::null());
+      }
     } catch (const AceException&) {
     } catch (const std::bad_alloc&) {
       ADD_FAILURE() << what << ": memory for what is not there";

@@ -117,7 +117,7 @@ int DastCount::count_context(TeraResult* result, AceReporter* rep) const {
 DastInfoList DastCount::get_records(Large first, Large end, AceAttach* at) const {
   const dast::CountTask task{*countField, contextList, numRecords, countOptions, nullptr, 0};
   std::vector<dast::FreqStruct> values;
-  for (Large id = first; id < std::min(end, countField->get_all_base_ids()); ++id)
+  for (Large id = first; id < std::min(end, dast::num_ids_of(*countField)); ++id)
     if (task.accepts(id)) values.push_back({id, 0, 0});
   return dast::collect_records(task, values, at);
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <span>
 
+#include "ace/ace_id_map.h"
 #include "dast/dast_base_field.h"
 #include "dast/dast_info_list.h"
 #include "dast/info/dast_info_cursor_internal.h"
@@ -42,6 +43,12 @@ inline std::span<const Large> runs_of(const DastBaseField& field) {
   const DastInfoMap* map = field.has_intervals() ? field.get_info_map() : nullptr;
   return map != nullptr && map->get_intervals() != nullptr ? map->get_intervals()->get_bounds()
                                                            : std::span<const Large>{};
+}
+
+/// One more than the highest base id that entries have; in a damaged base no more than there is room for.
+inline Large num_ids_of(const DastBaseField& field) {
+  const AceIdMap* map = field.get_base_to_entry();
+  return map != nullptr ? std::min(map->get_num_keys(), field.get_all_base_ids()) : 0;
 }
 
 /// Calls `visit(entry, from, to)` for each entry of the field with records in the context, ascending: those

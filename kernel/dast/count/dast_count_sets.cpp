@@ -38,9 +38,10 @@ const char* name_of(const DastBaseField* field) {
 template <class Visit>
 void for_each_id(const DastBaseField& field, Large entry, Visit visit) {
   const AceIdMap* map = field.get_entry_to_base();
+  const Large numIds = dast::num_ids_of(field);
   if (map == nullptr) return;
   for (const Large id : map->get(entry))
-    if (id != 0 && id < field.get_all_base_ids()) visit(id);
+    if (id != 0 && id < numIds) visit(id);
 }
 
 }  // namespace
@@ -70,7 +71,7 @@ VInt DastCount::dedup_context(TeraResult* result, AceReporter* rep) const {
   }
   rep->printf("Deduplicating context of size %i\n",
               static_cast<int>(dast::count_records(contextList, numRecords)));
-  std::vector<bool> isMet(countField->get_all_base_ids(), false);
+  std::vector<bool> isMet(dast::num_ids_of(*countField), false);
   RangeList kept;
   dast::for_each_entry(*countField, contextList, numRecords, [&](Large entry, Large from, Large to) {
     bool hasValue = false;
@@ -98,7 +99,7 @@ VInt DastCount::widen_context(TeraResult* result, AceReporter* rep) const {
     add_context_cand(result, DastInfoList(2, all, true));
     return numRecords > 0 ? numRecords - 1 : 0;
   }
-  std::vector<bool> isWanted(countField->get_all_base_ids(), false);
+  std::vector<bool> isWanted(dast::num_ids_of(*countField), false);
   dast::for_each_entry(*countField, contextList, numRecords, [&](Large entry, Large, Large) {
     for_each_id(*countField, entry, [&](Large id) { isWanted[id] = true; });
   });

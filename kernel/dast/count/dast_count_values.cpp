@@ -195,7 +195,7 @@ template <class Cell>
 void create_count_worker(const CountTask& task, VInt expected, std::size_t num_wanted,
                          CountedValues* counted) {
   static const AceTraceFlag sparse("SPARSE_COUNT_WORKER", __FILE__, __LINE__);
-  const Large numIds = task.field.get_all_base_ids();
+  const Large numIds = num_ids_of(task.field);
   const bool isDense = numIds <= ALWAYS_DENSE || numIds <= DENSE_IDS_PER_RECORD * expected;
   if (isDense && sparse.get() == 0) {
     time_analysis_message("Using count worker for dense counting", 0, 0, 2, 0, 0);

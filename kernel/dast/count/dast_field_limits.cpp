@@ -1,4 +1,5 @@
-#include "dast/dast_limits.h"
+// Stretches of the values of a field, by words.
+#include <algorithm>
 
 #include "ace/ace_attach.h"
 #include "ace/ace_reporter.h"
