@@ -10,6 +10,7 @@
 #include "dast/dast_base.h"
 #include "dast/dast_count.h"
 #include "dast/dast_info_list.h"
+#include "dime/dime_regex_detector.h"
 #include "support/record_bases.h"
 #include "tera/tera_query.h"
 #include "tera/tera_result.h"
@@ -17,7 +18,22 @@
 
 namespace {
 
-/// All kinds of fields, aliases, runs that are shared, indexes in the base.
+void add_detectors(DastBase* base) {
+  const char* names[] = {"a", "c", "d"};
+  const char* prefixes[] = {nullptr, "x ", nullptr};
+  const int initials[] = {1, 0, 0};
+  base->assign_detector("index", 1, nullptr, 2, names, 0, prefixes, nullptr, 0, initials);
+  std::unique_ptr<DastBaseMethod> method(MagicConstructor<DastBaseMethod>::create("EDIT"));
+  method->configure_build_options("-filter 0", &support::letter_map());
+  base->configure_detector(0, method.release());
+  base->assign_detector("shapes", 2, nullptr, 2, names + 1, 0, nullptr, nullptr, 0, nullptr);
+  auto* regex = new DimeRegexDetector;
+  regex->add_regexp("(b)c?", "TRIM_ALL", 10, 0);
+  regex->add_regexp("\\d+", nullptr, 0, 1);
+  base->configure_detector(1, regex);
+}
+
+/// All kinds of fields, detectors, aliases, runs that are shared, indexes in the base.
 const std::string& small_image() {
   static const std::string image = [] {
     AceReporter::clear_default();
@@ -32,7 +48,11 @@ const std::string& small_image() {
     for (auto& record : table.records) record[1] = record[0];
     table.records[0][0] = table.records[0][1] = "abc";
     const support::TempFolder folder;
-    const auto base = support::build_base(table, folder);
+    const auto base = support::declare_base(table, folder, 1);
+    add_detectors(base.get());
+    support::write_file(folder.file("records"), table.text());
+    base->make(folder.file("records").c_str(), "NONE", nullptr, nullptr, nullptr, AceReporter::null());
+    base->make_all_access(AceReporter::null());
     base->dump(folder.file("image").c_str(), AceReporter::null());
     return support::read_file(folder.file("image"));
   }();
@@ -40,6 +60,10 @@ const std::string& small_image() {
 }
 
 void ask(const DastBase& base) {
+  for (const char* text : {"abc 7", "x b", "a"})
+    if (TeraScanGraph* graph =
+            base.detector_detect(text, ~Mask{0}, DastOptions::FS_DETECT, nullptr, AceReporter::null()))
+      graph->decr_ref();
   for (int f = 0; f < base.get_num_fields(); ++f) {
     const DastBaseField* field = base.get_field(f);
     for (const char* query : {"abc", "ab|7", "-BLANK-", ""}) {

@@ -69,6 +69,8 @@
 class AceInput;
 class DastAliasGenCache;
 class DastCount;
+class DastDetector;
+class DastDetectorInterface;
 class RecordIterator;
 class TeraAliasReader;
 
@@ -127,6 +129,17 @@ class SORV_API DastBase : public DastBaseRecall, public AceWrap {
   /// Adds fields to an abstraction level, whose set of fields they become. `level` is not used. Returns 0,
   /// also for no level and no fields; -1, reported, for an unknown field.
   int add_abstract(int index, int level, int num_fields, const char* const* fieldnames);
+  /// Adds a detector (dast_detector.h), before `make`: an index detector when `kind` is 1, else a pattern
+  /// detector. `extra_file` counts with the feature EXTRA_FILE. Prefixes, suffixes and initials (whether
+  /// single letters stand for values) have an element for each field; the arrays, and texts in them, may be
+  /// null. Returns its index; -1, reported, for unknown fields, more than 64 fields or detectors, and for a
+  /// name that is empty, taken or holds a '/'.
+  int assign_detector(const char* name, int kind, const char* extra_file, int num_fields,
+                      const char* const* field_names, Mask options, const char* const* prefixes,
+                      const char* const* suffixes, int features, const int* initials);
+  /// Gives a detector its matching object (`DastDetector::configure`). Returns 0 or negative.
+  int configure_detector(int index, DastDetectorInterface* detector);
+  int reconfigure_detector(int index, const DastDetector* other);
   void set_session(const char* config);
   void set_base_name(const char* name);
   void set_filename(const char* name);
@@ -172,6 +185,15 @@ class SORV_API DastBase : public DastBaseRecall, public AceWrap {
   /// Drops the index. Returns 1, or 0 when there was none; -1 for no field.
   int del_access(int field);
 
+  /// The same for detectors, from the texts of values of their fields. Fields of pattern detectors that have
+  /// a method by then look the texts of hits up. Return 0 or negative; `del_detector` 1, or 0 when there was
+  /// nothing to drop.
+  int make_detector(int index, AceReporter* rep);
+  int dump_detector(int index, const char* filename, AceReporter* rep);
+  int load_detector(int index, const char* filename, int mode, AceReporter* rep);
+  int load_detector_access(const char* name, const char* filename, int mode, AceReporter* rep);
+  int del_detector(int index);
+
   // What it is: see DastBaseRecall.
 
   const char* get_base_name() const override { return baseName; }
@@ -182,10 +204,10 @@ class SORV_API DastBase : public DastBaseRecall, public AceWrap {
   Large get_num_orig_records() const override { return numRecords; }
   int get_num_abstractions() const override { return numAbstractions; }
   int get_num_hierarchies() const override { return numHierarchies; }
-  int get_num_detectors() const override { return 0; }
+  int get_num_detectors() const override { return static_cast<int>(detectorArray.size()); }
   Mask get_abstraction(int level) const override;
   Mask get_all_abstraction() const override;
-  Mask get_detector_mask() const override { return 0; }
+  Mask get_detector_mask() const override { return detectorFieldMask; }
   int get_field_index(const char* name) const override;
   int get_field_type(int field) const override;
   Large get_field_num_unique(int field) const override;
@@ -227,11 +249,28 @@ class SORV_API DastBase : public DastBaseRecall, public AceWrap {
   /// The runs of an abstraction level; of -1, those of the level with the fewest. Null for none.
   const DastInterval* get_abstr_interval(int level) const;
 
+  // Free text: see DastBaseRecall (dast_detector_resolve.cpp).
+
+  TeraScanGraph* field_detect(int field, const char* text, DastOptions::Call call,
+                              AceReporter* rep) const override;
+  TeraScanGraph* single_detect(int field, const char* text, DastOptions::Call call,
+                               AceReporter* rep) const override;
+  TeraScanGraph* detector_detect(const char* text, Mask search_fields, DastOptions::Call call,
+                                 Mask* initial_fields, AceReporter* rep) const override;
+  /// The same by one detector; a graph without nodes when it finds nothing. Null for no detector, without a
+  /// matching object, and when that knows no such mode.
+  TeraScanGraph* detector_resolve(int index, const char* text, Mask search_fields, DastOptions::Call call,
+                                  Mask* initial_fields, AceReporter* rep) const;
+
   const char* get_field_name(int field) const;
   DastBaseMethod* get_method(int field) const;
   const DastInfoMap* get_info_map(int field) const;
   /// The path of the field's text of values; "" for a field without index.
   const char* get_field_tera_name(int field, AceAttach* at) const;
+  /// Null and -1 for no detector; the path is that of its file in the access folder, "<name>.det".
+  DastDetector* get_detector(int index) const;
+  int get_detector_index(const char* name) const;
+  const char* get_detector_bin_name(int index, AceAttach* at) const;
   const char* get_version_string() const { return versionString != nullptr ? versionString : ""; }
   const char* get_session_config() const { return sessionConfig; }
   const char* get_filename() const { return fileName; }
@@ -265,6 +304,7 @@ class SORV_API DastBase : public DastBaseRecall, public AceWrap {
   struct Build;
   struct Declared;
 
+  bool has_detector(int index) const { return index >= 0 && index < get_num_detectors(); }
   bool has_field(int field) const { return field >= 0 && field < get_num_fields(); }
   const char* own(const char* text) { return text != nullptr ? memAt.attach(text) : nullptr; }
   void declare(const char* name);
@@ -285,6 +325,7 @@ class SORV_API DastBase : public DastBaseRecall, public AceWrap {
   VInt save_abstractions(AceFile* file);
   VInt read_payload(AceFile* file, std::vector<Declared> declared);
   VInt read_fields(AceFile* file, int count, const std::vector<Declared>& declared);
+  VInt read_detectors(AceFile* file, Mask expected);
   VInt read_abstractions(AceFile* file);
   VInt read_master(AceFile* file);
   VInt read_index_fields(AceFile* file, std::vector<int>* fields);
@@ -308,6 +349,8 @@ class SORV_API DastBase : public DastBaseRecall, public AceWrap {
   int sortLevel = 0;
   Large numRecords = 1;
   std::vector<std::unique_ptr<DastBaseField>> fieldComp;
+  std::vector<std::unique_ptr<DastDetector>> detectorArray;
+  Mask detectorFieldMask = 0;
   Mask masterIntMask = 0;
   DastInfoMap* masterInterval = nullptr;  // one reference
   std::vector<std::unique_ptr<DastInterval>> abstractionLevel;

@@ -16,6 +16,7 @@ class DastBaseFieldRecall;
 class DastInfoList;
 class DastInfoListCache;
 class TeraResult;
+class TeraScanGraph;
 struct DastCountOptions;
 
 class SORV_API DastBaseRecall {
@@ -93,6 +94,23 @@ class SORV_API DastBaseRecall {
 
   /// The records of a file of deleted ones, FROM_TO, in `at`; null, explained, for what is no such file.
   virtual DastInfoList* load_delset(const char* filename, AceAttach* at, AceReporter* rep) const = 0;
+
+  // Free text. The graphs have one reference, which is the caller's; each edge has as its origin the field,
+  // and as its result what `DastBaseFieldRecall::full_scan_resolve` gives for the words of its span. The text
+  // must outlive them.
+
+  /// What the method of a field finds in a text; `single_detect` looks at single words. Null for no field,
+  /// and where the method finds nothing in texts.
+  virtual TeraScanGraph* field_detect(int field, const char* text, DastOptions::Call call,
+                                      AceReporter* rep) const = 0;
+  virtual TeraScanGraph* single_detect(int field, const char* text, DastOptions::Call call,
+                                       AceReporter* rep) const = 0;
+  /// What the detectors find for those fields: a union of their graphs. Fields for which single letters may
+  /// stand are set in `*initial_fields`, unless null; values that begin with such a letter come with state
+  /// INITIAL. Null when no detector has one of the fields, and when one fails.
+  virtual TeraScanGraph* detector_detect(const char* text, Mask search_fields, DastOptions::Call call,
+                                         Mask* initial_fields, AceReporter* rep) const = 0;
+
   /// The last block of data that was applied.
   virtual Huge get_to_block_id() const = 0;
 

@@ -13,6 +13,7 @@
 #include "ace/ace_reporter.h"
 #include "dast/dast_alias_gen_config.h"
 #include "dast/dast_base_method.h"
+#include "dast/dast_detector.h"
 #include "tera/tera_alias_reader.h"
 
 namespace {
@@ -91,6 +92,8 @@ void DastBase::drop_master() {
 }
 
 void DastBase::clean() {
+  detectorArray.clear();
+  detectorFieldMask = 0;
   fieldComp.clear();
   drop_master();
   abstractionLevel.clear();
@@ -178,6 +181,7 @@ int DastBase::access(int field, DastBaseMethod* method) {
 int DastBase::reconfigure(const DastBase* other) {
   int rc = 0;
   for (int i = 0; i < get_num_fields(); ++i) rc |= reconfigure_field(i, other->get_method(i));
+  for (int i = 0; i < get_num_detectors(); ++i) rc |= reconfigure_detector(i, other->get_detector(i));
   return rc;
 }
 

@@ -8,6 +8,7 @@
 #include "ace/ace_reporter.h"
 #include "dast/dast_base.h"
 #include "dast/dast_base_method.h"
+#include "dast/dast_detector.h"
 
 namespace {
 
@@ -57,6 +58,9 @@ VInt DastBase::save(AceFile* file) {
       return ace_error(__FILE__, __LINE__, "fieldComp[i]->save(file)", static_cast<int>(rc), 0, -1);
   }
   file->put_int(get_num_detectors());
+  for (const auto& detector : detectorArray)
+    if (const VInt rc = detector->save(file); rc < 0)
+      return ace_error(__FILE__, __LINE__, "detectorArray[i]->save(file)", static_cast<int>(rc), 0, -1);
   file->put_int(numRecords);
   file->put_string(sessionConfig);
   file->put_string(stringEncoding);
@@ -117,8 +121,7 @@ VInt DastBase::read_payload(AceFile* file, std::vector<Declared> declared) {
   if (!declared.empty() && static_cast<int>(declared.size()) != count)
     return refuse(file, "as many fields as are declared", count);
   if (read_fields(file, count, declared) < 0) return -1;
-  const int numDetectors = file->get_int();
-  if (numDetectors != 0 || detectorMask != 0) return refuse(file, "no detectors", numDetectors);
+  if (read_detectors(file, detectorMask) < 0) return -1;
   numRecords = file->get_large();
   sessionConfig = file->get_string(&memAt);
   stringEncoding = file->get_string(&memAt);
@@ -157,6 +160,24 @@ VInt DastBase::read_fields(AceFile* file, int count, const std::vector<Declared>
     if (const VInt rc = field.read(file); rc < 0)
       return ace_error(__FILE__, __LINE__, "fieldComp[i]->read(file)", static_cast<int>(rc), 0, -1);
   }
+  return 0;
+}
+
+VInt DastBase::read_detectors(AceFile* file, Mask expected) {
+  const int count = file->get_int();
+  if (count < 0 || count > MAX_DETECTORS) return refuse(file, "0 to 64 detectors", count);
+  for (int i = 0; i < count; ++i) {
+    detectorArray.push_back(std::make_unique<DastDetector>());
+    DastDetector& detector = *detectorArray.back();
+    if (const VInt rc = detector.read(file); rc < 0)
+      return ace_error(__FILE__, __LINE__, "detectorArray[i]->read(file)", static_cast<int>(rc), 0, -1);
+    for (int k = 0; k < detector.get_num_fields(); ++k)
+      if (get_field_index(detector.get_field(k).fieldName.c_str()) != detector.get_field(k).baseField)
+        return refuse(file, "detectors of the fields of the base; field:", detector.get_field(k).baseField);
+    detectorFieldMask |= detector.get_field_mask();
+  }
+  if (detectorFieldMask != expected)
+    return refuse(file, "the fields of the detectors; bits of the fields:", static_cast<VInt>(expected));
   return 0;
 }
 

@@ -420,6 +420,8 @@ int DastBase::make_all_access(AceReporter* rep) {
     else
       rc = make_access(i, rep);
   }
+  if (rc >= 0 && !detectorArray.empty() && rep->psect(5, "Making Detectors") < 0) rc = -1;
+  for (int i = 0; rc >= 0 && i < get_num_detectors(); ++i) rc = make_detector(i, rep);
   rep->pstop("MAKE_ALL_ACCESS");
   return rc;
 }

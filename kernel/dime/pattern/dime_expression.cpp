@@ -4,7 +4,8 @@
 DimeExpression::DimeExpression(std::string pattern, int options) : patternText(std::move(pattern)) {
   const char* error = nullptr;
   int offset = 0;
-  code.reset(pcre_compile(patternText.c_str(), options, &error, &offset, nullptr));
+  // Options may come from a file, and what is not checked is trusted.
+  code.reset(pcre_compile(patternText.c_str(), options & ~PCRE_NO_UTF8_CHECK, &error, &offset, nullptr));
   if (code == nullptr) {
     AceReporter::use_default()->ev_wprintf(
         "Regular expression '%s' that cannot be compiled at position %d: %s\n", patternText.c_str(), offset,
