@@ -50,7 +50,10 @@
 /// Thread safety: declared, built or read by one thread; then all that is const may be called by any number.
 #pragma once
 
+#include <compare>
 #include <memory>
+#include <mutex>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -159,7 +162,8 @@ class SORV_API DastBaseField : public DastBaseFieldRecall {
 
   const char* get_string_by_baseid(Large base_id, AceAttach* at) const override;
   const char* get_string_by_recordid(Large record, Large* from, Large* to, AceAttach* at,
-                                     DastOptions::AliasDisplay display) const override;
+                                     DastOptions::AliasDisplay display,
+                                     const DastQualityCache* quals = nullptr) const override;
   Large get_base_ids(Large record, const Large** ids, AceAttach* at) const override;
   Large get_entry_id_by_rec_id(Large record) const override;
   Large get_base_id(const char* text, AceReporter* rep) const override;
@@ -221,6 +225,12 @@ class SORV_API DastBaseField : public DastBaseFieldRecall {
   friend class DastBaseEntryStats;  // which builds it
 
   class Resolver;
+  /// An alias that was generated for a value.
+  struct GeneratedAlias {
+    Large value;
+    Large alias;
+    auto operator<=>(const GeneratedAlias&) const = default;
+  };
 
   int presence() const;
   VInt save_method(AceFile* file) const;
@@ -231,7 +241,10 @@ class SORV_API DastBaseField : public DastBaseFieldRecall {
   int refuse(const AceFile* file, const char* reason) const;
   void drop_info_map();
   Large owner_of_alias(Large base_id) const;
-  std::string join_aliases(Large record, bool with_global, AceAttach* at) const;
+  std::vector<Large> choose_ids(std::span<const Large> ids, DastOptions::AliasDisplay display,
+                                const DastQualityCache* quals) const;
+  void add_aliases(std::vector<Large>* ids) const;
+  std::span<const GeneratedAlias> get_generated_aliases(Large base_id) const;
   Large find_by_method(const char* text, const Large** entries, AceAttach* at, AceReporter* rep) const;
   Large find_by_strings(const char* text, const Large** entries, AceAttach* at) const;
   Large find_ids(const char* text, const Large** ids, AceAttach* at, AceReporter* rep) const;
@@ -258,6 +271,8 @@ class SORV_API DastBaseField : public DastBaseFieldRecall {
   std::unique_ptr<TeraAliasMap> aliasMap;
   std::unique_ptr<TeraAliasMap> reverseAliasMap;
   std::unique_ptr<AceIdMap> artificialAlias;
+  mutable std::mutex generatedLock;                    // for the first who asks
+  mutable std::vector<GeneratedAlias> generatedAlias;  // of `artificialAlias`, by value
   std::unique_ptr<DastStringStorage> stringStorage;
   DastInfoMap* infoMap = nullptr;       // one reference
   std::unique_ptr<AceWrap> methodFile;  // mapping of a method that was loaded, which it outlives

@@ -61,11 +61,20 @@ class SORV_API DastBaseFieldRecall {
 
   /// The string of a base id; null for an id that is not there, and where no strings are kept.
   virtual const char* get_string_by_baseid(Large base_id, AceAttach* at) const = 0;
-  /// What a record shows, as `display` says (ALL is how it came in); null for a record that is not there.
-  /// FIRST, NONE, BEST and HIT give the main value. Stores the records, from and up to, that have the same
-  /// entry, unless null.
+  /// What a record shows, as `display` says; null for a record that is not there.
+  ///
+  ///     ALL          its values as they came in, "|" between them
+  ///     EVERYTHING   the same, then the strings of alias lists and generators that lead to them, each once
+  ///     FIRST, NONE  the main value
+  ///     BEST         with `quals`, the value of the best quality there; of several the first
+  ///     HIT          with `quals`, the values that are there, "|" between them
+  ///
+  /// `quals` is what a query was told (`full_scan_resolve`); without it, and where none of the values is in
+  /// it, BEST and HIT are the main value. Stores the records, from and up to, that have the same entry,
+  /// unless null.
   virtual const char* get_string_by_recordid(Large record, Large* from, Large* to, AceAttach* at,
-                                             DastOptions::AliasDisplay display) const = 0;
+                                             DastOptions::AliasDisplay display,
+                                             const DastQualityCache* quals = nullptr) const = 0;
   /// The base ids of a record in the order in which its values came in, the main value first.
   virtual Large get_base_ids(Large record, const Large** ids, AceAttach* at) const = 0;
   /// The entry of a record; ~0 for a record that is not there.

@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "ace/ace_thread.h"
+#include "ace/ace_tracer.h"
 #include "dast/dast_base.h"
 #include "dast/dast_info_list.h"
 #include "dast/dast_quality_cache.h"
@@ -411,6 +412,56 @@ TEST_F(DastBaseRecallTest, contexts_are_abstracted_and_deletions_are_kept_in_fil
             (std::vector<Large>{1, 4, 7, 8, 9, 11}));
   support::write_file(folder.file("broken"), support::read_file(folder.file("deleted")) + "x");
   EXPECT_EQ(base->load_delset(folder.file("broken").c_str(), &at, AceReporter::null()), nullptr);
+}
+
+TEST_F(DastBaseRecallTest, records_show_their_best_value_those_that_were_hit_or_all_that_leads_to_them) {
+  FieldPlan plan{.name = "name", .type = "ADVANCED|CHANGING|FULL|ORIGINAL", .generator = "LASTNAME"};
+  plan.globalAliases = "berg-tanner\tbt\n";
+  const Table table{{plan}, {{"smith|smyth|berg-tanner|jones"}, {"other"}}};
+  const TempFolder folder;
+  const auto base = support::build_base(table, folder);
+  ASSERT_NE(base, nullptr);
+  const DastBaseField* field = base->get_field(0);
+  const auto shown = [&](DastOptions::AliasDisplay display, const std::string& query) {
+    DastQualityCache cache;
+    const Graph graph = ask(field, query, DastOptions::APPROX, 0, &cache);
+    AceAttach at;
+    return std::string(
+        field->get_string_by_recordid(1, nullptr, nullptr, &at, display, query.empty() ? nullptr : &cache));
+  };
+  EXPECT_EQ(shown(DastOptions::BEST, "smyth"), "smyth");
+  EXPECT_EQ(shown(DastOptions::HIT, "smyth"), "smith|smyth");
+  EXPECT_EQ(shown(DastOptions::HIT, "tanner"), "berg-tanner") << "through an alias";
+  for (const auto display : {DastOptions::BEST, DastOptions::HIT}) {
+    EXPECT_EQ(shown(display, "other"), "smith");
+    EXPECT_EQ(shown(display, ""), "smith");
+  }
+  EXPECT_EQ(shown(DastOptions::FIRST, "smyth"), "smith");
+  EXPECT_EQ(shown(DastOptions::EVERYTHING, ""), "smith|smyth|berg-tanner|jones|bt|berg|tanner");
+  EXPECT_EQ(shown(DastOptions::ALL, ""), "smith|smyth|berg-tanner|jones");
+}
+
+TEST_F(DastBaseRecallTest, long_lists_of_partial_fields_become_one_candidate_for_all_records) {
+  const FieldPlan partial{.name = "a", .type = "ADVANCED|CHANGING|PARTIAL|ORIGINAL", .partialFreq = 1};
+  const FieldPlan full{.name = "b", .type = "ADVANCED|CHANGING|FULL|ORIGINAL"};
+  Table table{{partial, full}, {}};
+  for (int i = 0; i < 9; ++i) table.records.push_back({"abcdefgx", "abcdefgx"});
+  for (int i = 0; i < 8; ++i) table.records.push_back({"abcdefgh", "abcdefgh"});
+  table.records.push_back({"abcdefgy", "abcdefgy"});
+  const TempFolder folder;
+  const auto base = support::build_base(table, folder);
+  ASSERT_NE(base, nullptr);
+  AceTracer::set("MAX_INFO_LIST_LENGTH", 7);
+  const Graph cut = ask(base->get_field(0), "abcdefgh");
+  const Graph whole = ask(base->get_field(1), "abcdefgh");
+  AceTracer::set("MAX_INFO_LIST_LENGTH", 0);
+  EXPECT_EQ(whole->get_first_result()->num_cands(), 3);
+  const TeraResult* result = cut->get_first_result();
+  EXPECT_EQ(result->num_cands(), 2);
+  EXPECT_EQ(result->get_max_value(), 255);
+  AceAttach at;
+  EXPECT_TRUE(base->get_field(0)->get_info_list(result->get_cand("abcdefgh", 255), &at)->is_frequent());
+  EXPECT_NE(result->get_cand("abcdefgy", 0), nullptr);
 }
 
 TEST_F(DastBaseRecallTest, threads_on_one_mapped_base_find_what_one_finds) {

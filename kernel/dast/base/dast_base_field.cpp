@@ -309,6 +309,7 @@ void DastBaseField::forget_values() {
   aliasMap.reset();
   reverseAliasMap.reset();
   artificialAlias.reset();
+  generatedAlias.clear();
   stringStorage.reset();
 }
 

@@ -324,11 +324,38 @@ void DastBaseField::Resolver::add_basic(TeraResult* resolved) {
   }
 }
 
+namespace {
+
+/// Long lists of a field that finds only frequent values cost more than they tell: together they become one
+/// candidate that stands for all records.
+void make_partial(TeraResult* result, Large max_len) {
+  int best = -1;
+  const char* string = nullptr;
+  const auto isLong = [max_len](const TeraCand* cand) { return cand->get_num_infos() > max_len; };
+  for (const TeraCandGroup* group = result->get_first_group(); group != nullptr; group = group->get_next())
+    for (const TeraCand* cand = group->get_first_cand(); cand != nullptr; cand = cand->get_next())
+      if (isLong(cand) && group->get_value() > best) {
+        best = group->get_value();
+        string = cand->get_string();
+      }
+  if (best < 0) return;
+  result->remove_any(isLong);
+  static constexpr Large ALL_RECORDS[] = {0, 0, DastInfoList::NONE};
+  auto cand = std::make_unique<TeraCand>(string, 3, ALL_RECORDS);
+  cand->add_state(TeraCand::FREQUENT);
+  result->add(best, cand.release());
+}
+
+}  // namespace
+
 int DastBaseField::resolve(TeraScanGraph* graph, DastQualityCache* qcache, Large offset) const {
   Resolver resolver(this, qcache, offset);
   for_each_edge(graph,
                 [&](auto* edge) { edge->replace_result(resolver.resolve(edge->get_result()).release()); });
   graph->set_resolved();
+  static const AceTraceFlag maxLength("MAX_INFO_LIST_LENGTH", __FILE__, __LINE__);
+  if (const int length = maxLength.get(); length > 0 && has_type(DastFieldFlags::IS_PARTIAL))
+    for_each_edge(graph, [&](auto* edge) { make_partial(edge->get_result(), static_cast<Large>(length)); });
   return 0;
 }
 

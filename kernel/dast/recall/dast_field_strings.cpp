@@ -10,6 +10,7 @@
 #include "dast/dast_base_field.h"
 #include "dast/dast_base_method.h"
 #include "dast/dast_info_list.h"
+#include "dast/dast_quality_cache.h"
 #include "dast/dast_string_storage.h"
 #include "tera/tera_alias_map.h"
 #include "tera/tera_result.h"
@@ -75,27 +76,41 @@ Large DastBaseField::get_base_ids(Large record, const Large** ids, AceAttach* at
   return copy_list(list, ids, at);
 }
 
-std::string DastBaseField::join_aliases(Large record, bool with_global, AceAttach* at) const {
-  const Large* ids = nullptr;
-  const Large count = get_base_ids(record, &ids, at);
-  std::string text;
-  const auto append = [&](Large id, bool is_first) {
-    const char* string = get_string_by_baseid(id, at);
-    if (!is_first) text += '|';
-    if (string != nullptr) text += string;
-  };
-  for (Large i = 0; i < count; ++i) append(ids[i], i == 0);
-  if (!with_global || reverseAliasMap == nullptr) return text;
-  for (Large i = 0; i < count; ++i) {
-    const IdList pairs = reverseAliasMap->get(ids[i]);
-    for (Large k = 0; k + 1 < pairs.count; k += 2)
-      if (pairs[k + 1] != ANTI_ALIAS) append(pairs[k], false);
+/// The values of a record that are shown, in their order.
+std::vector<Large> DastBaseField::choose_ids(std::span<const Large> ids, DastOptions::AliasDisplay display,
+                                             const DastQualityCache* quals) const {
+  using Options = DastOptions;
+  if (display == Options::ALL || display == Options::EVERYTHING) return {ids.begin(), ids.end()};
+  std::vector<Large> chosen;
+  if (quals != nullptr && (display == Options::BEST || display == Options::HIT))
+    for (const Large id : ids)
+      if (quals->lookup(id) != DastQualityCache::NONE) chosen.push_back(id);
+  const auto isWorse = [quals](Large a, Large b) { return quals->lookup(a) < quals->lookup(b); };
+  if (display == Options::BEST && !chosen.empty())
+    chosen = {*std::max_element(chosen.begin(), chosen.end(), isWorse)};
+  return chosen.empty() ? std::vector<Large>{ids[0]} : chosen;
+}
+
+/// The map leads from aliases to values; the way back is rarely asked for.
+std::span<const DastBaseField::GeneratedAlias> DastBaseField::get_generated_aliases(Large base_id) const {
+  if (artificialAlias == nullptr) return {};
+  const std::lock_guard<std::mutex> lock(generatedLock);
+  if (generatedAlias.empty()) {
+    for (Large alias = 0; alias < artificialAlias->get_num_keys(); ++alias) {
+      const IdList pairs = artificialAlias->get(alias);
+      for (Large i = 0; i + 1 < pairs.count; i += 2) generatedAlias.push_back({pairs[i], alias});
+    }
+    std::sort(generatedAlias.begin(), generatedAlias.end());
   }
-  return text;
+  const auto first =
+      std::lower_bound(generatedAlias.begin(), generatedAlias.end(), GeneratedAlias{base_id, 0});
+  const auto end = std::upper_bound(first, generatedAlias.end(), GeneratedAlias{base_id, NONE});
+  return {first, end};
 }
 
 const char* DastBaseField::get_string_by_recordid(Large record, Large* from, Large* to, AceAttach* at,
-                                                  DastOptions::AliasDisplay display) const {
+                                                  DastOptions::AliasDisplay display,
+                                                  const DastQualityCache* quals) const {
   const Large entry = get_entry_id_by_rec_id(record);
   if (record == 0 || entry == NONE || entry == 0 || entry >= numEntryIDs) return nullptr;
   Large first = record;
@@ -103,13 +118,37 @@ const char* DastBaseField::get_string_by_recordid(Large record, Large* from, Lar
   if (has_intervals() && infoMap->range(record, nullptr, &first, &end) < 0) return nullptr;
   if (from != nullptr) *from = first;
   if (to != nullptr) *to = end;
-  if (display == DastOptions::ALL || display == DastOptions::EVERYTHING) {
-    const std::string text = join_aliases(record, display == DastOptions::EVERYTHING, at);
-    return at->attach(text.c_str());
-  }
   const Large* ids = nullptr;
   const Large count = get_base_ids(record, &ids, at);
-  return count > 0 ? get_string_by_baseid(ids[0], at) : "";
+  if (count == 0) return "";
+  std::vector<Large> shown = choose_ids({ids, count}, display, quals);
+  if (display == DastOptions::EVERYTHING) add_aliases(&shown);
+  if (shown.size() == 1) {
+    const char* string = get_string_by_baseid(shown[0], at);
+    return string != nullptr ? string : "";
+  }
+  std::string text;
+  for (std::size_t i = 0; i < shown.size(); ++i) {
+    const char* string = get_string_by_baseid(shown[i], at);
+    text += (i > 0 ? "|" : "");
+    text += string != nullptr ? string : "";
+  }
+  return at->attach(text.c_str());
+}
+
+/// Adds the strings that lead to values in a query, each once.
+void DastBaseField::add_aliases(std::vector<Large>* ids) const {
+  const std::size_t numValues = ids->size();
+  const auto add = [ids](Large id) {
+    if (std::find(ids->begin(), ids->end(), id) == ids->end()) ids->push_back(id);
+  };
+  for (std::size_t i = 0; i < numValues; ++i) {
+    const Large value = (*ids)[i];
+    const IdList pairs = reverseAliasMap != nullptr ? reverseAliasMap->get(value) : IdList{};
+    for (Large k = 0; k + 1 < pairs.count; k += 2)
+      if (pairs[k + 1] != ANTI_ALIAS) add(pairs[k]);
+    for (const GeneratedAlias& pair : get_generated_aliases(value)) add(pair.alias);
+  }
 }
 
 // ---------------------------------------------------------------- ids and records of a string
