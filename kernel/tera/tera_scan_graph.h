@@ -200,8 +200,8 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
 
   /// Without nodes. `min` is raised to `LEAST_MIN_VALUE`; the three limits are those of the results made.
   TeraScanGraph(int options, const char* query, int min, int cands, int dist, int origin);
-  /// Of a single result, which is taken over: two nodes, at the ends of the query, and one edge. The query,
-  /// that of the result when it is null, is copied.
+  /// Of a single result, which is taken over unless this throws: two nodes, at the ends of the query, and one
+  /// edge. The query, that of the result when it is null, is copied.
   TeraScanGraph(TeraResult* result, const char* query, int origin);
   /// Options, query and limits of another graph, whose query must stay; with its nodes, but no edges, when
   /// `with_nodes` is set.

@@ -76,6 +76,21 @@ LoadedFile::LoadedFile(const char* filename, AceReporter* rep) {
   starts.push_back(size);
 }
 
+/// A section of the progress, which ends however its steps end.
+class ProgressSection {
+ public:
+  ProgressSection(AceReporter* rep, Huge size, const char* text) : itsRep(rep), itsText(text) {
+    itsRep->pstart(size, itsText);
+  }
+  ProgressSection(const ProgressSection&) = delete;
+  ProgressSection& operator=(const ProgressSection&) = delete;
+  ~ProgressSection() { itsRep->pstop(itsText); }
+
+ private:
+  AceReporter* itsRep;
+  const char* itsText;
+};
+
 }  // namespace
 
 /// What a build keeps from one pass to the next.
@@ -136,7 +151,7 @@ int DastBase::make_sorted(const char* const* files, int num_files, const char* c
 }
 
 int DastBase::build(RecordIterator* source, const char* copyname, const char* cache_dir, AceReporter* rep) {
-  rep->pstart(100, "MAKE");
+  const ProgressSection section(rep, 100, "MAKE");
   forget_records();
   int rc = -1;
   try {
@@ -147,11 +162,9 @@ int DastBase::build(RecordIterator* source, const char* copyname, const char* ca
     if (rc >= 0) rc = make_fields(&build, rep);
   } catch (...) {
     forget_records();
-    rep->pstop("MAKE");
     throw;
   }
   if (rc < 0) forget_records();
-  rep->pstop("MAKE");
   return rc < 0 ? -1 : 0;
 }
 
@@ -311,7 +324,7 @@ int DastBase::sort(const char* filename, const char* sort, const char* copyname,
 }
 
 int DastBase::write_sorted(const char* copyname, RecordIterator* source, AceReporter* rep) const {
-  rep->pstart(source->estimate_records(), "WRITE_SORTED");
+  const ProgressSection section(rep, source->estimate_records(), "WRITE_SORTED");
   AceFile copy_stream;
   if (copy_stream.build_atomic(copyname, AceReporter::null()) < 0) {
     rep->printf("Cannot write '%s'\n", copyname);
@@ -327,7 +340,6 @@ int DastBase::write_sorted(const char* copyname, RecordIterator* source, AceRepo
   }
   copy_stream.close();
   rep->printf("Wrote %i records to file '%s'\n", count, copyname);
-  rep->pstop("WRITE_SORTED");
   return 0;
 }
 
@@ -380,7 +392,9 @@ int DastBase::split(const char* filename, const char* dir, int num, AceReporter*
       throw AceException("File cannot be written", "'%s/%s'", dir, name);
   }
   for_each_record([&](int line, Large) {
-    AceFile& out = *files[fileOf[keys.find(chunk.get_field(line, field))]];
+    const Large key = keys.find(chunk.get_field(line, field));
+    if (key == ~Large{0}) throw AceException("Record file has changed", "'%s'", filename);
+    AceFile& out = *files[fileOf[key]];
     for (int i = 0; i < get_num_fields(); ++i) {
       const std::string_view value = chunk.get_field(line, i);
       out.write(static_cast<VInt>(value.size()), value.data(), 1);
@@ -410,7 +424,7 @@ int DastBase::make_access(int field, AceReporter* rep) {
 }
 
 int DastBase::make_all_access(AceReporter* rep) {
-  rep->pstart(100, "MAKE_ALL_ACCESS");
+  const ProgressSection section(rep, 100, "MAKE_ALL_ACCESS");
   rep->psect(95, "Making Methods");
   int rc = 0;
   for (int i = 0; rc >= 0 && i < get_num_fields(); ++i) {
@@ -422,7 +436,6 @@ int DastBase::make_all_access(AceReporter* rep) {
   }
   if (rc >= 0 && !detectorArray.empty() && rep->psect(5, "Making Detectors") < 0) rc = -1;
   for (int i = 0; rc >= 0 && i < get_num_detectors(); ++i) rc = make_detector(i, rep);
-  rep->pstop("MAKE_ALL_ACCESS");
   return rc;
 }
 

@@ -113,7 +113,8 @@ int DetectorResolve::resolve_edge(int from, const TeraScanGraph::Edge& edge) {
 /// Into an edge of the same span and field, if there is one.
 void DetectorResolve::add_edge(int field, int from, int to, std::unique_ptr<TeraResult> result) {
   if (result == nullptr || result->num_cands() == 0) return;
-  auto edge = std::make_unique<TeraScanGraph::Edge>(to, result.release(), field, 0, ANY_STATE);
+  auto edge = std::make_unique<TeraScanGraph::Edge>(to, nullptr, field, 0, ANY_STATE);
+  edge->replace_result(result.release());
   recallGraph->get_node(from)->add_and_dedup(edge.release());
 }
 

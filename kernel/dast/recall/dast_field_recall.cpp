@@ -91,7 +91,7 @@ TeraScanGraph* DastBaseField::multi_parts_scan(const std::vector<std::string>& p
     whole += (whole.empty() ? "" : "|") + part;
     const GraphRef graph(baseMethod->lookup(part.c_str(), call, rep));
     if (graph == nullptr) return nullptr;
-    results.emplace_back(graph->merge_to_result());
+    results.push_back(std::unique_ptr<TeraResult>(graph->merge_to_result()));
     if (results.back() != nullptr) found.push_back(results.back().get());
   }
   if (found.empty()) return nullptr;

@@ -207,7 +207,8 @@ TeraScanGraph* DimeRegexDetector::prepare_detect(const char* text, const std::ve
     if (edge == nullptr) {
       auto result = std::make_unique<TeraResult>(string.c_str(), 0, TeraResult::MAX_CANDS, PERFECT);
       result->set_resolved();
-      edge = new TeraScanGraph::Edge(to, result.release(), ANY_ORIGIN, 0, 0);
+      edge = new TeraScanGraph::Edge(to, nullptr, ANY_ORIGIN, 0, 0);
+      edge->replace_result(result.release());
       graph->get_node(from)->add(edge);
     }
     hit.source->add_candidates(string, edge->get_result());

@@ -138,14 +138,12 @@ TeraScanGraph::TeraScanGraph(TeraResult* result, const char* query, int origin)
       numCands(ALL_CANDS),
       maxDist(TeraResult::MAX_VALUE),
       defaultOriginId(origin) {
-  std::unique_ptr<TeraResult> held(result);
   if (origQuery == nullptr && result != nullptr) origQuery = result->get_string();
   origQuery = attach(origQuery);
   nodeArray[0].charPos = 0;
   nodeArray[1].charPos = origQuery != nullptr ? static_cast<int>(std::strlen(origQuery)) : 0;
   if (result != nullptr && result->is_resolved()) stateFlags |= RESOLVED;
-  nodeArray[0].add(new Edge(1, result, origin, 0, 0));
-  static_cast<void>(held.release());
+  nodeArray[0].add(new Edge(1, result, origin, 0, 0));  // last: until then the result is the caller's
 }
 
 TeraScanGraph::TeraScanGraph(const TeraScanGraph* other, bool with_nodes)
@@ -417,17 +415,17 @@ TeraQuery* TeraScanGraph::create_merged_query() const {
 }
 
 TeraResult* TeraScanGraph::merge_to_result() {
-  TeraResult* first = nullptr;
+  std::unique_ptr<TeraResult> first;
   std::vector<TeraResult*> others;
   for_each_edge([&](Edge* edge) {
     if (first == nullptr)
-      first = edge->detach_result();
+      first.reset(edge->detach_result());
     else if (edge->hitResult != nullptr)
       others.push_back(edge->hitResult);
   });
   if (first != nullptr && !others.empty())
     first->merge_by_string(static_cast<int>(others.size()), others.data());
-  return first;
+  return first.release();
 }
 
 int TeraScanGraph::merge_into_result(TeraResult* target) {

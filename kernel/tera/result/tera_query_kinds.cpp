@@ -129,14 +129,14 @@ bool MergeQuery::equals(const char* entry) const {
 TeraQuery* TeraQuery::create_merge_query(TeraQuery** queries, int num) {
   std::vector<TeraQueryRef> merged;
   for (int i = 0; i < num && queries != nullptr; ++i)
-    if (queries[i] != nullptr) merged.emplace_back(queries[i]->ref());
+    if (queries[i] != nullptr) merged.push_back(TeraQueryRef(queries[i]->ref()));
   return new MergeQuery(std::move(merged));
 }
 
 TeraQuery* TeraQuery::create_merge_query(int num, TeraResult** results, TeraQuery* first) {
   std::vector<TeraQueryRef> merged;
   const auto add = [&merged](TeraQuery* query) {
-    if (query != nullptr) merged.emplace_back(query->ref());
+    if (query != nullptr) merged.push_back(TeraQueryRef(query->ref()));
   };
   add(first);
   for (int i = 0; i < num && results != nullptr; ++i)
