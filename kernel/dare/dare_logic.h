@@ -82,6 +82,9 @@ class SORV_API DareLogicConfig {
   int parse(const char* logic, bool permissive, AceReporter* rep);
   void clear();
   void copy(const DareLogicConfig* other);
+  /// Replaces the tree by the AND of leaves with these names, which may hold any character; a name that comes
+  /// again is left out. Returns the number of leaves.
+  int make_and(int num, const char* const* names);
   /// Adds a child at the end and numbers the tree anew, unless the name is null: such children are numbered
   /// by the next call that names one. Null for a name that has an id.
   Node* add_child(Node* parent, const char* name);

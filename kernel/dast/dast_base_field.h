@@ -197,7 +197,7 @@ class SORV_API DastBaseField : public DastBaseFieldRecall {
   /// Turns the base ids of every result into entries. Returns 0 or -1.
   int resolve(TeraScanGraph* graph, DastQualityCache* qcache, Large offset) const;
   /// Single words of a text, resolved.
-  TeraScanGraph* detect_single(const char* text, DastOptions::Call call, AceReporter* rep) const;
+  TeraScanGraph* detect_single(const char* text, DastOptions::Call call, AceReporter* rep) const override;
   /// The entries of a base id. Returns their number; of one that stands for all records, {0, 0, ~0} as 3.
   Large get_entry_ids(Large base_id, const Large** entries, AceAttach* at) const;
 

@@ -109,6 +109,8 @@ class SORV_API DastBaseFieldRecall {
                                            AceReporter* rep) const = 0;
   /// What the method finds in a free text, resolved likewise.
   virtual TeraScanGraph* detect(const char* text, DastOptions::Call call, AceReporter* rep) const = 0;
+  /// The same for its single words.
+  virtual TeraScanGraph* detect_single(const char* text, DastOptions::Call call, AceReporter* rep) const = 0;
   /// A query object for stored strings; the caller has a reference. Null without method or query.
   virtual TeraQuery* eval(const char* query, DastOptions::Call call, int force_exact,
                           AceReporter* rep) const = 0;

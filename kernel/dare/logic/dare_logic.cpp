@@ -2,7 +2,9 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "ace/ace_error.h"
 #include "ace/ace_reporter.h"
@@ -74,6 +76,22 @@ void DareLogicConfig::copy(const DareLogicConfig* other) {
     if (parent == nullptr) rootNode = twin;
   }
   numNodes = other->numNodes;
+}
+
+int DareLogicConfig::make_and(int num, const char* const* names) {
+  clear();
+  rootNode = new_child(nullptr);
+  rootNode->nodeType = AND;
+  rootNode->fieldName = "root";
+  std::unordered_set<std::string_view> known;
+  for (int i = 0; i < num; ++i) {
+    if (!known.insert(names[i]).second) continue;
+    Node* child = new_child(rootNode);
+    child->nodeType = FIELD;
+    child->fieldName = memAt.attach(names[i]);
+  }
+  set_logic_id();
+  return rootNode->numChildren;
 }
 
 // ---------------------------------------------------------------- parsing

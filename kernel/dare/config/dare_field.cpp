@@ -1,0 +1,262 @@
+#include "dare/dare_field.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstring>
+
+#include "ace/ace_error.h"
+#include "ace/ace_reporter.h"
+#include "dare/dare_session_field.h"
+#include "dast/dast_base_field_recall.h"
+#include "dast/dast_field_flags.h"
+#include "tera/tera_result.h"
+
+namespace {
+
+constexpr int NUM_PESSIMISM = 128;
+
+struct PessimismTable {
+  PessimismTable() {
+    for (auto& value : values) value = DareField::DEFAULT_PESSIMISM;
+  }
+  std::array<std::atomic<int>, NUM_PESSIMISM> values;
+};
+
+std::array<std::atomic<int>, NUM_PESSIMISM>& pessimism_table() {
+  static PessimismTable table;
+  return table.values;
+}
+
+const std::shared_ptr<const TeraRescale>& identity() {
+  static const std::shared_ptr<const TeraRescale> shared = [] {
+    const TeraRescaleConfig plain;
+    return std::shared_ptr<const TeraRescale>(TeraRescale::create_rescale(&plain, 1));
+  }();
+  return shared;
+}
+
+}  // namespace
+
+DareField::DareField(int base_field, const DastBaseFieldRecall* field, const DareSessionFieldConfig* config)
+    : bfieldID(base_field), bField(field), sessionFieldConfig(config), rescaleShape(identity()) {
+  rescaleConfig.set_threshold(190);
+}
+
+DareField::~DareField() {
+  clear_query();
+}
+
+std::unique_ptr<DareField> DareField::copy_config(const DareSessionFieldConfig* config) const {
+  auto copy = std::make_unique<DareField>(bfieldID, bField, config);
+  copy->rescaleConfig.copy(&rescaleConfig);
+  copy->rescaleShape = rescaleShape;
+  copy->emptyQual = emptyQual;
+  copy->fieldWeight = fieldWeight;
+  return copy;
+}
+
+std::unique_ptr<DareField> DareField::clone() const {
+  auto copy = copy_config(sessionFieldConfig);
+  copy->queryText = queryText;
+  copy->queryCall = queryCall;
+  copy->isExact = isExact;
+  copy->fieldGraph = fieldGraph;
+  if (fieldGraph != nullptr) fieldGraph->incr_ref();
+  if (singleCompare != nullptr)
+    copy->singleCompare = bField->eval(queryText.c_str(), queryCall, isExact ? 1 : 0, AceReporter::null());
+  copy->qualCache = qualCache;
+  copy->rawBase = rawBase;
+  copy->baseValue = baseValue;
+  copy->inhibitEval = inhibitEval;
+  copy->logicId = logicId;
+  return copy;
+}
+
+void DareField::merge_eval(const DareField* other) {
+  reevalCount += other->reevalCount;
+  cacheMisses += other->cacheMisses;
+  learntCache.merge(other->learntCache);
+}
+
+// ---------------------------------------------------------------- configuration
+
+void DareField::set_base_field(int base_field, const DastBaseFieldRecall* field) {
+  bfieldID = base_field;
+  bField = field;
+}
+
+void DareField::build_rescale() {
+  if (rescaleConfig.get_shape() == RescaleShape::IDENTITY && rescaleConfig.get_penalty() == 0) {
+    rescaleShape = identity();
+    return;
+  }
+  rescaleShape.reset(TeraRescale::create_rescale(&rescaleConfig, 0));
+  if (rescaleShape != nullptr) return;
+  rescaleConfig.set_shape_name("IDENTITY");
+  rescaleShape = identity();
+}
+
+int DareField::set_shape(const char* name) {
+  const int status = rescaleConfig.set_shape_name(name);
+  build_rescale();
+  return status;
+}
+
+int DareField::set_custom_shape(const char* text) {
+  if (rescaleConfig.parse_custom_shape(text) < 0) return -1;
+  build_rescale();
+  return 0;
+}
+
+void DareField::set_rescale(int threshold) {
+  rescaleConfig.set_threshold(threshold);
+  build_rescale();
+}
+
+void DareField::set_penalty(int penalty) {
+  rescaleConfig.set_penalty(penalty);
+  build_rescale();
+}
+
+bool DareField::is_filter() const {
+  const RescaleShape shape = rescaleShape->get_type();
+  return shape == RescaleShape::FILTER || shape == RescaleShape::NOT;
+}
+
+void DareField::set_empty_qual(int quality) {
+  if (quality >= 1 && quality <= 255) emptyQual = static_cast<Little>(quality);
+}
+
+int DareField::set_field_pessimism(int index, int value) {
+  if (value < 0 || value > 100) {
+    AceReporter::use_default()->printf("Pessimism %i is not within valid range 0 <= pessimism <= 100", value);
+    return -1;
+  }
+  if (index < 0 || index >= NUM_PESSIMISM) return -1;
+  pessimism_table()[static_cast<std::size_t>(index)] = value;
+  return 0;
+}
+
+int DareField::get_field_pessimism(int index) {
+  return index >= 0 && index < NUM_PESSIMISM ? pessimism_table()[static_cast<std::size_t>(index)].load()
+                                             : DEFAULT_PESSIMISM;
+}
+
+// ---------------------------------------------------------------- a query
+
+int DareField::recall(const char* query, DastOptions::Call call, bool force_exact, bool primary,
+                      AceReporter* rep) {
+  clear_query();
+  queryText = query;
+  queryCall = call;
+  isExact = force_exact;
+  const int exact = force_exact ? 1 : 0;
+  singleCompare = bField->eval(query, call, exact, rep);
+  if (!primary) return 0;
+  qualCache = std::make_shared<DastQualityCache>();
+  fieldGraph = bField->full_scan_resolve(call, query, qualCache.get(), emptyQual, exact, rep);
+  if (fieldGraph == nullptr) return bField->has_data_loaded() ? -1 : 0;
+  find_bound(call);
+  return 0;
+}
+
+void DareField::set_graph(TeraScanGraph* graph) {
+  clear_query();
+  fieldGraph = graph;
+  if (graph != nullptr) find_bound(DastOptions::APPROX);
+}
+
+TeraScanGraph* DareField::detach_graph() {
+  TeraScanGraph* const graph = fieldGraph;
+  fieldGraph = nullptr;
+  return graph;
+}
+
+/// What a graph leaves out is below the minimum of its results, or what they say they had to leave out;
+/// values that are not indexed may be anything.
+void DareField::find_bound(DastOptions::Call call) {
+  rawBase = 0;
+  for (int node = 0; call != DastOptions::EXACT && node < fieldGraph->get_num_nodes(); ++node)
+    for (const auto* edge = fieldGraph->get_node(node)->get_first_edge(); edge != nullptr;
+         edge = edge->get_next()) {
+      const TeraResult* const result = edge->get_result();
+      if (result != nullptr)
+        rawBase = std::max(
+            {rawBase, result->next_value(), result->get_min_value() - 1, result->get_best_frequent()});
+    }
+  if (isExact) rawBase = 0;
+  const bool isPartial = bField != nullptr && (bField->get_type() & DastFieldFlags::IS_PARTIAL) != 0;
+  rawBase = isPartial ? 255 : std::min(rawBase, 255);
+  baseValue = emptyQual > 0 ? reshape(emptyQual) : EXCLUDED;
+  for (int quality = 0; quality <= rawBase; ++quality) baseValue = std::max(baseValue, reshape(quality));
+}
+
+void DareField::clear_query() {
+  if (fieldGraph != nullptr) fieldGraph->decr_ref();
+  if (singleCompare != nullptr) singleCompare->unref();
+  fieldGraph = nullptr;
+  singleCompare = nullptr;
+  qualCache.reset();
+  learntCache = DastQualityCache();
+  queryText.clear();
+  queryCall = DastOptions::NOOP;
+  rawBase = baseValue = -1;
+  reevalCount = cacheMisses = 0;
+  cachedBegin = cachedEnd = 0;
+}
+
+int DareField::get_best_quality() const {
+  int best = 0;
+  for_each_cand([&best](int quality, const TeraCand*) { best = std::max(best, quality); });
+  return best;
+}
+
+bool DareField::is_query_empty() const {
+  return singleCompare != nullptr && singleCompare->is_empty() != 0;
+}
+
+int DareField::reshape(int quality) const {
+  return rescaleShape->rescale(std::clamp(quality, 0, 255));
+}
+
+int DareField::value_quality(Large base_id, bool cache_only) {
+  const int known = qualCache != nullptr ? qualCache->lookup(base_id) : DastQualityCache::NONE;
+  if (known >= 0) return known;
+  if (const int learnt = learntCache.lookup(base_id); learnt >= 0 || cache_only) return learnt;
+  ++cacheMisses;
+  if (singleCompare == nullptr) return -1;
+  AceAttach at;
+  const char* const value = bField->get_string_by_baseid(base_id, &at);
+  const int quality = value != nullptr ? std::max(singleCompare->compare(value), 0) : 0;
+  learntCache.insert(base_id, quality, quality);
+  return quality;
+}
+
+int DareField::record_quality(Large record, bool cache_only) {
+  ++reevalCount;
+  if (bField == nullptr) return -1;
+  AceAttach at;
+  const Large* ids = nullptr;
+  const Large count = bField->get_base_ids(record, &ids, &at);
+  int best = -1;
+  for (Large i = 0; i < count; ++i)
+    best =
+        std::max(best, ids[i] == 0 ? std::max<int>(emptyQual, qualCache != nullptr ? qualCache->lookup(0) : 0)
+                                   : value_quality(ids[i], cache_only));
+  return count == 0 ? emptyQual : best;
+}
+
+const char* DareField::string_cache(Large record, DastOptions::AliasDisplay display) {
+  if (record >= cachedBegin && record < cachedEnd && display == cachedDisplay) return cachedString;
+  cacheAt.release();
+  cachedDisplay = display;
+  cachedString = bField != nullptr
+                     ? bField->get_string_by_recordid(record, &cachedBegin, &cachedEnd, &cacheAt, display)
+                     : nullptr;
+  if (bField == nullptr || cachedString == nullptr) {
+    cachedBegin = record;
+    cachedEnd = record + 1;
+  }
+  return cachedString;
+}
