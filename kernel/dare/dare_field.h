@@ -27,6 +27,7 @@
 class AceReporter;
 class DastBaseFieldRecall;
 struct DareSessionFieldConfig;
+enum class ReevalMode : int;
 
 class SORV_API DareField {
  public:
@@ -51,6 +52,10 @@ class SORV_API DareField {
 
   void set_base_field(int base_field, const DastBaseFieldRecall* field);
   int get_base_id() const { return bfieldID; }
+  /// Of the session field.
+  int get_array_id() const;
+  ReevalMode get_reeval_mode() const;
+  DastOptions::AliasDisplay get_display() const;
   const DastBaseFieldRecall* get_base_field() const { return bField; }
   TeraRescaleConfig* get_rescale_config() { return &rescaleConfig; }
   const TeraRescaleConfig* get_rescale_config() const { return &rescaleConfig; }

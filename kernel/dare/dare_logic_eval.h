@@ -121,6 +121,9 @@ class SORV_API DareLogicEval {
   /// Resets the fields that are always re-evaluated, and sets the marker.
   void reset_secondary_only(int* values) const;
   int get_total_value(const int* values) const { return values[0]; }
+  /// Sets all inner nodes from fields whose slots the caller has filled with exact values: none of them is
+  /// told apart from its base value. Returns the total.
+  int evaluate(int* values) const;
   /// 0 for an id without slot.
   int get_val_by_logic_id(const int* values, int logic_id) const;
   bool slot_is_set(int slot, const int* values) const { return values[slot] != get_slot(slot).baseValue; }

@@ -79,6 +79,18 @@ void DareField::merge_eval(const DareField* other) {
   learntCache.merge(other->learntCache);
 }
 
+int DareField::get_array_id() const {
+  return sessionFieldConfig->arrayId;
+}
+
+ReevalMode DareField::get_reeval_mode() const {
+  return sessionFieldConfig->reevalMode;
+}
+
+DastOptions::AliasDisplay DareField::get_display() const {
+  return sessionFieldConfig->aliasDisplay;
+}
+
 // ---------------------------------------------------------------- configuration
 
 void DareField::set_base_field(int base_field, const DastBaseFieldRecall* field) {

@@ -102,6 +102,12 @@ int DareLogicEval::computed_value(const int* values, int slot) const {
   }
 }
 
+int DareLogicEval::evaluate(int* values) const {
+  for (int slot = numSlots - 1; slot >= 0; --slot)  // children lie behind their parents
+    if (get_slot(slot).nodeType != Config::FIELD) values[slot] = computed_value(values, slot);
+  return numSlots > 0 ? values[0] : 0;
+}
+
 // ---------------------------------------------------------------- updates of one record
 
 void DareLogicEval::init_slots(int* values) const {

@@ -1,0 +1,240 @@
+// From the hits of the fields to bounds of records.
+#include <algorithm>
+#include <cstring>
+
+#include "ace/ace_time_analysis.h"
+#include "ace/ace_tracer.h"
+#include "dast/dast_base_field_recall.h"
+#include "dast/dast_info_list.h"
+#include "tera/tera_cand.h"
+
+#include "dare/evaluate/dare_evaluate_internal.h"
+
+namespace {
+
+struct RatedCand {
+  int quality;
+  const TeraCand* cand;
+};
+
+}  // namespace
+
+/// Notes the hits of all fields in a table, and puts the records into the heap by their bounds.
+class DareEvaluate::Collector {
+ public:
+  Collector(DareEvaluate* evaluate, EvalData* part, int start_threshold)
+      : itsEvaluate(evaluate), itsPart(part), startThreshold(start_threshold) {
+    int columns = 0;
+    for (const EvalField& field : evaluate->evalFields) columns += field.column >= 0 ? 1 : 0;
+    table->init(part->fromRecord, part->toRecord, columns);
+    if (evaluate->contextList != nullptr) allow_context();
+  }
+
+  void push_hitlist(const EvalField& field, const DareField* graph, bool is_essential);
+  void collect();
+
+ private:
+  using Word = DareHitTable::Word;
+
+  void allow_context();
+  void push_candidate(const DastBaseFieldRecall* field, const RatedCand& rated, bool is_essential);
+  template <bool adds, bool limited>
+  void push_list(const DastInfoList& list, Word quality);
+  template <bool adds, bool limited>
+  void push_range(Large from, Large to, Word quality);
+  int state_of(const Word* words);
+  int add_state(const Word* words);
+
+  DareEvaluate* itsEvaluate;
+  EvalData* itsPart;
+  int startThreshold;
+  HitTableRef table;
+  AceAttach listAt;
+  int word = 0;
+  int shift = 0;
+
+  // States by signature: open addressing, -1 for free places.
+  std::vector<Word> signatures;
+  std::vector<int> stateIds;
+  std::vector<int> stateBuckets;  // by state; -1: below the threshold
+  std::vector<int> table_places = std::vector<int>(256, -1);
+};
+
+void DareEvaluate::Collector::allow_context() {
+  table->restrict_records();
+  DastInfoList list(*itsEvaluate->contextList);
+  list.ensure_no_reference(&listAt);
+  const auto infos = list.get_infos();
+  if (list.get_type() == DastInfoList::FROM_TO) {
+    for (std::size_t i = 0; i + 1 < infos.size(); i += 2) table->allow(infos[i], infos[i + 1]);
+  } else {
+    for (const Large record : infos)
+      if (record >= table->get_first() && record < table->get_end()) table->allow(record, record + 1);
+  }
+}
+
+template <bool adds, bool limited>
+void DareEvaluate::Collector::push_range(Large from, Large to, Word quality) {
+  for (Large record = std::max(from, table->get_first()); record < std::min(to, table->get_end()); ++record)
+    table->hit<adds, limited>(record, word, shift, quality);
+}
+
+template <bool adds, bool limited>
+void DareEvaluate::Collector::push_list(const DastInfoList& list, Word quality) {
+  const auto infos = list.get_infos();
+  const Large* const refs = list.get_refs();
+  switch (list.get_type()) {
+    case DastInfoList::SINGLE: {
+      const auto begin = std::lower_bound(infos.begin(), infos.end(), table->get_first());
+      const auto end = std::lower_bound(begin, infos.end(), table->get_end());
+      for (auto info = begin; info != end; ++info) table->hit<adds, limited>(*info, word, shift, quality);
+      break;
+    }
+    case DastInfoList::FROM_TO:
+      for (std::size_t i = 0; i + 1 < infos.size(); i += 2)
+        push_range<adds, limited>(infos[i], infos[i + 1], quality);
+      break;
+    case DastInfoList::REFERENCE:
+      for (const Large entry : infos) push_range<adds, limited>(refs[entry], refs[entry + 1], quality);
+      break;
+    case DastInfoList::NOT_USED:
+      break;
+  }
+}
+
+void DareEvaluate::Collector::push_candidate(const DastBaseFieldRecall* field, const RatedCand& rated,
+                                             bool is_essential) {
+  if (rated.cand->get_num_infos() == 0) return;
+  DastInfoList list;
+  if (field != nullptr && field->has_intervals()) {
+    list = *field->get_info_list(rated.cand, &listAt);
+  } else {
+    list = DastInfoList(rated.cand);
+    if (rated.cand->get_shift() != 0) list.apply_offset(rated.cand->get_shift(), &listAt);
+  }
+  const auto quality = static_cast<Word>(std::clamp(rated.quality, 1, 255));
+  if (is_essential)
+    table->is_limited() ? push_list<true, true>(list, quality) : push_list<true, false>(list, quality);
+  else
+    push_list<false, false>(list, quality);
+}
+
+/// The hits of a field, best quality first, so that the best of a record stays.
+void DareEvaluate::Collector::push_hitlist(const EvalField& field, const DareField* graph,
+                                           bool is_essential) {
+  if (field.column < 0) return;
+  word = field.column / DareHitTable::COLUMNS_PER_WORD;
+  shift = field.column % DareHitTable::COLUMNS_PER_WORD * 8;
+  std::vector<RatedCand> cands;
+  graph->for_each_cand([&](int quality, const TeraCand* cand) { cands.push_back({quality, cand}); });
+  std::stable_sort(cands.begin(), cands.end(),
+                   [](const auto& a, const auto& b) { return a.quality > b.quality; });
+  for (const RatedCand& rated : cands) {
+    if (itsEvaluate->shared->is_over(&itsPart->steps)) return;
+    push_candidate(graph->get_base_field(), rated, is_essential);
+  }
+}
+
+/// What records of a signature are worth at most.
+int DareEvaluate::Collector::add_state(const Word* words) {
+  const DareLogicEval& logic = itsEvaluate->boundLogic;
+  std::vector<int>& values = itsPart->working;
+  logic.init_slots(values.data());
+  for (const EvalField& field : itsEvaluate->evalFields) {
+    if (field.column < 0) continue;
+    const Word quality = words[field.column / DareHitTable::COLUMNS_PER_WORD] >>
+                             (field.column % DareHitTable::COLUMNS_PER_WORD * 8) &
+                         0xFF;
+    if (quality > 0) logic.update_leaf(values.data(), field.logicId, field.values[quality]);
+  }
+  const int total = logic.get_total_value(values.data());
+  const int state = itsPart->heap.add_state(values.data());
+  const int bucket = total / (2 * itsEvaluate->totalWeight);
+  stateBuckets.push_back(total < startThreshold ? -1 : std::min(bucket, 255));
+  return state;
+}
+
+int DareEvaluate::Collector::state_of(const Word* words) {
+  const auto num_words = static_cast<std::size_t>(table->get_num_words());
+  Word hash = 0;
+  for (std::size_t i = 0; i < num_words; ++i) hash = (hash ^ words[i]) * 0x9E3779B97F4A7C15U;
+  hash ^= hash >> 32;
+  for (;; ++hash) {
+    int& place = table_places[hash & (table_places.size() - 1)];
+    if (place < 0) {
+      place = static_cast<int>(stateIds.size());
+      signatures.insert(signatures.end(), words, words + num_words);
+      stateIds.push_back(add_state(words));
+      const int state = place;
+      if (stateIds.size() * 2 > table_places.size()) {
+        std::vector<int> larger(table_places.size() * 4, -1);
+        for (std::size_t id = 0; id < stateIds.size(); ++id) {
+          Word again = 0;
+          for (std::size_t i = 0; i < num_words; ++i)
+            again = (again ^ signatures[id * num_words + i]) * 0x9E3779B97F4A7C15U;
+          again ^= again >> 32;
+          while (larger[again & (larger.size() - 1)] >= 0) ++again;
+          larger[again & (larger.size() - 1)] = static_cast<int>(id);
+        }
+        table_places = std::move(larger);
+      }
+      return state;
+    }
+    if (std::equal(words, words + num_words, &signatures[static_cast<std::size_t>(place) * num_words]))
+      return place;
+  }
+}
+
+void DareEvaluate::Collector::collect() {
+  for (const Large record : table->get_hits()) {
+    const int state = state_of(table->get_words(record));
+    const int bucket = stateBuckets[static_cast<std::size_t>(state)];
+    if (bucket >= 0) itsPart->heap.add(bucket, {record, stateIds[static_cast<std::size_t>(state)]});
+  }
+}
+
+/// Fields that may bring a record to the threshold on their own: of those with the most hits as many as
+/// possible may not.
+std::vector<int> DareEvaluate::essential_fields(int threshold) const {
+  std::vector<std::pair<VInt, int>> by_cost;
+  for (std::size_t i = 0; i < evalFields.size(); ++i) {
+    if (evalFields[i].column < 0) continue;
+    VInt hits = 0;
+    evalFields[i].field->for_each_cand([&hits](int, const TeraCand* cand) { hits += cand->get_num_infos(); });
+    by_cost.emplace_back(-hits, static_cast<int>(i));
+  }
+  std::sort(by_cost.begin(), by_cost.end());
+  std::vector<int> values(static_cast<std::size_t>(boundLogic.get_num_values()));
+  boundLogic.init_slots(values.data());
+  std::vector<int> essential;
+  for (const auto& [cost, index] : by_cost) {
+    const EvalField& eval = evalFields[static_cast<std::size_t>(index)];
+    const std::vector<int> before = values;
+    boundLogic.update_leaf(values.data(), eval.logicId,
+                           *std::max_element(eval.values.begin(), eval.values.end()));
+    if (boundLogic.get_total_value(values.data()) < threshold) continue;
+    values = before;
+    essential.push_back(index);
+  }
+  return essential;
+}
+
+int DareEvaluate::push_and_collect(EvalData* part) {
+  const AceTimeSection section("PUSH_COLLECT");
+  // Doubled; a record of which nothing is known is no answer, however good it may be.
+  const int cur_threshold = shared->answers.get_minimum() * totalWeight * 2;
+  boundLogic.init_slots(part->working.data());
+  const int nothing = boundLogic.get_total_value(part->working.data());
+  const int threshold = nothing >= cur_threshold ? nothing + 1 : cur_threshold;
+  Collector collector(this, part, threshold);
+  const std::vector<int> essential = essential_fields(threshold);
+  const auto push = [&](int index, bool is_essential) {
+    const EvalField& eval = evalFields[static_cast<std::size_t>(index)];
+    collector.push_hitlist(eval, part->fields[static_cast<std::size_t>(index)], is_essential);
+  };
+  for (const int index : essential) push(index, true);
+  for (int i = 0; i < static_cast<int>(evalFields.size()); ++i)
+    if (std::find(essential.begin(), essential.end(), i) == essential.end()) push(i, false);
+  collector.collect();
+  return 0;
+}

@@ -1,0 +1,213 @@
+// Preparation, the driver and the end; see dare_collect.cpp and dare_refine.cpp.
+#include "dare/dare_evaluate.h"
+
+#include <algorithm>
+#include <future>
+#include <string>
+#include <unordered_set>
+
+#include "ace/ace_reporter.h"
+#include "ace/ace_thread.h"
+#include "ace/ace_time_analysis.h"
+#include "ace/ace_tracer.h"
+#include "dare/dare_session_field.h"
+#include "dast/dast_base_field_recall.h"
+#include "dast/dast_base_recall.h"
+#include "dast/dast_parallel_resource.h"
+#include "tera/tera_result.h"
+
+#include "dare/evaluate/dare_evaluate_internal.h"
+
+namespace {
+
+constexpr int PERFECT = 255;
+
+}  // namespace
+
+DareEvaluate::DareEvaluate(TeraResult* result, int num_fields, DareField** fields,
+                           const DareLogicConfig* logic, int has_abstraction, const DastInfoList* context,
+                           GrandMask filters, bool represent_hits)
+    : finalResult(result),
+      numFields(num_fields),
+      dareFields(fields),
+      logicConfig(logic),
+      hasAbstraction(has_abstraction != 0),
+      contextList(context),
+      filterFields(filters),
+      representHits(represent_hits) {}
+
+DareEvaluate::~DareEvaluate() = default;
+
+void DareEvaluate::init_parallel_parts(const DastBaseRecall* base) {
+  // Each part collects for itself, so there are no more of them than both steps may have.
+  const int parts = std::max(1, std::min(DastParallelResource::get_multifield_eval_parts(),
+                                         DastParallelResource::get_multifield_collect_parts()));
+  partOffsets.resize(static_cast<std::size_t>(parts) + 1);
+  base->get_record_ranges(parts, partOffsets.data());
+}
+
+bool DareEvaluate::is_broken() const {
+  return shared != nullptr && shared->isBroken;
+}
+
+bool DareEvaluate::Shared::check_time() {
+  if (isEndless || evalTimer.get_sec() < runLimit) return isBroken;
+  if (!isBroken.exchange(true))
+    AceReporter::use_default()->ev_wprintf("Breaking evaluation of query. Time limit has been reached.");
+  return true;
+}
+
+// ---------------------------------------------------------------- preparation
+
+void DareEvaluate::prepare_field(int index) {
+  DareField* const field = dareFields[index];
+  if (field == nullptr || field->inhibitEval || field->logicId < 0 ||
+      field->logicId >= DareLogicConfig::MAX_NODES || field->get_weight() <= 0)
+    return;
+  const bool hasGraph = field->get_graph() != nullptr;
+  if (!hasGraph && !field->has_compare()) return;
+  EvalField eval;
+  eval.field = field;
+  eval.arrayId = field->get_array_id();
+  eval.logicId = field->logicId;
+  eval.weight = field->get_weight();
+  const ReevalMode mode = field->get_reeval_mode();
+  eval.isPrimaryOnly = mode == ReevalMode::PRIMARY_ONLY || !field->has_compare();
+  eval.isCacheReevalOnly = mode == ReevalMode::CACHED;
+  eval.isSecondary = !hasGraph;
+  eval.isFilter = index < 128 && (filterFields >> index & 1) != 0;
+  evalFields.push_back(eval);
+}
+
+int DareEvaluate::prepare() {
+  const AceTimeSection section("PREPARE_EVALUATION");
+  for (int i = 0; i < numFields; ++i) prepare_field(i);
+  int columns = 0;
+  for (EvalField& eval : evalFields) {
+    totalWeight += eval.weight;  // for what a miss is worth; the logic says what counts
+    if (!eval.isSecondary) eval.column = columns++;
+  }
+  const int excluded = -2 * PERFECT * totalWeight - 1;
+  for (EvalField& eval : evalFields) {
+    const auto value_of = [&](int reshaped) {
+      return reshaped < 0 || (eval.isFilter && reshaped < 1) ? excluded : 2 * reshaped * eval.weight;
+    };
+    for (int quality = 0; quality <= PERFECT; ++quality)
+      eval.values[static_cast<std::size_t>(quality)] = value_of(eval.field->reshape(quality));
+    eval.primaryOnlyValue = eval.values[0];
+    const int bound = eval.isSecondary     ? value_of(finalResult->get_min_value())
+                      : eval.isPrimaryOnly ? eval.primaryOnlyValue
+                                           : value_of(eval.field->get_base_value());
+    eval.baseValue = bound + (bound % 2 == 0 ? 1 : 0);  // odd, as no exact value is
+    if (bound == excluded) eval.baseValue = excluded - 2;
+  }
+  return static_cast<int>(evalFields.size());
+}
+
+void DareEvaluate::optimize_logic() {
+  GrandMask used = 0;
+  for (const EvalField& eval : evalFields) used |= GrandMask{1} << eval.logicId;
+  boundLogic.build(logicConfig, used);
+  evalLogic.build(logicConfig, used);
+  logicToField.assign(DareLogicConfig::MAX_NODES, -1);
+  for (std::size_t i = 0; i < evalFields.size(); ++i) {
+    const EvalField& eval = evalFields[i];
+    DareLogicEval::FieldFlags flags;
+    flags.hasQuery = true;
+    flags.isSecondary = eval.isSecondary;
+    flags.canCacheReeval = eval.isCacheReevalOnly || eval.isPrimaryOnly;
+    flags.canArrayReeval = true;
+    flags.hasResult = !eval.isSecondary;
+    boundLogic.init_slot(eval.logicId, eval.baseValue, 2 * eval.weight, flags);
+    evalLogic.init_slot(eval.logicId, 0, eval.weight, flags);
+    logicToField[static_cast<std::size_t>(eval.logicId)] = static_cast<int>(i);
+  }
+  int doubled = 0;
+  totalWeight = 0;
+  boundLogic.calc_node_weights(&doubled);
+  evalLogic.calc_node_weights(&totalWeight);
+  boundLogic.compute_reeval_order();
+}
+
+// ---------------------------------------------------------------- the driver
+
+int DareEvaluate::do_evaluation(double run_limit) {
+  const AceTimeSection section("MULTI_FIELD_EVALUATION");
+  if (partOffsets.size() < 2) return -1;
+  shared = std::make_unique<Shared>(finalResult->get_min_value(), finalResult->get_max_dist(),
+                                    finalResult->get_num_cands(), !hasAbstraction, run_limit);
+  static const AceTraceFlag infinite("INFINITE_REFINEMENT", __FILE__, __LINE__);
+  shared->isEndless = infinite.get() != 0;
+  if (prepare() == 0) return 0;
+  optimize_logic();
+  if (evalLogic.get_num_slots() == 0 || totalWeight <= 0) return 0;
+  const auto numParts = static_cast<int>(partOffsets.size()) - 1;
+  std::vector<std::unique_ptr<EvalData>> parts;
+  for (int i = 0; i < numParts; ++i) {
+    parts.push_back(std::make_unique<EvalData>(boundLogic.get_num_values(), evalLogic.get_num_values()));
+    EvalData& part = *parts.back();
+    part.partIndex = i;
+    part.fromRecord = std::max<Large>(partOffsets[static_cast<std::size_t>(i)], 1);  // record 0 is none
+    part.toRecord = std::max(partOffsets[static_cast<std::size_t>(i) + 1], part.fromRecord);
+    for (const EvalField& eval : evalFields) {
+      if (i > 0) part.clones.push_back(eval.field->clone());
+      part.fields.push_back(i > 0 ? part.clones.back().get() : eval.field);
+    }
+  }
+  std::vector<std::future<int>> tasks;
+  for (int i = 1; i < numParts; ++i)
+    tasks.push_back(std::async(std::launch::async, [this, part = parts[static_cast<std::size_t>(i)].get()] {
+      const AceThreadSafe registered;
+      return run_part(part);
+    }));
+  run_part(parts[0].get());
+  for (auto& task : tasks) task.get();
+  for (const auto& part : parts) {
+    numIterations += part->numIterations;
+    for (std::size_t i = 0; i < part->clones.size(); ++i)
+      evalFields[i].field->merge_eval(part->clones[i].get());
+  }
+  finish_evaluation();
+  return 0;
+}
+
+int DareEvaluate::run_part(EvalData* part) {
+  push_and_collect(part);
+  evaluate_intervals(part);
+  return 0;
+}
+
+// ---------------------------------------------------------------- the end
+
+void DareEvaluate::finish_evaluation() {
+  const AceTimeSection section("FINISH_EVALUATION");
+  if (representHits || hasAbstraction) return add_represented();
+  for (int quality = PERFECT; quality >= shared->answers.get_minimum() && quality >= 0; --quality) {
+    const std::vector<Large>& records = shared->answers.get_records(quality);
+    if (records.empty()) continue;
+    Large* copy = nullptr;
+    finalResult->malloc(copy, static_cast<long>(records.size()));
+    std::copy(records.begin(), records.end(), copy);
+    const char* const label = finalResult->attach(std::to_string(quality).c_str());
+    finalResult->add(quality, new TeraCand(label, static_cast<Large>(records.size()), copy));
+  }
+}
+
+/// A candidate for each record, with what the fields show of it; with abstraction for each such string, the
+/// best and then the lowest record.
+void DareEvaluate::add_represented() {
+  std::unordered_set<std::string> seen;
+  for (int quality = PERFECT; quality >= shared->answers.get_minimum() && quality >= 0; --quality)
+    for (const Large record : shared->answers.get_records(quality)) {
+      std::string shown;
+      for (int i = 0; representHits && i < numFields; ++i) {
+        if (dareFields[i] == nullptr) continue;
+        const char* const text = dareFields[i]->string_cache(record, dareFields[i]->get_display());
+        if (!shown.empty()) shown += fieldSep;
+        shown += text != nullptr ? text : "";
+      }
+      if (hasAbstraction && !seen.insert(shown).second) continue;
+      if (!finalResult->accept(quality)) return;
+      finalResult->add(quality, new TeraCand(finalResult->attach(shown.c_str()), record));
+    }
+}

@@ -1,0 +1,59 @@
+// From bounds of records to their qualities, the most promising first.
+#include <algorithm>
+
+#include "ace/ace_time_analysis.h"
+
+#include "dare/evaluate/dare_evaluate_internal.h"
+
+void DareEvaluate::evaluate_intervals(EvalData* part) {
+  const AceTimeSection section("EVALUATE_INTERVALS");
+  for (int bucket = QualCandCollector::NUM_QUALITIES - 1; bucket >= shared->answers.get_minimum(); --bucket) {
+    // What is put back comes into a bucket below.
+    for (const HitSlotsHeap::Element& element : part->heap.get_bucket(bucket)) {
+      if (shared->is_over(&part->steps)) return;
+      if (bucket < shared->answers.get_minimum()) return;
+      simple_reeval(part, element.record, element.state, bucket);
+    }
+    part->heap.get_bucket(bucket) = {};
+  }
+}
+
+/// The doubled value of a field on a record.
+int DareEvaluate::reeval_value(EvalData* part, const EvalField& eval, Large record) const {
+  if (eval.isPrimaryOnly) return eval.primaryOnlyValue;
+  const auto index = static_cast<std::size_t>(&eval - evalFields.data());
+  const int quality = part->fields[index]->record_quality(record, eval.isCacheReevalOnly);
+  return quality < 0 ? eval.primaryOnlyValue : eval.values[static_cast<std::size_t>(std::min(quality, 255))];
+}
+
+/// The quality of a record of which all fields are known.
+int DareEvaluate::final_quality(EvalData* part) const {
+  for (const EvalField& eval : evalFields) {
+    const int slot = evalLogic.get_slot_of(eval.logicId);
+    part->exact[static_cast<std::size_t>(slot)] =
+        part->working[static_cast<std::size_t>(boundLogic.get_slot_of(eval.logicId))] / 2;
+  }
+  const int total = evalLogic.evaluate(part->exact.data());
+  return total < 0 ? -1 : std::min(total / totalWeight, 255);
+}
+
+void DareEvaluate::simple_reeval(EvalData* part, Large record, int state, int bucket) {
+  const int* const known = part->heap.get_slots(state);
+  std::copy(known, known + boundLogic.get_num_values(), part->working.begin());
+  int* const values = part->working.data();
+  ++part->numIterations;
+  for (int lid = boundLogic.choose_reeval_field(values); lid >= 0;
+       lid = boundLogic.choose_reeval_field(values)) {
+    const EvalField& eval = evalFields[static_cast<std::size_t>(logicToField[static_cast<std::size_t>(lid)])];
+    boundLogic.update_leaf(values, lid, reeval_value(part, eval, record));
+    const int total = boundLogic.get_total_value(values);
+    if (total < shared->answers.get_minimum() * totalWeight * 2) return;
+    const int next = std::min(total / (2 * totalWeight), 255);
+    if (next < bucket) {
+      part->heap.add(next, {record, part->heap.add_state(values)});
+      return;
+    }
+  }
+  const int quality = final_quality(part);
+  if (quality >= shared->answers.get_minimum()) shared->answers.add(quality, record);
+}
