@@ -21,6 +21,8 @@
 /// 2. Refinement, best bound first. The fields that are not known of a record are evaluated exactly, those
 ///    that matter most first, until the bound falls: then the record goes back among those of that bound, or
 ///    is dropped. A record of which all is known is an answer, with the quality of its total.
+///    Secondary fields, which no index is asked for, count as the minimum until all others are known: they
+///    cannot lift a record over it.
 /// 3. When as many answers as asked for have a quality, it becomes the minimum; ties are all kept.
 ///
 /// The answer does not depend on the number of parts, nor on the order of work.
@@ -79,11 +81,13 @@ class SORV_API DareEvaluate {
 
   int prepare();
   void prepare_field(int index);
+  bool is_exclusive(int logic_id) const;
   void optimize_logic();
   int push_and_collect(EvalData* part);
   void evaluate_intervals(EvalData* part);
   void simple_reeval(EvalData* part, Large record, int state, int bucket);
   int reeval_value(EvalData* part, const EvalField& field, Large record) const;
+  bool passes_without_secondary(EvalData* part) const;
   int final_quality(EvalData* part) const;
   void finish_evaluation();
   void add_represented();
@@ -102,8 +106,10 @@ class SORV_API DareEvaluate {
   std::vector<Large> partOffsets;
   std::vector<EvalField> evalFields;
   std::vector<int> logicToField;  // by logic id: position in evalFields
-  DareLogicEval boundLogic;       // doubled
-  DareLogicEval evalLogic;        // exact
+  DareLogicEval boundLogic;       // doubled; secondary fields may be perfect
+  DareLogicEval collectLogic;     // doubled; secondary fields just reach the minimum
+  bool hasSecondary = false;
+  DareLogicEval evalLogic;  // exact
   int totalWeight = 0;
   int startThreshold = 0;
   char fieldSep = ';';

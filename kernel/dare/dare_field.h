@@ -77,9 +77,9 @@ class SORV_API DareField {
 
   /// Looks a query up. `primary` false: only the query object is made (and no graph). Returns 0 or -1.
   int recall(const char* query, DastOptions::Call call, bool force_exact, bool primary, AceReporter* rep);
-  /// Takes over a reference to a graph in place of the unit's own, without query object.
+  /// Shares a graph in place of the unit's own, without query object.
   void set_graph(TeraScanGraph* graph);
-  /// The graph with a reference for the caller; the unit has none afterwards.
+  /// Gives the graph and the unit's reference away.
   TeraScanGraph* detach_graph();
   /// Forgets query, graph and what was learnt.
   void clear_query();

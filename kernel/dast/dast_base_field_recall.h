@@ -97,10 +97,10 @@ class SORV_API DastBaseFieldRecall {
   /// 0, ~0} it stands for all records. Each value stands once in a result, with its best quality.
   ///
   /// In the query "\|" and "\" stand for the characters; at other bars it is cut, and the best part counts
-  /// (up to 64). "-BLANK-" is the empty value in fields that index it. `empty_qual` from 1 on: the empty
-  /// value is added with that quality, if the graph accepts it; in fields that do not index it, without
-  /// records. `qcache`, which may be null, is told the base ids and their qualities. `force_exact`: only
-  /// strings that are the query.
+  /// (up to 64; empty ones are left out). "-BLANK-" is the empty value in fields that index it. `empty_qual`
+  /// from 1 on: the empty value is added with that quality, if the graph accepts it; in fields that do not
+  /// index it, without records. `qcache`, which may be null, is told the base ids and their qualities.
+  /// `force_exact`: only strings that are the query.
   ///
   /// The graph has one reference, which is the caller's. Null for a field without index, a null query, and
   /// modes that the method does not know.

@@ -5,6 +5,7 @@
 
 #include "ace/ace_tracer.h"
 #include "gtest/gtest.h"
+#include "oracle/logic_values.h"
 #include "support/logic_samples.h"
 #include "support/temp_folder.h"
 
@@ -12,72 +13,8 @@ namespace {
 
 using Config = DareLogicConfig;
 
-struct Field {
-  int weight = 0;
-  int baseValue = 0;
-  bool hasQuery = false;
-  int value = 0;  // as stored
-};
-
-/// The rules for values and weights, recursively and without slots.
-struct Oracle {
-  bool counts(const Config::Node* node, bool in_or) const {
-    if (node->nodeType != Config::FIELD) return weight(node) > 0;
-    const Field& field = fields[static_cast<std::size_t>(node->logicId)];
-    return field.hasQuery || (in_or && field.value != field.baseValue);
-  }
-  long weight(const Config::Node* node) const {
-    if (node->nodeType == Config::FIELD) return fields[static_cast<std::size_t>(node->logicId)].weight;
-    const auto* parent = node->nodeType == Config::PLUS_AND ? node->firstChild : node;
-    long sum = 0, count = 0, largest = 0;
-    for (const auto* child = parent->firstChild; child != nullptr; child = child->nextNode) {
-      if (!counts(child, false)) continue;
-      sum += weight(child);
-      largest = std::max(largest, weight(child));
-      ++count;
-    }
-    if (node->nodeType == Config::AND) return sum;
-    if (node->nodeType != Config::PLUS_AND) return largest;
-    return count == 0 ? 0 : ((100 - plusWeight) * (sum / count) + plusWeight * largest) / 100;
-  }
-  long best(const Config::Node* node, long own) const {
-    long best = 0;
-    for (const auto* child = node->firstChild; child != nullptr; child = child->nextNode)
-      if (counts(child, true) && weight(child) > 0) best = std::max(best, value(child) * own / weight(child));
-    return best;
-  }
-  long value(const Config::Node* node) const {
-    switch (node->nodeType) {
-      case Config::FIELD:
-        return fields[static_cast<std::size_t>(node->logicId)].value;
-      case Config::NOT:
-        return 255 * weight(node) - std::max(0L, value(node->firstChild));
-      case Config::OR:
-        return best(node, weight(node));
-      case Config::PLUS_OR:
-        return best(node, weight(node->parentNode));
-      case Config::PLUS_AND: {
-        long sum = 0, weights = 0;
-        for (const auto* child = node->firstChild->firstChild; child != nullptr; child = child->nextNode) {
-          if (!counts(child, false)) continue;
-          sum += value(child);
-          weights += weight(child);
-        }
-        if (weights == 0) return 0;
-        return ((100 - plusWeight) * (weight(node) * sum / weights) + plusWeight * value(node->firstChild)) /
-               100;
-      }
-      default: {
-        long sum = 0;
-        for (const auto* child = node->firstChild; child != nullptr; child = child->nextNode)
-          sum += value(child);
-        return sum;
-      }
-    }
-  }
-  std::vector<Field> fields;  // by logic id
-  int plusWeight = 50;
-};
+using Field = oracle::LogicField;
+using Oracle = oracle::LogicValues;
 
 struct Combination {
   Combination(std::mt19937* random, bool with_not, bool perfect) {

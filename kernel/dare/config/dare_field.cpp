@@ -28,6 +28,13 @@ std::array<std::atomic<int>, NUM_PESSIMISM>& pessimism_table() {
   return table.values;
 }
 
+/// Whether there may be no value in the index.
+bool may_be_empty(const DastBaseFieldRecall* field) {
+  return field->get_all_base_ids() <= 1 || field->get_num_entry_ids() <= 1 ||
+         (field->get_type() & DastFieldFlags::IS_PARTIAL) != 0 ||
+         (field->get_type() & DastFieldFlags::HAS_VALUES) == 0;
+}
+
 const std::shared_ptr<const TeraRescale>& identity() {
   static const std::shared_ptr<const TeraRescale> shared = [] {
     const TeraRescaleConfig plain;
@@ -168,7 +175,13 @@ int DareField::recall(const char* query, DastOptions::Call call, bool force_exac
   if (!primary) return 0;
   qualCache = std::make_shared<DastQualityCache>();
   fieldGraph = bField->full_scan_resolve(call, query, qualCache.get(), emptyQual, exact, rep);
-  if (fieldGraph == nullptr) return bField->has_data_loaded() ? -1 : 0;
+  if (fieldGraph == nullptr && bField->has_data_loaded()) {
+    if (query[std::strspn(query, "|")] == '\0') return 0;  // empty parts only
+    if (!may_be_empty(bField)) return -1;
+    fieldGraph = new TeraScanGraph(new TeraResult(query, 0, 1, 255), query, -1);
+  }
+  if (fieldGraph == nullptr) return 0;
+  fieldGraph->incr_ref();
   find_bound(call);
   return 0;
 }
@@ -176,7 +189,9 @@ int DareField::recall(const char* query, DastOptions::Call call, bool force_exac
 void DareField::set_graph(TeraScanGraph* graph) {
   clear_query();
   fieldGraph = graph;
-  if (graph != nullptr) find_bound(DastOptions::APPROX);
+  if (graph == nullptr) return;
+  graph->incr_ref();
+  find_bound(DastOptions::APPROX);
 }
 
 TeraScanGraph* DareField::detach_graph() {

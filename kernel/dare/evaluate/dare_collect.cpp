@@ -43,6 +43,7 @@ class DareEvaluate::Collector {
   template <bool adds, bool limited>
   void push_range(Large from, Large to, Word quality);
   int state_of(const Word* words);
+  int value_signature(const DareLogicEval& logic, const Word* words);
   int add_state(const Word* words);
 
   DareEvaluate* itsEvaluate;
@@ -135,23 +136,30 @@ void DareEvaluate::Collector::push_hitlist(const EvalField& field, const DareFie
   }
 }
 
-/// What records of a signature are worth at most.
-int DareEvaluate::Collector::add_state(const Word* words) {
-  const DareLogicEval& logic = itsEvaluate->boundLogic;
-  std::vector<int>& values = itsPart->working;
-  logic.init_slots(values.data());
+/// The total of a signature; `working` has the values of the slots.
+int DareEvaluate::Collector::value_signature(const DareLogicEval& logic, const Word* words) {
+  int* const values = itsPart->working.data();
+  logic.init_slots(values);
   for (const EvalField& field : itsEvaluate->evalFields) {
-    if (field.column < 0) continue;
+    if (field.column < 0) {
+      if (field.excludes(field.collectValue)) return field.excludedValue;
+      continue;
+    }
     const Word quality = words[field.column / DareHitTable::COLUMNS_PER_WORD] >>
                              (field.column % DareHitTable::COLUMNS_PER_WORD * 8) &
                          0xFF;
-    if (quality > 0) logic.update_leaf(values.data(), field.logicId, field.values[quality]);
+    if (field.excludes(quality > 0 ? field.values[quality] : field.baseValue)) return field.excludedValue;
+    if (quality > 0) logic.update_leaf(values, field.logicId, field.values[quality]);
   }
-  const int total = logic.get_total_value(values.data());
-  const int state = itsPart->heap.add_state(values.data());
-  const int bucket = total / (2 * itsEvaluate->totalWeight);
-  stateBuckets.push_back(total < startThreshold ? -1 : std::min(bucket, 255));
-  return state;
+  return logic.get_total_value(values);
+}
+
+/// What records of a signature are worth at most.
+int DareEvaluate::Collector::add_state(const Word* words) {
+  const bool is_collected = value_signature(itsEvaluate->collectLogic, words) >= startThreshold;
+  const int total = value_signature(itsEvaluate->boundLogic, words);
+  stateBuckets.push_back(is_collected ? std::min(total / (2 * itsEvaluate->totalWeight), 255) : -1);
+  return itsPart->heap.add_state(itsPart->working.data());
 }
 
 int DareEvaluate::Collector::state_of(const Word* words) {
@@ -204,15 +212,17 @@ std::vector<int> DareEvaluate::essential_fields(int threshold) const {
     by_cost.emplace_back(-hits, static_cast<int>(i));
   }
   std::sort(by_cost.begin(), by_cost.end());
-  std::vector<int> values(static_cast<std::size_t>(boundLogic.get_num_values()));
-  boundLogic.init_slots(values.data());
+  std::vector<int> values(static_cast<std::size_t>(collectLogic.get_num_values()));
+  collectLogic.init_slots(values.data());
   std::vector<int> essential;
   for (const auto& [cost, index] : by_cost) {
     const EvalField& eval = evalFields[static_cast<std::size_t>(index)];
     const std::vector<int> before = values;
-    boundLogic.update_leaf(values.data(), eval.logicId,
-                           *std::max_element(eval.values.begin(), eval.values.end()));
-    if (boundLogic.get_total_value(values.data()) < threshold) continue;
+    collectLogic.update_leaf(values.data(), eval.logicId,
+                             *std::max_element(eval.values.begin(), eval.values.end()));
+    if (collectLogic.get_total_value(values.data()) < collectLogic.get_total_value(before.data()))
+      values = before;  // below a NOT hits only take away
+    if (collectLogic.get_total_value(values.data()) < threshold) continue;
     values = before;
     essential.push_back(index);
   }
@@ -222,9 +232,9 @@ std::vector<int> DareEvaluate::essential_fields(int threshold) const {
 int DareEvaluate::push_and_collect(EvalData* part) {
   const AceTimeSection section("PUSH_COLLECT");
   // Doubled; a record of which nothing is known is no answer, however good it may be.
-  const int cur_threshold = shared->answers.get_minimum() * totalWeight * 2;
-  boundLogic.init_slots(part->working.data());
-  const int nothing = boundLogic.get_total_value(part->working.data());
+  const int cur_threshold = finalResult->get_min_value() * totalWeight * 2;
+  collectLogic.init_slots(part->working.data());
+  const int nothing = collectLogic.get_total_value(part->working.data());
   const int threshold = nothing >= cur_threshold ? nothing + 1 : cur_threshold;
   Collector collector(this, part, threshold);
   const std::vector<int> essential = essential_fields(threshold);

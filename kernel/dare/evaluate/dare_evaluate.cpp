@@ -79,6 +79,16 @@ void DareEvaluate::prepare_field(int index) {
   evalFields.push_back(eval);
 }
 
+/// Whether all of a leaf's ancestors need it.
+bool DareEvaluate::is_exclusive(int logic_id) const {
+  auto iter = logicConfig->get_node_iter();
+  const DareLogicConfig::Node* node = iter.next();
+  while (node != nullptr && node->logicId != logic_id) node = iter.next();
+  for (; node != nullptr; node = node->parentNode)
+    if (node->nodeType == DareLogicConfig::OR || node->nodeType == DareLogicConfig::NOT) return false;
+  return true;
+}
+
 int DareEvaluate::prepare() {
   const AceTimeSection section("PREPARE_EVALUATION");
   for (int i = 0; i < numFields; ++i) prepare_field(i);
@@ -95,11 +105,18 @@ int DareEvaluate::prepare() {
     for (int quality = 0; quality <= PERFECT; ++quality)
       eval.values[static_cast<std::size_t>(quality)] = value_of(eval.field->reshape(quality));
     eval.primaryOnlyValue = eval.values[0];
-    const int bound = eval.isSecondary     ? value_of(finalResult->get_min_value())
+    eval.excludedValue = excluded;
+    eval.isExclusive = is_exclusive(eval.logicId);
+    const auto odd = [excluded](int bound) {
+      return bound == excluded ? excluded - 2 : bound + 1;
+    };  // no exact value
+    const int most = *std::max_element(eval.values.begin(), eval.values.end());
+    const int bound = eval.isSecondary     ? most
                       : eval.isPrimaryOnly ? eval.primaryOnlyValue
                                            : value_of(eval.field->get_base_value());
-    eval.baseValue = bound + (bound % 2 == 0 ? 1 : 0);  // odd, as no exact value is
-    if (bound == excluded) eval.baseValue = excluded - 2;
+    eval.baseValue = odd(bound);
+    eval.collectValue = eval.isSecondary ? odd(value_of(finalResult->get_min_value())) : eval.baseValue;
+    hasSecondary |= eval.isSecondary;
   }
   return static_cast<int>(evalFields.size());
 }
@@ -108,10 +125,11 @@ void DareEvaluate::optimize_logic() {
   GrandMask used = 0;
   for (const EvalField& eval : evalFields) used |= GrandMask{1} << eval.logicId;
   boundLogic.build(logicConfig, used);
+  collectLogic.build(logicConfig, used);
   evalLogic.build(logicConfig, used);
   logicToField.assign(DareLogicConfig::MAX_NODES, -1);
   for (std::size_t i = 0; i < evalFields.size(); ++i) {
-    const EvalField& eval = evalFields[i];
+    EvalField& eval = evalFields[i];
     DareLogicEval::FieldFlags flags;
     flags.hasQuery = true;
     flags.isSecondary = eval.isSecondary;
@@ -119,12 +137,18 @@ void DareEvaluate::optimize_logic() {
     flags.canArrayReeval = true;
     flags.hasResult = !eval.isSecondary;
     boundLogic.init_slot(eval.logicId, eval.baseValue, 2 * eval.weight, flags);
+    collectLogic.init_slot(eval.logicId, eval.collectValue, 2 * eval.weight, flags);
     evalLogic.init_slot(eval.logicId, 0, eval.weight, flags);
     logicToField[static_cast<std::size_t>(eval.logicId)] = static_cast<int>(i);
+    if (boundLogic.get_slot(boundLogic.get_slot_of(eval.logicId)).baseValue != 0) continue;
+    // Below a NOT 0 stands for what is not known; a known 0 is -1, which counts as much.
+    std::replace(eval.values.begin(), eval.values.end(), 0, -1);
+    if (eval.primaryOnlyValue == 0) eval.primaryOnlyValue = -1;
   }
   int doubled = 0;
   totalWeight = 0;
   boundLogic.calc_node_weights(&doubled);
+  collectLogic.calc_node_weights(&doubled);
   evalLogic.calc_node_weights(&totalWeight);
   boundLogic.compute_reeval_order();
 }
@@ -138,6 +162,7 @@ int DareEvaluate::do_evaluation(double run_limit) {
                                     finalResult->get_num_cands(), !hasAbstraction, run_limit);
   static const AceTraceFlag infinite("INFINITE_REFINEMENT", __FILE__, __LINE__);
   shared->isEndless = infinite.get() != 0;
+  shared->check_time();
   if (prepare() == 0) return 0;
   optimize_logic();
   if (evalLogic.get_num_slots() == 0 || totalWeight <= 0) return 0;

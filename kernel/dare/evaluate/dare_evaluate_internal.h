@@ -25,9 +25,14 @@ struct DareEvaluate::EvalField {
   bool isCacheReevalOnly = false;
   bool isSecondary = false;
   bool isFilter = false;
+  bool isExclusive = false;  // a miss excludes the record: neither OR nor NOT is above
   int primaryOnlyValue = 0;
-  int baseValue = 0;
+  int baseValue = 0;              // at most, until it is known
+  int collectValue = 0;           // the same in a collection
   std::array<int, 256> values{};  // by quality
+  /// Whether a value means that the record is no answer.
+  bool excludes(int value) const { return isExclusive && value <= excludedValue; }
+  int excludedValue = 0;
 };
 
 /// What all parts share.

@@ -26,6 +26,18 @@ int DareEvaluate::reeval_value(EvalData* part, const EvalField& eval, Large reco
   return quality < 0 ? eval.primaryOnlyValue : eval.values[static_cast<std::size_t>(std::min(quality, 255))];
 }
 
+/// Whether a record of which all but the secondary fields are known may be an answer.
+bool DareEvaluate::passes_without_secondary(EvalData* part) const {
+  const int minimum = finalResult->get_min_value();
+  for (const EvalField& eval : evalFields) {
+    const int value = eval.isSecondary
+                          ? eval.collectValue
+                          : part->working[static_cast<std::size_t>(boundLogic.get_slot_of(eval.logicId))];
+    part->exact[static_cast<std::size_t>(evalLogic.get_slot_of(eval.logicId))] = value / 2;
+  }
+  return evalLogic.evaluate(part->exact.data()) >= minimum * totalWeight;
+}
+
 /// The quality of a record of which all fields are known.
 int DareEvaluate::final_quality(EvalData* part) const {
   for (const EvalField& eval : evalFields) {
@@ -45,7 +57,10 @@ void DareEvaluate::simple_reeval(EvalData* part, Large record, int state, int bu
   for (int lid = boundLogic.choose_reeval_field(values); lid >= 0;
        lid = boundLogic.choose_reeval_field(values)) {
     const EvalField& eval = evalFields[static_cast<std::size_t>(logicToField[static_cast<std::size_t>(lid)])];
-    boundLogic.update_leaf(values, lid, reeval_value(part, eval, record));
+    if (eval.isSecondary && !passes_without_secondary(part)) return;
+    const int value = reeval_value(part, eval, record);
+    if (eval.excludes(value)) return;
+    boundLogic.update_leaf(values, lid, value);
     const int total = boundLogic.get_total_value(values);
     if (total < shared->answers.get_minimum() * totalWeight * 2) return;
     const int next = std::min(total / (2 * totalWeight), 255);

@@ -88,6 +88,7 @@ TeraScanGraph* DastBaseField::multi_parts_scan(const std::vector<std::string>& p
   std::vector<std::unique_ptr<TeraResult>> results;
   std::vector<TeraResult*> found;
   for (const std::string& part : parts) {
+    if (part.empty()) continue;
     whole += (whole.empty() ? "" : "|") + part;
     const GraphRef graph(baseMethod->lookup(part.c_str(), call, rep));
     if (graph == nullptr) return nullptr;
