@@ -116,9 +116,10 @@ int DastCount::count_context(TeraResult* result, AceReporter* rep) const {
 
 DastInfoList DastCount::get_records(Large first, Large end, AceAttach* at) const {
   const dast::CountTask task{*countField, contextList, numRecords, countOptions, nullptr, 0};
+  const dast::Acceptance accepts(task);
   std::vector<dast::FreqStruct> values;
   for (Large id = first; id < std::min(end, dast::num_ids_of(*countField)); ++id)
-    if (task.accepts(id)) values.push_back({id, 0, 0});
+    if (accepts(id)) values.push_back({id, 0, 0});
   return dast::collect_records(task, values, at);
 }
 

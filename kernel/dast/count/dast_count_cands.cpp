@@ -33,7 +33,7 @@ void CountCandCreator::single_cands() {
     if (itsTask.has(DastCount::COMBINE_CANDS) && itsCounted.numCombined > 0) add_combined();
     return;
   }
-  CountedValues most = itsCounted.get_most_frequent(wanted, itsTask.config.relOp);
+  CountedValues most = itsCounted.get_most_frequent(wanted, itsTask.config);
   CountCandCreator creator(itsTask, most, itsLimits, candInfo, targetResult);
   creator.single_cands();
   numAdded += creator.numAdded;

@@ -6,6 +6,7 @@
 
 #include "dast/count/dast_count_context_internal.h"
 #include "dast/dast_count.h"
+#include "dast/dast_quality_cache.h"
 
 namespace dast {
 
@@ -19,8 +20,25 @@ struct CountTask {
   int minQual;
 
   bool has(int option) const { return (config.optionFlags & option) == option; }
-  /// Whether a value counts.
-  bool accepts(Large id) const;
+};
+
+/// Which values count.
+class Acceptance {
+ public:
+  explicit Acceptance(const CountTask& task)
+      : firstId(!task.has(DastCount::DISABLE_BLANK) && task.field.has_type(DastFieldFlags::HAS_EMPTY_INDEXED)
+                    ? 0
+                    : 1),
+        quals(task.quals),
+        minQual(task.minQual) {}
+  bool operator()(Large id) const {
+    return id >= firstId && (quals == nullptr || quals->lookup(id) >= minQual);
+  }
+
+ private:
+  Large firstId;
+  const DastQualityCache* quals;
+  int minQual;
 };
 
 /// A value and its figures.
@@ -29,10 +47,6 @@ struct FreqStruct {
   Large freq;  ///< records
   VInt value;  ///< what is shown: the same, or what was read of the related field
 
-  /// More frequent first, then in the order of ids.
-  static bool is_better(const FreqStruct& a, const FreqStruct& b) {
-    return a.freq != b.freq ? a.freq > b.freq : a.id < b.id;
-  }
   static bool is_before(const FreqStruct& a, const FreqStruct& b) { return a.id < b.id; }
 };
 
@@ -47,7 +61,7 @@ struct CountedValues {
   std::vector<FreqStruct> values;  ///< in the order of ids
   Large numValues = 0;             ///< with those that are left out of `values`
   VInt total = 0;                  ///< their records; one that has several of them counts for each
-  Large numCombined = 0;           ///< how many are left out,
+  Large numCombined = 0;           ///< how many are left out, if they are to be combined,
   VInt sizeCombined = 0;           ///< and their figures taken together
   std::vector<RelatedPair> pairs;  ///< of DEDUP, each once, in order
 
@@ -56,7 +70,7 @@ struct CountedValues {
   /// The figure of a stretch of `values`.
   VInt fold(DastCountOptions::RelatedAction action, std::size_t first, std::size_t end) const;
   /// The most frequent of `values`, as if the others had been left out at once.
-  CountedValues get_most_frequent(std::size_t num_wanted, DastCountOptions::RelatedAction action) const;
+  CountedValues get_most_frequent(std::size_t num_wanted, const DastCount::Config& config) const;
 };
 
 /// The records of the context that were counted for a stretch of values, in `at`.

@@ -38,8 +38,7 @@ class DenseCountWorker {
   Cell& at(Large id) { return cells[std::min(id, numIds)]; }
   template <class Visit>
   void for_each(Visit visit) const {
-    for (Large id = 0; id < numIds; ++id)
-      if (cells[id].count != 0) visit(id, cells[id]);
+    for (Large id = 0; id < numIds; ++id) visit(id, cells[id]);
   }
 
  private:
@@ -68,8 +67,7 @@ class SparseCountWorker {
   }
   template <class Visit>
   void for_each(Visit visit) const {
-    for (const Slot& slot : slots)
-      if (slot.cell.count != 0) visit(slot.id, slot.cell);
+    for (const Slot& slot : slots) visit(slot.id, slot.cell);
   }
 
  private:
@@ -110,11 +108,11 @@ class WholeCountWorker {
   template <class Visit>
   bool for_each(Visit visit) const {
     const AceIdMap* map = itsField.get_base_to_entry();
+    const bool hasRuns = itsField.has_intervals();
     for (Large id = 0; map != nullptr && id < map->get_num_keys(); ++id) {
       const IdList entries = map->get(id);
       if (entries.count == 3 && entries[0] == 0) return false;
-      const CountCell cell{itsField.has_intervals() ? num_records(entries) : entries.count};
-      if (cell.count != 0) visit(id, cell);
+      visit(id, CountCell{hasRuns ? num_records(entries) : entries.count});
     }
     return true;
   }
