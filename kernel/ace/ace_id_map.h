@@ -68,6 +68,7 @@
 /// Cost: a look-up is O(1), or a binary search in keyArray.
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <span>
 #include <vector>
@@ -158,6 +159,9 @@ class SORV_API AceIdMap {
   Large get_array(Large key, const Large** values) const;
   /// Copies the list of `key`. Returns its length, or -1 (and nothing is copied) when it exceeds `max`.
   VInt get_array_copy(Large key, Large* out, Large max) const;
+  /// Calls `visit(list)` for the list of each key. What several keys read is fetched side by side.
+  template <class Visit>
+  void for_each_list(std::span<const Large> keys, Visit visit) const;
   /// NONE for an empty list.
   Large get_first(Large key) const;
   Large get_size(Large key) const { return get(key).count; }
@@ -294,6 +298,28 @@ inline IdList AceIdMap::get(Large key) const {
     if (slot == NONE) return {};
   }
   return list_of(slot);
+}
+
+template <class Visit>
+void AceIdMap::for_each_list(std::span<const Large> keys, Visit visit) const {
+  if (primArray == nullptr || keyArray != nullptr || dedupTinyArray != nullptr) {
+    for (const Large key : keys) visit(get(key));
+    return;
+  }
+  const auto walk = [&](const auto& fetch, const auto& slot_of) {
+    constexpr std::size_t AHEAD = 16;
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      if (i + AHEAD < keys.size()) fetch(std::min(keys[i + AHEAD], numKeys));
+      const Large slot = keys[i] < numKeys ? slot_of(keys[i]) : NONE;
+      const bool isSingle = slot < arraySize && primArray[slot] < sideThreshold;
+      visit(isSingle ? IdList{primArray + slot, 1} : get(keys[i]));
+    }
+  };
+  if (dedupArray != nullptr)
+    walk([this](Large key) { __builtin_prefetch(dedupArray + key); },
+         [this](Large key) { return Large{dedupArray[key]}; });
+  else
+    walk([this](Large key) { __builtin_prefetch(primArray + key); }, [](Large key) { return key; });
 }
 
 inline Large AceIdMap::get_array(Large key, const Large** values) const {

@@ -81,9 +81,38 @@ template <class Count>
   });
 }
 
+/// Single records of a field without runs. Records of a context lie apart: their values are gathered a
+/// stretch at a time, which waits for memory once for several of them, and counted afterwards.
+template <class Worker>
+[[gnu::flatten]] void count_singles(const CountTask& task, Worker* worker) {
+  constexpr Large STRETCH = 512;
+  const AceIdMap* map = task.field.get_entry_to_base();
+  if (map == nullptr) return;
+  const Large* records = task.context->get_list();
+  const Large count = gallop_to(records, 0, task.context->get_length(), task.numRecords);
+  const Acceptance accepts(task);
+  Large ids[STRETCH];
+  Large numIds = 0;
+  const auto flush = [&] {
+    for (Large i = 0; i < numIds; ++i)
+      if (accepts(ids[i])) ++worker->at(ids[i]).count;
+    numIds = 0;
+  };
+  map->for_each_list({records, count}, [&](const IdList& list) {
+    for (const Large id : list) {
+      ids[numIds++] = id;
+      if (numIds == STRETCH) flush();
+    }
+  });
+  flush();
+}
+
 template <class Worker>
 void context_normal(const CountTask& task, Worker* worker) {
   const AceTimeSection section("COUNT_NORM");
+  const bool isSingle = !is_whole(task.context) && task.context->get_type() == DastInfoList::SINGLE;
+  if (isSingle && !task.field.has_intervals() && !task.has(DastCount::INNER_REC_DEDUP))
+    return count_singles(task, worker);
   for_each_value(task, [worker](Large id, Large from, Large to) { worker->at(id).count += to - from; });
 }
 
