@@ -14,6 +14,7 @@ namespace {
 /// steps that double, then between the last two.
 template <class IsBefore>
 std::size_t gallop(std::size_t first, std::size_t last, IsBefore is_before) {
+  if (first >= last || !is_before(first)) return first;  // as in a walk from run to run
   std::size_t step = 1;
   while (first + step < last && is_before(first + step)) {
     first += step;
