@@ -62,11 +62,17 @@ class SORV_API DareEvaluate {
   DareEvaluate& operator=(const DareEvaluate&) = delete;
   ~DareEvaluate();
 
+  /// By array id, the fields that records of an abstraction show; all without a call.
+  void set_display_fields(GrandMask fields) { displayFields = fields; }
   /// Cuts the records into the parts that `DastParallelResource` asks for, one without a call.
   void init_parallel_parts(const DastBaseRecall* base);
   /// Fills the result. After `run_limit` seconds it stops, which is warned about, with what it has. 0, or -1
   /// without parts.
   int do_evaluation(double run_limit);
+  /// In place of an evaluation: the exact quality of single records, whether fields have found them or not;
+  /// -1 for those that are excluded. `init_scores` first: -1 when no field takes part.
+  int init_scores();
+  int score(Large record);
   /// Whether the time was not enough.
   bool is_broken() const;
   /// Records that were refined.
@@ -112,7 +118,9 @@ class SORV_API DareEvaluate {
   DareLogicEval evalLogic;  // exact
   int totalWeight = 0;
   int startThreshold = 0;
+  GrandMask displayFields = ~GrandMask{0};
   char fieldSep = ';';
   VInt numIterations = 0;
   std::unique_ptr<Shared> shared;
+  std::unique_ptr<EvalData> scored;  // of `score`
 };

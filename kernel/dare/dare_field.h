@@ -89,6 +89,11 @@ class SORV_API DareField {
   void for_each_cand(Visit visit) const;
   /// The best quality of a value, before reshaping; 0 without any.
   int get_best_quality() const;
+  TeraQuery* get_compare() const { return singleCompare; }
+  /// What the recall was told; null without one.
+  const DastQualityCache* get_quality_cache() const { return qualCache.get(); }
+  /// The best quality of a candidate that has the record; 0 for none. Walks all of them.
+  int hit_quality(Large record) const;
   bool has_compare() const { return singleCompare != nullptr; }
   /// Whether the query object says that it is empty: only evaluation of records counts.
   bool is_query_empty() const;

@@ -10,6 +10,7 @@
 #include "dare/dare_session_field.h"
 #include "dast/dast_base_field_recall.h"
 #include "dast/dast_field_flags.h"
+#include "dast/dast_info_list.h"
 #include "tera/tera_result.h"
 
 namespace {
@@ -236,6 +237,14 @@ void DareField::clear_query() {
 int DareField::get_best_quality() const {
   int best = 0;
   for_each_cand([&best](int quality, const TeraCand*) { best = std::max(best, quality); });
+  return best;
+}
+
+int DareField::hit_quality(Large record) const {
+  int best = 0;
+  for_each_cand([&](int quality, const TeraCand* cand) {
+    if (quality > best && cand->get_num_infos() > 0 && DastInfoList(cand).has(record)) best = quality;
+  });
   return best;
 }
 

@@ -226,7 +226,7 @@ void DareEvaluate::add_represented() {
     for (const Large record : shared->answers.get_records(quality)) {
       std::string shown;
       for (int i = 0; representHits && i < numFields; ++i) {
-        if (dareFields[i] == nullptr) continue;
+        if (dareFields[i] == nullptr || (displayFields >> i & 1) == 0) continue;
         const char* const text = dareFields[i]->string_cache(record, dareFields[i]->get_display());
         if (!shown.empty()) shown += fieldSep;
         shown += text != nullptr ? text : "";

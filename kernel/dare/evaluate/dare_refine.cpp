@@ -72,3 +72,25 @@ void DareEvaluate::simple_reeval(EvalData* part, Large record, int state, int bu
   const int quality = final_quality(part);
   if (quality >= shared->answers.get_minimum()) shared->answers.add(quality, record);
 }
+
+int DareEvaluate::init_scores() {
+  shared = std::make_unique<Shared>(0, 255, 1, false, 0);
+  if (prepare() == 0) return -1;
+  optimize_logic();
+  if (totalWeight <= 0) return -1;
+  scored = std::make_unique<EvalData>(boundLogic.get_num_values(), evalLogic.get_num_values());
+  for (const EvalField& eval : evalFields) scored->fields.push_back(eval.field);
+  return 0;
+}
+
+int DareEvaluate::score(Large record) {
+  for (const EvalField& eval : evalFields) {
+    // What the recall has found is in the cache of the field.
+    const int quality = eval.field->record_quality(record, eval.isPrimaryOnly || eval.isCacheReevalOnly);
+    const int value =
+        quality < 0 ? eval.primaryOnlyValue : eval.values[static_cast<std::size_t>(std::min(quality, 255))];
+    if (eval.excludes(value)) return -1;
+    scored->working[static_cast<std::size_t>(boundLogic.get_slot_of(eval.logicId))] = value;
+  }
+  return final_quality(scored.get());
+}

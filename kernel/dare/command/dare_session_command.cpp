@@ -1,0 +1,263 @@
+// Commands that change fields and selections, undo and redo.
+#include <algorithm>
+#include <vector>
+
+#include "ace/ace_error.h"
+#include "ace/ace_reporter.h"
+#include "dare/dare_session.h"
+#include "dast/dast_base_field_recall.h"
+#include "tera/tera_scan_graph.h"
+
+namespace {
+
+int is_free_search(DastOptions::Call mode) {
+  return mode == DastOptions::FS_DETECT || mode == DastOptions::FS_COMPLETE ? 1 : 0;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- queries
+
+int DastSession::update(const char* field_name, const char* query, DastOptions::Call mode, int force) {
+  if (!check_usable()) return -1;
+  DareSessionField* const field = find_field(field_name);
+  if (field == nullptr) return -1;
+  const Command command(this);
+  begin_evaluation();
+  field->sync_query(query, mode, is_free_search(mode), &tHistory);
+  int status = 0;
+  if (mode == DastOptions::EMPTY) {
+    status = clear(field_name, 0);
+  } else if (force != 0 || field->has_state(DareSessionField::PENDING)) {
+    const bool was_selected = field->get_context_event() > 0;
+    context_release(field);
+    currentResult.reset();
+    if (process_query(field) < 0)
+      return ace_error(__FILE__, __LINE__, "process_query(field, rep)", -1, 0, -1);
+    update_status(was_selected ? CHANGED : NO_CHANGE);
+  } else {
+    update_status(NO_CHANGE);
+  }
+  set_input_focus(field->get_array_id());
+  return status;
+}
+
+DastResult* DastSession::update_result(const char* field_name, const char* query, DastOptions::Call mode) {
+  if (update(field_name, query, mode, 0) < 0) {
+    ace_error_msg(__FILE__, __LINE__, "update(field_name, query, recall_mode)", -1);
+    return nullptr;
+  }
+  if (mode == DastOptions::EMPTY) return generate_sample(field_name);
+  ResultPtr result = new_result();
+  const DareSessionField* const field = find_field(field_name);
+  fill_status(result.get());
+  build_alts(result.get(), field);
+  result->set_cur_field(field->get_array_id());
+  result->set_field_sort(field->get_array_id(), DastResult::BY_QUALITY);
+  return result.release();
+}
+
+int DastSession::clear(const char* field_name, int reselect_volatile) {
+  currentResult.reset();
+  DareSessionField* const field = find_field(field_name);
+  return field != nullptr ? clear(field, reselect_volatile) : -1;
+}
+
+int DastSession::clear(DareSessionField* field, int reselect_volatile) {
+  const Command command(this);
+  const GrandMask released = context_release(field);
+  field->clear(&tHistory);
+  field->set_global_graph(nullptr);
+  const int status = reselect_volatile != 0 ? reselect(released) : 0;
+  update_status(CHANGED);
+  return status;
+}
+
+int DastSession::clear_all() {
+  const Command command(this);
+  for (int i = 0; i < sesConfig->get_num_fields(); ++i) {
+    DareSessionField* const field = sesConfig->get_session_field(i);
+    if (field->get_context_event() > 0) field->set_context_event(0, &tHistory);
+    field->set_volatile_pattern(0);
+    field->clear(&tHistory);
+    field->set_global_graph(nullptr);
+  }
+  currentResult.reset();
+  tContext.clear();
+  update_status(CHANGED);
+  return 0;
+}
+
+int DastSession::copy_result(const char* from_field, const char* to_field) {
+  const DareSessionField* const from = find_field(from_field);
+  if (from == nullptr || find_field(to_field) == nullptr) return -1;
+  const std::string query = from->get_query() != nullptr ? from->get_query() : "";
+  return update(to_field, query.c_str(), from->get_mode(), 0);
+}
+
+int DastSession::persist_result(const char* field_name) {
+  DareSessionField* const field = find_field(field_name);
+  if (field == nullptr) return -1;
+  const Command command(this);
+  tHistory.append({field->get_array_id(), DareHistory::HAS_RESULT, 1, 0});
+  field->set_global_graph(field->get_unit()->detach_graph());
+  return 0;
+}
+
+int DastSession::synchronize_fields(const DareMultiQuery* query) {
+  if (query == nullptr || query->get_num_fields() != sesConfig->get_num_fields()) return -1;
+  const Command command(this);
+  bool changed = false;
+  for (int i = 0; i < query->get_num_fields(); ++i) {
+    DareSessionField* const field = sesConfig->get_session_field(i);
+    const DastOptions::Call mode = query->get_mode(i);
+    if (mode == DastOptions::NOOP) continue;
+    if (field->sync_query(query->get_query(i), mode, is_free_search(mode), &tHistory) == 0) continue;
+    changed |= field->get_context_event() > 0;
+    context_release(field);
+    field->set_state(DareSessionField::REFRESH_STATUS, true);
+  }
+  if (changed) update_status(CHANGED);
+  return 0;
+}
+
+// ---------------------------------------------------------------- selection
+
+namespace {
+
+/// Whether a field has something that can be selected.
+bool can_be_selected(const DareSessionField* field) {
+  const TeraScanGraph* const graph = field->get_eval_unit()->get_graph();
+  return !field->is_option(DareSessionFieldConfig::NO_SELECT) && field->get_query() != nullptr &&
+         graph != nullptr && graph->get_num_candidates() > 0 && field->fieldConf.logicID >= 0;
+}
+
+}  // namespace
+
+int DastSession::select(const char* field_name) {
+  DareSessionField* const field = find_field(field_name);
+  if (field == nullptr) return -1;
+  if (field->get_context_event() != 0) return 0;
+  if (field->has_state(DareSessionField::PENDING) && process_query(field) < 0) return -1;
+  if (!can_be_selected(field)) return -1;
+  const Command command(this);
+  if (context_set(field) < 0) return -1;
+  currentResult.reset();
+  update_status(NARROWED);
+  return 0;
+}
+
+int DastSession::deselect(int num, const char* const* field_names) {
+  currentResult.reset();
+  const Command command(this);
+  for (int i = 0; i < num; ++i) {
+    DareSessionField* const field = find_field(field_names[i]);
+    if (field == nullptr) return -1;
+    context_release(field);
+  }
+  update_status(CHANGED);
+  return 0;
+}
+
+int DastSession::multi_select(const DareMultiQuery* query) {
+  if (!check_usable() || synchronize_fields(query) < 0) return -1;
+  begin_evaluation();
+  currentResult.reset();
+  std::vector<DareSessionField*> fields;
+  for (int i = 0; i < sesConfig->get_num_fields(); ++i) {
+    DareSessionField* const field = sesConfig->get_session_field(i);
+    if (query->get_mode(i) > DastOptions::EMPTY && field->get_query() != nullptr) fields.push_back(field);
+  }
+  int status = query_fields(fields);
+  for (DareSessionField* field : fields) {
+    if (field->is_option(DareSessionFieldConfig::NO_SELECT) || field->get_context_event() > 0) continue;
+    if (!can_be_selected(field) || context_set(field) < 0) status = -1;
+  }
+  update_status(CHANGED);
+  return status;
+}
+
+// ---------------------------------------------------------------- undo and redo
+
+void DastSession::apply_event(const DareHistory::Elem& elem, bool back, bool* has_context_event) {
+  const DareHistory::Value& value = back ? elem.oldValue : elem.newValue;
+  DareSessionField* const field = sesConfig->get_session_field(elem.fieldId);
+  const int* const number = std::get_if<int>(&value);
+  switch (elem.paramType) {
+    case DareHistory::QUERY:
+      field->set_query(std::get<DareHistory::Text>(value).value_or("").c_str());
+      break;
+    case DareHistory::MODE:
+      field->set_mode(static_cast<DastOptions::Call>(*number));
+      break;
+    case DareHistory::FREE_SEARCH:
+      field->set_state(DareSessionField::FREE_SEARCH, *number != 0);
+      break;
+    case DareHistory::EVENT:
+      field->set_context_event(*number);
+      *has_context_event = true;
+      break;
+    case DareHistory::HAS_RESULT:
+      field->clear_result(*number != 0, nullptr);
+      break;
+    case DareHistory::COMBI:
+      sesConfig->switch_combination(*number, nullptr);
+      break;
+    case DareHistory::FOCUS:
+      inputFocus = *number;
+      break;
+    case DareHistory::RESULT_TYPE:
+      sesConfig->set_result_type(*number);
+      break;
+    case DareHistory::ABSTR_LEVEL:
+      abstractionMask = std::get<Mask>(value);
+      break;
+    default:
+      break;
+  }
+}
+
+DastResult* DastSession::history_walk(int back, int suggest_records) {
+  if (!check_usable()) return nullptr;
+  begin_evaluation();
+  currentResult.reset();
+  bool has_context_event = false;
+  tHistory.set_sleeping(true);
+  tHistory.stamp(back != 0 ? 1 : 0);  // the separator is for the opposite stack
+  if (back == 0) tHistory.stamp(0);
+  GrandMask touched = 0;
+  if (tHistory.skip_stops(back))
+    while (const DareHistory::Elem* elem = tHistory.step(back)) {
+      apply_event(*elem, back != 0, &has_context_event);
+      if (elem->fieldId >= 0) touched |= GrandMask{1} << elem->fieldId;
+    }
+  for (int i = 0; i < sesConfig->get_num_fields(); ++i) {
+    DareSessionField* const field = sesConfig->get_session_field(i);
+    field->update_inhibit();
+    if ((touched >> i & 1) == 0) continue;
+    // What a field had found went with its query.
+    const bool has_query = field->get_query() != nullptr && field->get_mode() > DastOptions::EMPTY;
+    if (field->get_eval_unit()->get_graph() == nullptr || !has_query)
+      field->set_state(DareSessionField::PENDING, has_query);
+    field->set_state(DareSessionField::REFRESH_STATUS, true);
+  }
+  if (has_context_event) context_rebuild_forward();
+  for (const bool control : {false, true})
+    for (int i = 0; i < sesConfig->get_num_fields(); ++i) {
+      DareSessionField* const field = sesConfig->get_session_field(i);
+      if (field->is_control() == control && field->has_state(DareSessionField::PENDING)) process_query(field);
+    }
+  update_status(CHANGED);
+  ResultPtr result(suggest_records != 0 ? suggest(0, nullptr, 0, -1) : nullptr);
+  if (result == nullptr) result = new_result();
+  if (const DareSessionField* const focus = sesConfig->get_session_field(inputFocus); focus != nullptr) {
+    if (focus->get_query() != nullptr)
+      build_alts(result.get(), focus);
+    else
+      build_sample(result.get(), focus);
+    result->set_cur_field(inputFocus);
+  }
+  tHistory.set_sleeping(false);
+  fill_status(result.get());
+  return result.release();
+}

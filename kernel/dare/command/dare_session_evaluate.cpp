@@ -1,0 +1,239 @@
+// Whole records: the active combination over all fields.
+#include <algorithm>
+
+#include "ace/ace_error.h"
+#include "ace/ace_reporter.h"
+#include "ace/ace_time_analysis.h"
+#include "dare/dare_evaluate.h"
+#include "dare/dare_session.h"
+#include "dast/dast_base_field_recall.h"
+#include "dast/dast_base_recall.h"
+#include "tera/tera_result.h"
+
+/// The fields of one evaluation.
+struct DastSession::EvalFields {
+  explicit EvalFields(int num_fields) : units(static_cast<std::size_t>(num_fields)) {}
+  std::vector<DareField*> units;  // by array id; null for those that take no part
+  GrandMask filters = 0;
+  std::vector<std::unique_ptr<DareField>> defaults;  // fields that are asked for this evaluation only
+};
+
+int DastSession::weight_of(int field, const DareFixedConfig* config) const {
+  const auto place = static_cast<std::size_t>(field);
+  return place < sesGlobals.fieldWeights.size()
+             ? std::clamp(sesGlobals.fieldWeights[place], 0, DareFixedConfig::MAX_WEIGHT)
+             : config->get_weight(field);
+}
+
+/// The text of the first control field that has one: it stands for the logic.
+const char* DastSession::control_text() const {
+  for (int i = 0; i < sesConfig->get_num_fields(); ++i) {
+    const DareSessionField* const field = sesConfig->get_session_field(i);
+    if (field->is_control() && !field->has_state(DareSessionField::FREE_SEARCH) &&
+        field->get_query() != nullptr && field->get_mode() > DastOptions::EMPTY &&
+        !field->is_option(DareSessionFieldConfig::CONTROL_VALUES))
+      return field->get_query();
+  }
+  return nullptr;
+}
+
+/// The records that a combination's context query leaves of the context. Returns 0 when neither restricts.
+int DastSession::get_preselect(const DareFixedConfig* config, DastInfoList* list, AceAttach* at) const {
+  const DastInfoList* const current = tContext.get_current();
+  if (current != nullptr) *list = *current;
+  const DareContextConfig& context = config->context;
+  const DareSessionField* const field = sesConfig->get_session_field(context.contextField);
+  if (field == nullptr || field->is_control() || context.contextMode <= DastOptions::EMPTY ||
+      context.contextString.empty())
+    return current != nullptr ? 1 : 0;
+  DareField unit(field->get_base_id(), field->get_base_field(), &field->fieldConf);
+  if (unit.recall(context.contextString.c_str(), context.contextMode, false, true, rep()) < 0) return -1;
+  std::vector<DastInfoList*> lists;
+  unit.for_each_cand([&](int, const TeraCand* cand) {
+    if (cand->get_num_infos() > 0) lists.push_back(field->get_base_field()->get_info_list(cand, at));
+  });
+  DastInfoList found(0, nullptr, false);
+  if (!lists.empty()) found = *DastInfoList::union_lists(static_cast<int>(lists.size()), lists.data(), at);
+  found = DastInfoList(found, at);  // the candidates go
+  if (current != nullptr)
+    list->intersect_with(&found, at);
+  else
+    *list = found;
+  return 1;
+}
+
+int DastSession::prepare_eval_fields(const DareLogicConfig* logic, const DareFixedConfig* config,
+                                     EvalFields* fields) {
+  const AceTimeSection section("PREPARE_SINGLE_FIELDS");
+  std::vector<const char*> names(static_cast<std::size_t>(logic->get_logic_fields(nullptr)));
+  logic->get_logic_fields(names.data());
+  std::vector<DareSessionField*> pending;
+  for (const char* name : names) {
+    DareSessionField* const field = sesConfig->get_session_field(name);
+    if (field == nullptr) {
+      rep()->printf("The logic names '%s', which is no session field\n", name);
+      return ace_error(__FILE__, __LINE__, "field = sesConfig.get_session_field(fieldnames[i])", -1, 0, -1);
+    }
+    if (field->has_state(DareSessionField::PENDING)) pending.push_back(field);
+  }
+  if (query_fields(pending) < 0) return -1;
+  for (const char* name : names) {
+    DareSessionField* const field = sesConfig->get_session_field(name);
+    const int id = field->get_array_id();
+    DareField* unit = field->get_eval_unit();
+    const DareFixedConfig::InputField& input = config->get_input_field(id);
+    const bool is_unasked = field->get_mode() == DastOptions::NOOP ||
+                            (field->get_mode() == DastOptions::EMPTY && field->get_query() == nullptr);
+    if (is_unasked && !field->is_control() && input.defaultMode > DastOptions::EMPTY &&
+        input.defaultString.has_value()) {
+      fields->defaults.push_back(field->get_unit()->copy_config(&field->fieldConf));
+      unit = fields->defaults.back().get();
+      if (unit->recall(input.defaultString->c_str(), input.defaultMode,
+                       field->is_option(DareSessionFieldConfig::FORCE_EXACT), true, rep()) < 0)
+        return -1;
+    }
+    unit->logicId = logic->get_logic_id(name);
+    unit->set_weight(weight_of(id, config));
+    fields->units[static_cast<std::size_t>(id)] = unit;
+    if (unit->is_filter()) fields->filters |= GrandMask{1} << id;
+  }
+  return static_cast<int>(names.size());
+}
+
+TeraResult* DastSession::fixedform(const DareFixedConfig* config, const char* control, bool represent_hits,
+                                   EvalFields* fields, int num) {
+  const AceTimeSection section("FIXEDFORM");
+  const int minimum = sesGlobals.minValue >= 0 ? sesGlobals.minValue : config->minValue;
+  const int distance = sesGlobals.maxDistance >= 0 ? sesGlobals.maxDistance : config->maxDistance;
+  auto recall = std::make_unique<TeraResult>(nullptr, minimum, std::max(num, 1), distance);
+  AceAttach at;
+  DastInfoList context;
+  const int is_restricted = get_preselect(config, &context, &at);
+  if (is_restricted < 0) return nullptr;
+  DareLogicConfig logic(config->get_boolean_logic());
+  if (control != nullptr && *control != '\0' && logic.parse(control, true, rep()) < 0) return nullptr;
+  if (prepare_eval_fields(&logic, config, fields) < 0) {
+    ace_error_msg(__FILE__, __LINE__, "num_fields = prepare_eval_fields(logic, fields, fixed_config, rep)",
+                  -1);
+    return nullptr;
+  }
+  const double limit =
+      commandTimer.is_running() ? commandTimer.get_usable_time() / 1000.0 : DEFAULT_RUN_LIMIT;
+  DareEvaluate evaluator(recall.get(), static_cast<int>(fields->units.size()), fields->units.data(), &logic,
+                         abstractionMask != 0 ? 1 : 0, is_restricted > 0 ? &context : nullptr,
+                         fields->filters, represent_hits || abstractionMask != 0);
+  if (abstractionMask != 0) {
+    GrandMask displayed = 0;
+    for (int i = 0; i < sesConfig->get_num_fields(); ++i) {
+      const int base_id = sesConfig->get_session_field(i)->get_base_id();
+      if (base_id >= 0 && (abstractionMask >> base_id & 1) != 0) displayed |= GrandMask{1} << i;
+    }
+    evaluator.set_display_fields(displayed);
+  }
+  evaluator.init_parallel_parts(get_base());
+  if (evaluator.do_evaluation(limit) < 0) {
+    ace_error_msg(__FILE__, __LINE__, "evaluator.do_evaluation(left_time)", -1);
+    return nullptr;
+  }
+  numIterations = evaluator.get_num_iterations();
+  return recall.release();
+}
+
+TeraResult* DastSession::top_level_evaluation(DastCombination* combination, EvalFields* fields, int num) {
+  if (combination->get_type() == DastCombination::FLEX_FORM) {
+    rep()->printf("Combination '%s' is a flex form, which is not evaluated\n", combination->get_name());
+    return nullptr;
+  }
+  return fixedform(&combination->fixedConfig, control_text(), false, fields, num);
+}
+
+// ---------------------------------------------------------------- commands
+
+DastResult* DastSession::suggest(int cached, const char* focus, int sample, int num) {
+  if (!check_usable()) return nullptr;
+  if (cached != 0 && currentResult != nullptr)
+    return new DastResult(currentResult.get(), 0, num < 0 ? currentResult->get_num_suggs() : num);
+  const Command command(this);
+  begin_evaluation();
+  const int wanted = num >= 0 ? num : get_num_suggs();
+  EvalFields fields(sesConfig->get_num_fields());
+  const std::unique_ptr<TeraResult> recall(
+      top_level_evaluation(sesConfig->get_active_combination(), &fields, wanted));
+  update_status(NO_CHANGE);
+  if (recall == nullptr) return nullptr;
+  ResultPtr result = build_result(recall.get(), fields.units, wanted);
+  if (const DareSessionField* const field = focus != nullptr ? find_field(focus) : nullptr;
+      field != nullptr) {
+    if (field->get_query() == nullptr && sample != 0)
+      build_sample(result.get(), field);
+    else
+      build_alts(result.get(), field);
+    result->set_cur_field(field->get_array_id());
+  }
+  return result.release();
+}
+
+DastResult* DastSession::search(const DareMultiQuery* query, int num) {
+  if (!check_usable()) return nullptr;
+  const Command command(this);
+  currentResult.reset();
+  sesConfig->clear_temp_fields();
+  if (synchronize_fields(query) < 0) return result();
+  return suggest(0, nullptr, 0, num);
+}
+
+DastResult* DastSession::search_combination(const DareMultiQuery* query, const char* combination) {
+  if (!check_usable()) return nullptr;
+  DastCombination* const wanted = sesConfig->get_combination(combination);
+  if (wanted == nullptr) {
+    rep()->printf("Unrecognized combination: %s", combination != nullptr ? combination : "");
+    return nullptr;
+  }
+  const bool was_sleeping = tHistory.is_sleeping();
+  if (query != nullptr && synchronize_fields(query) < 0) return nullptr;
+  tHistory.set_sleeping(true);
+  if (!commandTimer.is_running()) begin_evaluation();
+  EvalFields fields(sesConfig->get_num_fields());
+  const int num = sesGlobals.numSuggs >= 0 ? sesGlobals.numSuggs : wanted->get_num_suggs();
+  const std::unique_ptr<TeraResult> recall(top_level_evaluation(wanted, &fields, num));
+  ResultPtr result;
+  if (recall != nullptr) {
+    result = new_result();
+    result->set_limits(wanted->get_min_conf(), wanted->get_max_dist(), num);
+    fill_status(result.get());
+    result->set_current_suggs(build_suggs(recall.get(), fields.units, num));
+  }
+  tHistory.set_sleeping(was_sleeping);
+  return result.release();
+}
+
+DastResult* DastSession::reevaluate(const DastResult* result, const DareMultiQuery* query,
+                                    const char* combination) {
+  const DastCombination* const wanted = sesConfig->get_combination(combination);
+  if (!check_usable() || wanted == nullptr || result == nullptr ||
+      wanted->get_type() == DastCombination::FLEX_FORM || (query != nullptr && synchronize_fields(query) < 0))
+    return nullptr;
+  const DareFixedConfig& config = wanted->fixedConfig;
+  const int minimum = sesGlobals.minValue >= 0 ? sesGlobals.minValue : config.minValue;
+  TeraResult unused(nullptr, minimum, 1, 255);
+  EvalFields fields(sesConfig->get_num_fields());
+  const bool was_sleeping = tHistory.is_sleeping();
+  tHistory.set_sleeping(true);
+  const int status = prepare_eval_fields(config.get_boolean_logic(), &config, &fields);
+  tHistory.set_sleeping(was_sleeping);
+  if (status < 0) return nullptr;
+  DareEvaluate evaluator(&unused, static_cast<int>(fields.units.size()), fields.units.data(),
+                         config.get_boolean_logic(), 0, nullptr, fields.filters, false);
+  auto scored = std::make_unique<DastResult>(result, 0, result->get_num_suggs());
+  const bool can_score = evaluator.init_scores() == 0;
+  for (int i = scored->get_num_suggs() - 1; i >= 0; --i) {
+    DastSuggestion* const suggestion = scored->get_sugg(i);
+    const int quality = can_score ? evaluator.score(suggestion->recordIndex) : -1;
+    if (quality < minimum || suggestion->repObj == nullptr)
+      scored->remove_sugg(i);
+    else
+      suggestion->repObj->set_quality(quality);
+  }
+  scored->resort_suggs();
+  return scored.release();
+}

@@ -1,0 +1,298 @@
+#include "dare/dare_session.h"
+
+#include <memory>
+#include <random>
+#include <set>
+
+#include "dare/dare_session_config.h"
+#include "dast/dast_base_field_recall.h"
+#include "gtest/gtest.h"
+#include "support/record_bases.h"
+#include "support/recording_reporter.h"
+
+namespace {
+
+using support::FieldPlan;
+using support::Table;
+using Result = std::unique_ptr<DastResult>;
+
+constexpr int NUM_FIELDS = 4;
+
+struct Fixture {
+  explicit Fixture(unsigned seed, unsigned num_records = 200) {
+    std::vector<FieldPlan> plans;
+    for (int i = 0; i < NUM_FIELDS; ++i) {
+      FieldPlan plan;
+      plan.name = "f" + std::to_string(i);
+      plan.type = i == 3 ? "BASIC|CHANGING|FULL|ORIGINAL" : "ADVANCED|CHANGING|FULL|ORIGINAL";
+      plan.indexEmpty = i == 1;
+      plans.push_back(plan);
+    }
+    table = support::random_table(seed, plans, num_records);
+    base = support::build_base(table, folder);
+    session = std::make_unique<DastSession>(base.get(), false);
+    session->set_reporter(AceReporter::null());
+  }
+  void configure(const std::string& logic) {
+    const std::string text =
+        "FIELDS\t{\nf0\t{\nBUILD_FIELD\tf0\n}\nf1\t{\nBUILD_FIELD\tf1\n}\nf2\t{\nBUILD_FIELD\tf2\n}\n"
+        "f3\t{\nBUILD_FIELD\tf3\n}\nmode\t{\n}\n}\nCOMBINATIONS\t{\ndefault\t{\nMIN_CONF\t150\nMAX_"
+        "DIST\t80\nNUM_ALTS\t20\n"
+        "FIXED_CONFIG\t{\nLOGIC\t" +
+        logic + "\n}\n}\nother\t{\nFIXED_CONFIG\t{\nLOGIC\t(f0&f2)\n}\n}\n}\n";
+    ASSERT_EQ(session->config_session(text.c_str(), AceReporter::use_default()), 0);
+  }
+  support::TempFolder folder;
+  Table table;
+  std::unique_ptr<DastBase> base;
+  std::unique_ptr<DastSession> session;
+};
+
+std::string text_of(DastResult* result) {
+  if (result == nullptr) return "null";
+  std::string text = "context " + std::to_string(result->get_size_context()) + "\n";
+  for (int i = 0; i < result->get_num_fields(); ++i) {
+    const DastStatus* const status = result->get_field_status(i);
+    text += std::string(status->fieldName) + " " + status->queryMode +
+            (status->queryString != nullptr ? status->queryString : "") + " " +
+            std::to_string(status->matchStatus) + " " + std::to_string(status->numRecords) + " " +
+            std::to_string(status->bestCand) + "\n";
+  }
+  for (int i = 0; i < result->get_num_suggs(); ++i) {
+    const DastSuggestion* const suggestion = result->get_sugg(i);
+    text += std::to_string(suggestion->recordIndex) + " " + std::to_string(suggestion->get_quality());
+    for (int k = 0; k < result->get_num_fields(); ++k)
+      text += std::string(" ") + (suggestion->get_field(k) != nullptr ? suggestion->get_field(k) : "-") +
+              ":" + std::to_string(suggestion->get_field_quality(k));
+    text += "\n";
+  }
+  return text;
+}
+
+/// What a session has come to: queries, and the fields that are selected, in order.
+struct State {
+  std::vector<std::string> queries = std::vector<std::string>(NUM_FIELDS);
+  std::vector<int> selected;
+
+  bool is_selected(int field) const {
+    return std::find(selected.begin(), selected.end(), field) != selected.end();
+  }
+  void release(int field) {
+    const auto place = std::find(selected.begin(), selected.end(), field);
+    selected.erase(place, selected.end());
+  }
+  /// A new session that is given just that.
+  std::string replay(const DastSession* from) const {
+    DastSession fresh(from, AceReporter::null());
+    fresh.set_reporter(AceReporter::null());
+    for (int i = 0; i < NUM_FIELDS; ++i)
+      if (!queries[static_cast<std::size_t>(i)].empty())
+        fresh.update(("f" + std::to_string(i)).c_str(), queries[static_cast<std::size_t>(i)].c_str(),
+                     DastOptions::APPROX, 0);
+    for (const int field : selected) EXPECT_EQ(fresh.select(("f" + std::to_string(field)).c_str()), 0);
+    return text_of(Result(fresh.suggest(0, nullptr, 0, -1)).get());
+  }
+};
+
+TEST(DastSession, EqualsASessionThatStartsAnew) {
+  AceReporter::clear_default();
+  for (unsigned seed = 1; seed <= 12; ++seed) {
+    static AceReporter standard;
+    Fixture fixture(seed);
+    fixture.configure(seed % 3 == 0   ? "(f0&(f1|f2)&f3)"
+                      : seed % 3 == 1 ? "(f0&f1&f2&f3)"
+                                      : "((f0:f1)&f2&!f3)");
+    DastSession session(fixture.session.get(), AceReporter::null());
+    session.set_reporter(AceReporter::null());
+    std::mt19937 random(seed);
+    State state;
+    std::vector<State> done, undone;
+    for (int step = 0; step < 60; ++step) {
+      const int field = static_cast<int>(random() % NUM_FIELDS);
+      const std::string name = "f" + std::to_string(field);
+      const int before = session.get_history()->get_size();
+      const State old = state;
+      switch (random() % 8) {
+        case 0:
+        case 1:
+        case 2: {
+          const std::string query =
+              fixture.table.records[random() % fixture.table.records.size()][static_cast<std::size_t>(field)];
+          if (query.find('|') != std::string::npos || query.empty()) continue;
+          if (query == state.queries[static_cast<std::size_t>(field)]) continue;
+          ASSERT_EQ(session.update(name.c_str(), query.c_str(), DastOptions::APPROX, 0), 0) << query;
+          state.queries[static_cast<std::size_t>(field)] = query;
+          if (state.is_selected(field)) state.release(field);
+          break;
+        }
+        case 3:
+        case 4:
+          if (session.select(name.c_str()) == 0 && !state.is_selected(field)) state.selected.push_back(field);
+          break;
+        case 5: {
+          const char* const names[] = {name.c_str()};
+          ASSERT_EQ(session.deselect(1, names), 0);
+          if (state.is_selected(field)) state.release(field);
+          break;
+        }
+        case 6:
+          if (random() % 3 == 0) {
+            session.clear(name.c_str(), 0);
+            state.queries[static_cast<std::size_t>(field)].clear();
+            if (state.is_selected(field)) state.release(field);
+          }
+          break;
+        default: {
+          const bool back = random() % 2 == 0;
+          auto& from = back ? done : undone;
+          auto& to = back ? undone : done;
+          ASSERT_EQ((back ? session.can_undo() : session.can_redo()) != 0, !from.empty());
+          const Result walked(back ? session.undo(1) : session.redo(1));
+          if (!from.empty()) {
+            to.push_back(state);
+            state = from.back();
+            from.pop_back();
+          }
+          ASSERT_EQ(text_of(walked.get()), state.replay(fixture.session.get()))
+              << "seed " << seed << " step " << step;
+          continue;
+        }
+      }
+      if (session.get_history()->get_size() != before) {
+        done.push_back(old);
+        undone.clear();
+      }
+      if (step % 5 == 0)
+        ASSERT_EQ(text_of(Result(session.suggest(0, nullptr, 0, -1)).get()),
+                  state.replay(fixture.session.get()))
+            << "seed " << seed << " step " << step;
+    }
+    while (session.can_undo() != 0) delete session.undo(0);
+    ASSERT_EQ(text_of(Result(session.result()).get()),
+              text_of(Result(DastSession(fixture.session.get(), nullptr).result()).get()));
+    while (session.can_redo() != 0) delete session.redo(0);
+    while (!undone.empty()) {
+      state = undone.front();
+      undone.erase(undone.begin());
+    }
+    standard.set_as_default();
+  }
+}
+
+TEST(DastSession, CommandsAndTheirLimits) {
+  AceReporter::clear_default();
+  Fixture fixture(3);
+  fixture.configure("(f0&f1&f2&f3)");
+  DastSession& session = *fixture.session;
+  support::RecordingReporter rep;
+  session.set_reporter(&rep);
+  EXPECT_EQ(session.update("nobody", "x", DastOptions::APPROX, 0), -1);
+  EXPECT_NE(rep.all().find("Unrecognized session field: nobody"), std::string::npos);
+  EXPECT_EQ(Result(session.view(0, -1)), nullptr);
+  const Result nothing(session.undo(0));
+  ASSERT_NE(nothing, nullptr);
+  EXPECT_EQ(session.can_undo(), 0);
+  EXPECT_EQ(session.select("f0"), -1);  // no query
+
+  const std::string query = fixture.table.records[5][0].substr(0, fixture.table.records[5][0].find('|'));
+  const Result typed(session.update_result("f0", query.c_str(), DastOptions::APPROX));
+  ASSERT_NE(typed, nullptr);
+  ASSERT_GT(typed->get_num_alts(0), 0);
+  EXPECT_EQ(typed->get_alt(0, 0)->compQuality, 255);
+  EXPECT_EQ(typed->get_alt(0, 0)->candStatus, DastStatus::IN_CONTEXT);
+  const int size = session.get_history()->get_size();
+  EXPECT_EQ(session.update("f0", query.c_str(), DastOptions::APPROX, 0), 0);
+  EXPECT_EQ(session.get_history()->get_size(), size);  // nothing new
+  EXPECT_EQ(session.update("f0", "...", DastOptions::EXACT, 0), 0);
+  EXPECT_STREQ(session.get_config()->get_field_query(0), query.c_str());
+  EXPECT_EQ(session.get_config()->get_field_mode(0), DastOptions::EXACT);
+  EXPECT_EQ(session.update("f2", std::string(9000, 'a').c_str(), DastOptions::EXACT, 0), 0);
+  EXPECT_EQ(std::string(session.get_config()->get_field_query(2)).size(), 8192U);
+  session.clear("f2", 0);
+
+  EXPECT_EQ(session.select("f0"), 0);
+  EXPECT_EQ(session.select("f0"), 0);
+  EXPECT_GT(session.get_context()->get_size(), 0);
+  const char* const names[] = {"f0", "nobody"};
+  EXPECT_EQ(session.deselect(2, names), -1);
+  EXPECT_EQ(session.get_context()->get_size(), -1);
+
+  const Result suggested(session.suggest(0, nullptr, 0, -1));
+  ASSERT_NE(suggested, nullptr);
+  ASSERT_GT(suggested->get_num_suggs(), 1);
+  EXPECT_EQ(Result(session.view(0, 1))->get_num_suggs(), 1);
+  EXPECT_EQ(text_of(Result(session.view(0, -1)).get()), text_of(suggested.get()));
+  EXPECT_EQ(Result(session.view(0, -1)), nullptr);
+  EXPECT_EQ(session.set_input_focus(NUM_FIELDS + 1), -1);
+  EXPECT_EQ(session.switch_active_combination("nobody"), -1);
+  EXPECT_EQ(session.switch_active_combination("other"), 0);
+  EXPECT_EQ(session.set_globals("default", nullptr, 255, -1, 3), 0);
+  EXPECT_LE(Result(session.suggest(0, nullptr, 0, -1))->get_num_suggs(), 3);
+  session.set_globals(nullptr, nullptr, -1, -1, -1);
+
+  // A control field's text is the logic.
+  session.update("f1", "nothing", DastOptions::APPROX, 0);
+  session.update("mode", "(f0)", DastOptions::APPROX, 0);
+  const Result controlled(session.suggest(0, nullptr, 0, -1));
+  ASSERT_NE(controlled, nullptr);
+  EXPECT_EQ(controlled->get_sugg(0)->get_quality(), 255);
+  session.update("mode", "f0&wrong", DastOptions::APPROX, 0);
+  EXPECT_EQ(Result(session.suggest(0, nullptr, 0, -1)), nullptr);
+  EXPECT_EQ(session.clear_all(), 0);
+
+  // Deleted records never appear.
+  const Large deleted[] = {6};
+  const DastInfoList list(1, deleted, false);
+  session.get_config()->set_deletion(&list);
+  session.init_context();
+  EXPECT_FALSE(session.get_context()->has(6));
+  EXPECT_EQ(session.get_context()->get_size(), static_cast<int>(fixture.table.records.size()) - 1);
+  const Result sample(session.generate_sample("f0"));
+  EXPECT_EQ(sample->get_category(), DastResult::SAMPLE);
+  EXPECT_GT(sample->get_num_alts(0), 0);
+  const Result counted(session.count("f0", nullptr, DastOptions::APPROX, DastCountOptions(), 100000));
+  ASSERT_NE(counted, nullptr);
+  EXPECT_GT(counted->sum_alt_hits(0), 0);
+  const Result row(session.get_row("f0", query.c_str(), 0, 1000));
+  ASSERT_NE(row, nullptr);
+  for (int i = 0; i < row->get_num_suggs(); ++i) EXPECT_NE(row->get_sugg(i)->recordIndex, 6U);
+  static AceReporter standard;
+  standard.set_as_default();
+}
+
+TEST(DastSession, MultiFieldCommands) {
+  AceReporter::clear_default();
+  Fixture fixture(8);
+  fixture.configure("(f0&f1&f2&f3)");
+  DastSession& session = *fixture.session;
+  const auto& record = fixture.table.records[10];
+  DareMultiQuery query(NUM_FIELDS + 1);
+  for (int i = 0; i < NUM_FIELDS; ++i) {
+    const std::string value =
+        record[static_cast<std::size_t>(i)].substr(0, record[static_cast<std::size_t>(i)].find('|'));
+    query.set_mode(i, value.empty() ? DastOptions::EMPTY : DastOptions::APPROX);
+    query.set_query(i, value.c_str());
+  }
+  const Result searched(session.search(&query, -1));
+  ASSERT_NE(searched, nullptr);
+  ASSERT_GT(searched->get_num_suggs(), 0);
+  EXPECT_EQ(searched->get_sugg(0)->get_quality(), 255);
+  EXPECT_EQ(text_of(Result(session.search_combination(&query, "default")).get()).substr(0, 20),
+            text_of(searched.get()).substr(0, 20));
+  EXPECT_EQ(Result(session.search_combination(&query, "nobody")), nullptr);
+  const Result scored(session.reevaluate(searched.get(), &query, "default"));
+  ASSERT_NE(scored, nullptr);
+  EXPECT_EQ(text_of(scored.get()), text_of(searched.get()));
+  const DareMultiQuery wrong(2);
+  EXPECT_EQ(Result(session.search(&wrong, -1))->get_num_suggs(), 0);
+  EXPECT_EQ(session.multi_select(&wrong), -1);
+  EXPECT_EQ(session.multi_select(&query), 0);
+  EXPECT_TRUE(session.get_context()->has(11));
+  EXPECT_GT(session.get_context()->get_size(), 0);
+  delete session.undo(0);  // one command
+  EXPECT_EQ(session.get_context()->get_size(), -1);
+  static AceReporter standard;
+  standard.set_as_default();
+}
+
+}  // namespace
