@@ -31,6 +31,7 @@
 #include "ace/ace_attach.h"
 #include "ace/ace_types.h"
 #include "dare/dare_context.h"
+#include "dare/dare_exre.h"
 #include "dare/dare_history.h"
 #include "dare/dare_multi_query.h"
 #include "dare/dare_result.h"
@@ -51,7 +52,7 @@ struct DareSessionGlobals {
   int numSuggs = -1;
 };
 
-class SORV_API DastSession : public AceAttach {
+class SORV_API DastSession : public AceAttach, public DareExreSession {
  public:
   /// Bits of the result type.
   enum ResultType : int { SUGGESTIONS = 1, ALTERNATIVES = 4 };
@@ -67,7 +68,7 @@ class SORV_API DastSession : public AceAttach {
   DastSession(const DastSession* from, AceReporter* rep);
   DastSession(const DastSession&) = delete;
   DastSession& operator=(const DastSession&) = delete;
-  ~DastSession();
+  ~DastSession() override;
   /// A new session with the configuration of this one.
   DastSession* clone(bool is_auto, AceReporter* rep) const;
   int config_session(const char* config_string, AceReporter* rep);
@@ -117,11 +118,20 @@ class SORV_API DastSession : public AceAttach {
   DastResult* suggest(int cached, const char* focus, int sample, int num);
   /// Synchronises the fields and suggests; at most `num` suggestions, -1 as configured.
   DastResult* search(const DareMultiQuery* query, int num);
-  /// The same with another combination, for this search only. The session stays as it is. Null for an unknown
-  /// combination and for a flex form.
-  DastResult* search_combination(const DareMultiQuery* query, const char* combination);
-  /// Gives each record of a result the quality that a combination gives it.
-  DastResult* reevaluate(const DastResult* result, const DareMultiQuery* query, const char* combination);
+  /// The same with another combination (null: the first), for this search only; nothing is recorded. Null for
+  /// an unknown combination and for a flex form.
+  DastResult* search_combination(const DareMultiQuery* query, const char* combination) override;
+  /// Gives each record of a result, and its fields, the qualities that a combination gives it; those that it
+  /// excludes 0. Returns the combination's minimum; -1, and nothing changes.
+  int reevaluate(const DareMultiQuery* query, const char* combination, DastResult* result) override;
+  /// Runs the rules: the result has a category, a reason and a rule. Without rules: `search`, undecided.
+  DastResult* assess(const DareMultiQuery* query);
+  /// What the host's hook answers to the configured script function; null without one.
+  DastResult* script(const DareMultiQuery* query);
+  using ScriptHook =
+      std::function<DastResult*(DastSession* session, const DareMultiQuery* query, const char* function)>;
+  void set_script_hook(ScriptHook hook) { scriptHook = std::move(hook); }
+  DastResult* create_empty_result() const override { return new_result().release(); }
   /// Gives the fields queries without looking them up. NOOP leaves a field, EMPTY empties it.
   int synchronize_fields(const DareMultiQuery* query);
   /// An empty result with the statuses.
@@ -209,7 +219,7 @@ class SORV_API DastSession : public AceAttach {
   void reset_timer(int precision_level);
   void limit_time(double percent) { commandTimer.limit_time(percent); }
   int get_usable_time() const { return commandTimer.get_usable_time(); }
-  int get_remaining_time() const { return commandTimer.get_remaining_time(); }
+  int get_remaining_time() const override { return commandTimer.get_remaining_time(); }
   bool is_timer_running() const { return commandTimer.is_running(); }
 
   /// Records that are evaluated exactly in the last evaluation, for profiles.
@@ -262,6 +272,7 @@ class SORV_API DastSession : public AceAttach {
                                           int num) const;
   std::unique_ptr<DastRecord> make_record(Large record, int quality, const std::vector<DareField*>& units,
                                           bool with_strings) const;
+  static int field_quality(DareField* unit, Large record);
   void fill_record(DastRecord* shown, Large record, const std::vector<DareField*>& units) const;
 
   // Evaluation (dare_session_evaluate.cpp).
@@ -292,5 +303,6 @@ class SORV_API DastSession : public AceAttach {
   bool isTimerFresh = false;  // started by the host since the last command
   Mask abstractionMask = 0;
   AceReporter* reporter = nullptr;
+  ScriptHook scriptHook;
   VInt numIterations = 0;
 };

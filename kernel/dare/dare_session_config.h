@@ -148,6 +148,10 @@ class SORV_API DareSessionConfig {
   void set_def_abstraction(const char* text);
   Mask get_abstraction_pattern(const char* text) const;
   Mask get_def_abstraction() const { return defAbstraction; }
+  /// Reads the rules of `assess` (dare_exre.h). Returns 0, or -1; then there are none.
+  int load_assess_logic(const char* rule_file, AceReporter* rep);
+  /// Null for none.
+  const DareExreConfig* get_rules() const { return ruleEngineConfig; }
   /// Strict; of the default combination.
   int set_logic(const char* logic, AceReporter* rep);
   const char* get_logic() const;
@@ -216,6 +220,7 @@ class SORV_API DareSessionConfig {
   std::string scriptSearchFunction;
   std::string templateName;
   DareSessionExternal* extObjects = nullptr;
+  DareExreConfig* ruleEngineConfig = nullptr;
   std::vector<int> sortFields;
   std::vector<int> sortModes;
   bool isAuto = false;

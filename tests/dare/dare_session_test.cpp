@@ -280,9 +280,10 @@ TEST(DastSession, MultiFieldCommands) {
   EXPECT_EQ(text_of(Result(session.search_combination(&query, "default")).get()).substr(0, 20),
             text_of(searched.get()).substr(0, 20));
   EXPECT_EQ(Result(session.search_combination(&query, "nobody")), nullptr);
-  const Result scored(session.reevaluate(searched.get(), &query, "default"));
-  ASSERT_NE(scored, nullptr);
-  EXPECT_EQ(text_of(scored.get()), text_of(searched.get()));
+  DastResult scored(searched.get(), 0, 100);
+  for (int i = 0; i < scored.get_num_suggs(); ++i) scored.get_sugg(i)->repObj->set_quality(1);
+  EXPECT_EQ(session.reevaluate(&query, "default", &scored), 150);
+  EXPECT_EQ(text_of(&scored), text_of(searched.get()));
   const DareMultiQuery wrong(2);
   EXPECT_EQ(Result(session.search(&wrong, -1))->get_num_suggs(), 0);
   EXPECT_EQ(session.multi_select(&wrong), -1);

@@ -114,10 +114,10 @@ int DastSession::set_field_weight(int field_index, int value) {
 
 int DastSession::get_field_weight(int field_index) const {
   const DareSessionField* const field = sesConfig->get_session_field(field_index);
-  if (field == nullptr) return -1;
-  const auto place = static_cast<std::size_t>(field_index);
-  return place < sesGlobals.fieldWeights.size() ? sesGlobals.fieldWeights[place]
-                                                : field->get_unit()->get_weight();
+  const DastCombination* const active = sesConfig->get_active_combination();
+  if (field == nullptr || active == nullptr) return -1;
+  if (active->get_type() == DastCombination::FLEX_FORM) return field->get_unit()->get_weight();
+  return weight_of(field_index, &active->fixedConfig);  // units have that of the last evaluation
 }
 
 int DastSession::get_field_rescale(int field_index) const {

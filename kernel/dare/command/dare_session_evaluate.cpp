@@ -184,9 +184,10 @@ DastResult* DastSession::search(const DareMultiQuery* query, int num) {
 
 DastResult* DastSession::search_combination(const DareMultiQuery* query, const char* combination) {
   if (!check_usable()) return nullptr;
-  DastCombination* const wanted = sesConfig->get_combination(combination);
+  DastCombination* const wanted =
+      combination != nullptr ? sesConfig->get_combination(combination) : sesConfig->get_default_combination();
   if (wanted == nullptr) {
-    rep()->printf("Unrecognized combination: %s", combination != nullptr ? combination : "");
+    rep()->printf("Unrecognized combination: %s", combination);
     return nullptr;
   }
   const bool was_sleeping = tHistory.is_sleeping();
@@ -207,12 +208,12 @@ DastResult* DastSession::search_combination(const DareMultiQuery* query, const c
   return result.release();
 }
 
-DastResult* DastSession::reevaluate(const DastResult* result, const DareMultiQuery* query,
-                                    const char* combination) {
-  const DastCombination* const wanted = sesConfig->get_combination(combination);
+int DastSession::reevaluate(const DareMultiQuery* query, const char* combination, DastResult* result) {
+  const DastCombination* const wanted =
+      combination != nullptr ? sesConfig->get_combination(combination) : sesConfig->get_default_combination();
   if (!check_usable() || wanted == nullptr || result == nullptr ||
       wanted->get_type() == DastCombination::FLEX_FORM || (query != nullptr && synchronize_fields(query) < 0))
-    return nullptr;
+    return -1;
   const DareFixedConfig& config = wanted->fixedConfig;
   const int minimum = sesGlobals.minValue >= 0 ? sesGlobals.minValue : config.minValue;
   TeraResult unused(nullptr, minimum, 1, 255);
@@ -221,19 +222,48 @@ DastResult* DastSession::reevaluate(const DastResult* result, const DareMultiQue
   tHistory.set_sleeping(true);
   const int status = prepare_eval_fields(config.get_boolean_logic(), &config, &fields);
   tHistory.set_sleeping(was_sleeping);
-  if (status < 0) return nullptr;
+  if (status < 0) return -1;
   DareEvaluate evaluator(&unused, static_cast<int>(fields.units.size()), fields.units.data(),
                          config.get_boolean_logic(), 0, nullptr, fields.filters, false);
-  auto scored = std::make_unique<DastResult>(result, 0, result->get_num_suggs());
   const bool can_score = evaluator.init_scores() == 0;
-  for (int i = scored->get_num_suggs() - 1; i >= 0; --i) {
-    DastSuggestion* const suggestion = scored->get_sugg(i);
-    const int quality = can_score ? evaluator.score(suggestion->recordIndex) : -1;
-    if (quality < minimum || suggestion->repObj == nullptr)
-      scored->remove_sugg(i);
-    else
-      suggestion->repObj->set_quality(quality);
+  for (int i = 0; i < result->get_num_suggs(); ++i) {
+    DastSuggestion* const suggestion = result->get_sugg(i);
+    if (suggestion->repObj == nullptr) continue;
+    suggestion->repObj->set_quality(can_score ? std::max(evaluator.score(suggestion->recordIndex), 0) : 0);
+    for (int field = 0; field < sesConfig->get_num_fields(); ++field)
+      if (DareField* const unit = fields.units[static_cast<std::size_t>(field)]; unit != nullptr)
+        suggestion->repObj->set_quality(field, field_quality(unit, suggestion->recordIndex));
   }
-  scored->resort_suggs();
-  return scored.release();
+  return minimum;
+}
+
+DastResult* DastSession::assess(const DareMultiQuery* query) {
+  if (!check_usable()) return nullptr;
+  const Command command(this);
+  begin_evaluation();
+  currentResult.reset();
+  sesConfig->clear_temp_fields();
+  if (synchronize_fields(query) < 0) return result();
+  ResultPtr decided;
+  if (sesConfig->get_rules() != nullptr) {
+    DareExreEngine engine(sesConfig->get_rules(), this, rep());
+    decided.reset(engine.run(query));
+  } else {
+    rep()->printf("Session template '%s' has no rules: nothing is decided\n", sesConfig->get_template_name());
+    const char* const active = sesConfig->get_active_combination()->get_name();
+    decided.reset(search_combination(nullptr, active));
+    if (decided != nullptr) decided->set_category(DastResult::NO_DECISION);
+  }
+  update_status(NO_CHANGE);
+  if (decided == nullptr) return nullptr;
+  fill_status(decided.get());
+  for (int i = 0; i < sesConfig->get_num_fields(); ++i) decided->set_field_sort(i, DastResult::BY_QUALITY);
+  currentResult = std::make_unique<DastResult>(decided.get(), 0, decided->get_num_suggs());
+  return decided.release();
+}
+
+DastResult* DastSession::script(const DareMultiQuery* query) {
+  const char* const function = sesConfig->get_script_function();
+  if (!scriptHook || *function == '\0') return nullptr;
+  return scriptHook(this, query, function);
 }

@@ -131,6 +131,12 @@ DastResult* DastSession::view(int from, int to) {
 
 // ---------------------------------------------------------------- records
 
+int DastSession::field_quality(DareField* unit, Large record) {
+  const int quality =
+      unit->get_base_field() != nullptr ? unit->record_quality(record, false) : unit->hit_quality(record);
+  return std::clamp(quality, 0, 255);
+}
+
 /// Strings and qualities. Fields without query have quality 0.
 void DastSession::fill_record(DastRecord* record, Large id, const std::vector<DareField*>& units) const {
   AceAttach at;
@@ -148,10 +154,7 @@ void DastSession::fill_record(DastRecord* record, Large id, const std::vector<Da
       if (display != nullptr && text != nullptr) text = display->display(text, &at);
     }
     record->set_string(i, shown(field, text, &at));
-    if (unit != nullptr && unit->get_base_field() != nullptr)
-      record->set_quality(i, std::max(unit->record_quality(id, false), 0));
-    else if (unit != nullptr)
-      record->set_quality(i, std::max(unit->hit_quality(id), 0));
+    if (unit != nullptr) record->set_quality(i, field_quality(unit, id));
   }
 }
 

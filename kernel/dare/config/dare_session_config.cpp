@@ -9,6 +9,7 @@
 #include "ace/ace_error.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_tracer.h"
+#include "dare/dare_exre.h"
 #include "dare/dare_external.h"
 #include "dare/dare_history.h"
 #include "dare/dare_result.h"
@@ -46,12 +47,15 @@ DareSessionConfig::DareSessionConfig(const DareSessionConfig* config, AceReporte
     combinationList.back()->set_group_id(get_num_combi() - 1);
   }
   set_external_objects(config->extObjects);
+  ruleEngineConfig = config->ruleEngineConfig;
+  if (ruleEngineConfig != nullptr) ruleEngineConfig->ref();
   set_deletion(config->delSet);
   activeCombination = get_default_combination();
 }
 
 DareSessionConfig::~DareSessionConfig() {
   set_external_objects(nullptr);
+  if (ruleEngineConfig != nullptr) ruleEngineConfig->destroy();
   origBase->destroy();
 }
 
@@ -405,6 +409,17 @@ Mask DareSessionConfig::get_abstraction_pattern(const char* text) const {
 
 void DareSessionConfig::set_def_abstraction(const char* text) {
   defAbstraction = get_abstraction_pattern(text);
+}
+
+int DareSessionConfig::load_assess_logic(const char* rule_file, AceReporter* rep) {
+  DareExreNames names;
+  names.getFieldIndex = [this](const char* name) { return get_field_index(name); };
+  names.getCombiId = [this](const char* name) { return get_combi_id(name); };
+  names.dedupField = assessIdField.empty() ? -1 : get_field_index(assessIdField.c_str());
+  if (ruleEngineConfig != nullptr) ruleEngineConfig->destroy();
+  ruleEngineConfig = DareExreConfig::parse_config(rule_file, names, rep);
+  if (ruleEngineConfig != nullptr) return 0;
+  return ace_error(__FILE__, __LINE__, "DareExreConfig::parse_config(rule_file, names, rep)", -1, 0, -1);
 }
 
 void DareSessionConfig::set_external_objects(DareSessionExternal* objects) {
