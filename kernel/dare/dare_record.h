@@ -43,7 +43,9 @@ class SORV_API DastRecord : public AceAttach {
 
   int get_quality() const { return combinedQuality; }
   /// -1 where there is none.
-  int get_quality(int index) const;
+  int get_quality(int index) const {
+    return has_index(index) && has_qualities() ? singleQuality[static_cast<std::size_t>(index)] : -1;
+  }
   /// 0 to 255 only.
   bool set_quality(int quality);
   bool set_quality(int index, int quality);

@@ -47,10 +47,6 @@ bool DastRecord::set_string(int index, const char* text) {
   return true;
 }
 
-int DastRecord::get_quality(int index) const {
-  return has_index(index) && has_qualities() ? singleQuality[static_cast<std::size_t>(index)] : -1;
-}
-
 bool DastRecord::set_quality(int quality) {
   if (quality < 0 || quality > MAX_QUALITY) return false;
   combinedQuality = static_cast<Tiny>(quality);

@@ -13,7 +13,10 @@ template <bool (*keeps)(const Settings& settings, const DareExreEntry& entry)>
 class PredicateFilter : public DareExreFilter {
  public:
   explicit PredicateFilter(Settings settings) : itsSettings(std::move(settings)) {}
-  bool check(const DareExreEntry& entry) const override { return keeps(itsSettings, entry); }
+  void check(const Entries& entries, Kept* kept) const override {
+    for (std::size_t i = 0; i < entries.size(); ++i)
+      if ((*kept)[i] != 0 && !keeps(itsSettings, entries[i])) (*kept)[i] = 0;
+  }
 
  private:
   Settings itsSettings;
@@ -53,12 +56,39 @@ bool is_relation(const Settings& settings, const DareExreEntry& entry) {
   return entry.info != nullptr && *entry.info == settings.text;
 }
 
-bool passes_all(const Settings& settings, const DareExreEntry& entry) {
-  return std::ranges::all_of(settings.filters, [&](const auto& filter) { return filter->check(entry); });
-}
+class AndFilter : public DareExreFilter {
+ public:
+  explicit AndFilter(Settings settings) : subFilters(std::move(settings.filters)) {}
+  void check(const Entries& entries, Kept* kept) const override {
+    for (const auto& filter : subFilters) filter->check(entries, kept);
+  }
 
-bool passes_any(const Settings& settings, const DareExreEntry& entry) {
-  return std::ranges::any_of(settings.filters, [&](const auto& filter) { return filter->check(entry); });
+ private:
+  std::vector<std::unique_ptr<DareExreFilter>> subFilters;
+};
+
+class OrFilter : public DareExreFilter {
+ public:
+  explicit OrFilter(Settings settings) : subFilters(std::move(settings.filters)) {}
+  /// What one has kept, the next ones need not look at.
+  void check(const Entries& entries, Kept* kept) const override {
+    Kept left = *kept;
+    for (const auto& filter : subFilters) {
+      Kept passed = left;
+      filter->check(entries, &passed);
+      for (std::size_t i = 0; i < left.size(); ++i) left[i] = left[i] != 0 && passed[i] == 0 ? 1 : 0;
+    }
+    for (std::size_t i = 0; i < left.size(); ++i)
+      if (left[i] != 0) (*kept)[i] = 0;
+  }
+
+ private:
+  std::vector<std::unique_ptr<DareExreFilter>> subFilters;
+};
+
+template <class Filter>
+std::unique_ptr<DareExreFilter> make_compound(Settings settings) {
+  return std::make_unique<Filter>(std::move(settings));
 }
 
 using Kind = DareExreFilterKind;
@@ -68,8 +98,8 @@ constexpr std::array KINDS = {Kind{"record_min_qual", Kind::NUMBER, false, make_
                               Kind{"include_relation", Kind::TEXT, false, make_filter<includes_relation>},
                               Kind{"exclude_relation", Kind::TEXT, false, make_filter<excludes_relation>},
                               Kind{"is_relation", Kind::TEXT, false, make_filter<is_relation>},
-                              Kind{"and", Kind::FILTERS, false, make_filter<passes_all>},
-                              Kind{"or", Kind::FILTERS, false, make_filter<passes_any>}};
+                              Kind{"and", Kind::FILTERS, false, make_compound<AndFilter>},
+                              Kind{"or", Kind::FILTERS, false, make_compound<OrFilter>}};
 
 }  // namespace
 

@@ -24,13 +24,11 @@ const std::string* DareExreInfos::get(const char* text) {
   return &infoTexts.back();
 }
 
-const std::string* DareExreInfos::append(const std::string* info, const std::string& relation) {
+const std::string* DareExreInfos::add(const std::string* info, const std::string& relation) {
   if (relation.empty() || (info != nullptr && info->size() + relation.size() >= MAX_LENGTH)) return info;
-  if (lastAddition == Addition(info, &relation)) return lastSum;
   const auto [place, isNew] = appended.try_emplace({info, &relation}, nullptr);
   if (isNew) place->second = get((info != nullptr ? *info + " " + relation : relation).c_str());
-  lastAddition = {info, &relation};
-  return lastSum = place->second;
+  return place->second;
 }
 
 // ---------------------------------------------------------------- inputs
@@ -61,6 +59,19 @@ std::unique_ptr<DareExreInput> DareExreInput::parse(std::string_view text) {
 
 // ---------------------------------------------------------------- rules
 
+void DareExreRule::filter(std::vector<DareExreEntry>* entries, DareExreInfos* infos) const {
+  DareExreFilter::Kept kept(entries->size(), 1);
+  filterCriteria->check(*entries, &kept);
+  auto behind = entries->begin();
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    if (kept[i] == 0) continue;
+    const DareExreEntry& entry = (*entries)[i];
+    const int quality = std::clamp(entry.quality - outputPenalty, 0, DastRecord::MAX_QUALITY);
+    *behind++ = {entry.suggestion, infos->append(entry.info, relationID), quality};
+  }
+  entries->erase(behind, entries->end());
+}
+
 DastResult::Category DareExreRule::execute(const DareExreList& input, DareExreList* output,
                                            const DareExreRule** next, DareExreInfos* infos,
                                            AceReporter* trace) const {
@@ -69,14 +80,8 @@ DastResult::Category DareExreRule::execute(const DareExreList& input, DareExreLi
                   inputResult->combinationName.c_str(), inputResult->resultName.c_str());
   output->source = input.source;
   output->isMade = true;
-  output->entries.clear();
-  output->entries.reserve(input.entries.size());
-  if (filterCriteria == nullptr) output->entries = input.entries;
-  for (const DareExreEntry& entry : input.entries) {
-    if (filterCriteria == nullptr || !filterCriteria->check(entry)) continue;
-    const int quality = std::clamp(entry.quality - outputPenalty, 0, DastRecord::MAX_QUALITY);
-    output->entries.push_back({entry.suggestion, infos->append(entry.info, relationID), quality});
-  }
+  output->entries = input.entries;
+  if (filterCriteria != nullptr) filter(&output->entries, infos);
   const bool isAccepted = acceptCriteria->check(*output, trace);
   const Instruction& instruction = isAccepted ? yesInstruction : noInstruction;
   *next = instruction.jumpTo;

@@ -43,9 +43,17 @@ class DareExreInfos {
   const std::string* get(const char* text);
   /// The info with the relation, which must stay, behind it and a blank between; the info itself for an empty
   /// relation.
-  const std::string* append(const std::string* info, const std::string& relation);
+  const std::string* append(const std::string* info, const std::string& relation) {
+    if (lastAddition != Addition(info, &relation)) {
+      lastSum = add(info, relation);
+      lastAddition = {info, &relation};
+    }
+    return lastSum;
+  }
 
  private:
+  const std::string* add(const std::string* info, const std::string& relation);
+
   std::deque<std::string> infoTexts;
   std::map<std::string_view, const std::string*> byText;
   using Addition = std::pair<const std::string*, const std::string*>;  // info and relation
@@ -58,9 +66,14 @@ class DareExreInfos {
 
 class DareExreFilter {
  public:
+  using Entries = std::vector<DareExreEntry>;
+  /// For each entry whether it is still kept: 1 or 0.
+  using Kept = std::vector<unsigned char>;
+
   virtual ~DareExreFilter() = default;
-  /// Whether the suggestion is kept.
-  virtual bool check(const DareExreEntry& entry) const = 0;
+  /// Clears the marks of those among the marked entries that are not kept. A list at a time: a call for each
+  /// suggestion and class costs more than what most classes do.
+  virtual void check(const Entries& entries, Kept* kept) const = 0;
 };
 
 /// Makes the filter of a class: with a number, a text or a list of filters, as the class wants.
@@ -170,4 +183,7 @@ class DareExreRule {
   std::unique_ptr<DareExreAcceptor> acceptCriteria;
   Instruction yesInstruction;
   Instruction noInstruction;
+
+ private:
+  void filter(std::vector<DareExreEntry>* entries, DareExreInfos* infos) const;
 };
