@@ -27,6 +27,7 @@ DastSession* DastSession::clone(bool is_auto, AceReporter* rep) const {
   auto copy = std::make_unique<DastSession>(this, rep);
   copy->sesConfig->set_auto(is_auto);
   copy->reporter = rep;
+  copy->scriptHook = scriptHook;
   return copy.release();
 }
 
