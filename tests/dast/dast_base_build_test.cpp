@@ -196,6 +196,9 @@ TEST(DastBaseBuild, mistakes_in_record_files_are_named_with_line_and_field) {
   EXPECT_NE(failure_of("a\t1\nb\t-2\n").find("record 2, field 'n'"), std::string::npos);
   EXPECT_NE(failure_of("a\t9223372036854775808\nb\t2\n").find("record 1, field 'n'"), std::string::npos);
   EXPECT_NE(failure_of(std::string("a\t1\nb\0\t2\n", 9)).find("line 2"), std::string::npos);
+  EXPECT_EQ(failure_of("a\t1\rb\t2\r"), "0") << "a lone CR ends a line";
+  EXPECT_EQ(failure_of(std::string(10 << 20, 'a') + "\t1\nb\t2\n"), "0");
+  EXPECT_NE(failure_of(std::string(65, '\t') + "\n").find("66 found"), std::string::npos);
 }
 
 TEST(DastBaseBuild, a_reporter_stops_the_build) {

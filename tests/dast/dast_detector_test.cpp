@@ -13,6 +13,7 @@
 #include "support/recording_reporter.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_query_kinds.h"
+#include "tera/tera_reader.h"
 #include "tera/tera_result.h"
 #include "tera/tera_scan_graph.h"
 
@@ -321,6 +322,30 @@ TEST_F(DastDetectorTest, candidates_are_evaluated_again_by_their_fields_when_ask
   EXPECT_EQ(detect(*base, "webe"), before);
   base->get_field(1)->get_method()->configure_recall_options("-eval_type PREFIX -eval_model SHORT");
   EXPECT_EQ(detect(*base, "webe"), (Hits{{{0, 4, "last", "weber"}, {254, {1}}}})) << "204 in the index";
+}
+
+TEST_F(DastDetectorTest, an_index_may_be_empty_or_of_other_strings_than_the_values) {
+  const TempFolder folder;
+  Table table = people();
+  for (auto& record : table.records) record[0] = "";
+  const auto base =
+      build(table, {{.name = "none", .fields = {"given"}}, {.name = "last", .fields = {"last"}}}, folder);
+  EXPECT_EQ(detect(*base, "weber"), (Hits{{{0, 5, "last", "weber"}, {255, {1}}}})) << "nothing is no failure";
+
+  struct Reader : TeraReader {  // base id 3
+    int get_line(const char** string, Large* info, VInt* line) override {
+      *string = "the weaver";
+      if (info != nullptr) *info = 3;
+      if (line != nullptr) *line = 0;
+      return numRead++ == 0 ? 1 : 0;
+    }
+    int rewind() override { return numRead = 0; }
+    VInt get_estimate() override { return 1; }
+    int numRead = 0;
+  } reader;
+  base->get_detector(1)->set_special_reader(&reader);
+  ASSERT_EQ(base->make_detector(1, AceReporter::null()), 0);
+  EXPECT_EQ(detect(*base, "the weaver"), (Hits{{{0, 10, "last", "weber"}, {255, {1}}}}));
 }
 
 // ---------------------------------------------------------------- declaration and files
