@@ -17,6 +17,9 @@ class TeraResult;
 
 class SORV_API TeraDecompose {
  public:
+  /// Longer than any compound of two entries that somebody types; each position is a cut.
+  static constexpr int MAX_POSITIONS = 64;
+
   /// Which part of the query is recalled.
   enum Direction : int { PREFIX = 0, SUFFIX = 1 };
   /// Fills the result of a part of the query. The direction tells recalls that may find more than whole
@@ -31,8 +34,9 @@ class SORV_API TeraDecompose {
   /// has the best quality of all cuts. After `TeraResult::MAX_CANDS` pairs no more are made, and the result
   /// is marked unreliable. What the result has already must be resolved if the parts are.
   ///
-  /// Returns the number of candidates of the result; -1 for a null result, map or function, and for a result
-  /// without query. What `recall` throws passes through. Cost: two recalls per cut.
+  /// Returns the number of candidates of the result; -1 for a null result, map or function, for a result
+  /// without query, and, reported, for a query of more than MAX_POSITIONS positions. What `recall` throws
+  /// passes through. Cost: two recalls per cut.
   static int decompose(TeraResult* result, int min_left, int min_right, TeraEval::Model model,
                        const TeraMap* map, const Recall& recall);
 

@@ -67,7 +67,7 @@
 #include "tera/tera_map.h"
 
 class AceReporter;
-class EditQuery;
+class EditBudget;
 class EditStore;
 class TeraAliasReader;
 class TeraQuery;
@@ -76,8 +76,8 @@ class TeraResult;
 class TeraScanGraph;
 class TeraSplitResult;
 class TeraTransform;
-struct EditTask;
-struct EditTokens;
+struct EditAsk;
+struct EditScratch;
 
 /// Codes of recalls that find nothing.
 struct EditRecall {
@@ -112,6 +112,8 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   };
   static constexpr int BUILD_OPTIONS = NO_STRINGS | COMPACT | ALLOW_ALT | REVERSE;
   static constexpr int MAX_FILTER = 6;
+  /// Positions of an entry: a column takes as much memory for a single entry of a length as for 512.
+  static constexpr int MAX_POSITIONS = 4096;
   /// Runs of words that `scan` looks up: as long as the longest entry, within these bounds.
   static constexpr int MIN_SCAN_WORDS = 5;
   static constexpr int MAX_SCAN_WORDS = 32;
@@ -154,8 +156,8 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   /// string is an alias of those it makes pairs with, with the least penalty of the two. The sixth argument
   /// is unused.
   ///
-  /// An entry that cannot be tokenised (with ALLOW_ALT: an alternative that is not closed) is left out, with
-  /// a warning. Returns 0, or -1.
+  /// An entry that cannot be tokenised (with ALLOW_ALT: an alternative that is not closed), and one of more
+  /// than MAX_POSITIONS positions, is left out, with a warning. Returns 0, or -1.
   int make(TeraReader* reader, const TeraMap* map, int filter, int fine, int options, int unused,
            AceReporter* rep, TeraAliasReader* aliases);
   /// Builds from distinct strings. Without lists (all null) there are no attribute numbers.
@@ -200,6 +202,10 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   /// looks at the last (3m + 1) / 2 positions only; and that SUFFIX is free at the entry's start with and
   /// without transpositions. -1, reported, for a query of more than 1024 positions, unless it is answered by
   /// `exact`.
+  ///
+  /// A query that would take too long, or too much memory, is refused with -1, reported: so that whatever a
+  /// user types is answered within 50 ms on 700,000 words, or not (edit/edit_budget_internal.h has the bounds
+  /// and the tunables that move them). The result then has what was found before, and is marked unreliable.
   int recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int len_min, int len_max,
              int options, int percent, AceReporter* rep) const;
   int recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, AceReporter* rep) const {
@@ -223,8 +229,8 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   /// graph's minimum, or than recall takes. `split` is that of the graph's query from which its nodes were
   /// made; a graph without nodes gets them. A null one stands for the words between blanks, as does
   /// `scan_sep`, where words also end at the bytes of `separators`. `percent` and `options` as for `recall`;
-  /// a span with an alternative that is not closed is read without operators. Returns the number of spans, or
-  /// -1.
+  /// a span with an alternative that is not closed is read without operators. Returns the number of spans; or
+  /// -1, also where all spans together take more than one recall may.
   int scan(TeraScanGraph* graph, TeraEval::Model model, int options, TeraSplitResult* split, int percent,
            AceReporter* rep) const;
   int scan_sep(TeraScanGraph* graph, TeraEval::Model model, int options, const char* separators, int percent,
@@ -307,19 +313,19 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   int make_aliases(const Entries& entries, AceReporter* rep);
   int make_phonetics(const Entries& entries, AceReporter* rep);
 
-  // Recall.
-  struct Recall;
-  int recall_lengths(Recall* call, int len_min, int len_max) const;
-  int full_eval(Recall* call, EditTask task, const std::function<void(int)>& take) const;
-  int slim_eval(Recall* call, EditTask task, const std::function<void(int)>& take) const;
-  int reeval_marks(Recall* call, EditTask task, const std::function<void(int)>& take) const;
-  int reeval_blocks(Recall* call, EditTask task, const std::function<void(int)>& take) const;
-  int reeval_operators(Recall* call, EditTask task, const EditTokens& tokens, int lanes_log,
-                       const std::function<void(int)>& take) const;
-  int exact_bits(TeraResult* result, const Token* query, int options) const;
-  int match_pattern(TeraResult* result, const EditQuery& pattern, int options) const;
-  int add_phonetic(TeraResult* result, int min_value, TeraEval::Mode mode, TeraEval::Model model, int options,
-                   int percent, AceReporter* rep) const;
+  // Recall (edit/edit_request_internal.h). Each returns a number of candidates, or a negative code.
+  struct Request;
+  struct Prepared;
+  int recall(Request* request) const;
+  int prepare(Request* request, Prepared* out) const;
+  int look(const Prepared& prepared, Request* request) const;
+  int look_and_listen(const EditAsk& ask, EditScratch* scratch, Request* request) const;
+  int complete(const Request& request) const;
+  int find_exact(const Token* tokens, Request* request) const;
+  int find_exact_bits(const Token* tokens, Request* request) const;
+  int find_pattern(EditScratch* scratch, Request* request) const;
+  int find_segments(Request* request) const;
+  int add_phonetic(int min_value, Request* request) const;
   int finish(TeraResult* result, int options) const;
   int longest_run() const;
   int scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options, const TeraSplitResult& split,

@@ -391,9 +391,6 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
   void for_each_result(Visit visit) const;
   template <class Visit>
   void for_each_inner_result(Visit visit) const;
-  struct Found;
-  static void note_range(EdgeRangeMap* ranges, const Found& found, GetInfo* key, bool wider, AceAttach* at);
-  static void keep_first(EdgeRangeMap* ranges, std::vector<Found>* found, bool wider, AceAttach* at);
   void lay_out(const std::vector<int>& places, NodeList fresh);
   bool combine(const TeraScanGraph& other, Combined* combined) const;
   bool has_ascending_positions() const;

@@ -1,6 +1,8 @@
 #include "tera/edit/edit_kernel_internal.h"
 
 #include <map>
+#include <numeric>
+#include <set>
 
 #include "ace/ace_cpu.h"
 #include "oracle/edit_index.h"
@@ -119,12 +121,19 @@ void compare_with_oracle(samples::Random& random, int m, int n, int num, int let
     const bool isSingle = members.back().size() == 1;
     accepts.push_back({isSingle ? members.back()[0] : Token{0}, members.back(), accepted.test(250)});
   }
+  std::vector<int> setOf(accepts.size());
+  std::iota(setOf.begin(), setOf.end(), 0);
   for (const TeraEval::Mode mode : MODES)
     for (const bool transpose : {false, true}) {
       const int most = edit_measure_max(mode, m, n);
       EditTask task{mode,          transpose, m, n, 1, columns.data(), group.bytes.data() + EDIT_PADDING * 64,
                     accepts.data()};
       task.fewest = std::max(1, most - random.below(mode == TeraEval::LEVENSHTEIN ? 6 : most + 1));
+      if (random.below(2) != 0) {  // compared once for each set
+        task.sets = accepts.data();
+        task.setOf = setOf.data();
+        task.numSets = static_cast<int>(accepts.size());
+      }
       const Hits expected = hits_of(group, positions, task);
       for (const auto& [lane, x] : expected) ASSERT_LE(x, most);
       for (const AceCpuLevel level : {AceCpuLevel::BASELINE, AceCpuLevel::AVX2, AceCpuLevel::AVX512})
@@ -146,6 +155,38 @@ TEST(EditKernel, finds_the_lanes_that_the_table_of_each_entry_finds) {
     const int n = std::max(1, m + random.below(9) - 4);
     compare_with_oracle(random, m, n, 40 + random.below(60), 3 + random.below(8), random.below(3) == 0);
   }
+}
+
+TEST(EditKernel, a_walk_with_swaps_finds_nothing_that_its_bound_leaves_out) {
+  samples::Random random(3);
+  int numHits = 0;
+  for (int round = 0; round < (samples::SLOW ? 60 : 400) && !HasFailure(); ++round) {
+    const int n = 1 + random.below(9);
+    const samples::Tokens query = samples::word(random, 1 + random.below(9), false);
+    const oracle::Positions positions(query.data());
+    const Group group(n, entries_like(random, query, n, 64, 3));
+    std::vector<const VUint*> columns;
+    for (const auto& accepted : positions.tokens)
+      for (int tok = 1; tok < NUM_TOKENS; ++tok)
+        if (accepted.test(static_cast<size_t>(tok))) columns.push_back(group.column(static_cast<Token>(tok)));
+    const int m = positions.size();
+    ASSERT_EQ(columns.size(), static_cast<size_t>(m));
+    for (const TeraEval::Mode mode : {TeraEval::SUBSET, TeraEval::SUPERSET, TeraEval::BLOCKEDIT}) {
+      EditTask task{mode, true, m, n, 1 + random.below(std::min(m, n)), columns.data()};
+      const Hits expected = hits_of(group, positions, task);
+      task.mode = TeraEval::SEQ;
+      task.boundsSwaps = true;
+      std::vector<EditHit> room(EDIT_BLOCK_LANES);
+      int block = 0;
+      std::set<Large> passed;
+      for (int num = edit_kernel().scan(task, block, 1, room); num > 0; --num)
+        passed.insert(room[static_cast<size_t>(num - 1)].lane);
+      for (const auto& [lane, x] : expected)
+        EXPECT_EQ(passed.count(static_cast<Large>(lane)), 1U) << TeraEval::get_mode_name(mode) << ' ' << x;
+      numHits += static_cast<int>(expected.size());
+    }
+  }
+  EXPECT_GT(numHits, 1000);
 }
 
 TEST(EditKernel, long_words_and_several_blocks) {

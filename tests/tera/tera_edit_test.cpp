@@ -13,6 +13,7 @@
 #include "ace/ace_file.h"
 #include "ace/ace_input.h"
 #include "ace/ace_thread.h"
+#include "ace/ace_tracer.h"
 #include "oracle/edit_index.h"
 #include "support/damage.h"
 #include "support/recording_reporter.h"
@@ -212,7 +213,7 @@ std::string with_operators(samples::Random& random, const std::string& word, int
         pattern += '?';
         break;
       case 1:
-        pattern += std::string("[") + c + random_word(random, 1 + random.below(2), letters) + "]";
+        pattern += std::string("[") + c + random_word(random, 1 + random.below(2), letters) + c + "]";
         break;
       case 2:
         pattern += '*';
@@ -722,4 +723,60 @@ TEST_F(EditTest, long_queries_are_measured_whole_or_refused) {
   TeraStandardQuery exact((word + "a").c_str(), TeraEval::EXACT, TeraEval::MAXIMUM, &map, 0);
   EXPECT_EQ(exact.compare(word.c_str()), 0);
   EXPECT_EQ(exact.compare((word + "a").c_str()), 255);
+}
+
+TEST_F(EditTest, queries_that_cost_too_much_are_refused_as_the_tunables_say) {
+  entries = {std::string(1024, 'a'), std::string(1000, 'b'), "ab"};
+  std::string alternatives;  // as many different sets as positions
+  for (int i = 0; i < 1000; ++i) {
+    alternatives += '[';
+    for (int bit = 0; bit < 10; ++bit)
+      if ((i + 1) >> bit & 1) alternatives += ALPHABET[bit];
+    alternatives += "z]";
+  }
+  support::RecordingReporter reporter;
+  reporter.set_as_default();
+  struct Tunable {
+    explicit Tunable(const char* name, int value) : itsName(name) { AceTracer::set(name, value); }
+    ~Tunable() { AceTracer::set(itsName, 0); }
+    const char* itsName;
+  };
+  for (const Layout& layout : {LAYOUTS[0], LAYOUTS[5], LAYOUTS[6]}) {
+    TeraEdit edit;
+    build(&edit, layout);
+    const auto rc_of = [&](const std::string& query) {
+      TeraResult result(query.c_str(), 1, 10, 255, nullptr);
+      const int rc = edit.recall(&result, TeraEval::FACTOR, TeraEval::MAXIMUM, 0, 0, 0, 100, nullptr);
+      EXPECT_EQ(result.is_unreliable(), rc < 0);
+      return rc;
+    };
+    EXPECT_GE(rc_of(entries[0]), 1);
+    {
+      const Tunable half("EDIT_RECALL_MEGABYTES", 32);
+      EXPECT_EQ(rc_of(alternatives), EditRecall::GENERAL_ERROR);
+    }
+    EXPECT_NE(reporter.all().find(layout.filter == 0 ? "EDIT_RECALL_MEGABYTES" : "Query refused"),
+              std::string::npos);
+    const Tunable memory("EDIT_RECALL_MEGABYTES", -1);
+    {
+      const Tunable none("EDIT_STEPS_PER_ENTRY", -1);
+      EXPECT_GE(rc_of(alternatives), 1);
+    }
+    const Tunable few("EDIT_STEPS_PER_ENTRY", 1);
+    EXPECT_EQ(rc_of(entries[0]), EditRecall::GENERAL_ERROR);
+    EXPECT_NE(reporter.all().find("EDIT_STEPS_PER_ENTRY"), std::string::npos);
+    EXPECT_EQ(rc_of("ab"), 1);
+  }
+}
+
+TEST_F(EditTest, entries_of_too_many_positions_are_left_out_with_a_word) {
+  const std::string longest(TeraEdit::MAX_POSITIONS, 'a');
+  entries = {"ab", longest + "b", longest};
+  support::RecordingReporter reporter;
+  ListReader reader(entries);
+  TeraEdit edit;
+  ASSERT_EQ(edit.make(&reader, &map, 5, 1, 0, 0, &reporter, nullptr), 0);
+  EXPECT_EQ(edit.get_max_length(), TeraEdit::MAX_POSITIONS + 1);
+  EXPECT_NE(reporter.all().find("Line 2 has an entry of 4097 positions, more than 4096"), std::string::npos);
+  EXPECT_EQ(recall(edit, longest, TeraEval::EXACT, TeraEval::MAXIMUM, 255, 0), (Found{{3, 255}}));
 }

@@ -139,6 +139,29 @@ TEST_F(Memory, a_recall_that_runs_out_leaves_an_index_that_answers_as_if_nothing
     }
 }
 
+TEST_F(Memory, from_the_second_recall_on_only_candidates_take_memory) {
+  const auto requests = [this](const char* text, TeraQuery* query, TeraEval::Mode mode, int* num_cands) {
+    TeraResult result(text, 200, 100, 255, query);
+    constexpr long PLENTY = 1000000;
+    support::numNewsLeft = PLENTY;
+    *num_cands = good.recall(&result, mode, TeraEval::MAXIMUM, 0, 0, TeraEdit::NO_RESOLVE, 100, nullptr);
+    const long used = PLENTY - support::numNewsLeft;
+    support::numNewsLeft = -1;
+    return used;
+  };
+  for (const TeraEval::Mode mode : MODES)
+    for (const char* text : {"meyerx", "m[ae]ierx", "zzz", "meier"}) {
+      TeraQuery* const query = good.get_query(text, mode, TeraEval::MAXIMUM, 0, 100);
+      int numCands = 0;
+      requests(text, query, mode, &numCands);
+      const long again = requests(text, query, mode, &numCands);
+      // A table, and for each candidate itself and its group at most.
+      EXPECT_LE(again, numCands == 0 ? 0 : 1 + 2 * numCands)
+          << text << ' ' << TeraEval::get_mode_name(mode) << ' ' << numCands;
+      query->unref();
+    }
+}
+
 TEST_F(Memory, building_writing_and_loading_fail_with_a_word_and_leave_the_old_file) {
   const std::string before = support::read_file(file);
   with_memory_that_ends("build", [&] {

@@ -309,6 +309,21 @@ TEST_F(Graphs, duplicates_stay_where_they_are_best) {
   }
 }
 
+TEST_F(Graphs, a_word_repeated_over_thousands_of_nodes_keeps_its_best_spans) {
+  constexpr int NODES = 4000;
+  for (const bool wider : {false, true}) {
+    Graph graph(0, "der", 0, 100, 255, 0);
+    graph.init(NODES);
+    for (int from = 0; from + 1 < NODES; ++from)
+      for (int to = from + 1; to < std::min(from + 4, NODES); ++to)
+        for (Large entry = 1; entry < 9; ++entry)
+          graph.create_edge(from, to, "der", 0, 0, 0)
+              ->add_cand(to == from + 1 ? 255 : 200, new TeraCand(entry));
+    graph.dedup_unresolved(wider);
+    EXPECT_EQ(graph.get_num_candidates(), (NODES - 1) * 8);  // all ranges meet, and none of them overlap
+  }
+}
+
 TEST_F(Graphs, attribute_numbers_are_only_duplicates_with_their_whole_list) {
   const Large lists[][2] = {{3, 7}, {3, 9}, {3, 7}};
   Graph graph(0, "ann bob", 0, 100, 255, 0);
@@ -573,4 +588,24 @@ TEST_F(Graphs, compounds_are_decomposed_into_all_pairs_that_reach_the_quality) {
     EXPECT_EQ(found, expected) << query << ' ' << min_left << ' ' << min_right << ' ' << min_value;
     EXPECT_EQ(num, static_cast<int>(expected.size()));
   }
+}
+
+TEST_F(Graphs, what_takes_too_many_recalls_is_refused_before_the_first) {
+  support::RecordingReporter reporter;
+  reporter.set_as_default();
+  std::string letters;
+  for (int i = 0; i < 5000; ++i) letters += "a ";
+  ListTree tree(nullptr);
+  tree["a"];
+  tree["b a"];
+  TeraEdit edit;
+  ASSERT_EQ(edit.make(&tree, &map, 0, 0, 0, AceReporter::null()), 0);
+  Graph graph(0, letters.c_str(), 200, 10, 255, 0);
+  EXPECT_EQ(edit.scan(&graph, TeraEval::REDUNDANT, 0, nullptr, 100, nullptr), -1);
+  EXPECT_NE(reporter.all().find("Query refused"), std::string::npos);
+  EXPECT_EQ(graph.get_num_candidates(), 0);
+  TeraResult compound(std::string(TeraDecompose::MAX_POSITIONS + 1, 'a').c_str(), 200, 10, 255);
+  EXPECT_EQ(TeraDecompose::decompose(&compound, 1, 1, TeraEval::REDUNDANT, edit.get_tera_map(),
+                                     [](auto...) { ADD_FAILURE(); }),
+            -1);
 }

@@ -8,13 +8,15 @@
 ///              a position has one token here, and lanes without an entry have zeros
 ///
 /// Bits are for looking at every entry, bytes for looking at the few groups of neighbours that a filter left.
-/// Both forms need `PADDING` readable positions in front and behind, of whatever content.
+/// Bits need `PADDING` readable positions in front and behind, of whatever content. Of bytes nothing is read
+/// but the groups asked for.
 ///
 /// The loops exist for each level of ace_cpu.h, and give the same hits.
 ///
 /// Thread safety: a task and its buffers belong to one thread; the columns are only read.
 #pragma once
 
+#include <cstddef>
 #include <span>
 
 #include "tera/tera_eval.h"
@@ -26,6 +28,8 @@ inline constexpr int EDIT_BLOCK_LANES = EDIT_WORD_LANES * EDIT_BLOCK_WORDS;
 inline constexpr int EDIT_PADDING = 4;        ///< positions that are read beyond both ends of the entries
 inline constexpr int EDIT_MAX_QUERY = 1024;   ///< positions of a query
 inline constexpr int EDIT_MAX_PATTERN = 128;  ///< and of one in WILDCARD mode
+/// Comparisons of a group's entries with the query's sets that are kept for the cells of the table.
+inline constexpr std::size_t EDIT_MAX_CELLS = 4096;
 
 /// An entry whose measure reaches the least one asked for.
 struct EditHit {
@@ -52,11 +56,24 @@ struct EditTask {
   const Token* bytes = nullptr;           ///< bytes: section 0
   const EditAccept* accepts = nullptr;    ///< bytes: per query position
   const bool* runs = nullptr;             ///< WILDCARD: m + 1 flags, whether any tokens may stand in front
+
+  /// SEQ: neighbours in the wrong order count as two matches, and those that would only do so with others as
+  /// well. An upper bound for the walks of the sets with `transpose`.
+  bool boundsSwaps = false;
+  const EditAccept* sets = nullptr;  ///< bytes: the different ones among `accepts`, and
+  const int* setOf = nullptr;        ///< which of them each position has; may be left out
+  int numSets = 0;
+  void* room = nullptr;  ///< `edit_room_bytes`, in cache lines; allocated by each call when left out
 };
 
 /// Largest measure that an entry of n positions can have in a mode; -1 when the kernel does not know the
 /// mode.
 SORV_API int edit_measure_max(TeraEval::Mode mode, int m, int n);
+
+/// What a vector of lanes costs, in cells of the table of edit distances.
+VInt edit_cells(const EditTask& task);
+/// Room that a task needs for slices, and for comparisons with its sets.
+std::size_t edit_room_bytes(const EditTask& task);
 
 struct EditKernel {
   /// Looks at the blocks from `block` up to but excluding `last` until `hits` has no room for a full block,

@@ -59,6 +59,7 @@ struct ByteLanes16 : ByteLanesBase<16> {
 /// Bits of the entries at the query's positions.
 template <class V>
 struct BitColumns {
+  static constexpr bool IS_PADDED = true;
   const VUint* const* columns;
   VInt offset;  // words from the start of the columns to the lanes looked at, in the entries' first position
 
@@ -68,6 +69,7 @@ struct BitColumns {
 /// Bytes of the entries, compared with the query's tokens.
 template <class ByteLanes>
 struct ByteColumns {
+  static constexpr bool IS_PADDED = false;
   using V = typename ByteLanes::V;
   const EditAccept* accepts;
   const Token* bytes;  // of the lanes looked at, in the entries' first position
@@ -81,6 +83,40 @@ struct ByteColumns {
     V found{};
     for (const Token tok : accept.several) found |= ByteLanes::equal(tokens, tok);
     return found;
+  }
+};
+
+/// The same where comparisons are done before: one for each set and entry position.
+template <class V>
+struct KnownColumns {
+  static constexpr bool IS_PADDED = false;
+  const V* known;
+  const int* setOf;
+  int n;
+
+  V at(int i, int j) const { return known[setOf[i] * n + j]; }
+};
+
+/// Columns of entries that are only read at their positions: others give the one nearby.
+template <class Columns>
+struct Clamped {
+  static constexpr bool IS_PADDED = true;
+  const Columns& columns;
+  int n;
+  auto at(int i, int j) const { return columns.at(i, j < 0 ? 0 : j < n ? j : n - 1); }
+};
+
+/// Counts two neighbours in the wrong order as if they were in the right one.
+template <class Columns>
+struct Unswapped {
+  const Columns& columns;
+  int m;
+  int n;
+  auto at(int i, int j) const {
+    auto lanes = columns.at(i, j);
+    if (i > 0 && j > 0) lanes |= columns.at(i - 1, j) & columns.at(i, j - 1);
+    if (i + 1 < m && j + 1 < n) lanes |= columns.at(i + 1, j) & columns.at(i, j + 1);
+    return lanes;
   }
 };
 
@@ -209,6 +245,8 @@ LaneMeasures<V> measure(const EditTask& task, const Columns& columns, Slices<V> 
       *out.minus = edit_wildcard<V>(m, n, columns, task.runs);
       return count_hits(out.minus, 1);
     default:  // SEQ
+      if (task.boundsSwaps)
+        return count_hits(out.minus, edit_sequence<V>(m, n, Unswapped<Columns>{columns, m, n}, out.minus));
       return count_hits(out.minus, edit_sequence<V>(m, n, columns, out.minus));
   }
 }
@@ -324,8 +362,8 @@ bool choose_delta(const EditTask& task, const Columns& columns, LaneMeasures<typ
 }
 
 template <class Lanes, class Columns>
-bool measure_few_errors(const EditTask& task, int errors, const Columns& columns,
-                        LaneMeasures<typename Lanes::V>& out) {
+bool choose_errors(const EditTask& task, int errors, const Columns& columns,
+                   LaneMeasures<typename Lanes::V>& out) {
   switch (errors) {
     case 0:
       return choose_delta<Lanes, 0, 0>(task, columns, out);
@@ -336,6 +374,15 @@ bool measure_few_errors(const EditTask& task, int errors, const Columns& columns
     default:
       return choose_delta<Lanes, 3, -3>(task, columns, out);
   }
+}
+
+template <class Lanes, class Columns>
+bool measure_few_errors(const EditTask& task, int errors, const Columns& columns,
+                        LaneMeasures<typename Lanes::V>& out) {
+  if constexpr (!Columns::IS_PADDED)
+    return measure_few_errors<Lanes>(task, errors, Clamped<Columns>{columns, task.n}, out);
+  else
+    return choose_errors<Lanes>(task, errors, columns, out);
 }
 
 /// More errors, but few enough for a band of the table to be worth it.
@@ -390,13 +437,28 @@ class TaskRunner {
       way = FEW_ERRORS;
     } else if (isEdit && errors >= distance_to(task.m, task.n) && is_narrow(Band(task.m, task.n, errors))) {
       way = BAND;
-    } else {
-      slices = new V[static_cast<std::size_t>(4 * longer + 4)];
     }
+    isOwn = task.room == nullptr;
+    numSlices = 4 * longer + 4;
+    const auto size = edit_room_bytes(task) / sizeof(V);
+    slices = isOwn ? new V[size] : static_cast<V*>(task.room);
   }
   TaskRunner(const TaskRunner&) = delete;
   TaskRunner& operator=(const TaskRunner&) = delete;
-  ~TaskRunner() { delete[] slices; }
+  ~TaskRunner() {
+    if (isOwn) delete[] slices;
+  }
+
+  /// Room for the comparisons with the sets, behind the slices; null where each is used once or twice, and
+  /// where there are too many.
+  V* known_cells() const {
+    const auto cells = static_cast<std::size_t>(task.numSets) * static_cast<std::size_t>(task.n);
+    bool isRepeated = way == TABLE && (task.transpose || task.mode == TeraEval::BIGRAMS ||
+                                       task.mode == TeraEval::BISEQ || task.mode == TeraEval::SUBSET ||
+                                       task.mode == TeraEval::SUPERSET || task.mode == TeraEval::BLOCKEDIT);
+    for (int set = 0; set < task.numSets; ++set) isRepeated |= task.sets[set].single == 0;
+    return isRepeated && task.numSets > 0 && cells <= EDIT_MAX_CELLS ? slices + numSlices : nullptr;
+  }
 
   /// Writes the hits among the lanes, numbered from `first`; returns their number.
   template <class Columns>
@@ -428,6 +490,8 @@ class TaskRunner {
   const EditTask& task;
   int errors;
   Way way = TABLE;
+  bool isOwn = false;
+  int numSlices = 0;
   V* slices = nullptr;
 };
 
@@ -446,11 +510,20 @@ int scan_blocks(const EditTask& task, int& block, int last, std::span<EditHit> h
   return num;
 }
 
+/// Compares the entries with each set once, whatever the query repeats.
+template <class Lanes>
+void compare_sets(const EditTask& task, const Token* bytes, typename Lanes::V* known) {
+  const ByteColumns<Lanes> columns{task.sets, bytes};
+  for (int set = 0; set < task.numSets; ++set)
+    for (int j = 0; j < task.n; ++j) *known++ = columns.at(set, j);
+}
+
 template <class Lanes>
 int check_groups(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
                  std::span<EditHit> hits) {
   TaskRunner<Lanes> runner(task);
   const int groupLanes = 1 << lanes_log;
+  typename Lanes::V* const known = runner.known_cells();
   int num = 0;
   for (; group < static_cast<int>(groups.size()) && num + EDIT_WORD_LANES <= static_cast<int>(hits.size());
        ++group) {
@@ -458,8 +531,14 @@ int check_groups(const EditTask& task, int lanes_log, std::span<const Large> gro
     for (int k = 0; k < groupLanes; k += Lanes::NUM_LANES) {
       const Large first = lane + static_cast<Large>(k);
       const VInt section = first / EDIT_WORD_LANES;
-      const ByteColumns<Lanes> columns{
-          task.accepts, task.bytes + section * task.n * EDIT_WORD_LANES + first % EDIT_WORD_LANES};
+      const Token* const bytes = task.bytes + section * task.n * EDIT_WORD_LANES + first % EDIT_WORD_LANES;
+      if (known != nullptr) {
+        compare_sets<Lanes>(task, bytes, known);
+        num +=
+            runner.run(KnownColumns<typename Lanes::V>{known, task.setOf, task.n}, first, hits.data() + num);
+        continue;
+      }
+      const ByteColumns<Lanes> columns{task.accepts, bytes};
       num += runner.run(columns, first, hits.data() + num);
     }
   }

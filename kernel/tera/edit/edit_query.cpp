@@ -1,71 +1,125 @@
 #include "tera/edit/edit_query_internal.h"
 
 #include <algorithm>
+#include <iterator>
+#include <memory>
 
 #include "tera/text/tera_token_walk_internal.h"
 
-EditQuery::EditQuery(const Token* tokens, bool operators) {
-  std::vector<int> runPositions;
-  const auto accept = [this](int pos, Token tok) {
+namespace {
+
+constexpr std::size_t PADDING = EDIT_PADDING * EDIT_BLOCK_WORDS;
+
+/// Whether the set has no column of its own.
+bool is_united(const EditAccept& set) {
+  return !set.any && set.several.size() != 1;
+}
+
+std::size_t padded_words(const EditColumns& columns, int length) {
+  return static_cast<std::size_t>(columns.num_blocks(length)) * static_cast<std::size_t>(length) *
+             EDIT_BLOCK_WORDS +
+         2 * PADDING;
+}
+
+}  // namespace
+
+void EditQuery::build(const Token* tokens, bool operators) {
+  members.clear();
+  memberTokens.clear();
+  sets.clear();
+  setOf.clear();
+  accepts.clear();
+  runs.fill(false);
+  hasRuns = isCut = hasAlternatives = false;
+  TokenSet position;
+  int current = 0;
+  const auto finish = [&](int next) {  // of an alternative no member may have come
+    for (; current < next; ++current, position.reset()) setOf.push_back(find_set(position));
+  };
+  const auto accept = [&](int pos, Token tok) {
     isCut |= pos >= EDIT_MAX_QUERY;
     if (isCut) return;
-    members.resize(static_cast<std::size_t>(pos) + 1);
-    members.back().push_back(tok);
+    finish(pos);
+    position.set(tok);
   };
   const auto ignore = [](int) {};
   walk_positions(tokens, operators, accept, ignore, [&](int pos) {
-    if (pos <= EDIT_MAX_QUERY) runPositions.push_back(pos);
+    if (pos <= EDIT_MAX_QUERY) runs[static_cast<std::size_t>(pos)] = hasRuns = true;
   });
-  for (const std::vector<Token>& list : members) {
-    EditAccept& accepted = accepts.emplace_back();
-    accepted.any = operators && std::find(list.begin(), list.end(), TOKEN_WILDCARD) != list.end();
-    if (!accepted.any && list.size() == 1) accepted.single = list.front();
-    accepted.several = list;
+  if (position.any()) finish(current + 1);
+  for (const TokenSet& set : members)
+    for (int tok = 0; tok < NUM_TOKEN_VALUES; ++tok)
+      if (set.test(static_cast<std::size_t>(tok))) memberTokens.push_back(static_cast<Token>(tok));
+  const Token* next = memberTokens.data();
+  for (const TokenSet& tokenSet : members) {
+    EditAccept& set = sets.emplace_back();
+    set.several = {next, tokenSet.count()};
+    next += tokenSet.count();
+    set.any = operators && tokenSet.test(TOKEN_WILDCARD);
+    if (!set.any && set.several.size() == 1) set.single = set.several.front();
+    hasAlternatives |= set.single == 0;
   }
-  runs = std::make_unique<bool[]>(members.size() + 1);
-  for (const int pos : runPositions) runs[static_cast<std::size_t>(pos)] = true;
-  hasRuns = !runPositions.empty();
+  for (const int set : setOf) accepts.push_back(sets[static_cast<std::size_t>(set)]);
+}
+
+int EditQuery::find_set(const TokenSet& tokens) {
+  const auto number = std::find(members.begin(), members.end(), tokens) - members.begin();
+  if (number == std::ssize(members)) members.push_back(tokens);
+  return static_cast<int>(number);
 }
 
 void EditQuery::match_all() {
-  accepts.assign(1, EditAccept{0, {}, true});
-  runs = std::make_unique<bool[]>(2);
+  sets.assign(1, EditAccept{0, {}, true});
+  accepts.assign(1, sets.front());
+  setOf.assign(1, 0);
+  hasAlternatives = true;
+  runs.fill(false);
   runs[1] = hasRuns = true;
 }
 
 void EditQuery::open(bool anywhere) {
-  runs = std::make_unique<bool[]>(members.size() + 1);
+  runs.fill(false);
   runs[0] = anywhere;
-  runs[members.size()] = hasRuns = true;
+  runs[accepts.size()] = hasRuns = true;
+}
+
+VInt EditTaskColumns::union_words(const EditQuery& query, const EditColumns& columns, int length) {
+  const auto num = std::count_if(query.get_sets().begin(), query.get_sets().end(), is_united);
+  return num * static_cast<VInt>(padded_words(columns, length));
+}
+
+VInt EditTaskColumns::union_steps(const EditQuery& query, const EditColumns& columns, int length) {
+  VInt members = 0;
+  for (const EditAccept& set : query.get_sets())
+    if (is_united(set)) members += static_cast<VInt>(set.several.size());
+  return members * static_cast<VInt>(padded_words(columns, length));
 }
 
 int EditTaskColumns::find(const EditQuery& query, EditColumns* columns, int length) {
+  setColumns.clear();
   pointers.clear();
-  united.clear();
-  constexpr std::size_t padding = EDIT_PADDING * EDIT_BLOCK_WORDS;
-  const std::size_t num = static_cast<std::size_t>(columns->num_blocks(length)) *
-                          static_cast<std::size_t>(length) * EDIT_BLOCK_WORDS;
-  for (int i = 0; i < query.length(); ++i) {
-    const EditAccept& accept = query.get_accepts()[i];
-    const bool isPlain = accept.any || accept.several.size() == 1;
-    if (!isPlain) united.emplace_back(num + 2 * padding);
-    const auto add = [&](int tok) {
-      const VUint* const column = columns->get(tok, length);
-      if (column == nullptr) return false;
-      if (isPlain)
-        pointers.push_back(column);
-      else
-        std::transform(column, column + num, united.back().begin() + padding, united.back().begin() + padding,
-                       [](VUint one, VUint other) { return one | other; });
-      return true;
-    };
-    if (accept.any) {
-      if (!add(EditColumns::ANY_TOKEN)) return -1;
-      continue;
+  const std::size_t size = padded_words(*columns, length);
+  const VInt total = union_words(query, *columns, length);
+  united.assign(static_cast<std::size_t>(total), 0);
+  auto next = united.begin() + PADDING;  // the column of the next alternative
+  for (const EditAccept& set : query.get_sets()) {
+    const bool isUnited = is_united(set);
+    const auto column_of = [&](int tok) { return columns->get(tok, length); };
+    const VUint* column =
+        isUnited ? nullptr : column_of(set.any ? EditColumns::ANY_TOKEN : int{set.several.front()});
+    if (!isUnited && column == nullptr) return -1;
+    if (isUnited) {
+      for (const Token tok : set.several) {
+        const VUint* const one = column_of(tok);
+        if (one == nullptr) return -1;
+        std::transform(one, one + (size - 2 * PADDING), next, next, [](VUint a, VUint b) { return a | b; });
+      }
+      column = std::to_address(next);
+      next += static_cast<std::ptrdiff_t>(size);
     }
-    for (const Token tok : accept.several)
-      if (!add(tok)) return -1;
-    if (!isPlain) pointers.push_back(united.back().data() + padding);
+    setColumns.push_back(column);
   }
+  for (int i = 0; i < query.length(); ++i)
+    pointers.push_back(setColumns[static_cast<std::size_t>(query.get_set_numbers()[i])]);
   return 0;
 }

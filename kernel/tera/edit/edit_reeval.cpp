@@ -5,26 +5,10 @@
 #include "tera/tera_token.h"
 #include "tera/text/tera_token_walk_internal.h"
 
-namespace {
-
-bool accept_alike(const EditAccept& a, const EditAccept& b) {
-  return a.any == b.any && std::equal(a.several.begin(), a.several.end(), b.several.begin(), b.several.end());
-}
-
-}  // namespace
-
 EditReeval::EditReeval(const EditQuery& query, int length)
     : itsQuery(query),
       currentLength(length),
-      columnSize(static_cast<std::size_t>(length + 2 * EDIT_PADDING) * EDIT_BLOCK_WORDS) {
-  const EditAccept* const accepts = query.get_accepts();
-  for (int i = 0; i < query.length(); ++i) {
-    const auto known = std::find_if(firstOf.begin(), firstOf.end(),
-                                    [&](int first) { return accept_alike(accepts[first], accepts[i]); });
-    columnOf.push_back(static_cast<std::size_t>(known - firstOf.begin()));
-    if (known == firstOf.end()) firstOf.push_back(i);
-  }
-}
+      columnSize(static_cast<std::size_t>(length + 2 * EDIT_PADDING) * EDIT_BLOCK_WORDS) {}
 
 void EditReeval::clean() {
   lanes.clear();
@@ -41,11 +25,12 @@ void EditReeval::set(int pos, std::size_t column) {
 
 void EditReeval::add_token_block(const Token* tokens, Large lane) {
   lanes.push_back(lane);
-  words.resize(columnSize * firstOf.size());
+  const std::span<const EditAccept> sets = itsQuery.get_sets();
+  words.resize(columnSize * sets.size());
   if (tokens == nullptr || TeraToken::alt_len(tokens) != currentLength) return;
-  const auto accept = [this](int pos, Token tok) {
-    for (std::size_t column = 0; column < firstOf.size(); ++column) {
-      const EditAccept& accepted = itsQuery.get_accepts()[firstOf[column]];
+  const auto accept = [&](int pos, Token tok) {
+    for (std::size_t column = 0; column < sets.size(); ++column) {
+      const EditAccept& accepted = sets[column];
       if (accepted.any || tok == TOKEN_WILDCARD ||
           std::find(accepted.several.begin(), accepted.several.end(), tok) != accepted.several.end())
         set(pos, column);
@@ -59,8 +44,9 @@ int EditReeval::process(EditTask task, std::span<EditHit> hits) const {
   if (lanes.empty()) return 0;
   std::vector<const VUint*> columns;
   columns.reserve(static_cast<std::size_t>(itsQuery.length()));
-  for (const std::size_t column : columnOf)
-    columns.push_back(words.data() + columnSize * column + EDIT_PADDING * EDIT_BLOCK_WORDS);
+  for (int i = 0; i < itsQuery.length(); ++i)
+    columns.push_back(words.data() + columnSize * static_cast<std::size_t>(itsQuery.get_set_numbers()[i]) +
+                      EDIT_PADDING * EDIT_BLOCK_WORDS);
   task.columns = columns.data();
   int block = 0;
   const int num = edit_kernel().scan(task, block, 1, hits);

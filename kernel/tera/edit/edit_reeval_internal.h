@@ -28,8 +28,6 @@ class EditReeval {
   const EditQuery& itsQuery;
   int currentLength;
   std::vector<Large> lanes;
-  std::vector<std::size_t> columnOf;  // per query position; those that accept the same share one
-  std::vector<int> firstOf;           // per column the first of its query positions
-  std::vector<VUint> words;           // per column that of the block, and padding behind each
+  std::vector<VUint> words;  // per set of the query the column of the block, and padding around each
   std::size_t columnSize;
 };

@@ -1,8 +1,11 @@
 #include "tera/edit/edit_store_internal.h"
 
 #include <algorithm>
+#include <bit>
+#include <new>
 #include <utility>
 
+#include "tera/edit/edit_scratch_internal.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_scan.h"
 #include "tera/tera_token.h"
@@ -126,52 +129,78 @@ void EditColumns::unite(Column* column) {
 EditStore::EditStore(const TeraEdit& edit)
     : itsEdit(edit),
       entryColumns(std::make_unique<EditColumns>(edit, (edit.get_features() & TeraEdit::REVERSE) != 0)),
-      tokensOfLength(std::make_unique<EditTokens[]>(static_cast<std::size_t>(edit.get_max_length()) + 1)) {
+      tokensOfLength(std::make_unique<EditTokens[]>(static_cast<std::size_t>(edit.get_max_length()) + 1)),
+      scratchPool(std::make_unique<EditScratchPool>()) {
   if (edit.get_filter() != nullptr)
     filterColumns =
         std::make_unique<EditColumns>(*edit.get_filter(), (edit.get_features() & TeraEdit::REVERSE) != 0);
 }
 
-const EditTokens& EditStore::tokens(int length) {
+EditStore::~EditStore() = default;
+
+const EditTokens& EditStore::tokens(int length, int lanes_log, std::span<const Large> groups) {
   EditTokens& found = tokensOfLength[static_cast<std::size_t>(length)];
-  found.once.call([&] { convert(length, &found); });
+  found.once.call([&] { prepare(length, &found); });
+  const int sectionLog = std::countr_zero(static_cast<unsigned>(SECTION)) - lanes_log;
+  for (const Large group : groups) {
+    const Large section = group >> sectionLog;
+    if (found.isConverted[section].load(std::memory_order_acquire)) continue;
+    const std::scoped_lock lock(found.converting);
+    if (found.isConverted[section].load(std::memory_order_relaxed)) continue;
+    convert(length, static_cast<int>(section), &found);
+    found.isConverted[section].store(true, std::memory_order_release);
+  }
   return found;
 }
 
-void EditStore::convert(int length, EditTokens* out) const {
+void EditStore::prepare(int length, EditTokens* out) const {
   const int num = entryColumns->num_slots(length);
-  const int whole = num / SECTION + (num % SECTION != 0 ? 1 : 0);
-  const auto sections = static_cast<std::size_t>(whole);
-  const std::size_t n = static_cast<std::size_t>(length);
-  // Made aside: a conversion that memory does not suffice for is begun anew by the next recall.
-  auto ownBytes = std::make_unique<Token[]>((sections * n + 2 * EDIT_PADDING) * EDIT_WORD_LANES);
-  Token* const bytes = ownBytes.get() + EDIT_PADDING * EDIT_WORD_LANES;
-  std::vector<Large> withOperators;
+  const auto sections = static_cast<std::size_t>(num / SECTION + (num % SECTION != 0 ? 1 : 0));
+  auto isConverted = std::make_unique<std::atomic<bool>[]>(sections);
+  std::unique_ptr<VUint[]> operatorLanes;
+  if (has_operators()) operatorLanes = std::make_unique<VUint[]>(sections);
+  constexpr std::size_t line = EDIT_WORD_LANES;  // a position of a section is a cache line
+  void* bytes = std::calloc(sections * static_cast<std::size_t>(length) + 1, line);
+  out->zeros.reset(bytes);
+  if (bytes == nullptr) throw std::bad_alloc();
+  std::size_t size = 2 * line;
+  out->bytes = static_cast<Token*>(std::align(line, line, bytes, size));
+  out->isConverted = std::move(isConverted);
+  out->operatorLanes = std::move(operatorLanes);
+}
+
+/// Whether entries may have them.
+bool EditStore::has_operators() const {
+  return (itsEdit.get_features() & TeraEdit::ALLOW_ALT) != 0 &&
+         itsEdit.get_tera_map()->is_operator(TOKEN_WILDCARD);
+}
+
+/// One that memory does not suffice for is begun anew by the next recall.
+void EditStore::convert(int length, int section, EditTokens* out) const {
+  const int n = length;
   const bool noGlob = (itsEdit.get_features() & TeraEdit::ALLOW_ALT) == 0;
-  const bool operators = !noGlob && itsEdit.get_tera_map()->is_operator(TOKEN_WILDCARD);
+  const bool operators = has_operators();
+  const int last = std::min(entryColumns->num_slots(length), (section + 1) * SECTION);
+  Token* const bytes = out->bytes + static_cast<VInt>(section) * n * EDIT_WORD_LANES;
   AceAttach at;
-  std::vector<Token> tokens(n + 1);
-  for (int lane = 0; lane < num; ++lane) {
+  Token local[256];
+  std::vector<Token> heap(n + 2 > static_cast<int>(sizeof local) ? static_cast<std::size_t>(n) + 2 : 0);
+  Token* const tokens = heap.empty() ? local : heap.data();
+  VUint withOperators = 0;
+  for (int lane = section * SECTION; lane < last; ++lane) {
     const char* string = itsEdit.get_string(static_cast<Large>(itsEdit.first_slot(length) + lane), &at);
     if (string == nullptr || *string == '\0') continue;
-    TeraScan scan(itsEdit.get_tera_map(), string, noGlob);
-    bool isPlain = true;
-    std::size_t count = 0;
-    for (Token tok; count <= n && (tok = scan.get_next_token(0)) != 0; ++count) {
-      tokens[count] = tok;
-      isPlain &= !operators || tok < TOKEN_WILDCARD;
-    }
-    Token* const place = bytes + static_cast<std::size_t>(lane / EDIT_WORD_LANES) * n * EDIT_WORD_LANES +
-                         lane % EDIT_WORD_LANES;
+    const int count = TeraScan(itsEdit.get_tera_map(), string, noGlob).convert(tokens, n + 2);
+    const bool isPlain =
+        !operators || std::all_of(tokens, tokens + count, [](Token tok) { return tok < TOKEN_WILDCARD; });
+    Token* const place = bytes + lane % EDIT_WORD_LANES;
     if (!isPlain)
-      withOperators.push_back(static_cast<Large>(lane));
+      withOperators |= VUint{1} << lane % EDIT_WORD_LANES;
     else if (count == n)  // else the file's strings are not those of its lengths
-      for (std::size_t pos = 0; pos < n; ++pos) place[pos * EDIT_WORD_LANES] = tokens[pos];
+      for (int pos = 0; pos < n; ++pos) place[pos * EDIT_WORD_LANES] = tokens[pos];
     at.release();
   }
-  out->withOperators = std::move(withOperators);
-  out->ownBytes = std::move(ownBytes);
-  out->bytes = bytes;
+  if (out->operatorLanes != nullptr) out->operatorLanes[static_cast<std::size_t>(section)] = withOperators;
 }
 
 int EditStore::longest_words() {

@@ -1,15 +1,16 @@
 /// What recall reads: the columns and tokens of an edit index, decoded and laid out for the kernel
 /// (edit_kernel_internal.h).
 ///
-/// Saved columns are decoded token by token, and the entries' tokens length by length, by the first recall
-/// that needs them; others wait. What is decoded stays for as long as the index: per entry of n positions n
-/// bytes, or n / 8 bytes for each token that was ever asked for; a filter of f takes the 2^f-th part of the
-/// latter.
+/// Saved columns are decoded token by token, and the entries' tokens 64 entries at a time, by the first
+/// recall that looks at them; others wait. What is decoded stays for as long as the index: per entry of n
+/// positions n bytes, or n / 8 bytes for each token that was ever asked for; a filter of f takes the 2^f-th
+/// part of the latter.
 ///
 /// Thread safety: everything may be called by any number of threads.
 #pragma once
 
 #include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -19,6 +20,7 @@
 #include "tera/tera_bit_matrix.h"
 #include "tera/tera_word_pattern.h"
 
+class EditScratchPool;
 class TeraEdit;
 
 /// Lets the first one who needs something make it, while others wait; after an exception the next one does.
@@ -79,38 +81,57 @@ class EditColumns {
   std::unique_ptr<Column[]> columns;
 };
 
-/// The tokens of the entries of one length.
-struct EditTokens {
-  const Token* bytes = nullptr;  ///< section 0, as the kernel reads it
-  /// Lanes of entries that the bytes cannot hold because they have operators; ascending.
-  std::vector<Large> withOperators;
+/// The tokens of the entries of one length, converted section by section as they are asked for.
+class EditTokens {
+ public:
+  /// Section 0, as the kernel reads it. Entries that the bytes cannot hold because they have operators are
+  /// zeros there.
+  const Token* get_bytes() const { return bytes; }
+  /// The lanes of a section with such entries, which must be converted.
+  VUint with_operators(int section) const {
+    return operatorLanes != nullptr ? operatorLanes[static_cast<std::size_t>(section)] : 0;
+  }
+  bool may_have_operators() const { return operatorLanes != nullptr; }
 
  private:
   friend class EditStore;
+  struct Free {
+    void operator()(void* zeros) const { std::free(zeros); }
+  };
   EditOnce once;
-  std::unique_ptr<Token[]> ownBytes;
+  std::mutex converting;
+  std::unique_ptr<void, Free> zeros;  // of the system's, which take no memory until they are written
+  Token* bytes = nullptr;
+  std::unique_ptr<std::atomic<bool>[]> isConverted;  // per section
+  std::unique_ptr<VUint[]> operatorLanes;            // per section, where entries may have operators
 };
 
 class EditStore {
  public:
   explicit EditStore(const TeraEdit& edit);
+  ~EditStore();
 
   EditColumns& entry_columns() { return *entryColumns; }
   EditColumns& filter_columns() { return *filterColumns; }
-  /// From the strings of the index, which it must have.
-  const EditTokens& tokens(int length);
+  /// From the strings of the index, which it must have, with at least the sections of these groups of
+  /// 2^`lanes_log` lanes.
+  const EditTokens& tokens(int length, int lanes_log, std::span<const Large> groups);
   /// The most words that an entry has, as white space and ASCII punctuation separate them; 0 without strings.
   /// Counted once.
   int longest_words();
+  EditScratchPool& scratches() { return *scratchPool; }
 
  private:
   int count_words() const;
-  void convert(int length, EditTokens* out) const;
+  bool has_operators() const;
+  void prepare(int length, EditTokens* out) const;
+  void convert(int length, int section, EditTokens* out) const;
 
   const TeraEdit& itsEdit;
   std::unique_ptr<EditColumns> entryColumns;
   std::unique_ptr<EditColumns> filterColumns;  // null without a filter
   std::unique_ptr<EditTokens[]> tokensOfLength;
+  std::unique_ptr<EditScratchPool> scratchPool;
   EditOnce wordsOnce;
   int mostWords = 0;
 };

@@ -44,7 +44,13 @@ class CheckedReader : public TeraReader {
     int rc = 0;
     while ((rc = innerReader->get_line(&text, info, &number)) > 0) {
       if (++numRead; progress.is_due()) aceRep->pset(numRead, "Reading File");
-      if (teraMap->alt_len(text, noGlob) >= 0) {
+      const int positions = teraMap->alt_len(text, noGlob);
+      if (positions > TeraEdit::MAX_POSITIONS) {
+        aceRep->ev_wprintf("Line %ld has an entry of %d positions, more than %d, skipping it\n", number,
+                           positions, TeraEdit::MAX_POSITIONS);
+        continue;
+      }
+      if (positions >= 0) {
         if (string != nullptr) *string = text;
         if (line != nullptr) *line = number;
         return rc;
@@ -180,8 +186,14 @@ int TeraEdit::make_tree(ListTree* tree, const TeraMap* map, int filter, int fine
   entries.all.reserve(static_cast<std::size_t>(tree->num_strings()));
   const bool noGlob = (options & ALLOW_ALT) == 0;
   tree->for_each([&](const char* string, AceBulk::List* infos) {
-    if (mapConfig.alt_len(string, noGlob) < 0) {
+    const int positions = mapConfig.alt_len(string, noGlob);
+    if (positions < 0) {
       rep->ev_wprintf("Entry corrupted, skipping '%s'\n", string);
+      return 0;
+    }
+    if (positions > MAX_POSITIONS) {
+      rep->ev_wprintf("Entry of %d positions, more than %d, skipping '%.40s...'\n", positions, MAX_POSITIONS,
+                      string);
       return 0;
     }
     entries.hasInfos |= infos != nullptr;

@@ -1,17 +1,12 @@
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <utility>
-#include <vector>
 
 #include "ace/ace_error.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_time_analysis.h"
 #include "ace/ace_tracer.h"
-#include "tera/edit/edit_query_internal.h"
-#include "tera/edit/edit_reeval_internal.h"
-#include "tera/edit/edit_store_internal.h"
-#include "tera/tera_edit.h"
+#include "tera/edit/edit_request_internal.h"
 #include "tera/tera_query_kinds.h"
 #include "tera/tera_result.h"
 #include "tera/tera_standard_query.h"
@@ -20,63 +15,27 @@
 
 namespace {
 
-constexpr int HIT_ROOM = 4 * EDIT_BLOCK_LANES;
 constexpr int WORD_OPTIONS = 0x1F;
 constexpr int NO_PHONETICS = 100;  // weight of the plain quality
-constexpr int MIN_CHECK_LOG = 5;
-constexpr const char* FULL_EVAL =
-    "full_eval(tokenstr, query_len, options, mode, model, min_value, bits, len_min, len_max, max_add, first, "
-    "last, result, rep)";
-constexpr const char* SLIM_EVAL =
-    "slim_eval(tokenstr, query_len, mode, model, min_value, options, bits, len_min, len_max, max_add, "
-    "result, "
-    "rep)";
 
-/// Modes in which entries of one length were told apart by where their section ends.
-bool needs_alignment(TeraEval::Mode mode) {
-  return mode != TeraEval::LEVENSHTEIN && mode != TeraEval::WILDCARD && mode != TeraEval::SEQ &&
-         mode != TeraEval::POSITION && mode != TeraEval::BIPOS;
-}
+/// Lets entries become candidates.
+struct ResultSink {
+  int min_value() const { return result->get_min_value(); }
+  void add(Large slot, int quality) { result->add(quality, slot); }
+  TeraResult* result;
+};
 
-/// The model's value of a measure, as `TeraStandardQuery` asks for it.
-int quality_of(TeraEval::Mode mode, TeraEval::Eval* func, int m, int x, int n) {
-  int value = 0;
-  switch (mode) {
-    case TeraEval::WILDCARD:
-      return TeraEval::PERFECT;
-    case TeraEval::POSITION:
-    case TeraEval::BIPOS:
-      value = func(m, x, std::min(n, EDIT_WORD_LANES));
-      break;
-    case TeraEval::BISEQ:
-      value = func(2 * m, x, 2 * n);
-      break;
-    case TeraEval::BIGRAMS:
-      value = func(m + 1, x, n + 1);
-      break;
-    default:
-      value = func(m, x, n);
-  }
-  return std::clamp(value, 0, TeraEval::PERFECT);
-}
+/// The same for those without an error.
+struct PerfectSink : ResultSink {
+  int min_value() const { return TeraEval::PERFECT; }
+};
 
-/// The qualities of the measures for one length.
-class Qualities {
- public:
-  Qualities(TeraEval::Mode mode, TeraEval::Eval* func, int m, int n) {
-    for (int x = 0; x <= edit_measure_max(mode, m, n); ++x)
-      values.push_back(static_cast<Tiny>(quality_of(mode, func, m, x, n)));
-  }
-  int operator[](int x) const { return values[static_cast<std::size_t>(x)]; }
-  /// The least measure, of at least 1, with that quality; 0 when there is none.
-  int fewest(int min_value) const {
-    for (std::size_t x = 1; x < values.size(); ++x)
-      if (values[x] >= min_value) return static_cast<int>(x);
-    return 0;
-  }
-
- private:
-  std::vector<Tiny> values;
+/// Keeps the best quality of each slot.
+struct BestSink {
+  int min_value() const { return result->get_min_value(); }
+  void add(Large slot, int quality) { best[slot] = std::max(best[slot], static_cast<short>(quality)); }
+  TeraResult* result;
+  std::vector<short>& best;
 };
 
 /// -1, reported, for a query with more positions than recall takes.
@@ -95,22 +54,19 @@ int check_mode(TeraEval::Mode mode, TeraEval::Model model, AceReporter* rep) {
   return EditRecall::UNALIGED_MODEL;
 }
 
-/// Attaches a new query object, unless the result has one.
-void attach_query(TeraResult* result, TeraQuery* query) {
+/// Attaches a query object to a result that has none.
+template <class Make>
+void attach_query(TeraResult* result, Make make) {
+  if (result->get_query() != nullptr) return;
+  TeraQuery* const query = make();
   result->add_query(query, 0);
   query->unref();
 }
 
-/// The least measure that a group's filter slot must have for one of its entries to reach `task`. More tokens
-/// never make a measure smaller, except the walks of the sets, which take the first match they find; their
-/// hits are a common subsequence, of which a swap counts twice.
-EditTask filter_task(EditTask task) {
-  const bool isWalk =
-      task.mode == TeraEval::SUBSET || task.mode == TeraEval::SUPERSET || task.mode == TeraEval::BLOCKEDIT;
-  if (!isWalk) return task;
-  task.mode = TeraEval::SEQ;
-  if (task.transpose) task.fewest = (task.fewest + 1) / 2;
-  return task;
+/// What a failed recall returns.
+int give_up(TeraResult* result) {
+  result->set_unreliable();
+  return EditRecall::GENERAL_ERROR;
 }
 
 /// While it lives, a result keeps all that a mix with phonetic qualities can bring within its distance: a mix
@@ -129,253 +85,131 @@ class MixedDist {
   int maxDist;
 };
 
-/// Whether no entry can have a larger measure than the shorter of the two lengths, which the model gets as
-/// they are: what `TeraEval::limit_lengths` assumes.
-bool has_plain_lengths(TeraEval::Mode mode) {
-  return mode != TeraEval::BIGRAMS && mode != TeraEval::BISEQ && mode != TeraEval::BIPOS &&
-         mode != TeraEval::POSITION && mode != TeraEval::WILDCARD;
-}
-
-/// Calls `use` for the lengths from `least` to `most`, those next to `best` first, until it gives false.
-template <class Use>
-bool for_lengths_around(int best, int least, int most, Use use) {
-  int below = std::min(best, most);
-  int above = std::max(below + 1, least);
-  while (below >= least || above <= most) {
-    const bool takesBelow = above > most || (below >= least && best - below <= above - best);
-    if (!use(takesBelow ? below-- : above++)) return false;
-  }
-  return true;
-}
-
 }  // namespace
-
-/// A recall as it goes from length to length.
-struct TeraEdit::Recall {
-  const EditQuery& query;
-  TeraEval::Mode mode;
-  TeraEval::Eval* func;
-  bool transpose;
-  std::function<int()> min_value;                    // of a hit that is still wanted
-  std::function<void(Large slot, int quality)> add;  // in any order
-  std::vector<EditHit> room = std::vector<EditHit>(HIT_ROOM);
-  std::vector<Large> groups = {};
-  EditTaskColumns columns = {};
-
-  EditTask task(int length, int fewest) const {
-    EditTask made;
-    made.mode = mode;
-    made.transpose = transpose;
-    made.m = query.length();
-    made.n = length;
-    made.fewest = fewest;
-    made.accepts = query.get_accepts();
-    made.runs = query.get_runs();
-    return made;
-  }
-  /// Hands the first `num` hits of the room over.
-  void take(int num, const Qualities& qualities, Large first, Large numSlots) const {
-    for (const EditHit& hit : std::span(room).first(static_cast<std::size_t>(num))) {
-      if (hit.lane >= numSlots) continue;
-      if (const int quality = qualities[hit.measure]; quality >= min_value()) add(first + hit.lane, quality);
-    }
-  }
-};
 
 // ---------------------------------------------------------------- recall
 
 int TeraEdit::recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int len_min, int len_max,
                      int options, int percent, AceReporter* rep) const {
+  EditBudget budget(numEntry);
+  Request request{result, mode, model, len_min, len_max, options, percent, rep, &budget};
+  return recall(&request);
+}
+
+int TeraEdit::recall(Request* request) const {
   static const AceTraceFlag traceQueries("TIME_ANALYSIS_QUERY_STRINGS", __FILE__, __LINE__);
   const AceTimeSection section("EDIT_RECALL");
-  if (result == nullptr) return EditRecall::GENERAL_ERROR;
-  const char* const query = result->get_string();
+  if (request->result == nullptr) return EditRecall::GENERAL_ERROR;
+  const char* const query = request->result->get_string();
   if (query == nullptr) return EditRecall::NO_QUERY;
   if (traceQueries.get() != 0)
-    time_analysis_print(0, 0, "Query '%s' in %s mode", query, TeraEval::get_mode_name(mode));
-  if ((options & USE_SEGMENT) != 0) {
-    if (const int rc = check_mode(mode, model, rep); rc < 0) return rc;
-    return segment(result, mode, model, len_min, len_max, options);
+    time_analysis_print(0, 0, "Query '%s' in %s mode", query, TeraEval::get_mode_name(request->mode));
+  if ((request->options & USE_SEGMENT) != 0) {
+    if (const int rc = check_mode(request->mode, request->model, request->rep); rc < 0) return rc;
+    return find_segments(request);
   }
+  if (editStore == nullptr) {
+    Prepared nowhere;
+    return prepare(request, &nowhere);
+  }
+  const EditScratchPool::Loan scratch(&editStore->scratches());
+  Prepared prepared;
+  prepared.scratch = scratch.get();
+  if (const int rc = prepare(request, &prepared); prepared.way == Prepared::DONE) return rc;
+  if (const int rc = look(prepared, request); rc < 0) return rc;
+  return complete(*request);
+}
 
-  AceAttach at;
-  const Token* const tokens = mapConfig.convert(query, (options & NO_OPERATORS) != 0, &at);
+/// Reads the query, and says how it is answered.
+int TeraEdit::prepare(Request* request, Prepared* out) const {
+  TeraResult* const result = request->result;
+  const int options = request->options;
+  const char* const query = result->get_string();
+  out->tokens = mapConfig.convert(query, (options & NO_OPERATORS) != 0, &out->at);
   const bool operators = (options & NO_OPERATORS) == 0 && mapConfig.is_operator(TOKEN_WILDCARD);
-  if (operators && TeraToken::alt_len(tokens) < 0)
+  if (operators && TeraToken::alt_len(out->tokens) < 0)
     return ace_error(__FILE__, __LINE__, "query_len = TeraToken::alt_len(tokenstr)",
                      EditRecall::GENERAL_ERROR, 0, EditRecall::GENERAL_ERROR);
+  TeraEval::Mode& mode = request->mode;
   if (mode == TeraEval::EXACT || mode == TeraEval::WILDCARD)
-    mode = operators && TeraToken::has_glob(tokens) != 0 ? TeraEval::WILDCARD : TeraEval::EXACT;
-  attach_query(result, new TeraStandardQuery(query, mode, model, &mapConfig, options & WORD_OPTIONS));
+    mode = operators && TeraToken::has_glob(out->tokens) != 0 ? TeraEval::WILDCARD : TeraEval::EXACT;
+  attach_query(result, [&] {
+    return new TeraStandardQuery(query, mode, request->model, &mapConfig, options & WORD_OPTIONS);
+  });
   if (numEntry == 0 || editStore == nullptr) return EditRecall::NO_ENTRIES;
-  if (mode == TeraEval::EXACT) return exact(result, tokens, options);
-  if (mode == TeraEval::WILDCARD) return wildcard(result, tokens, options);
-
-  EditQuery compiled(tokens, operators);
+  if (mode == TeraEval::EXACT) {
+    out->way = Prepared::EXACTLY;
+    return 0;
+  }
+  EditQuery& compiled = out->scratch->query;
+  compiled.build(out->tokens, operators);
+  if (mode == TeraEval::WILDCARD) {
+    if (compiled.length() == 0 && !compiled.has_runs()) return result->num_cands();
+    if (compiled.length() == 0) compiled.match_all();
+    out->way = Prepared::BY_PATTERN;
+    return 0;
+  }
   if (compiled.length() == 0) return result->num_cands();
   if (check_length(compiled, mode) < 0) return EditRecall::GENERAL_ERROR;
   const bool isOpen = mode == TeraEval::PREFIX || mode == TeraEval::FRONT || mode == TeraEval::FACTOR;
   if (compiled.length() == 1 && isOpen) {
     compiled.open(mode == TeraEval::FACTOR);
-    return match_pattern(result, compiled, options);
+    out->way = Prepared::BY_PATTERN;
+    return 0;
   }
-  if (const int rc = check_mode(mode, model, rep); rc < 0) return rc;
-  if (alignMode == 0 && needs_alignment(mode))
-    rep->ev_wprintf("Unaligned edit structure doesn't work properly with some modes\n");
-  Recall call{compiled,
-              mode,
-              TeraEval::get_model_func(model, 0),
-              (options & TRANSPOSE) != 0,
-              [result] { return result->get_min_value(); },
-              [result](Large slot, int quality) { result->add(quality, slot); }};
-  {
-    const bool isHeard =
-        phoneEdit != nullptr && phoneEdit->get_info_handle() != nullptr && percent < NO_PHONETICS;
-    const int min_value = result->get_min_value();
-    const MixedDist dist(result, isHeard);
-    if (recall_lengths(&call, len_min, len_max) < 0) return EditRecall::GENERAL_ERROR;
-    if (stringHandle != nullptr) result->add_strings(stringHandle.get());
-    if (isHeard && add_phonetic(result, min_value, mode, model, options, percent, rep) < 0)
-      return EditRecall::GENERAL_ERROR;
-  }
-  return finish(result, options);
-}
-
-/// Every length that can reach the quality that is wanted when its turn comes.
-int TeraEdit::recall_lengths(Recall* call, int len_min, int len_max) const {
-  const int q = call->query.length();
-  const int longest = maxLength - 1;
-  int most = len_max <= 0 || len_max > longest ? longest : len_max;
-  int least = len_min <= 0 || len_min > longest ? 1 : len_min;
-  if (has_plain_lengths(call->mode)) TeraEval::limit_lengths(call->func, q, call->min_value(), least, most);
-  const bool isDone = for_lengths_around(q, least, most, [&](int length) {
-    if (first_slot(length) == lengthSum[length]) return true;
-    const Qualities qualities(call->mode, call->func, q, length);
-    const int fewest = qualities.fewest(call->min_value());
-    if (fewest == 0) return true;
-    const EditTask task = call->task(length, fewest);
-    const auto take = [&](int num) {
-      call->take(num, qualities, static_cast<Large>(first_slot(length)),
-                 static_cast<Large>(lengthSum[length] - first_slot(length)));
-    };
-    const int rc = filterEdit != nullptr ? slim_eval(call, task, take) : full_eval(call, task, take);
-    if (rc < 0) ace_error_msg(__FILE__, __LINE__, filterEdit != nullptr ? SLIM_EVAL : FULL_EVAL, rc);
-    return rc >= 0;
-  });
-  return isDone ? 0 : EditRecall::GENERAL_ERROR;
-}
-
-/// Looks at all entries of a length.
-int TeraEdit::full_eval(Recall* call, EditTask task, const std::function<void(int)>& take) const {
-  const AceTimeSection section("FULL_SECTION");
-  EditColumns& columns = editStore->entry_columns();
-  if (call->columns.find(call->query, &columns, task.n) < 0)
-    return ace_error(__FILE__, __LINE__, "columns.find(query, columns, length)", -1, 0, -1);
-  task.columns = call->columns.get();
-  const int last = columns.num_blocks(task.n);
-  for (int block = 0; block < last;) {
-    const int num = edit_kernel().scan(task, block, last, call->room);
-    const AceTimeSection results("FULL_RESULT");
-    take(num);
-  }
+  if (const int rc = check_mode(mode, request->model, request->rep); rc < 0) return rc;
+  if (alignMode == 0 && tera_mode_row(mode)->isAligned)
+    request->rep->ev_wprintf("Unaligned edit structure doesn't work properly with some modes\n");
+  out->way = Prepared::BY_MEASURE;
   return 0;
 }
 
-/// Looks at the filter, and at the entries of the groups that it lets pass.
-int TeraEdit::slim_eval(Recall* call, EditTask task, const std::function<void(int)>& take) const {
-  {
-    const AceTimeSection section("EDIT_REEVAL");
-    EditColumns& columns = editStore->filter_columns();
-    if (call->columns.find(call->query, &columns, task.n) < 0)
-      return ace_error(
-          __FILE__, __LINE__,
-          "marks = filterEdit->recall (query, bits, model_func, min_value, len_min, len_max, num_help, "
-          "edit_tableau, &reeval)",
-          -1, 0, -1);
-    call->groups.clear();
-    EditTask coarse = filter_task(task);
-    coarse.columns = call->columns.get();
-    const int last = columns.num_blocks(task.n);
-    for (int block = 0; block < last;) {
-      const int num = edit_kernel().scan(coarse, block, last, call->room);
-      for (int i = 0; i < num; ++i) call->groups.push_back(call->room[static_cast<std::size_t>(i)].lane);
-    }
-  }
-  const int numGroups = ((lengthSum[task.n] - first_slot(task.n) - 1) >> filterLog) + 1;
-  while (!call->groups.empty() && call->groups.back() >= static_cast<Large>(numGroups))
-    call->groups.pop_back();
-  return call->groups.empty() ? 0 : reeval_marks(call, task, take);
+/// Looks at the entries; what is found has its slot, and its string.
+int TeraEdit::look(const Prepared& prepared, Request* request) const {
+  if (request->budget->spend(EditBudget::STEPS_PER_RECALL) < 0) return give_up(request->result);
+  if (prepared.way == Prepared::EXACTLY) return find_exact(prepared.tokens, request);
+  if (prepared.way == Prepared::BY_PATTERN) return find_pattern(prepared.scratch, request);
+  return look_and_listen(request->ask(), prepared.scratch, request);
 }
 
-int TeraEdit::reeval_marks(Recall* call, EditTask task, const std::function<void(int)>& take) const {
-  const AceTimeSection section("SECTION_REEVAL");
-  if (stringHandle == nullptr) return reeval_blocks(call, task, take);
-  const EditTokens& tokens = editStore->tokens(task.n);
-  task.bytes = tokens.bytes;
-  // Smaller groups are looked at with their neighbours, which costs no more.
-  const int lanesLog = std::max(filterLog, MIN_CHECK_LOG);
-  if (lanesLog != filterLog) {
-    for (Large& group : call->groups) group >>= lanesLog - filterLog;
-    call->groups.erase(std::unique(call->groups.begin(), call->groups.end()), call->groups.end());
-  }
-  for (int next = 0; next < static_cast<int>(call->groups.size());) {
-    const int num = edit_kernel().check(task, lanesLog, call->groups, next, call->room);
-    const AceTimeSection results("SECTION_RESULT");
-    take(num);
-  }
-  return tokens.withOperators.empty() ? 0 : reeval_operators(call, task, tokens, lanesLog, take);
+/// The entries that resemble the query, and those whose codes resemble its code.
+int TeraEdit::look_and_listen(const EditAsk& ask, EditScratch* scratch, Request* request) const {
+  TeraResult* const result = request->result;
+  const bool isHeard =
+      phoneEdit != nullptr && phoneEdit->get_info_handle() != nullptr && request->percent < NO_PHONETICS;
+  const int min_value = result->get_min_value();
+  const MixedDist dist(result, isHeard);
+  ResultSink sink{result};
+  if (EditLook(*this, editStore.get(), ask, scratch, request->budget, &sink).run() < 0)
+    return give_up(result);
+  if (stringHandle != nullptr) result->add_strings(stringHandle.get());
+  return isHeard && add_phonetic(min_value, request) < 0 ? give_up(result) : 0;
 }
 
-/// The blocks of the matrix with the groups that passed.
-int TeraEdit::reeval_blocks(Recall* call, EditTask task, const std::function<void(int)>& take) const {
-  EditColumns& columns = editStore->entry_columns();
-  if (call->columns.find(call->query, &columns, task.n) < 0)
-    return ace_error(__FILE__, __LINE__, "columns.find(query, columns, length)", -1, 0, -1);
-  task.columns = call->columns.get();
-  const int blockLog = std::countr_zero(static_cast<unsigned>(EDIT_BLOCK_LANES)) - filterLog;
-  int next = 0;
-  for (const Large group : call->groups) {
-    const int block = static_cast<int>(group >> blockLog);
-    if (block < next) continue;
-    next = block;
-    take(edit_kernel().scan(task, next, block + 1, call->room));
-  }
-  return 0;
-}
-
-/// The entries with operators among the groups that passed.
-int TeraEdit::reeval_operators(Recall* call, EditTask task, const EditTokens& tokens, int lanes_log,
-                               const std::function<void(int)>& take) const {
-  EditReeval reeval(call->query, task.n);
-  const auto flush = [&] {
-    take(reeval.process(task, call->room));
-    reeval.clean();
-  };
-  AceAttach at;
-  auto group = call->groups.begin();
-  for (const Large lane : tokens.withOperators) {
-    group = std::lower_bound(group, call->groups.end(), lane >> lanes_log);
-    if (group == call->groups.end()) break;
-    if (*group != lane >> lanes_log) continue;
-    const char* const string = get_string(static_cast<Large>(first_slot(task.n)) + lane, &at);
-    reeval.add_token_block(mapConfig.convert(string, false, &at), lane);
-    if (reeval.is_full()) flush();
-    at.release();
-  }
-  flush();
-  return 0;
+/// Adds aliases, and turns slots into attribute numbers.
+int TeraEdit::complete(const Request& request) const {
+  return finish(request.result, request.options);
 }
 
 // ---------------------------------------------------------------- exact words and patterns
 
 int TeraEdit::exact(TeraResult* result, const Token* query, int options) const {
-  const AceTimeSection section("EXACT");
   if (result == nullptr || query == nullptr || *query == 0) return EditRecall::GENERAL_ERROR;
-  if (stringHandle == nullptr || sortedEntries == nullptr) return exact_bits(result, query, options);
+  EditBudget budget(numEntry);
+  Request request{result, TeraEval::EXACT, TeraEval::MAXIMUM, 0, 0, options, NO_PHONETICS, nullptr, &budget};
+  const int rc = find_exact(query, &request);
+  return rc < 0 || numEntry == 0 ? rc : complete(request);
+}
+
+int TeraEdit::find_exact(const Token* tokens, Request* request) const {
+  const AceTimeSection section("EXACT");
+  if (*tokens == 0) return EditRecall::GENERAL_ERROR;
+  if (stringHandle == nullptr || sortedEntries == nullptr) return find_exact_bits(tokens, request);
+  TeraResult* const result = request->result;
   AceAttach at;
   const auto order_to = [&](Large slot) {
     const char* const string = get_string(slot, &at);
-    const int order = string != nullptr ? mapConfig.compare(query, string, true) : 1;
+    const int order = string != nullptr ? mapConfig.compare(tokens, string, true) : 1;
     at.release();
     return order;
   };
@@ -385,52 +219,55 @@ int TeraEdit::exact(TeraResult* result, const Token* query, int options) const {
   for (; found != end && order_to(*found) == 0 && result->accept(TeraEval::PERFECT); ++found)
     result->add(TeraEval::PERFECT, *found);
   result->add_strings(stringHandle.get());
-  return finish(result, options);
+  return 0;
 }
 
 /// The same from the matrix: the entries without an error.
-int TeraEdit::exact_bits(TeraResult* result, const Token* query, int options) const {
-  const EditQuery compiled(query, false);
-  if (check_length(compiled, TeraEval::LEVENSHTEIN) < 0) return EditRecall::GENERAL_ERROR;
+int TeraEdit::find_exact_bits(const Token* tokens, Request* request) const {
   if (numEntry == 0 || editStore == nullptr) return EditRecall::NO_ENTRIES;
-  Recall call{compiled,
-              TeraEval::LEVENSHTEIN,
-              TeraEval::get_model_func(TeraEval::MAXIMUM, 0),
-              false,
-              [] { return TeraEval::PERFECT; },
-              [result](Large slot, int quality) { result->add(quality, slot); }};
-  const int q = compiled.length();
-  if (q < maxLength && recall_lengths(&call, q, q) < 0) return EditRecall::GENERAL_ERROR;
-  if (stringHandle != nullptr) result->add_strings(stringHandle.get());
-  return finish(result, options);
+  const EditScratchPool::Loan scratch(&editStore->scratches());
+  EditQuery& query = scratch.get()->query;
+  query.build(tokens, false);
+  if (check_length(query, TeraEval::LEVENSHTEIN) < 0) return EditRecall::GENERAL_ERROR;
+  const int q = query.length();
+  if (q >= maxLength) return 0;
+  const EditAsk ask{TeraEval::LEVENSHTEIN, TeraEval::get_model_func(TeraEval::MAXIMUM, 0), false, q, q};
+  PerfectSink sink{{request->result}};
+  if (EditLook(*this, editStore.get(), ask, scratch.get(), request->budget, &sink).run() < 0)
+    return give_up(request->result);
+  if (stringHandle != nullptr) request->result->add_strings(stringHandle.get());
+  return 0;
 }
 
 int TeraEdit::wildcard(TeraResult* result, const Token* query, int options) const {
   if (result == nullptr || query == nullptr) return EditRecall::GENERAL_ERROR;
+  if (numEntry == 0 || editStore == nullptr) return EditRecall::NO_ENTRIES;
   const bool operators = (options & NO_OPERATORS) == 0 && mapConfig.is_operator(TOKEN_WILDCARD);
-  EditQuery pattern(query, operators);
+  const EditScratchPool::Loan scratch(&editStore->scratches());
+  EditQuery& pattern = scratch.get()->query;
+  pattern.build(query, operators);
   if (pattern.length() == 0) {
     if (!pattern.has_runs()) return result->num_cands();
     pattern.match_all();
   }
-  return match_pattern(result, pattern, options);
+  EditBudget budget(numEntry);
+  Request request{result,  TeraEval::WILDCARD, TeraEval::MAXIMUM, 0,      0,
+                  options, NO_PHONETICS,       nullptr,           &budget};
+  const int rc = find_pattern(scratch.get(), &request);
+  return rc < 0 ? rc : complete(request);
 }
 
-int TeraEdit::match_pattern(TeraResult* result, const EditQuery& pattern, int options) const {
+int TeraEdit::find_pattern(EditScratch* scratch, Request* request) const {
   const AceTimeSection section("WILDCARD");
+  const EditQuery& pattern = scratch->query;
   if (check_length(pattern, TeraEval::WILDCARD) < 0) return EditRecall::GENERAL_ERROR;
-  if (numEntry == 0 || editStore == nullptr) return EditRecall::NO_ENTRIES;
-  Recall call{pattern,
-              TeraEval::WILDCARD,
-              nullptr,
-              false,
-              [result] { return result->get_min_value(); },
-              [result](Large slot, int quality) { result->add(quality, slot); }};
   const int q = pattern.length();
-  if (q < maxLength && recall_lengths(&call, q, pattern.has_runs() ? 0 : q) < 0)
-    return EditRecall::GENERAL_ERROR;
-  if (stringHandle != nullptr) result->add_strings(stringHandle.get());
-  return finish(result, options);
+  const EditAsk ask{TeraEval::WILDCARD, nullptr, false, q, pattern.has_runs() ? 0 : q};
+  ResultSink sink{request->result};
+  if (q < maxLength && EditLook(*this, editStore.get(), ask, scratch, request->budget, &sink).run() < 0)
+    return give_up(request->result);
+  if (stringHandle != nullptr) request->result->add_strings(stringHandle.get());
+  return 0;
 }
 
 // ---------------------------------------------------------------- several words
@@ -452,35 +289,46 @@ Token* cut_segment(Token* tokens) {
 
 }  // namespace
 
-/// Each word of the query by itself; an entry has the quality of the best one.
 int TeraEdit::segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int len_min,
                       int len_max, int options) const {
   if (result == nullptr) return EditRecall::GENERAL_ERROR;
+  if (result->get_string() == nullptr) return EditRecall::NO_QUERY;
+  EditBudget budget(numEntry);
+  Request request{result, mode, model, len_min, len_max, options, NO_PHONETICS, AceReporter::use_default(),
+                  &budget};
+  return find_segments(&request);
+}
+
+/// Each word of the query by itself; an entry has the quality of the best one.
+int TeraEdit::find_segments(Request* request) const {
+  TeraResult* const result = request->result;
+  const int options = request->options;
   const char* const query = result->get_string();
-  if (query == nullptr) return EditRecall::NO_QUERY;
-  attach_query(result, new TeraStandardQuery(query, mode, model, &mapConfig, options & WORD_OPTIONS));
-  if (const int rc = check_mode(mode, model, AceReporter::use_default()); rc < 0) return rc;
+  attach_query(result, [&] {
+    return new TeraStandardQuery(query, request->mode, request->model, &mapConfig, options & WORD_OPTIONS);
+  });
+  if (const int rc = check_mode(request->mode, request->model, AceReporter::use_default()); rc < 0) return rc;
   if (numEntry == 0 || editStore == nullptr) return EditRecall::NO_ENTRIES;
   AceAttach at;
   const bool operators = (options & NO_OPERATORS) == 0 && mapConfig.is_operator(TOKEN_WILDCARD);
-  std::vector<short> best(numEntry, -1);  // a quality of 0 is one, too
   Token* tokens = mapConfig.convert(query, !operators, &at);
   if (operators && TeraToken::alt_len(tokens) < 0)
     return ace_error(__FILE__, __LINE__, "query_len = TeraToken::alt_len(tokenstr)",
                      EditRecall::GENERAL_ERROR, 0, EditRecall::GENERAL_ERROR);
+  const EditScratchPool::Loan scratch(&editStore->scratches());
+  std::vector<short>& best = scratch.get()->best;
+  best.assign(numEntry, -1);  // a quality of 0 is one, too
+  const EditAsk ask = request->ask();
+  BestSink sink{result, best};
   while (tokens != nullptr) {
     Token* const rest = operators ? cut_segment(tokens) : nullptr;
-    const EditQuery word(std::exchange(tokens, rest), operators);
+    EditQuery& word = scratch.get()->query;
+    word.build(std::exchange(tokens, rest), operators);
     if (word.length() == 0) continue;
-    if (check_length(word, mode) < 0) return EditRecall::GENERAL_ERROR;
-    Recall call{
-        word,
-        mode,
-        TeraEval::get_model_func(model, 0),
-        (options & TRANSPOSE) != 0,
-        [result] { return result->get_min_value(); },
-        [&best](Large slot, int quality) { best[slot] = std::max(best[slot], static_cast<short>(quality)); }};
-    if (recall_lengths(&call, len_min, len_max) < 0) return EditRecall::GENERAL_ERROR;
+    if (check_length(word, ask.mode) < 0) return EditRecall::GENERAL_ERROR;
+    if (request->budget->spend(EditBudget::STEPS_PER_RECALL) < 0 ||
+        EditLook(*this, editStore.get(), ask, scratch.get(), request->budget, &sink).run() < 0)
+      return give_up(result);
   }
   for (Large slot = 0; slot < numEntry; ++slot)
     if (best[slot] >= 0) result->add(best[slot], slot);
@@ -490,21 +338,25 @@ int TeraEdit::segment(TeraResult* result, TeraEval::Mode mode, TeraEval::Model m
 
 // ---------------------------------------------------------------- what is added to the candidates
 
-int TeraEdit::add_phonetic(TeraResult* result, int min_value, TeraEval::Mode mode, TeraEval::Model model,
-                           int options, int percent, AceReporter* rep) const {
+int TeraEdit::add_phonetic(int min_value, Request* request) const {
   const AceTimeSection section("ADD_PHONETICS");
+  TeraResult* const result = request->result;
   AceAttach at;
   char* const code = phoneCoding->code(result->get_string(), &at);
   if (code == nullptr) return 0;
   code[std::strcspn(code, "|")] = '\0';
   // With none of its states: its numbers are slots of this index only once it is resolved.
   TeraResult phonetic(code, min_value, result->get_num_cands(), result->get_max_dist());
-  const int rc =
-      phoneEdit->recall(&phonetic, mode, model, 0, 0, (options & TRANSPOSE) | NO_OPERATORS, 100, rep);
+  Request heard = *request;
+  heard.result = &phonetic;
+  heard.len_min = heard.len_max = 0;
+  heard.options = (request->options & TRANSPOSE) | NO_OPERATORS;
+  heard.percent = NO_PHONETICS;
+  const int rc = phoneEdit->recall(&heard);
   if (rc < 0)
     return ace_error(__FILE__, __LINE__, "phoneEdit->recall(&phonetic, mode, model, rep)", rc, 0, -1);
   const GetString string_hook = get_string_hook();
-  return result->add_phonetic(&phonetic, percent, &string_hook);
+  return result->add_phonetic(&phonetic, request->percent, &string_hook);
 }
 
 int TeraEdit::finish(TeraResult* result, int options) const {

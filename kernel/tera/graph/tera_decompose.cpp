@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ace/ace_reporter.h"
 #include "tera/result/tera_result_internal.h"
 #include "tera/tera_scan.h"
 
@@ -102,6 +103,11 @@ int TeraDecompose::decompose(TeraResult* result, int min_left, int min_right, Te
   const std::string query = result->get_string();
   const std::vector<Cut> cuts = find_cuts(query.c_str(), map);
   const int length = cuts.empty() ? 0 : cuts.back().position;
+  if (length > MAX_POSITIONS) {
+    AceReporter::use_default()->printf("Compound of %d positions, of which at most %d are taken apart\n",
+                                       length, MAX_POSITIONS);
+    return -1;
+  }
   int room = TeraResult::MAX_CANDS;
   for (const Cut& cut : cuts) {
     const int behind = length - cut.position;

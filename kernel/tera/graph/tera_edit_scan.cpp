@@ -6,7 +6,7 @@
 #include "ace/ace_reporter.h"
 #include "ace/ace_time_analysis.h"
 #include "tera/edit/edit_kernel_internal.h"
-#include "tera/edit/edit_store_internal.h"
+#include "tera/edit/edit_request_internal.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_result.h"
 #include "tera/tera_scan_graph.h"
@@ -35,6 +35,24 @@ bool has_nodes_of(const TeraScanGraph& graph, const TeraSplitResult& split) {
   for (int node = 0; node < split.numNodes && graph.has_char_positions(); ++node)
     if (graph.get_node(node)->get_char_pos() != split.nodePos[node].litOut) return false;
   return true;
+}
+
+/// Calls `use(from, to)` for the spans of nodes that are looked up, until it gives a negative number, which
+/// is returned; 0 at the end. A single word may have more than `max_positions`.
+template <class Use>
+int for_each_span(const TeraSplitResult& split, int max_words, int max_positions, Use use) {
+  const int whole = split.numNodes - 1;
+  for (int from = 0; from < whole; ++from) {
+    const int last = std::min(from + max_words, whole);
+    for (int to = from + 1; to <= whole; ++to) {
+      if (to > last && from > 0) break;
+      if (to > last) to = whole;
+      const int positions = split.nodePos[to].tokOut - split.nodePos[from].tokIn;
+      if (positions > (to == from + 1 ? EDIT_MAX_QUERY : max_positions)) break;
+      if (const int rc = use(from, to); rc < 0) return rc;
+    }
+  }
+  return 0;
 }
 
 int splitter_options(int options) {
@@ -89,34 +107,35 @@ int TeraEdit::scan_runs(TeraScanGraph* graph, TeraEval::Model model, int options
   const int max_positions = isHeard || func == nullptr
                                 ? EDIT_MAX_QUERY
                                 : longest_query(func, maxLength - 1, graph->get_min_value());
-  AceAttach at;
+  EditBudget budget(numEntry);
   int spans = 0;
-  for (int from = 0; from + 1 < split.numNodes; ++from) {
-    const int whole = split.numNodes - 1;
-    const int last = std::min(from + max_words, whole);
-    for (int to = from + 1; to <= whole; ++to) {
-      if (to > last && from > 0) break;
-      if (to > last) to = whole;
-      const int positions = split.nodePos[to].tokOut - split.nodePos[from].tokIn;
-      if (positions > (to == from + 1 ? EDIT_MAX_QUERY : max_positions)) break;
-      const char* const text = split.get_lit_string(from, to, &at);
-      TeraScanGraph::Edge* edge = graph->get_edge(from, to, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
-      if (edge == nullptr) edge = graph->create_edge(from, to, text, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
-      TeraResult* const result = edge->get_result();
-      if (result == nullptr) continue;
-      // What is found here has entry numbers until recall itself resolves them.
-      result->clear_resolved();
-      const bool isBroken = mapConfig.alt_len(text, false) < 0;
-      if (const int rc = recall(result, TeraEval::LEVENSHTEIN, model, 0, 0,
-                                isBroken ? options | NO_OPERATORS : options, percent, rep);
-          rc < 0)
-        return ace_error(__FILE__, __LINE__,
-                         "recall(result, TeraEval::LEVENSHTEIN, model, 0, 0, options, percent, rep)", rc, 0,
-                         -1);
-      at.release();
-      ++spans;
+  for_each_span(split, max_words, max_positions, [&spans](int, int) {
+    ++spans;
+    return 0;
+  });
+  // Each makes an edge with a result, so that those of too many are not even begun.
+  if (EditBudget(budget).spend(spans * EditBudget::STEPS_PER_RECALL) < 0) return -1;
+  AceAttach at;
+  const int rc = for_each_span(split, max_words, max_positions, [&](int from, int to) {
+    const char* const text = split.get_lit_string(from, to, &at);
+    TeraScanGraph::Edge* edge = graph->get_edge(from, to, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
+    if (edge == nullptr) edge = graph->create_edge(from, to, text, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
+    TeraResult* const result = edge->get_result();
+    if (result == nullptr) {
+      --spans;
+      return 0;
     }
-  }
+    // What is found here has entry numbers until recall itself resolves them.
+    result->clear_resolved();
+    const int spanOptions = mapConfig.alt_len(text, false) < 0 ? options | NO_OPERATORS : options;
+    Request request{result, TeraEval::LEVENSHTEIN, model, 0, 0, spanOptions, percent, rep, &budget};
+    const int found = recall(&request);
+    at.release();
+    return found;
+  });
+  if (rc < 0)
+    return ace_error(__FILE__, __LINE__,
+                     "recall(result, TeraEval::LEVENSHTEIN, model, 0, 0, options, percent, rep)", rc, 0, -1);
   if (infoHandle != nullptr && (options & NO_RESOLVE) == 0) graph->set_resolved();
   return spans;
 }

@@ -1,6 +1,10 @@
 // Removing duplicates across edges.
 #include <algorithm>
-#include <utility>
+#include <functional>
+#include <set>
+#include <span>
+#include <tuple>
+#include <vector>
 
 #include "tera/graph/tera_scan_graph_internal.h"
 #include "tera/tera_result.h"
@@ -43,10 +47,52 @@ bool TeraScanGraph::EdgeRange::is_of(const TeraCand& cand) const {
          (cand.get_infos() == infos || std::equal(infos, infos + numInfos, cand.get_infos()));
 }
 
+namespace {
+
+using EdgeRange = TeraScanGraph::EdgeRange;
+
+enum class Fate { STAYS, EQUAL_ELSEWHERE, BETTER_ELSEWHERE };
+
+/// What the ranges of its key say of a candidate of that quality on the span: each that overlaps is looked
+/// at.
+class Judgement {
+ public:
+  Judgement(int cand_quality, int from_node, int to_node, bool is_wider)
+      : quality(cand_quality), from(from_node), to(to_node), isWider(is_wider) {}
+
+  void look_at(const EdgeRange& range) {
+    if (range.isKept) {
+      isKept |= range.hitQual == quality && range.is_span(from, to);
+    } else if (range.hitQual > quality) {
+      isBetterElsewhere |= !(isWider && range.is_in_longer(from, to));
+    } else if (range.hitQual == quality) {
+      isEqualElsewhere |= !range.is_span(from, to);
+    }
+  }
+  Fate fate() const {
+    if (isBetterElsewhere) return Fate::BETTER_ELSEWHERE;
+    return isEqualElsewhere && !isKept ? Fate::EQUAL_ELSEWHERE : Fate::STAYS;
+  }
+
+ private:
+  int quality;
+  int from;
+  int to;
+  bool isWider;
+  bool isKept = false;
+  bool isEqualElsewhere = false;
+  bool isBetterElsewhere = false;
+};
+
 /// A candidate with a key, and where it was found.
-struct TeraScanGraph::Found {
-  bool overlaps(const Found& other) const { return from < other.to && to > other.from; }
-  bool is_alike(const Found& other) const { return key == other.key && quality == other.quality; }
+struct Found {
+  EdgeRange span() const {
+    EdgeRange range;
+    range.fromPos = from;
+    range.toPos = to;
+    range.hitQual = quality;
+    return range;
+  }
 
   unsigned key;
   int quality;
@@ -55,110 +101,152 @@ struct TeraScanGraph::Found {
   const TeraCand* cand;
 };
 
-namespace {
-
-enum class Fate { STAYS, EQUAL_ELSEWHERE, BETTER_ELSEWHERE };
-
-/// What the ranges of its key say of a candidate of that quality on the span.
-Fate fate_of(const TeraScanGraph::EdgeRange* range, const TeraCand& cand, int quality, int from, int to,
-             bool wider) {
-  Fate fate = Fate::STAYS;
-  bool isKept = false;
-  for (; range != nullptr; range = range->nextRange) {
-    if (!range->is_of(cand) || !range->overlaps(from, to)) continue;
-    if (range->isKept) {
-      isKept |= range->hitQual == quality && range->is_span(from, to);
-      continue;
-    }
-    if (range->hitQual > quality && !(wider && range->is_in_longer(from, to))) return Fate::BETTER_ELSEWHERE;
-    if (range->hitQual == quality && !range->is_span(from, to)) fate = Fate::EQUAL_ELSEWHERE;
-  }
-  return isKept ? Fate::STAYS : fate;
+/// Orders by what candidates stand for: the key, and for lists of attribute numbers all of them.
+int compare_lists(const TeraCand& one, const TeraCand& other) {
+  const Large num = one.get_num_infos();
+  if (num != other.get_num_infos()) return num < other.get_num_infos() ? -1 : 1;
+  if (num <= 1) return 0;
+  if (one.get_shift() != other.get_shift()) return one.get_shift() < other.get_shift() ? -1 : 1;
+  if (one.get_infos() == other.get_infos()) return 0;
+  const auto order = std::lexicographical_compare_three_way(one.get_infos(), one.get_infos() + num,
+                                                            other.get_infos(), other.get_infos() + num);
+  return order < 0 ? -1 : order > 0 ? 1 : 0;
 }
 
-/// A range of what the candidate stands for, in front of the list.
-TeraScanGraph::EdgeRange* add_range(TeraScanGraph::EdgeRange** list, int quality, int from, int to,
-                                    AceAttach* at) {
-  auto* const range = new (at) TeraScanGraph::EdgeRange;
-  range->nextRange = std::exchange(*list, range);
-  range->fromPos = from;
-  range->toPos = to;
-  range->hitQual = quality;
-  return range;
+/// Spans of which one asks whether any overlaps another. Added with ascending starts.
+class SpanSet {
+ public:
+  void add(const EdgeRange& span) {
+    starts.push_back(span.fromPos);
+    farthest.push_back(std::max(span.toPos, farthest.empty() ? span.toPos : farthest.back()));
+  }
+  void clear() {
+    starts.clear();
+    farthest.clear();
+  }
+  /// Among the spans that start in front of the end, one must end behind the start.
+  bool has_overlap(int from, int to) const {
+    const auto num = std::lower_bound(starts.begin(), starts.end(), to) - starts.begin();
+    return num > 0 && farthest[static_cast<std::size_t>(num) - 1] > from;
+  }
+
+ private:
+  std::vector<int> starts;
+  std::vector<int> farthest;  // end of any span up to this one
+};
+
+/// The ranges of one key, from what was found in the order of the nodes.
+///
+///     found     |---200---|        |--190--|
+///                   |--200--|   |---200---|
+///     ranges    |-----------|   |---200---|        with `wider`, else what the two on the left share
+///
+/// What is found starts no earlier than what was before, so only the last range can overlap it: the ranges
+/// lie one behind the other, and those that overlap a span are neighbours. (Where a producer made edges that
+/// lead backwards, all are looked at.)
+class KeyRanges {
+ public:
+  explicit KeyRanges(bool is_wider) : isWider(is_wider) {}
+
+  void start(bool all_forward) {
+    isOrdered = all_forward;
+    ranges.clear();
+    kept.clear();
+  }
+  void note(const Found& found) {
+    bool isNoted = false;
+    for (auto range = first_behind(found.from); range != ranges.end(); ++range) {
+      if (!range->overlaps(found.from, found.to)) continue;
+      range->update(found.quality, found.from, found.to, isWider);
+      isNoted = true;
+    }
+    if (!isNoted) ranges.push_back(found.span());
+  }
+  Fate fate_of(const Found& found) {
+    Judgement judgement(found.quality, found.from, found.to, isWider);
+    for (auto range = first_behind(found.from); range != ranges.end(); ++range) {
+      if (isOrdered && range->fromPos >= found.to) break;
+      if (range->overlaps(found.from, found.to)) judgement.look_at(*range);
+    }
+    EdgeRange span = found.span();
+    if (kept.count({found.quality, found.from, found.to}) != 0) {
+      span.isKept = true;
+      judgement.look_at(span);
+    }
+    return judgement.fate();
+  }
+  void keep(const Found& found) { kept.insert({found.quality, found.from, found.to}); }
+
+ private:
+  std::vector<EdgeRange>::iterator first_behind(int node) {
+    if (!isOrdered) return ranges.begin();
+    return std::partition_point(ranges.begin(), ranges.end(),
+                                [node](const EdgeRange& range) { return range.toPos <= node; });
+  }
+
+  bool isWider;
+  bool isOrdered = true;
+  std::vector<EdgeRange> ranges;
+  std::set<std::tuple<int, int, int>> kept;  // quality and span, see `keep_first`
+};
+
+/// Spans 0-2 and 1-3 of the same quality share 1-2, which is neither: the first of them is kept. The list is
+/// of one key and one quality.
+void keep_first(KeyRanges* ranges, std::span<const Found> alike) {
+  SpanSet stay;
+  SpanSet later;  // those that are kept here
+  for (const Found& found : alike)
+    if (ranges->fate_of(found) == Fate::STAYS) stay.add(found.span());
+  for (const Found& found : alike) {
+    if (ranges->fate_of(found) != Fate::EQUAL_ELSEWHERE) continue;
+    if (stay.has_overlap(found.from, found.to) || later.has_overlap(found.from, found.to)) continue;
+    ranges->keep(found);
+    later.add(found.span());
+  }
+}
+
+/// Adds those of one key that go. Orders the list by quality.
+void condemn(KeyRanges* ranges, std::span<Found> found, std::vector<const TeraCand*>* condemned) {
+  ranges->start(std::all_of(found.begin(), found.end(), [](const Found& f) { return f.from < f.to; }));
+  for (const Found& one : found) ranges->note(one);
+  std::stable_sort(found.begin(), found.end(),
+                   [](const Found& a, const Found& b) { return a.quality > b.quality; });
+  for (auto first = found.begin(); first != found.end();) {
+    const auto last =
+        std::find_if(first, found.end(), [&](const Found& f) { return f.quality != first->quality; });
+    keep_first(ranges, {first, last});
+    first = last;
+  }
+  for (const Found& one : found)
+    if (ranges->fate_of(one) != Fate::STAYS) condemned->push_back(one.cand);
+}
+
+/// Removes candidates of a result, which is ordered best first.
+template <class IsBroken>
+int remove_cands(TeraResult* result, IsBroken is_broken) {
+  result->high_first();
+  int removed = 0;
+  for (TeraCandGroup *group = result->detach_group_list(), *next = nullptr; group != nullptr; group = next) {
+    next = group->get_next();
+    const int quality = group->get_value();
+    removed += group->remove_if([&](const TeraCand* cand) { return is_broken(quality, cand); });
+    result->add_cand_group(group);
+  }
+  return removed;
 }
 
 }  // namespace
 
-/// Enters a candidate into the ranges of its key.
-void TeraScanGraph::note_range(EdgeRangeMap* ranges, const Found& found, GetInfo* key, bool wider,
-                               AceAttach* at) {
-  EdgeRange*& list = (*ranges)[found.key];
-  bool isNoted = false;
-  for (EdgeRange* range = list; range != nullptr; range = range->nextRange) {
-    if (!range->is_of(*found.cand) || !range->overlaps(found.from, found.to)) continue;
-    range->update(found.quality, found.from, found.to, wider);
-    isNoted = true;
-  }
-  if (isNoted) return;
-  EdgeRange* const range = add_range(&list, found.quality, found.from, found.to, at);
-  range->entryNum = found.cand->get_entry();
-  range->repString = found.cand->get_string();
-  if (key != record_key) return;
-  range->numInfos = found.cand->get_num_infos();
-  range->infos = range->numInfos > 1 ? found.cand->get_infos() : nullptr;
-  range->infoShift = found.cand->get_shift();
-}
-
-/// Spans 0-2 and 1-3 of the same quality share 1-2, which is neither: the first of them is kept. Reorders
-/// `all` by key.
-void TeraScanGraph::keep_first(EdgeRangeMap* ranges, std::vector<Found>* all, bool wider, AceAttach* at) {
-  std::stable_sort(all->begin(), all->end(), [](const Found& a, const Found& b) {
-    return a.key != b.key ? a.key < b.key : a.quality > b.quality;
-  });
-  std::vector<const Found*> stay;
-  for (auto first = all->begin(); first != all->end();) {
-    const auto last = std::find_if(first, all->end(), [&](const Found& f) { return !f.is_alike(*first); });
-    const auto fate = [&](const Found& f) {
-      return fate_of((*ranges)(f.key), *f.cand, f.quality, f.from, f.to, wider);
-    };
-    stay.clear();
-    for (auto found = first; found != last; ++found)
-      if (fate(*found) == Fate::STAYS) stay.push_back(&*found);
-    for (auto found = first; found != last; ++found) {
-      if (fate(*found) != Fate::EQUAL_ELSEWHERE) continue;
-      const EdgeRange* range = (*ranges)(found->key);
-      while (!range->is_of(*found->cand)) range = range->nextRange;
-      const auto isRival = [&](const Found* other) {
-        return found->overlaps(*other) && range->is_of(*other->cand);
-      };
-      if (std::any_of(stay.begin(), stay.end(), isRival)) continue;
-      EdgeRange* const kept = add_range(&(*ranges)[found->key], found->quality, found->from, found->to, at);
-      kept->numInfos = range->numInfos;
-      kept->infos = range->infos;
-      kept->infoShift = range->infoShift;
-      kept->isKept = true;
-      stay.push_back(&*found);
-    }
-    first = last;
-  }
-}
-
 int TeraScanGraph::Edge::dedup(const EdgeRangeMap* ranges, int node, GetInfo* key, bool wider) {
   if (hitResult == nullptr || ranges == nullptr || key == nullptr) return 0;
-  const auto isBroken = [&](int quality, const TeraCand* cand) {
+  return remove_cands(hitResult, [&](int quality, const TeraCand* cand) {
     const unsigned keyOf = key(cand);
-    return keyOf != NO_KEY && fate_of((*ranges)(keyOf), *cand, quality, node, toTarget, wider) != Fate::STAYS;
-  };
-  hitResult->high_first();
-  int removed = 0;
-  for (TeraCandGroup *group = hitResult->detach_group_list(), *next = nullptr; group != nullptr;
-       group = next) {
-    next = group->get_next();
-    const int quality = group->get_value();
-    removed += group->remove_if([&](const TeraCand* cand) { return isBroken(quality, cand); });
-    hitResult->add_cand_group(group);
-  }
-  return removed;
+    if (keyOf == NO_KEY) return false;
+    Judgement judgement(quality, node, toTarget, wider);
+    for (const EdgeRange* range = (*ranges)(keyOf); range != nullptr; range = range->nextRange)
+      if (range->is_of(*cand) && range->overlaps(node, toTarget)) judgement.look_at(*range);
+    return judgement.fate() != Fate::STAYS;
+  });
 }
 
 int TeraScanGraph::dedup(GetInfo* key, bool wider) {
@@ -175,14 +263,26 @@ int TeraScanGraph::dedup(GetInfo* key, bool wider) {
             all.push_back({keyOf, quality, node, edge->toTarget, cand});
           return false;
         });
-  AceAttach at;
-  EdgeRangeMap ranges;
-  for (const Found& found : all) note_range(&ranges, found, key, wider, &at);
-  keep_first(&ranges, &all, wider, &at);
+  const bool hasLists = key == record_key;
+  const auto order = [hasLists](const Found& a, const Found& b) {
+    if (a.key != b.key) return a.key < b.key ? -1 : 1;
+    return hasLists ? compare_lists(*a.cand, *b.cand) : 0;
+  };
+  std::stable_sort(all.begin(), all.end(), [&](const Found& a, const Found& b) { return order(a, b) < 0; });
+  std::vector<const TeraCand*> condemned;
+  KeyRanges ranges(wider);
+  for (auto first = all.begin(); first != all.end();) {
+    const auto last = std::find_if(first, all.end(), [&](const Found& f) { return order(*first, f) != 0; });
+    condemn(&ranges, {first, last}, &condemned);
+    first = last;
+  }
+  std::sort(condemned.begin(), condemned.end(), std::less<>());
   int removed = 0;
-  for (int node = 0; node < get_num_nodes(); ++node)
-    for (Edge* edge = get_node(node)->edgeList; edge != nullptr; edge = edge->nextEdge)
-      removed += edge->dedup(&ranges, node, key, wider);
+  for_each_result([&](TeraResult* result) {
+    removed += remove_cands(result, [&](int, const TeraCand* cand) {
+      return std::binary_search(condemned.begin(), condemned.end(), cand, std::less<>());
+    });
+  });
   return removed;
 }
 

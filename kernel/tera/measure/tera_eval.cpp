@@ -9,43 +9,11 @@
 #include "ace/ace_reporter.h"
 #include "ace/ace_str_map.h"
 #include "ace/ace_tracer.h"
+#include "tera/measure/mode_table_internal.h"
 
 namespace {
 
 constexpr int DEFAULT_PHONETIC_DIFF = 30;
-
-struct ModeRow {
-  TeraEval::Mode mode;
-  const char* printName;
-  TeraEval::Model defaultModel;
-};
-
-/// In the order of the enum.
-constexpr ModeRow MODES[] = {
-    {TeraEval::EXACT, "EXACT", TeraEval::MAXIMUM},
-    {TeraEval::LEVENSHTEIN, "LEVENSHTEIN", TeraEval::MAXIMUM},
-    {TeraEval::PREFIX, "PREFIX", TeraEval::SHORT},
-    {TeraEval::SUFFIX, "SUFFIX", TeraEval::SHORT},
-    {TeraEval::FACTOR, "FACTOR", TeraEval::SHORT},
-    {TeraEval::COVER, "COVER", TeraEval::LONG},
-    {TeraEval::CLOSE, "CLOSE", TeraEval::LONG},
-    {TeraEval::EXTEND, "EXTEND", TeraEval::LONG},
-    {TeraEval::POSITION, "POSITION", TeraEval::MAXIMUM},
-    {TeraEval::BIPOS, "BIPOS", TeraEval::MAXIMUM},
-    {TeraEval::SEQ, "SEQ", TeraEval::MAXIMUM},
-    {TeraEval::BISEQ, "BISEQ", TeraEval::MAXIMUM},
-    {TeraEval::WILDCARD, "WILDCARD", TeraEval::QUERY},
-    {TeraEval::FRONT, "FRONT", TeraEval::PARTIAL},
-    {TeraEval::BACK, "BACK", TeraEval::PARTIAL},
-    {TeraEval::MID, "MID", TeraEval::PARTIAL},
-    {TeraEval::BIGRAMS, "BIGRAMS", TeraEval::MAXIMUM},
-    {TeraEval::SUBSET, "SUBSET", TeraEval::QUERY},
-    {TeraEval::SUPERSET, "SUPERSET", TeraEval::ENTRY},
-    {TeraEval::BLOCKEDIT, "BLOCK", TeraEval::PARTIAL},
-    {TeraEval::SUBWORD, "SUBWORD", TeraEval::ENTRY},
-    {TeraEval::SCAN, "SCAN", TeraEval::MAXIMUM},
-};
-static_assert(std::size(MODES) == TeraEval::NUM_MODES);
 
 struct ModeName {
   const char* name;
@@ -109,8 +77,8 @@ int length_of(int from, int to) {
 TeraEval::Mode TeraEval::get_mode(const char* name, Model* default_model) {
   Mode mode = LEVENSHTEIN;
   bool found = name == nullptr;
-  for (const ModeRow& row : MODES)
-    if (!found && same_name(name, row.printName)) mode = row.mode, found = true;
+  for (const TeraModeRow& row : tera_modes::TABLE)
+    if (!found && same_name(name, row.name)) mode = row.mode, found = true;
   for (const ModeName& alias : MODE_ALIASES)
     if (!found && same_name(name, alias.name)) mode = alias.mode, found = true;
   if (!found) AceReporter::use_default()->ev_wprintf("No such mode: '%s' taking default levenshtein\n", name);
@@ -119,11 +87,11 @@ TeraEval::Mode TeraEval::get_mode(const char* name, Model* default_model) {
 }
 
 const char* TeraEval::get_mode_name(Mode mode) {
-  return mode >= 0 && mode < NUM_MODES ? MODES[mode].printName : nullptr;
+  return tera_mode_row(mode) != nullptr ? tera_mode_row(mode)->name : nullptr;
 }
 
 TeraEval::Model TeraEval::get_default_model(Mode mode) {
-  return mode >= 0 && mode < NUM_MODES ? MODES[mode].defaultModel : MAXIMUM;
+  return tera_mode_row(mode) != nullptr ? tera_mode_row(mode)->defaultModel : MAXIMUM;
 }
 
 TeraEval::Model TeraEval::get_model_enum(const char* name) {
@@ -145,8 +113,8 @@ char TeraEval::get_reason_code(Reason reason) {
 
 int TeraEval::init() {
   for (int mode = LEVENSHTEIN; mode < NUM_MODES; ++mode)
-    if (get_mode(MODES[mode].printName, nullptr) != MODES[mode].mode || MODES[mode].mode != mode)
-      throw AceException("Inconsistent mode and model names", "mode %s", MODES[mode].printName);
+    if (const char* name = tera_modes::TABLE[mode].name; get_mode(name, nullptr) != mode)
+      throw AceException("Inconsistent mode and model names", "mode %s", name);
   for (int model = 0; model < NUM_MODELS; ++model)
     if (get_model_enum(MODEL_NAMES[model]) != model)
       throw AceException("Inconsistent mode and model names", "model %s", MODEL_NAMES[model]);

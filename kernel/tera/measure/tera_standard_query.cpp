@@ -4,84 +4,15 @@
 #include <bitset>
 #include <cstring>
 
+#include "tera/measure/mode_table_internal.h"
 #include "tera/tera_scan.h"
 
 namespace {
 
 using Options = TeraWordOptions;
-using Measure = int(const TeraWord&, const char*, TeraEval::Eval*, int);
 
 constexpr char SEPARATOR = '|';
 constexpr int WORD_OPTIONS = 0x1F;
-constexpr int ENTRY_PREFIX_ONLY = Options::NO_GLOB | Options::FREE_ENTRY_PREFIX;
-
-template <auto MEASURE>
-int measure(const TeraWord& word, const char* entry, TeraEval::Eval* eval, int options) {
-  return (word.*MEASURE)(entry, eval, options);
-}
-int measure_wildcard(const TeraWord& word, const char* entry, TeraEval::Eval* eval, int options) {
-  return TeraEval::PERFECT * word.wildcard(entry, eval, options);
-}
-int measure_scan(const TeraWord& word, const char* entry, TeraEval::Eval* eval, int options) {
-  return word.scan(entry, eval, options);
-}
-
-struct ModeMeasure {
-  Measure* measure;  ///< null for EXACT
-  int options;
-  bool hasWords;  ///< there is a form for several words
-};
-
-/// What each mode measures. SUBSET and SUPERSET are named from the query's side, their measures from the
-/// entry's. SUFFIX without transpositions looks at the start of the entry; that is the system's behaviour.
-ModeMeasure measure_of(TeraEval::Mode mode, bool transpose) {
-  switch (mode) {
-    case TeraEval::LEVENSHTEIN:
-      return {measure<&TeraWord::leven>, 0x0001, true};
-    case TeraEval::PREFIX:
-      return {measure<&TeraWord::leven>, 0x8001, true};
-    case TeraEval::SUFFIX:
-      return {measure<&TeraWord::leven>, transpose ? ENTRY_PREFIX_ONLY : 0x8001, true};
-    case TeraEval::FACTOR:
-      return {measure<&TeraWord::leven>, 0xC001, true};
-    case TeraEval::COVER:
-      return {measure<&TeraWord::leven>, 0x3001, true};
-    case TeraEval::CLOSE:
-      return {measure<&TeraWord::leven>, 0x1001, true};
-    case TeraEval::EXTEND:
-      return {measure<&TeraWord::leven>, 0x2001, true};
-    case TeraEval::FRONT:
-      return {measure<&TeraWord::leven>, 0xA001, true};
-    case TeraEval::BACK:
-      return {measure<&TeraWord::leven>, 0x5001, true};
-    case TeraEval::MID:
-      return {measure<&TeraWord::leven>, 0xF001, true};
-    case TeraEval::POSITION:
-      return {measure<&TeraWord::count>, 0x0001, false};
-    case TeraEval::BIPOS:
-      return {measure<&TeraWord::app_count>, 0x0001, false};
-    case TeraEval::SEQ:
-      return {measure<&TeraWord::lcs>, 0, false};
-    case TeraEval::BISEQ:
-      return {measure<&TeraWord::biseq>, 0, false};
-    case TeraEval::WILDCARD:
-      return {measure_wildcard, 0x0001, false};
-    case TeraEval::BIGRAMS:
-      return {measure<&TeraWord::bigrams>, 0x1001, false};
-    case TeraEval::SUBSET:
-      return {measure<&TeraWord::superset>, 0x0001, false};
-    case TeraEval::SUPERSET:
-      return {measure<&TeraWord::subset>, 0x0001, false};
-    case TeraEval::BLOCKEDIT:
-      return {measure<&TeraWord::blockedit>, 0x0001, false};
-    case TeraEval::SUBWORD:
-      return {measure<&TeraWord::subword>, 0x0001, false};
-    case TeraEval::SCAN:
-      return {measure_scan, 0x0001, false};
-    default:
-      return {nullptr, 0, false};
-  }
-}
 
 }  // namespace
 
@@ -91,17 +22,16 @@ TeraStandardQuery::TeraStandardQuery(const char* query, TeraEval::Mode mode, Ter
       mapConfig(map),
       evalMode(mode),
       evalFunc(TeraEval::get_model_func(model, 0)) {
-  const bool isMode = TeraEval::get_mode_name(mode) != nullptr;
-  if (query == nullptr || map == nullptr || evalFunc == nullptr || !isMode) return;
+  const TeraModeRow* const row = tera_mode_row(mode);
+  if (query == nullptr || map == nullptr || evalFunc == nullptr || row == nullptr) return;
   const int asked = options & WORD_OPTIONS;
   const bool noGlob = (asked & Options::NO_GLOB) != 0;
-  const ModeMeasure chosen = measure_of(mode, (asked & Options::TRANSPOSE) != 0);
-  wordOptions = chosen.options | asked;
+  wordOptions = asked | ((asked & Options::TRANSPOSE) != 0 ? row->transposedOptions : row->options);
   auto word = std::make_unique<TeraWord>(query, map, noGlob);
   // EXACT reads the tokens, however many there are.
   const bool isWord = mode == TeraEval::EXACT ? map->alt_len(query, noGlob) >= 0 : word->length() >= 0;
   if (!isWord) return;
-  if (!chosen.hasWords || std::strchr(query, SEPARATOR) == nullptr) {
+  if (!row->hasWords || std::strchr(query, SEPARATOR) == nullptr) {
     singleWord = std::move(word);
     return;
   }
@@ -130,7 +60,7 @@ bool TeraStandardQuery::equals(const char* entry) const {
 
 int TeraStandardQuery::measure_entry(const char* entry) const {
   if (multiWords != nullptr) return multiWords->leven(entry, evalFunc, wordOptions, nullptr, 1);
-  Measure* const measure = measure_of(evalMode, false).measure;
+  TeraModeRow::Measure* const measure = tera_mode_row(evalMode)->measure;
   return measure != nullptr ? measure(*singleWord, entry, evalFunc, wordOptions) : compare_exact(entry);
 }
 
