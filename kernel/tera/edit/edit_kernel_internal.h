@@ -8,8 +8,9 @@
 ///              a position has one token here, and lanes without an entry have zeros
 ///
 /// Bits are for looking at every entry, bytes for looking at the few groups of neighbours that a filter left.
-/// Bits need `PADDING` readable positions in front and behind, of whatever content. Of bytes nothing is read
-/// but the groups asked for.
+/// Both forms need `PADDING` readable positions in front and behind, of whatever content. Bytes of groups
+/// that are not asked for may be written at the same time by others: some are read, but no hit depends on
+/// them.
 ///
 /// The loops exist for each level of ace_cpu.h, and give the same hits.
 ///

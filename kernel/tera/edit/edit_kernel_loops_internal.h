@@ -69,7 +69,11 @@ struct BitColumns {
 /// Bytes of the entries, compared with the query's tokens.
 template <class ByteLanes>
 struct ByteColumns {
-  static constexpr bool IS_PADDED = false;
+#ifdef __SANITIZE_THREAD__
+  static constexpr bool IS_PADDED = false;  // it cannot know that nothing depends on them
+#else
+  static constexpr bool IS_PADDED = true;
+#endif
   using V = typename ByteLanes::V;
   const EditAccept* accepts;
   const Token* bytes;  // of the lanes looked at, in the entries' first position
@@ -334,7 +338,10 @@ bool few_errors(const EditTask& task, const Columns& columns, LaneMeasures<typen
   using V = typename Lanes::V;
   ErrorStates<V, K, DELTA, TRANSPOSE> states;
   for (int i = 0; i < task.m; ++i) {
-    states.step(columns, i);
+    if (Columns::IS_PADDED || (i >= K && i + K < task.n))
+      states.step(columns, i);
+    else
+      states.step(Clamped<Columns>{columns, task.n}, i);
     if (i > K && (i & 1) != 0 && !Lanes::any(states.alive())) return false;
   }
   if (!Lanes::any(states.end(K))) return false;
@@ -362,8 +369,8 @@ bool choose_delta(const EditTask& task, const Columns& columns, LaneMeasures<typ
 }
 
 template <class Lanes, class Columns>
-bool choose_errors(const EditTask& task, int errors, const Columns& columns,
-                   LaneMeasures<typename Lanes::V>& out) {
+bool measure_few_errors(const EditTask& task, int errors, const Columns& columns,
+                        LaneMeasures<typename Lanes::V>& out) {
   switch (errors) {
     case 0:
       return choose_delta<Lanes, 0, 0>(task, columns, out);
@@ -374,15 +381,6 @@ bool choose_errors(const EditTask& task, int errors, const Columns& columns,
     default:
       return choose_delta<Lanes, 3, -3>(task, columns, out);
   }
-}
-
-template <class Lanes, class Columns>
-bool measure_few_errors(const EditTask& task, int errors, const Columns& columns,
-                        LaneMeasures<typename Lanes::V>& out) {
-  if constexpr (!Columns::IS_PADDED)
-    return measure_few_errors<Lanes>(task, errors, Clamped<Columns>{columns, task.n}, out);
-  else
-    return choose_errors<Lanes>(task, errors, columns, out);
 }
 
 /// More errors, but few enough for a band of the table to be worth it.
@@ -449,15 +447,13 @@ class TaskRunner {
     if (isOwn) delete[] slices;
   }
 
-  /// Room for the comparisons with the sets, behind the slices; null where each is used once or twice, and
-  /// where there are too many.
+  /// Room for the comparisons with the sets, behind the slices; null where each takes one only, which is as
+  /// fast as to read it again, and where there are too many.
   V* known_cells() const {
     const auto cells = static_cast<std::size_t>(task.numSets) * static_cast<std::size_t>(task.n);
-    bool isRepeated = way == TABLE && (task.transpose || task.mode == TeraEval::BIGRAMS ||
-                                       task.mode == TeraEval::BISEQ || task.mode == TeraEval::SUBSET ||
-                                       task.mode == TeraEval::SUPERSET || task.mode == TeraEval::BLOCKEDIT);
-    for (int set = 0; set < task.numSets; ++set) isRepeated |= task.sets[set].single == 0;
-    return isRepeated && task.numSets > 0 && cells <= EDIT_MAX_CELLS ? slices + numSlices : nullptr;
+    bool isWide = false;
+    for (int set = 0; set < task.numSets; ++set) isWide |= task.sets[set].single == 0;
+    return isWide && task.numSets > 0 && cells <= EDIT_MAX_CELLS ? slices + numSlices : nullptr;
   }
 
   /// Writes the hits among the lanes, numbered from `first`; returns their number.

@@ -48,8 +48,8 @@ void EditQuery::build(const Token* tokens, bool operators) {
   });
   if (position.any()) finish(current + 1);
   for (const TokenSet& set : members)
-    for (int tok = 0; tok < NUM_TOKEN_VALUES; ++tok)
-      if (set.test(static_cast<std::size_t>(tok))) memberTokens.push_back(static_cast<Token>(tok));
+    for (std::size_t tok = set._Find_first(); tok < set.size(); tok = set._Find_next(tok))
+      memberTokens.push_back(static_cast<Token>(tok));
   const Token* next = memberTokens.data();
   for (const TokenSet& tokenSet : members) {
     EditAccept& set = sets.emplace_back();

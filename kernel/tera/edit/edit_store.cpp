@@ -160,11 +160,11 @@ void EditStore::prepare(int length, EditTokens* out) const {
   std::unique_ptr<VUint[]> operatorLanes;
   if (has_operators()) operatorLanes = std::make_unique<VUint[]>(sections);
   constexpr std::size_t line = EDIT_WORD_LANES;  // a position of a section is a cache line
-  void* bytes = std::calloc(sections * static_cast<std::size_t>(length) + 1, line);
-  out->zeros.reset(bytes);
-  if (bytes == nullptr) throw std::bad_alloc();
+  void* memory = std::calloc(sections * static_cast<std::size_t>(length) + 2 * EDIT_PADDING + 1, line);
+  out->zeros.reset(memory);
+  if (memory == nullptr) throw std::bad_alloc();
   std::size_t size = 2 * line;
-  out->bytes = static_cast<Token*>(std::align(line, line, bytes, size));
+  out->bytes = static_cast<Token*>(std::align(line, line, memory, size)) + EDIT_PADDING * line;
   out->isConverted = std::move(isConverted);
   out->operatorLanes = std::move(operatorLanes);
 }

@@ -96,7 +96,7 @@ class EditTokens {
  private:
   friend class EditStore;
   struct Free {
-    void operator()(void* zeros) const { std::free(zeros); }
+    void operator()(void* memory) const { std::free(memory); }
   };
   EditOnce once;
   std::mutex converting;
