@@ -31,6 +31,8 @@ TEST(DimeRegexpMethod, call_modes_anchor_the_expression) {
   EXPECT_EQ(judge(method, DastOptions::EXACT, "a.c", "abcx").first, 0);
   EXPECT_EQ(judge(method, DastOptions::APPROX, "(\\d+)-(x)?(\\d+)", "no 12-34 there"),
             (Judged{255, "12-34&12&&34"}));
+  EXPECT_EQ(judge(method, DastOptions::APPROX, "(?=ab\\K)", "xab"), (Judged{255, ""}))
+      << "a match that ends before it starts";
 }
 
 TEST(DimeRegexpMethod, ignores_case_and_refuses_what_is_no_expression) {

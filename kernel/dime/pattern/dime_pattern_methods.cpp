@@ -83,7 +83,8 @@ char* RegexpQuery::display(const char* entry, AceAttach* at) const {
   for (int i = 0; i < count; ++i) {
     if (i > 0) text += '&';
     const int from = offsets[2 * i];
-    if (from >= 0) text.append(entry + from, static_cast<std::size_t>(offsets[2 * i + 1] - from));
+    const int to = offsets[2 * i + 1];  // before `from` when an assertion has moved the start of the match
+    if (from >= 0 && from < to) text.append(entry + from, static_cast<std::size_t>(to - from));
   }
   return at->attach(text.c_str());
 }
