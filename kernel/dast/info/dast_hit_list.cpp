@@ -1,6 +1,7 @@
 #include "dast/dast_hit_list.h"
 
 #include <algorithm>
+#include <bit>
 #include <vector>
 
 #include "dast/dast_info_list.h"
@@ -227,6 +228,60 @@ DastInfoList* unite_group(const TeraCandGroup* group, const DastInfoMap* runs, A
                        : DastInfoList::union_lists(static_cast<int>(lists.size()), lists.data(), at);
 }
 
+/// The records that lists have so far: as bits up to a record, and as a list beyond and for ranges.
+class TakenRecords {
+ public:
+  explicit TakenRecords(Large num_bits) : bits(num_bits / 64 + std::size_t{1}, 0) {}
+
+  /// Leaves the records that are not taken, and takes them.
+  void take(DastInfoList* records, AceAttach* at) {
+    const bool isInBits = records->get_type() == DastInfoList::SINGLE && !records->is_empty() &&
+                          records->get_infos().back() / 64 < bits.size() && others.is_empty();
+    if (isInBits) return take_singles(records, at);
+    if (others.is_empty()) others = as_list(at);
+    records->subtract(&others, at);
+    others.union_with(records, at);
+  }
+
+ private:
+  void take_singles(DastInfoList* records, AceAttach* at) {
+    Large* kept = nullptr;
+    at->malloc(kept, records->get_length());
+    Large count = 0;
+    for (const Large record : records->get_infos()) {
+      Mask& word = bits[std::min<std::size_t>(record / 64, bits.size() - 1)];
+      const Mask bit = Mask{1} << (record % 64);
+      kept[count] = record;
+      count += (word & bit) == 0 ? 1 : 0;
+      word |= bit;
+    }
+    *records = DastInfoList(count, kept, nullptr);
+  }
+  DastInfoList as_list(AceAttach* at) const {
+    std::vector<Large> records;
+    for (std::size_t i = 0; i < bits.size(); ++i)
+      for (Mask word = bits[i]; word != 0; word &= word - 1)
+        records.push_back(static_cast<Large>(64 * i) + static_cast<Large>(std::countr_zero(word)));
+    return {DastInfoList(static_cast<Large>(records.size()), records.data(), nullptr), at};
+  }
+
+  std::vector<Mask> bits;
+  DastInfoList others{0, nullptr, false};
+};
+
+/// Bits for them all, if they are not far more than the records of the candidates.
+Large num_bits_for(const TeraResult* result) {
+  constexpr VInt BITS_PER_RECORD = 1024;
+  VInt total = 0;
+  Large highest = 0;
+  result->find_any([&](int, const TeraCand* cand) {
+    total += cand->get_num_infos();
+    if (cand->get_num_infos() > 0) highest = std::max(highest, cand->get_info(cand->get_num_infos() - 1));
+    return false;
+  });
+  return VInt{highest} < BITS_PER_RECORD * total && highest != HitList::NONE ? highest : 0;
+}
+
 }  // namespace
 
 int HitList::separate(const TeraResult* result, const DastInfoMap* runs, const Settings& settings,
@@ -238,18 +293,17 @@ int HitList::separate(const TeraResult* result, const DastInfoMap* runs, const S
             [](const auto* a, const auto* b) { return a->get_value() > b->get_value(); });
   at->malloc(*lists, static_cast<long>(groups.size()));
   int count = 0;
-  DastInfoList taken(0, nullptr, false);
+  TakenRecords taken(num_bits_for(result));
   for (const TeraCandGroup* group : groups) {
     DastInfoList* records = unite_group(group, runs, at);
     if (records == nullptr) continue;
-    records->subtract(&taken, at);
+    taken.take(records, at);
     if (records->is_empty()) continue;
     Settings own = settings;
     own.quality = group->get_value();
     own.weight = settings.weight * group->get_value();
     own.sortWeight = own.weight;
     if (HitList* hits = make_context_list(records, own, at); hits != nullptr) (*lists)[count++] = hits;
-    taken.union_with(records, at);
   }
   return count;
 }
