@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -35,8 +36,15 @@ double run_apart(const auto& job) {
   return status == 0 ? static_cast<double>(usage.ru_maxrss) / 1024 : -1;
 }
 
+/// Sorted, records with the same city, and of these with the same postcode, stand together.
 int build_people(const char* sort) {
-  return people::build(people::FIELDS, people::NUM_FIELDS, people::file("people"),
+  people::Field fields[people::NUM_FIELDS];
+  std::copy(std::begin(people::FIELDS), std::end(people::FIELDS), fields);
+  if (sort[0] == 'F') {
+    fields[people::CITY].type = "ADVANCED|OPTIMIZED|FULL|ORIGINAL";
+    fields[people::POSTCODE].type = "ADVANCED|OPTIMIZED|FULL|NUMERIC";
+  }
+  return people::build(fields, people::NUM_FIELDS, people::file("people"),
                        people::file(std::string("image") + sort), sort);
 }
 

@@ -2,6 +2,7 @@
 #include "dast/count/dast_count_values_internal.h"
 
 #include <limits>
+#include <type_traits>
 
 #include "ace/ace_time_analysis.h"
 #include "ace/ace_tracer.h"
@@ -94,8 +95,13 @@ template <class Worker>
   Large ids[STRETCH];
   Large numIds = 0;
   const auto flush = [&] {
-    for (Large i = 0; i < numIds; ++i)
-      if (accepts(ids[i])) ++worker->at(ids[i]).count;
+    for (Large i = 0; i < numIds; ++i) {
+      if (!accepts(ids[i])) continue;
+      if constexpr (requires { worker->add(0); })
+        worker->add(ids[i]);
+      else
+        ++worker->at(ids[i]).count;
+    }
     numIds = 0;
   };
   map->for_each_list({records, count}, [&](const IdList& list) {
@@ -107,12 +113,16 @@ template <class Worker>
   flush();
 }
 
+/// Whether `count_singles` can count.
+bool are_singles(const CountTask& task) {
+  const bool isSingle = !is_whole(task.context) && task.context->get_type() == DastInfoList::SINGLE;
+  return isSingle && !task.field.has_intervals() && !task.has(DastCount::INNER_REC_DEDUP);
+}
+
 template <class Worker>
 void context_normal(const CountTask& task, Worker* worker) {
   const AceTimeSection section("COUNT_NORM");
-  const bool isSingle = !is_whole(task.context) && task.context->get_type() == DastInfoList::SINGLE;
-  if (isSingle && !task.field.has_intervals() && !task.has(DastCount::INNER_REC_DEDUP))
-    return count_singles(task, worker);
+  if (are_singles(task)) return count_singles(task, worker);
   for_each_value(task, [worker](Large id, Large from, Large to) { worker->at(id).count += to - from; });
 }
 
@@ -223,7 +233,7 @@ class FreqHeap {
 };
 
 template <class Worker>
-[[gnu::flatten]] void build_freq_heap(const Worker& worker, const CountTask& task, std::size_t num_wanted,
+[[gnu::flatten]] void build_freq_heap(Worker& worker, const CountTask& task, std::size_t num_wanted,
                                       CountedValues* counted) {
   FreqHeap heap(counted, num_wanted, task.config);
   worker.for_each([&](Large id, const auto& cell) { heap.add({id, cell.count, cell.get_value()}); });
@@ -255,6 +265,12 @@ void create_count_worker(const CountTask& task, VInt expected, std::size_t num_w
     count_with(task, &worker, num_wanted, counted);
   } else {
     time_analysis_message("Using count worker for sparse counting", 0, 0, 2, 0, 0);
+    if constexpr (std::is_same_v<Cell, CountCell>)
+      if (are_singles(task)) {
+        SortingCountWorker worker(numIds, expected);
+        count_singles(task, &worker);
+        return build_freq_heap(worker, task, num_wanted, counted);
+      }
     SparseCountWorker<Cell> worker(numIds, expected);
     count_with(task, &worker, num_wanted, counted);
   }

@@ -2,6 +2,7 @@
 ///
 ///     dense     an array of cells by base id
 ///     sparse    a hash table of the base ids that are met
+///     sorting   the base ids as they come, sorted at the end: sparse, for single records
 ///     whole     nothing: all records are counted by the lengths of the lists of entries
 ///
 /// `for_each(visit)` gives every value with records, in no order, as `visit(id, cell)`. Loops over records
@@ -99,6 +100,44 @@ class SparseCountWorker {
   std::size_t numUsed = 0;
   std::vector<Slot> slots;
   Cell noCell;
+};
+
+/// Sorts by digits of 9 bits from the lowest (H. Seward, 1954; D. Knuth, The Art of Computer Programming 3,
+/// 5.2.5): two passes for up to 262,144 ids, a third of what a hash table costs.
+class SortingCountWorker {
+ public:
+  SortingCountWorker(Large num_ids, VInt expected) : numIds(num_ids) {
+    ids.reserve(static_cast<std::size_t>(expected));
+  }
+  void add(Large id) {
+    if (id < numIds) ids.push_back(id);
+  }
+  template <class Visit>
+  void for_each(Visit visit) {
+    sort();
+    for (std::size_t i = 0; i < ids.size();) {
+      const std::size_t first = i;
+      while (i < ids.size() && ids[i] == ids[first]) ++i;
+      visit(ids[first], CountCell{static_cast<Large>(i - first)});
+    }
+  }
+
+ private:
+  void sort() {
+    constexpr int DIGIT_BITS = 9;
+    constexpr Large DIGITS = Large{1} << DIGIT_BITS;
+    std::vector<Large> sorted(ids.size());
+    for (int shift = 0; shift < 32 && (numIds - 1) >> shift != 0; shift += DIGIT_BITS) {
+      Large starts[DIGITS + 1] = {};
+      for (const Large id : ids) ++starts[((id >> shift) & (DIGITS - 1)) + 1];
+      for (Large digit = 0; digit < DIGITS; ++digit) starts[digit + 1] += starts[digit];
+      for (const Large id : ids) sorted[starts[(id >> shift) & (DIGITS - 1)]++] = id;
+      ids.swap(sorted);
+    }
+  }
+
+  Large numIds;
+  std::vector<Large> ids;
 };
 
 class WholeCountWorker {
