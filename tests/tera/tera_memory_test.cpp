@@ -140,18 +140,22 @@ TEST_F(Memory, a_recall_that_runs_out_leaves_an_index_that_answers_as_if_nothing
 }
 
 TEST_F(Memory, from_the_second_recall_on_only_candidates_take_memory) {
-  const auto requests = [this](const char* text, TeraQuery* query, TeraEval::Mode mode, int* num_cands) {
+  ListTree tree(nullptr);
+  for (const char* word : {"mayer", "meier", "maxmayer", "smith", "schmidt", "m", "mei"}) tree[word];
+  TeraEdit edit;
+  ASSERT_EQ(edit.make(&tree, &map, 1, 0, 0, AceReporter::null()), 0);
+  const auto requests = [&edit](const char* text, TeraQuery* query, TeraEval::Mode mode, int* num_cands) {
     TeraResult result(text, 200, 100, 255, query);
     constexpr long PLENTY = 1000000;
     support::numNewsLeft = PLENTY;
-    *num_cands = good.recall(&result, mode, TeraEval::MAXIMUM, 0, 0, TeraEdit::NO_RESOLVE, 100, nullptr);
+    *num_cands = edit.recall(&result, mode, TeraEval::MAXIMUM, 0, 0, TeraEdit::NO_RESOLVE, 100, nullptr);
     const long used = PLENTY - support::numNewsLeft;
     support::numNewsLeft = -1;
     return used;
   };
   for (const TeraEval::Mode mode : MODES)
     for (const char* text : {"meyerx", "m[ae]ierx", "zzz", "meier"}) {
-      TeraQuery* const query = good.get_query(text, mode, TeraEval::MAXIMUM, 0, 100);
+      TeraQuery* const query = edit.get_query(text, mode, TeraEval::MAXIMUM, 0, 100);
       int numCands = 0;
       requests(text, query, mode, &numCands);
       const long again = requests(text, query, mode, &numCands);

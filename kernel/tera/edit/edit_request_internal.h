@@ -2,7 +2,6 @@
 /// candidates are completed.
 #pragma once
 
-#include "ace/ace_attach.h"
 #include "tera/edit/edit_look_internal.h"
 #include "tera/tera_edit.h"
 
@@ -31,8 +30,7 @@ struct TeraEdit::Prepared {
   enum Way { DONE, EXACTLY, BY_PATTERN, BY_MEASURE };
 
   Way way = DONE;
-  int done = 0;  ///< what DONE returns
-  AceAttach at;
-  const Token* tokens = nullptr;
+  int done = 0;                    ///< what DONE returns
   EditScratch* scratch = nullptr;  ///< with the query, unless it is looked up EXACTLY
+  const Token* tokens = nullptr;   ///< in the scratch
 };

@@ -34,6 +34,7 @@ class EditRoom {
 struct EditScratch {
   static constexpr int HIT_ROOM = 4 * EDIT_BLOCK_LANES;
 
+  std::vector<Token> tokens;  // of the query's text
   EditQuery query;
   EditTaskColumns columns;
   std::vector<EditHit> hits = std::vector<EditHit>(HIT_ROOM);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include "tera/edit/edit_request_internal.h"
 #include "tera/tera_query_kinds.h"
 #include "tera/tera_result.h"
+#include "tera/tera_scan.h"
 #include "tera/tera_standard_query.h"
 #include "tera/tera_token.h"
 #include "tera/tera_transform.h"
@@ -63,6 +65,15 @@ void attach_query(TeraResult* result, Make make) {
   query->unref();
 }
 
+/// The tokens of a text in the memory of a list, with a 0 behind them.
+const Token* convert_query(const TeraMap& map, const char* text, bool no_glob, std::vector<Token>* tokens) {
+  const std::size_t room = MAX_SEQUENCE * std::strlen(text) + 1;
+  if (tokens->size() < room) tokens->resize(room);
+  TeraScan(&map, text, no_glob)
+      .convert(tokens->data(), static_cast<int>(std::min<std::size_t>(room, INT_MAX)));
+  return tokens->data();
+}
+
 /// What a failed recall returns.
 int give_up(TeraResult* result) {
   result->set_unreliable();
@@ -109,7 +120,9 @@ int TeraEdit::recall(Request* request) const {
     return find_segments(request);
   }
   if (editStore == nullptr) {
+    EditScratch scratch;
     Prepared nowhere;
+    nowhere.scratch = &scratch;
     return prepare(request, &nowhere);
   }
   const EditScratchPool::Loan scratch(&editStore->scratches());
@@ -125,7 +138,7 @@ int TeraEdit::prepare(Request* request, Prepared* out) const {
   TeraResult* const result = request->result;
   const int options = request->options;
   const char* const query = result->get_string();
-  out->tokens = mapConfig.convert(query, (options & NO_OPERATORS) != 0, &out->at);
+  out->tokens = convert_query(mapConfig, query, (options & NO_OPERATORS) != 0, &out->scratch->tokens);
   const bool operators = (options & NO_OPERATORS) == 0 && mapConfig.is_operator(TOKEN_WILDCARD);
   if (operators && TeraToken::alt_len(out->tokens) < 0)
     return ace_error(__FILE__, __LINE__, "query_len = TeraToken::alt_len(tokenstr)",
