@@ -5,7 +5,7 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Sorvanta)
 install(TARGETS sorvanta EXPORT SorvantaTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sorvanta)
-foreach(folder kernel/ace support/ebos kernel/tera kernel/dast kernel/dime kernel/dare kernel/damo)
+foreach(folder kernel/ace support/ebos kernel/tera kernel/dast kernel/dime kernel/dare kernel/damo interface/svcpp)
   # Public headers lie in the folder itself; its rooms have sources and internal headers only.
   file(GLOB headers CONFIGURE_DEPENDS ${folder}/*.h)
   list(FILTER headers EXCLUDE REGEX "_internal\\.h$")

@@ -15,7 +15,7 @@ class SORV_API DareMultiQuery {
   /// All fields EMPTY, without text.
   explicit DareMultiQuery(int num_fields);
   /// `modes` and `queries` have an element for each field. A mode is a code of one character or a name; null
-  /// is NOOP. A text of null is no query.
+  /// is NOOP. A text of null is no query. Null arrays have nothing but null.
   DareMultiQuery(int num_fields, const char* const* modes, const char* const* queries);
 
   int get_num_fields() const { return static_cast<int>(queryModes.size()); }

@@ -22,6 +22,7 @@
 /// Thread safety: one thread at a time; different sessions may be used by different threads.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -79,6 +80,9 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   DastBaseRecall* get_base() const { return sesConfig->get_base(); }
   /// Where errors are told; the default reporter until set.
   void set_reporter(AceReporter* rep) { reporter = rep; }
+  /// A manager has destroyed it; who still has a pointer can tell. Any thread.
+  void set_destroyed() { isDestroyed = true; }
+  bool is_destroyed() const { return isDestroyed; }
   /// Whether a combination was configured.
   bool is_usable() const { return sesConfig->get_default_combination() != nullptr; }
 
@@ -302,6 +306,7 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   DareTimer commandTimer;
   bool isTimerFresh = false;  // started by the host since the last command
   Mask abstractionMask = 0;
+  std::atomic<bool> isDestroyed = false;
   AceReporter* reporter = nullptr;
   ScriptHook scriptHook;
   VInt numIterations = 0;

@@ -21,9 +21,9 @@ bool read_mode(const char* text, DastOptions::Call* mode) {
 DareMultiQuery::DareMultiQuery(int num_fields, const char* const* modes, const char* const* queries)
     : DareMultiQuery(num_fields) {
   for (int field = 0; field < get_num_fields(); ++field) {
-    if (!read_mode(modes[field], &queryModes[static_cast<std::size_t>(field)]) && badMode < 0)
-      badMode = field;
-    set_query(field, queries[field]);
+    const char* const mode = modes != nullptr ? modes[field] : nullptr;
+    if (!read_mode(mode, &queryModes[static_cast<std::size_t>(field)]) && badMode < 0) badMode = field;
+    set_query(field, queries != nullptr ? queries[field] : nullptr);
   }
 }
 

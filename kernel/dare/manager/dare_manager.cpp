@@ -202,6 +202,7 @@ int DastSessionManager::destroy_session(int id) {
   const auto place = sessionSet.find(id);
   if (place == sessionSet.end()) return -1;
   gone = std::move(place->second->sessionRef);
+  gone->set_destroyed();
   sessionList.erase(place->second);
   sessionSet.erase(place);
   return 0;
@@ -229,6 +230,7 @@ int DastSessionManager::destroy_timedout_sessions(int milliseconds) {
     const std::time_t now = std::time(nullptr);
     while (!sessionList.empty() &&
            std::difftime(now, sessionList.back().lastAccess) > milliseconds / 1000.0) {
+      sessionList.back().sessionRef->set_destroyed();
       sessionSet.erase(sessionList.back().uniqueId);
       gone.splice(gone.end(), sessionList, std::prev(sessionList.end()));
     }
