@@ -1,5 +1,5 @@
 #include <libxml/parser.h>
-#include <libxml/xpath.h>
+#include <libxml/xmlerror.h>
 
 #include <algorithm>
 #include <charconv>
@@ -14,23 +14,18 @@
 namespace {
 
 constexpr const char* ROOT = "KVConfiguration";
-constexpr const char* COMPAT_ROOT = "rules";
+constexpr const char* RULES = "rules";  // also the root of the older format
 constexpr const char* VERSION_ATTRIBUTE = "svversion";
 constexpr const char* VERSION = "90.0";
-constexpr const char* FILTER_PATH = "/KVConfiguration/filters/filter";
-constexpr const char* RULE_PATH = "/KVConfiguration/rules/rule";
-constexpr const char* COMPAT_RULE_PATH = "/rules/rule | /KVConfiguration/rules/rule";
+constexpr const char* FILTERS = "filters";
+constexpr const char* FILTER = "filter";
+constexpr const char* RULE = "rule";
 /// After that many, faults are counted and not named.
 constexpr int MAX_REPORTED_FAULTS = 100;
 
 struct ContextDelete {
   void operator()(xmlParserCtxt* context) const { xmlFreeParserCtxt(context); }
 };
-struct PathDelete {
-  void operator()(xmlXPathContext* context) const { xmlXPathFreeContext(context); }
-  void operator()(xmlXPathObject* object) const { xmlXPathFreeObject(object); }
-};
-
 const xmlChar* xml(const char* text) {
   return reinterpret_cast<const xmlChar*>(text);
 }
@@ -44,6 +39,21 @@ std::string trimmed(const std::string& text) {
   const std::size_t first = text.find_first_not_of(BLANKS);
   return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(BLANKS) + 1 - first);
 }
+
+/// While it lives, the XML library prints nothing on behalf of this thread; the parser keeps its last error.
+class QuietXml {
+ public:
+  QuietXml() {
+    xmlSetStructuredErrorFunc(nullptr, [](void*, xmlError*) {});
+  }
+  QuietXml(const QuietXml&) = delete;
+  QuietXml& operator=(const QuietXml&) = delete;
+  ~QuietXml() { xmlSetStructuredErrorFunc(oldContext, oldFunction); }
+
+ private:
+  xmlStructuredErrorFunc oldFunction = xmlStructuredError;
+  void* oldContext = xmlStructuredErrorContext;
+};
 
 /// Ends the parsing of a document with a document type.
 void refuse_document_type(void* parser, const xmlChar*, const xmlChar*, const xmlChar*) {
@@ -80,6 +90,7 @@ DareExreConfig* DareExreConfig::parse_text(const char* text, Huge size, const ch
 DareExreParser::Document DareExreParser::read(const char* text, int size) {
   static std::once_flag isInitialised;
   std::call_once(isInitialised, xmlInitParser);
+  const QuietXml quiet;
   const std::unique_ptr<xmlParserCtxt, ContextDelete> context(xmlNewParserCtxt());
   if (context == nullptr) throw std::bad_alloc();
   context->sax->internalSubset = refuse_document_type;
@@ -95,20 +106,17 @@ DareExreParser::Document DareExreParser::read(const char* text, int size) {
   return nullptr;
 }
 
-bool DareExreParser::find_nodes(xmlDoc* document, const char* path, Nodes* nodes) {
-  const std::unique_ptr<xmlXPathContext, PathDelete> context(xmlXPathNewContext(document));
-  if (context == nullptr) {
-    aceRep->printf("ERROR: Unable to create XPath context for XML file \"%s\"\n", fileName);
-    return false;
+/// What the path GROUP/NAME leads to from the root; without group, NAME. A walk: the XPath of the library
+/// that is installed frees memory twice when memory ends.
+DareExreParser::Nodes DareExreParser::find_nodes(xmlNode* root, const char* group, const char* name) {
+  Nodes nodes;
+  for (xmlNode* child = root->children; child != nullptr; child = child->next) {
+    if (child->type != XML_ELEMENT_NODE) continue;
+    if (group == nullptr && name_of(child) == name) nodes.push_back(child);
+    if (group == nullptr || name_of(child) != group) continue;
+    for (xmlNode* node : find_nodes(child, nullptr, name)) nodes.push_back(node);
   }
-  const std::unique_ptr<xmlXPathObject, PathDelete> found(xmlXPathEvalExpression(xml(path), context.get()));
-  if (found == nullptr) {
-    aceRep->printf("ERROR: Unable to evaluate XPath expression for XML file \"%s\"\n", fileName);
-    return false;
-  }
-  const xmlNodeSet* set = found->nodesetval;
-  if (set != nullptr) nodes->assign(set->nodeTab, set->nodeTab + set->nodeNr);
-  return true;
+  return nodes;
 }
 
 bool DareExreParser::is_current(xmlNode* root) {
@@ -124,17 +132,15 @@ DareExreConfig* DareExreParser::parse(const char* text, int size) {
   xmlNode* root = document != nullptr ? xmlDocGetRootElement(document.get()) : nullptr;
   if (root == nullptr) return nullptr;
   const std::string name = name_of(root);
-  if (name != ROOT && name != COMPAT_ROOT) {
+  if (name != ROOT && name != RULES) {
     aceRep->printf("ERROR: Unable to parse XML file \"%s\"\nRoot '%s' or '%s' expected, '%s' found\n",
-                   fileName, ROOT, COMPAT_ROOT, name.c_str());
+                   fileName, ROOT, RULES, name.c_str());
     return nullptr;
   }
   config.reset(new DareExreConfig);
   const bool isCurrent = is_current(root);
-  Nodes filters;
-  Nodes rules;
-  if (isCurrent && !find_nodes(document.get(), FILTER_PATH, &filters)) return nullptr;
-  if (!find_nodes(document.get(), isCurrent ? RULE_PATH : COMPAT_RULE_PATH, &rules)) return nullptr;
+  const Nodes filters = isCurrent ? find_nodes(root, FILTERS, FILTER) : Nodes();
+  const Nodes rules = find_nodes(root, name == RULES ? nullptr : RULES, RULE);
   if (isCurrent && filters.empty()) aceRep->printf("No filters defined in file \"%s\"\n", fileName);
   if (rules.empty()) {
     aceRep->printf("No rules defined in file \"%s\"\n", fileName);
@@ -205,9 +211,10 @@ std::string DareExreParser::name_of(const xmlNode* node) {
 }
 
 std::string DareExreParser::attribute(xmlNode* node, const char* name) {
-  xmlChar* value = xmlGetNoNsProp(node, xml(name));
-  std::string text = string_of(value);
-  xmlFree(value);
+  std::string text;
+  const xmlAttr* found = xmlHasProp(node, xml(name));
+  for (const xmlNode* part = found != nullptr ? found->children : nullptr; part != nullptr; part = part->next)
+    text += string_of(part->content);
   return trimmed(text);
 }
 

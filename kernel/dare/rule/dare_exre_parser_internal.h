@@ -41,7 +41,7 @@ class DareExreParser {
   using Elements = std::map<std::string, xmlNode*>;
 
   Document read(const char* text, int size);
-  bool find_nodes(xmlDoc* document, const char* path, Nodes* nodes);
+  static Nodes find_nodes(xmlNode* root, const char* group, const char* name);
   bool is_current(xmlNode* root);
 
   // The current format (dare_exre_parser.cpp).
