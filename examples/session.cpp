@@ -53,7 +53,7 @@ void print_values(const SorvantaSessionResult& result, int most) {
   SorvantaAlternative value(&result);
   for (int i = 0; i < most && value.get_rep() != nullptr; ++i, value.go_next())
     std::printf("      %3d  %s (%d)%s\n", value.get_quality(), value.get_rep(), value.get_num_hits(),
-                value.get_context_status() == IN_CONTEXT ? "" : "  not in the context");
+                value.get_context_status() == SVAlternativeStatus::IN_CONTEXT ? "" : "  not in the context");
 }
 
 /// Differences from what was typed are marked by "~".

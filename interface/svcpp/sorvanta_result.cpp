@@ -179,9 +179,9 @@ int SorvantaAlternative::get_num_hits() const {
 
 SVAlternativeStatus SorvantaAlternative::get_context_status() const {
   const int status = dastCandidate != nullptr ? dastCandidate->candStatus : 0;
-  return status == DastStatus::NO_CONTEXT   ? POSSIBLY_IN_CONTEXT
-         : status == DastStatus::IN_CONTEXT ? ::IN_CONTEXT
-                                            : OUT_OF_CONTEXT;
+  return status == DastStatus::NO_CONTEXT   ? SVAlternativeStatus::POSSIBLY_IN_CONTEXT
+         : status == DastStatus::IN_CONTEXT ? SVAlternativeStatus::IN_CONTEXT
+                                            : SVAlternativeStatus::OUT_OF_CONTEXT;
 }
 
 SorvantaSuggestion::SorvantaSuggestion(const SorvantaSessionResult* result) {

@@ -97,7 +97,7 @@ class SV_API SorvantaStatus {
   int currentField = 0;
 };
 
-enum SVAlternativeStatus : int { OUT_OF_CONTEXT = 1, POSSIBLY_IN_CONTEXT = 2, IN_CONTEXT = 3 };
+enum class SVAlternativeStatus : int { OUT_OF_CONTEXT = 1, POSSIBLY_IN_CONTEXT = 2, IN_CONTEXT = 3 };
 
 /// A value of a field.
 class SV_API SorvantaAlternative {

@@ -66,7 +66,7 @@ TEST_F(SorvantaTest, ADialogue) {
   EXPECT_STREQ(best.get_rep(), "meier1");
   EXPECT_EQ(best.get_quality(), 255);
   EXPECT_EQ(best.get_num_hits(), 3);
-  EXPECT_EQ(best.get_context_status(), IN_CONTEXT);
+  EXPECT_EQ(best.get_context_status(), SVAlternativeStatus::IN_CONTEXT);
   EXPECT_EQ(site.session.update(&result, "f0", "x", "wrong"), -1);
   EXPECT_EQ(result.get_num_alts(0) > 0, true);  // as before
   EXPECT_EQ(site.session.update(nullptr, "f1", "basel", "?"), 1);
