@@ -49,11 +49,11 @@
 ///     INFO_RECORDS  the records, as a candidate holds a set (dast_info_list.h)
 ///     INFO_FIRST    the lowest record
 ///
-/// Cost: a context costs two dependent memory accesses a record. Counters are an array (dense) when the field
-/// has at most 8 times as many base ids as the context has records, or at most 65536, else a hash table
-/// (sparse, also with the trace flag "SPARSE_COUNT_WORKER"). All records together are not walked: the length
-/// of a value's list of entries is its count. With the trace flag "MAX_COUNT_ACTIONS" set, contexts of more
-/// records are not counted: a warning, no candidates, and the result is marked unreliable.
+/// Cost: a context costs two memory accesses a record. Counters are an array (dense) when the field has at
+/// most 8 times as many base ids as the context has records, or at most 65536; else (sparse, also with the
+/// trace flag "SPARSE_COUNT_WORKER") ids are sorted or hashed. All records together are not walked: the
+/// length of a value's list of entries is its count. With the trace flag "MAX_COUNT_ACTIONS" set, contexts of
+/// more records are not counted: a warning, no candidates, and the result is marked unreliable.
 ///
 /// Errors: -1, explained on the reporter, with the result unchanged. Thread safety: counting reads the base
 /// only.

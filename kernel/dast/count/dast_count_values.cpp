@@ -183,8 +183,8 @@ struct IsBetter {
   }
 };
 
-/// Keeps the best values: collects up to twice as many as wanted, and then drops the worse half. That costs
-/// a third of what a heap costs, which orders each value that comes.
+/// Keeps the best values: collects up to twice as many as wanted, and then drops the worse half. A heap would
+/// order each value that comes.
 class FreqHeap {
  public:
   FreqHeap(CountedValues* counted, std::size_t num_wanted, const DastCount::Config& config)

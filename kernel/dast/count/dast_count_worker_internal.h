@@ -103,7 +103,7 @@ class SparseCountWorker {
 };
 
 /// Sorts by digits of 9 bits from the lowest (H. Seward, 1954; D. Knuth, The Art of Computer Programming 3,
-/// 5.2.5): two passes for up to 262,144 ids, a third of what a hash table costs.
+/// 5.2.5): two passes for up to 262,144 ids, three for up to 134 million. Counters of a digit fit the cache.
 class SortingCountWorker {
  public:
   SortingCountWorker(Large num_ids, VInt expected) : numIds(num_ids) {
