@@ -50,7 +50,6 @@
 /// Thread safety: declared, built or read by one thread; then all that is const may be called by any number.
 #pragma once
 
-#include <compare>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -229,7 +228,9 @@ class SORV_API DastBaseField : public DastBaseFieldRecall {
   struct GeneratedAlias {
     Large value;
     Large alias;
-    auto operator<=>(const GeneratedAlias&) const = default;
+    bool operator<(const GeneratedAlias& other) const {
+      return value != other.value ? value < other.value : alias < other.alias;
+    }
   };
 
   int presence() const;

@@ -54,7 +54,10 @@ struct FreqStruct {
 struct RelatedPair {
   Large id;
   VInt related;
-  auto operator<=>(const RelatedPair&) const = default;
+  bool operator==(const RelatedPair&) const = default;
+  bool operator<(const RelatedPair& other) const {
+    return id != other.id ? id < other.id : related < other.related;
+  }
 };
 
 struct CountedValues {
