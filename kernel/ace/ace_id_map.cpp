@@ -4,6 +4,7 @@
 
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
+#include "ace/ace_read_or_clean.h"
 #include "ace/ace_reporter.h"
 
 namespace {
@@ -169,22 +170,21 @@ int AceIdMap::save_reverse(AceFile* file) const {
 
 // The functions below return null, or what is wrong.
 
-VInt AceIdMap::read(AceFile* file) try {
-  clean();
-  file->mem_open("AceIdMap");
-  const char* fault = read_arrays(file);
-  if (fault == nullptr) fault = read_reverse(file);
-  if (fault == nullptr && file->is_short()) fault = CUT;
-  file->mem_close();
-  if (fault == nullptr) return 0;
-  AceReporter::use_default()->printf(
-      "Id map that ends at offset %ld is broken: %s (%u keys, %u slots, %u side lists, %ld values)\n",
-      file->get_pos(), fault, numKeys, arraySize, numSideKeys, totalValues);
-  clean();
-  return -1;
-} catch (...) {
-  clean();
-  throw;
+VInt AceIdMap::read(AceFile* file) {
+  return ace_read_or_clean(
+      [this] { clean(); },
+      [&]() -> VInt {
+        file->mem_open("AceIdMap");
+        const char* fault = read_arrays(file);
+        if (fault == nullptr) fault = read_reverse(file);
+        if (fault == nullptr && file->is_short()) fault = CUT;
+        file->mem_close();
+        if (fault == nullptr) return 0;
+        AceReporter::use_default()->printf(
+            "Id map that ends at offset %ld is broken: %s (%u keys, %u slots, %u side lists, %ld values)\n",
+            file->get_pos(), fault, numKeys, arraySize, numSideKeys, totalValues);
+        return -1;
+      });
 }
 
 const char* AceIdMap::read_arrays(AceFile* file) {

@@ -16,6 +16,7 @@
 #include "ace/ace_tracer.h"
 #include "oracle/edit_index.h"
 #include "support/damage.h"
+#include "support/documented_bytes.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
 #include "support/word_samples.h"
@@ -374,6 +375,49 @@ TEST_F(EditFile, answers_alike_in_every_load_mode) {
     EXPECT_EQ(image_of(edits[1].get()), image_of(edits[0].get()));
     for (int k = 0; k < (samples::SLOW ? 1 : 3); ++k) compare(random, edits, 6);
   }
+}
+
+namespace {
+
+/// The image without its map, which has kilobytes of tables.
+std::string without_map(TeraEdit* edit) {
+  constexpr size_t HEAD = 12;                                                // of the file, magic and columns
+  const VInt size = const_cast<TeraMap*>(edit->get_tera_map())->size() - 4;  // which has a head, too
+  std::string image = image_of(edit);
+  image.erase(HEAD, static_cast<size_t>(size));
+  return image;
+}
+
+}  // namespace
+
+TEST_F(EditFile, saved_indexes_have_their_documented_bytes) {
+  TeraMapConfig config("utf-8");
+  config.set_tokens("ab");
+  config.compile_map(&map);
+  entries = {"ab", "b"};
+  TeraEdit plain;
+  build(&plain, {"", 0, 0, TeraEdit::COMPACT});
+  EXPECT_EQ(without_map(&plain), support::documented_bytes(TEST_FORMATS, "An edit index without a filter"));
+  TeraEdit filtered;
+  ListTree tree(nullptr);
+  for (const std::string& entry : entries) tree[entry.c_str()];
+  ASSERT_EQ(filtered.make(&tree, &map, 2, 0, TeraEdit::NO_STRINGS, AceReporter::null()), 0);
+  EXPECT_EQ(without_map(&filtered), support::documented_bytes(TEST_FORMATS, "An edit index with a filter"));
+}
+
+/// Written once, by the first version with that format: whatever is changed, they open and answer.
+TEST_F(EditFile, files_of_all_formats_open_for_ever) {
+  const std::string data = TEST_DATA;
+  for (const char* name : {"/formats/plain.edit", "/formats/filter_aliases_phonetics.edit"})
+    for (const int mode : {0, 1, 2, 3}) {
+      TeraEdit edit;
+      ASSERT_GE(edit.load((data + name).c_str(), mode, nullptr), 0) << name;
+      EXPECT_EQ(recall(edit, "mayer", TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 250, 0), (Found{{2, 255}}));
+      const Found near = recall(edit, "robet", TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 200, 0);
+      EXPECT_EQ(near.count(3), 1U);
+      EXPECT_EQ(near.count(4), edit.get_alias_map() != nullptr ? 1U : 0U);  // bob
+      EXPECT_EQ(edit.get_phone_edit() != nullptr, edit.get_filter_log() > 0);
+    }
 }
 
 TEST_F(EditFile, damaged_files_are_refused_or_survived) {

@@ -6,6 +6,7 @@
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
 #include "ace/ace_magic.h"
+#include "ace/ace_read_or_clean.h"
 #include "ace/ace_reporter.h"
 #include "tera/edit/edit_store_internal.h"
 #include "tera/tera_transform.h"
@@ -163,15 +164,7 @@ int TeraEdit::save_parts(AceFile* file) {
 }
 
 VInt TeraEdit::read(AceFile* file) {
-  clean();
-  try {
-    const VInt rc = read_payload(file);
-    if (rc < 0) clean();
-    return rc;
-  } catch (...) {
-    clean();  // no number without its arrays
-    throw;
-  }
+  return ace_read_or_clean([this] { clean(); }, [&] { return read_payload(file); });
 }
 
 int TeraEdit::refuse(const char* reason) const {

@@ -7,6 +7,7 @@
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
 #include "ace/ace_magic.h"
+#include "ace/ace_read_or_clean.h"
 #include "ace/ace_reporter.h"
 #include "tera/tera_collation.h"
 #include "tera/tera_string_comp.h"
@@ -241,15 +242,7 @@ VInt TeraIndex::save(AceFile* file) {
 }
 
 VInt TeraIndex::read(AceFile* file) {
-  clean();
-  try {
-    const VInt rc = read_payload(file);
-    if (rc < 0) clean();
-    return rc;
-  } catch (...) {
-    clean();  // no number without its arrays
-    throw;
-  }
+  return ace_read_or_clean([this] { clean(); }, [&] { return read_payload(file); });
 }
 
 VInt TeraIndex::read_payload(AceFile* file) {

@@ -8,6 +8,7 @@
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
 #include "ace/ace_input.h"
+#include "ace/ace_read_or_clean.h"
 #include "ace/ace_reporter.h"
 
 #include "tera/tera_reader.h"
@@ -218,18 +219,17 @@ const char* TeraTransition::read_tables(AceFile* file) {
   return file->is_short() ? "the file ends early" : nullptr;
 }
 
-VInt TeraTransition::read(AceFile* file) try {
-  clean();
-  if (const int rc = file->get_magic("TRANS"); rc < 0)
-    return ace_error(__FILE__, __LINE__, "file->get_magic(\"TRANS\")", rc, 0, -1);
-  isMapped = file->is_mapped() ? 1 : 0;
-  const char* fault = read_tables(file);
-  if (fault == nullptr) return 0;
-  AceReporter::use_default()->printf("Transition model that ends at offset %ld is broken: %s\n",
-                                     file->get_pos(), fault);
-  clean();
-  return -1;
-} catch (...) {
-  clean();
-  throw;
+VInt TeraTransition::read(AceFile* file) {
+  return ace_read_or_clean([this] { clean(); },
+                           [&]() -> VInt {
+                             if (const int rc = file->get_magic("TRANS"); rc < 0)
+                               return ace_error(__FILE__, __LINE__, "file->get_magic(\"TRANS\")", rc, 0, -1);
+                             isMapped = file->is_mapped() ? 1 : 0;
+                             const char* fault = read_tables(file);
+                             if (fault == nullptr) return 0;
+                             AceReporter::use_default()->printf(
+                                 "Transition model that ends at offset %ld is broken: %s\n", file->get_pos(),
+                                 fault);
+                             return -1;
+                           });
 }

@@ -6,6 +6,7 @@
 
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
+#include "ace/ace_read_or_clean.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_string.h"
 #include "tera/tera_map_config.h"
@@ -127,15 +128,7 @@ VInt TeraMap::save(AceFile* file) const {
 }
 
 VInt TeraMap::read(AceFile* file) {
-  clean();
-  try {
-    if (read_checked(file)) return 0;
-  } catch (...) {
-    clean();
-    throw;
-  }
-  clean();
-  return -1;
+  return ace_read_or_clean([this] { clean(); }, [&] { return read_checked(file) ? 0 : -1; });
 }
 
 bool TeraMap::read_checked(AceFile* file) {
