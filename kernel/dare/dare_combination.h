@@ -59,7 +59,8 @@ class SORV_API DareFixedConfig {
     int fieldWeight = 0;
   };
 
-  /// One input field for each name, with weight 100. -1 without names.
+  /// One input field for each name, with weight 100. -1 without names, and when the context's field is none
+  /// of them.
   int init_fields(const DareFieldNames& names);
   /// Adds one. Returns its position, or -1.
   int add_field(const std::string& name, int weight);
@@ -70,7 +71,8 @@ class SORV_API DareFixedConfig {
 
   int get_num_fields() const { return static_cast<int>(inputFields.size()); }
   const InputField& get_input_field(int field) const { return inputFields[static_cast<std::size_t>(field)]; }
-  void set_input_name(int field, const std::string& name) { input(field).fieldName = name; }
+  /// Input fields in a new order: each, with all that is its own, from its old position (-1: a new one).
+  void reorder(const DareFieldNames& names, const std::vector<int>& old_position);
   /// -1 for none.
   int get_field_index(const std::string& name) const;
   /// 0 to 255; -1 for no field.
@@ -91,6 +93,7 @@ class SORV_API DareFixedConfig {
   DareContextConfig context;
 
  private:
+  bool find_context();
   InputField& input(int field) { return inputFields[static_cast<std::size_t>(field)]; }
   int configure_fields(DareConfigText* text, const DareConfigLine& opener, AceReporter* rep);
   int configure_field(DareConfigText* text, const DareConfigLine& opener, int field, AceReporter* rep);

@@ -100,7 +100,32 @@ int DareFixedConfig::init_fields(const DareFieldNames& names) {
   fieldMask = 0;
   sumWeights = 0;
   for (const std::string& name : names) add_field(name, 100);
-  return names.empty() ? -1 : 0;
+  return names.empty() || !find_context() ? -1 : 0;
+}
+
+bool DareFixedConfig::find_context() {
+  if (context.contextName.empty()) return true;
+  context.contextField = get_field_index(context.contextName);
+  return context.contextField >= 0;
+}
+
+void DareFixedConfig::reorder(const DareFieldNames& names, const std::vector<int>& old_position) {
+  const std::vector<InputField> old = std::move(inputFields);
+  inputFields.clear();
+  fieldMask = 0;
+  sumWeights = 0;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const int place = old_position[i];
+    if (place < 0) {
+      add_field(names[i], 100);
+      continue;
+    }
+    const InputField& known = old[static_cast<std::size_t>(place)];
+    const int field = add_field(names[i], known.fieldWeight);
+    input(field).defaultMode = known.defaultMode;
+    input(field).defaultString = known.defaultString;
+  }
+  find_context();
 }
 
 int DareFixedConfig::add_field(const std::string& name, int weight) {

@@ -223,8 +223,9 @@ int DareSessionConfig::reorder(Tiny n, const char* const* names) {
   if (n < get_num_fields() || n > MAX_FIELDS) return -1;
   std::vector<std::unique_ptr<DareSessionField>> order(n);
   for (int i = 0; i < n; ++i) {
+    if (names[i] == nullptr) return -1;
     for (int k = 0; k < i; ++k)
-      if (names[i] == nullptr || std::strcmp(names[i], names[k]) == 0) return -1;
+      if (std::strcmp(names[i], names[k]) == 0) return -1;
   }
   int known = 0;
   for (int i = 0; i < n; ++i) known += get_field_index(names[i]) >= 0 ? 1 : 0;
@@ -232,17 +233,8 @@ int DareSessionConfig::reorder(Tiny n, const char* const* names) {
   std::vector<int> old_position;
   for (int i = 0; i < n; ++i) old_position.push_back(get_field_index(names[i]));
   for (const auto& combination : combinationList) {
-    DareFixedConfig& fixed = combination->fixedConfig;
-    while (fixed.get_num_fields() < n) fixed.add_field(std::to_string(fixed.get_num_fields()), 100);
-    std::vector<int> weights;
-    for (int i = 0, fresh = get_num_fields(); i < n; ++i) {
-      const int place = old_position[static_cast<std::size_t>(i)];
-      weights.push_back(fixed.get_weight(place >= 0 ? place : fresh++));
-    }
-    for (int i = 0; i < n; ++i) {
-      fixed.set_input_name(i, names[i]);
-      fixed.set_weight(i, weights[static_cast<std::size_t>(i)]);
-    }
+    combination->fixedConfig.reorder({names, names + n}, old_position);
+    combination->flexConfig.finalize({names, names + n}, AceReporter::null());
   }
   for (int i = 0; i < n; ++i) {
     const int place = old_position[static_cast<std::size_t>(i)];
@@ -256,6 +248,8 @@ int DareSessionConfig::reorder(Tiny n, const char* const* names) {
     }
   }
   fieldArr = std::move(order);
+  for (const auto& field : fieldArr)
+    field->fieldConf.flexConfig.finalize({names, names + n}, AceReporter::null());
   for (int& sort_field : sortFields)
     for (int i = 0; i < n; ++i)
       if (old_position[static_cast<std::size_t>(i)] == sort_field) {
