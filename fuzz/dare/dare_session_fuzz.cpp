@@ -1,5 +1,5 @@
 // Session scripts: a command a line, over a small base. Whatever a host sends in whatever order ends with an
-// answer or an error; at the end all is undone and redone.
+// answer or an error; what is undone to the start and redone to the end is as it was.
 //
 //     u FIELD MODE TEXT    update_result            s / d / c FIELD    select, deselect, clear
 //     p / y FIELD [TO]     persist_result, copy     < / >              undo, redo
@@ -97,12 +97,24 @@ class Script {
   }
 
   void walk() {
+    while (session.can_redo() != 0) keep(session.redo(0));
+    const std::string end = state();
     while (session.can_undo() != 0) keep(session.undo(0));
     while (session.can_redo() != 0) keep(session.redo(0));
+    if (state() != end) std::abort();
     keep(session.suggest(0, nullptr, 0, -1));
   }
 
  private:
+  /// The queries, and which fields are selected.
+  std::string state() const {
+    const DareSessionConfig* const config = session.get_config();
+    AceAttach at;
+    std::string text = config->get_summary(&at);
+    for (int i = 0; i < config->get_num_fields(); ++i)
+      text += config->get_session_field(i)->get_context_event() > 0 ? '1' : '0';
+    return text + config->get_active_combination()->get_name();
+  }
   void keep(DastResult* result) { const Result owned(result); }
 
   /// The commands whose answers are looked at again.
