@@ -168,7 +168,8 @@ class SORV_API DareSessionField : public AceAttach {
   /// Records that match the query; -1 unless counted.
   int get_num_records() const { return numRecords; }
   void set_num_records(int count) { numRecords = count; }
-  /// A graph that outlives later queries (`persist_result`); null for none.
+  /// A graph that outlives later queries (`persist_result`), and stands for the field while it has found
+  /// nothing else; null for none. Takes over a reference.
   TeraScanGraph* get_global_graph() const { return fieldGraph; }
   void set_global_graph(TeraScanGraph* graph);
 
@@ -187,7 +188,8 @@ class SORV_API DareSessionField : public AceAttach {
   int add_detected(const DareField* unit, const char* query, TeraScanGraph* whole, AceReporter* rep) const;
 
   std::vector<std::unique_ptr<DareField>> dynFields;
-  std::unique_ptr<DareField> foundUnit;  // records that free search has found, or that were kept
+  std::unique_ptr<DareField> foundUnit;  // records that free search has found
+  std::unique_ptr<DareField> keptUnit;   // of the global graph
   std::optional<std::string> queryString;
   std::optional<std::string> recallString;
   DastOptions::Call recallMode = DastOptions::EMPTY;

@@ -240,6 +240,16 @@ TEST(DastSession, CommandsAndTheirLimits) {
   EXPECT_EQ(Result(session.suggest(0, nullptr, 0, -1)), nullptr);
   EXPECT_EQ(session.clear_all(), 0);
 
+  // What was found before stands for the field while nothing else is.
+  session.update("f0", query.c_str(), DastOptions::EXACT, 0);
+  EXPECT_EQ(session.persist_result("f0"), 0);
+  const Result kept(session.suggest(0, nullptr, 0, -1));
+  ASSERT_NE(kept, nullptr);
+  ASSERT_GT(kept->get_num_suggs(), 0);
+  EXPECT_EQ(kept->get_sugg(0)->get_quality(), 255);
+  EXPECT_EQ(session.clear_all(), 0);
+  EXPECT_EQ(Result(session.suggest(0, nullptr, 0, -1))->get_num_suggs(), 0);
+
   // Deleted records never appear.
   const Large deleted[] = {6};
   const DastInfoList list(1, deleted, false);

@@ -237,7 +237,8 @@ int DareSessionField::process_fs_query(DareHistory* history, AceReporter* rep) {
 }
 
 DareField* DareSessionField::get_eval_unit() const {
-  return foundUnit != nullptr ? foundUnit.get() : get_unit();
+  if (foundUnit != nullptr) return foundUnit.get();
+  return keptUnit != nullptr && get_unit()->get_graph() == nullptr ? keptUnit.get() : get_unit();
 }
 
 int DareSessionField::get_best_quality() const {
@@ -247,4 +248,8 @@ int DareSessionField::get_best_quality() const {
 void DareSessionField::set_global_graph(TeraScanGraph* graph) {
   if (fieldGraph != nullptr) fieldGraph->decr_ref();
   fieldGraph = graph;
+  keptUnit.reset();
+  if (graph == nullptr) return;
+  keptUnit = get_unit()->copy_config(&fieldConf);
+  keptUnit->set_graph(graph);
 }
