@@ -25,7 +25,7 @@ int SorvantaLdbFile::read_from_file(const char* ldb, const char* build_path, con
 }
 
 int SorvantaLdbFile::get_file_list(const char*** list) const {
-  return internalStructure->get_file_list(list);
+  return list != nullptr ? internalStructure->get_file_list(list) : -1;
 }
 
 const char* SorvantaLdbFile::get_ldb() const {
@@ -96,7 +96,7 @@ int SorvantaManager::get_num_sessions() const {
 }
 
 int SorvantaManager::get_template_names(const char*** names) {
-  return internalManager->get_template_names(names);
+  return names != nullptr ? internalManager->get_template_names(names) : -1;
 }
 
 SorvantaDataManager::SorvantaDataManager(SorvantaReporter* reporter)

@@ -37,6 +37,8 @@ void SorvantaSessionResult::init_external(DastResult* result) {
 }
 
 DastResult* SorvantaSessionResult::detach() {
+  if (external != 0 && dastResult != nullptr)
+    dastResult = new DastResult(dastResult, 0, dastResult->get_num_suggs());
   external = 0;
   return std::exchange(dastResult, nullptr);
 }
@@ -90,6 +92,7 @@ const char* SorvantaSessionResult::get_rule() const {
 }
 
 int SorvantaSessionResult::get_field_status(SorvantaStatus* out, int index) const {
+  if (out == nullptr) return -1;
   out->res = this;
   out->currentField = index;
   out->dastStatus = dastResult != nullptr ? std::as_const(*dastResult).get_field_status(index) : nullptr;
@@ -101,6 +104,7 @@ int SorvantaSessionResult::get_alternative(SorvantaAlternative* out, int index) 
 }
 
 int SorvantaSessionResult::get_alternative(SorvantaAlternative* out, int field, int index) const {
+  if (out == nullptr) return -1;
   out->res = this;
   out->currentField = field;
   out->currentCand = index;
@@ -109,6 +113,7 @@ int SorvantaSessionResult::get_alternative(SorvantaAlternative* out, int field, 
 }
 
 int SorvantaSessionResult::get_suggestion(SorvantaSuggestion* out, int index) const {
+  if (out == nullptr) return -1;
   out->res = this;
   out->currentSugg = index;
   out->dastSuggestion = dastResult != nullptr ? std::as_const(*dastResult).get_sugg(index) : nullptr;

@@ -24,7 +24,7 @@ class SV_API SorvantaSessionResult {
   int init(void* result);
   /// Shows a result that stays its owner's.
   void init_external(DastResult* result);
-  /// Gives the result away; the handle is empty then.
+  /// Gives the result away, of an external one a copy; the handle is empty then.
   DastResult* detach();
   DastResult* get_internal_result() const { return dastResult; }
 

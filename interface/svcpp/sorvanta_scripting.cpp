@@ -8,9 +8,10 @@
 #include "svcpp/sorvanta_session.h"
 
 int SorvantaScripting::check_script_type(const char* const* files, int n) {
+  if (files == nullptr) return n > 0 ? -1 : 0;
   int type = UNTYPED;
   for (int i = 0; i < n; ++i) {
-    const std::string_view name = files[i];
+    const std::string_view name = files[i] != nullptr ? files[i] : "";
     const int found = name.ends_with("tcl")                              ? TCL_SCRIPTING
                       : name.ends_with("class") || name.ends_with("jar") ? JAVA_SCRIPTING
                                                                          : UNTYPED;

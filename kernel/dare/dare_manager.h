@@ -54,7 +54,8 @@ class SORV_API DastSessionManager : public AceAttach {
   /// Stores the names, ascending; the array stays until the next call.
   int get_template_names(const char*** names);
   int get_num_templates() const;
-  /// The base of a template (by the rules of `create_session`); null for none.
+  /// The base of a template (by the rules of `create_session`), for as long as the template stays; null for
+  /// none.
   DastBaseRecall* get_base(const char* name);
   DastBaseRecall* get_base_recall(const char* name) { return get_base(name); }
   /// Gives templates, and so the sessions made later, these objects; null for none.
@@ -78,7 +79,8 @@ class SORV_API DastSessionManager : public AceAttach {
   /// Destroys sessions that nobody has accessed for longer; none for 0 and less. Returns their number.
   int destroy_timedout_sessions(int milliseconds);
   int get_num_sessions() const;
-  /// TIMEOUT, NUM_SESSIONS, TOTAL_SESSIONS, TEMPLATE and SESSION lines.
+  /// TIMEOUT, NUM_SESSIONS, TOTAL_SESSIONS, TEMPLATE and SESSION lines. No session may be in a command then;
+  /// nor while the trace flag "PRINT_TIMEDOUT_SESSIONS" is on and sessions are swept.
   int report(AceReporter* rep);
 
  private:
@@ -99,6 +101,7 @@ class SORV_API DastSessionManager : public AceAttach {
   mutable std::mutex managerLock;
   TemplateList templates;  // by name
   int defaultTemplate = -1;
+  std::vector<std::string> nameTexts;
   std::vector<const char*> templateNames;
   int timeOut;
   AceReporter* aceRep;

@@ -83,8 +83,8 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   /// A manager has destroyed it; who still has a pointer can tell. Any thread.
   void set_destroyed() { isDestroyed = true; }
   bool is_destroyed() const { return isDestroyed; }
-  /// Whether a combination was configured.
-  bool is_usable() const { return sesConfig->get_default_combination() != nullptr; }
+  /// Whether the configuration was read to its end.
+  bool is_usable() const { return sesConfig->is_complete(); }
 
   // Commands: queries of single fields.
 
@@ -122,8 +122,8 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   DastResult* suggest(int cached, const char* focus, int sample, int num);
   /// Synchronises the fields and suggests; at most `num` suggestions, -1 as configured.
   DastResult* search(const DareMultiQuery* query, int num);
-  /// The same with another combination (null: the first), for this search only; nothing is recorded. Null for
-  /// an unknown combination and for a flex form.
+  /// The same with another combination (null: the first), which does not become the active one. Null for an
+  /// unknown combination and for a flex form.
   DastResult* search_combination(const DareMultiQuery* query, const char* combination) override;
   /// Gives each record of a result, and its fields, the qualities that a combination gives it; those that it
   /// excludes 0. Returns the combination's minimum; -1, and nothing changes.
@@ -167,7 +167,7 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   /// Sorts a result's suggestions by a field: LEXICAL, QUALITY or REVERSE (dare_session_sort.h).
   int resort(DastResult* result, const char* field_name, int mode) const;
 
-  // Undo and redo: null when there is nothing to do it with.
+  // Undo and redo: an empty result when there is nothing to do it with.
 
   DastResult* undo(int suggest) { return history_walk(1, suggest); }
   DastResult* redo(int suggest) { return history_walk(0, suggest); }
@@ -244,6 +244,20 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
    private:
     DastSession* itsSession;
   };
+  /// While it lives nothing is recorded.
+  class HistorySleep {
+   public:
+    explicit HistorySleep(DareHistory* history) : itsHistory(history), wasSleeping(history->is_sleeping()) {
+      history->set_sleeping(true);
+    }
+    HistorySleep(const HistorySleep&) = delete;
+    HistorySleep& operator=(const HistorySleep&) = delete;
+    ~HistorySleep() { itsHistory->set_sleeping(wasSleeping); }
+
+   private:
+    DareHistory* itsHistory;
+    bool wasSleeping;
+  };
   using ResultPtr = std::unique_ptr<DastResult>;
 
   DareSessionField* find_field(const char* name) const;
@@ -259,7 +273,9 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   GrandMask context_release(DareSessionField* field);
   int narrow_by(DareSessionField* field);
   void context_rebuild_forward();
-  int reselect(GrandMask fields);
+  int look_up_silently(DareSessionField* field);
+  std::vector<DareSessionField*> selected_fields() const;
+  int reselect(const std::vector<DareSessionField*>& order, GrandMask fields);
   void apply_deletion();
   void update_status(int event);
   int field_status(const DareSessionField* field) const;

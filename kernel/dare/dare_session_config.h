@@ -181,6 +181,8 @@ class SORV_API DareSessionConfig {
   const DastInfoList* get_deletion() const { return delSet; }
   bool has_deletion(Large record) const { return delSet != nullptr && delSet->has(record); }
 
+  /// Whether it was read to its end, or has got a default combination: sessions can be used then.
+  bool is_complete() const { return isComplete; }
   DastBaseRecall* get_base() const { return origBase; }
   int get_num_records() const { return numRecords; }
   /// The number of units that had temporary data.
@@ -224,6 +226,7 @@ class SORV_API DareSessionConfig {
   std::vector<int> sortFields;
   std::vector<int> sortModes;
   bool isAuto = false;
+  bool isComplete = false;
   Mask defAbstraction = 0;
   int runTime = DEFAULT_RUN_TIME;
 };

@@ -306,4 +306,46 @@ TEST(DastSession, MultiFieldCommands) {
   standard.set_as_default();
 }
 
+TEST(DastSession, StatesThatMeet) {
+  AceReporter::clear_default();
+  Fixture fixture(5);
+  const std::string fields =
+      "FIELDS\t{\nf0\t{\nBUILD_FIELD\tf0\n}\nf1\t{\nBUILD_FIELD\tf1\nQUERY_NORM\tTRIM_ALL\n}\n"
+      "all\t{\nFS_FIELDS\t{\nf0\t{}\nf2\t{}\n}\n}\n}\nCOMBINATIONS\t{\ndefault\t{\nMIN_CONF\t100\n}\n}\n";
+  DastSession& session = *fixture.session;
+  ASSERT_EQ(session.config_session(fields.c_str(), AceReporter::null()), 0);
+  std::string query;
+  for (const auto& record : fixture.table.records)
+    if (record[0].size() > 4 && record[0].find('|') == std::string::npos) query = record[0];
+  // A free search that is asked again gives the same.
+  DareMultiQuery free_search(3);
+  free_search.set_mode(2, DastOptions::FS_DETECT);
+  free_search.set_query(2, query.c_str());
+  const Result first(session.search(&free_search, -1));
+  ASSERT_NE(first, nullptr);
+  ASSERT_GT(first->get_num_suggs(), 0);
+  EXPECT_EQ(text_of(Result(session.search(&free_search, -1)).get()), text_of(first.get()));
+  EXPECT_EQ(first->get_field_status(2)->matchStatus, DastStatus::NO_CONTEXT);
+  session.clear_all();
+  // A selected field that is emptied restricts nothing; one whose default context changes still does.
+  session.update("f0", query.c_str(), DastOptions::APPROX, 0);
+  EXPECT_EQ(session.select("f0"), 0);
+  const int selected = session.get_context()->get_size();
+  const DastInfoList all(0, nullptr, false);
+  session.set_default_context(&all);
+  EXPECT_EQ(session.get_context()->get_size(), 0);
+  session.set_default_context(nullptr);
+  EXPECT_EQ(session.get_context()->get_size(), selected);
+  EXPECT_EQ(session.update("f0", "", DastOptions::APPROX, 0), 0);
+  EXPECT_EQ(session.get_context()->get_size(), -1);
+  EXPECT_EQ(Result(session.result())->get_field_status(0)->matchStatus, DastStatus::EMPTY);
+  // A configuration that breaks off behind its combinations makes no session.
+  DastSession broken(fixture.base.get(), false);
+  broken.set_reporter(AceReporter::null());
+  EXPECT_EQ(broken.config_session((fields + "NONSENSE\tx\n").c_str(), AceReporter::null()), -1);
+  EXPECT_EQ(broken.suggest(0, nullptr, 0, -1), nullptr);
+  static AceReporter standard;
+  standard.set_as_default();
+}
+
 }  // namespace

@@ -142,6 +142,7 @@ int DastSession::switch_active_combination(const char* name) {
 
 int DastSession::set_input_focus(int focus) {
   if (focus < -1 || focus >= sesConfig->get_num_fields()) return -1;
+  const Command command(this);
   tHistory.append({-1, DareHistory::FOCUS, inputFocus, focus});
   inputFocus = focus;
   return 0;

@@ -24,11 +24,11 @@ int DastSession::update(const char* field_name, const char* query, DastOptions::
   if (field == nullptr) return -1;
   const Command command(this);
   begin_evaluation();
-  field->sync_query(query, mode, is_free_search(mode), &tHistory);
+  const int changes = field->sync_query(query, mode, is_free_search(mode), &tHistory);
   int status = 0;
   if (mode == DastOptions::EMPTY) {
     status = clear(field_name, 0);
-  } else if (force != 0 || field->has_state(DareSessionField::PENDING)) {
+  } else if (force != 0 || changes != 0 || field->has_state(DareSessionField::PENDING)) {
     const bool was_selected = field->get_context_event() > 0;
     context_release(field);
     currentResult.reset();
@@ -50,8 +50,8 @@ DastResult* DastSession::update_result(const char* field_name, const char* query
   if (mode == DastOptions::EMPTY) return generate_sample(field_name);
   ResultPtr result = new_result();
   const DareSessionField* const field = find_field(field_name);
-  fill_status(result.get());
   build_alts(result.get(), field);
+  fill_status(result.get());
   result->set_cur_field(field->get_array_id());
   result->set_field_sort(field->get_array_id(), DastResult::BY_QUALITY);
   return result.release();
@@ -65,10 +65,11 @@ int DastSession::clear(const char* field_name, int reselect_volatile) {
 
 int DastSession::clear(DareSessionField* field, int reselect_volatile) {
   const Command command(this);
+  const std::vector<DareSessionField*> order = selected_fields();
   const GrandMask released = context_release(field);
   field->clear(&tHistory);
   field->set_global_graph(nullptr);
-  const int status = reselect_volatile != 0 ? reselect(released) : 0;
+  const int status = reselect_volatile != 0 ? reselect(order, released) : 0;
   update_status(CHANGED);
   return status;
 }
@@ -107,17 +108,18 @@ int DastSession::persist_result(const char* field_name) {
 int DastSession::synchronize_fields(const DareMultiQuery* query) {
   if (query == nullptr || query->get_num_fields() != sesConfig->get_num_fields()) return -1;
   const Command command(this);
-  bool changed = false;
+  bool is_released = false;
   for (int i = 0; i < query->get_num_fields(); ++i) {
     DareSessionField* const field = sesConfig->get_session_field(i);
     const DastOptions::Call mode = query->get_mode(i);
     if (mode == DastOptions::NOOP) continue;
     if (field->sync_query(query->get_query(i), mode, is_free_search(mode), &tHistory) == 0) continue;
-    changed |= field->get_context_event() > 0;
+    is_released |= field->get_context_event() > 0;
     context_release(field);
     field->set_state(DareSessionField::REFRESH_STATUS, true);
+    currentResult.reset();
   }
-  if (changed) update_status(CHANGED);
+  update_status(is_released ? CHANGED : NO_CHANGE);
   return 0;
 }
 
@@ -138,9 +140,9 @@ int DastSession::select(const char* field_name) {
   DareSessionField* const field = find_field(field_name);
   if (field == nullptr) return -1;
   if (field->get_context_event() != 0) return 0;
-  if (field->has_state(DareSessionField::PENDING) && process_query(field) < 0) return -1;
-  if (!can_be_selected(field)) return -1;
   const Command command(this);
+  if (field->has_state(DareSessionField::PENDING) && look_up_silently(field) < 0) return -1;
+  if (!can_be_selected(field)) return -1;
   if (context_set(field) < 0) return -1;
   currentResult.reset();
   update_status(NARROWED);
@@ -222,7 +224,7 @@ DastResult* DastSession::history_walk(int back, int suggest_records) {
   begin_evaluation();
   currentResult.reset();
   bool has_context_event = false;
-  tHistory.set_sleeping(true);
+  const HistorySleep sleep(&tHistory);
   tHistory.stamp(back != 0 ? 1 : 0);  // the separator is for the opposite stack
   if (back == 0) tHistory.stamp(0);
   GrandMask touched = 0;
@@ -248,7 +250,9 @@ DastResult* DastSession::history_walk(int back, int suggest_records) {
       if (field->is_control() == control && field->has_state(DareSessionField::PENDING)) process_query(field);
     }
   update_status(CHANGED);
+  isTimerFresh = true;  // it is one command
   ResultPtr result(suggest_records != 0 ? suggest(0, nullptr, 0, -1) : nullptr);
+  isTimerFresh = false;
   if (result == nullptr) result = new_result();
   if (const DareSessionField* const focus = sesConfig->get_session_field(inputFocus); focus != nullptr) {
     if (focus->get_query() != nullptr)
@@ -257,7 +261,6 @@ DastResult* DastSession::history_walk(int back, int suggest_records) {
       build_sample(result.get(), focus);
     result->set_cur_field(inputFocus);
   }
-  tHistory.set_sleeping(false);
   fill_status(result.get());
   return result.release();
 }

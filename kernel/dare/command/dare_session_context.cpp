@@ -23,6 +23,12 @@ bool is_free_search(DastOptions::Call mode) {
 
 // ---------------------------------------------------------------- queries
 
+/// Looks a field up without a word in the history.
+int DastSession::look_up_silently(DareSessionField* field) {
+  const HistorySleep sleep(&tHistory);
+  return process_query(field);
+}
+
 int DastSession::process_query(DareSessionField* field) {
   int status = 0;
   if (field->is_control() && !field->has_state(DareSessionField::FREE_SEARCH)) {
@@ -47,6 +53,7 @@ int DastSession::query_fields(const std::vector<DareSessionField*>& fields) {
   std::vector<std::pair<DareSessionField*, std::future<int>>> tasks;
   int status = 0;
   for (DareSessionField* field : fields) {
+    if (!field->has_state(DareSessionField::PENDING)) continue;
     const bool apart = is_parallel && !field->is_control() &&
                        !field->has_state(DareSessionField::FREE_SEARCH) &&
                        field->get_base_field()->is_parallelizable();
@@ -77,11 +84,12 @@ void DastSession::apply_deletion() {
 }
 
 void DastSession::set_default_context(const DastInfoList* list) {
-  apply_deletion();
-  if (sesConfig->get_deletion() != nullptr)
+  if (sesConfig->get_deletion() != nullptr) {
+    apply_deletion();
     tContext.refine_default_context(list);
-  else
+  } else {
     tContext.set_default_context(list);
+  }
   currentResult.reset();
   update_status(CHANGED);
 }
@@ -163,14 +171,8 @@ GrandMask DastSession::context_release(DareSessionField* field) {
 /// The context from the fields that are selected, in the order of their selection.
 void DastSession::context_rebuild_forward() {
   tContext.clear();
-  std::vector<DareSessionField*> selected;
-  for (int i = 0; i < sesConfig->get_num_fields(); ++i)
-    if (sesConfig->get_session_field(i)->get_context_event() > 0)
-      selected.push_back(sesConfig->get_session_field(i));
-  std::sort(selected.begin(), selected.end(),
-            [](const auto* a, const auto* b) { return a->get_context_event() < b->get_context_event(); });
   GrandMask before = 0;
-  for (DareSessionField* field : selected) {
+  for (DareSessionField* field : selected_fields()) {
     if (field->has_state(DareSessionField::PENDING)) process_query(field);
     narrow_by(field);
     field->set_volatile_pattern(before);
@@ -178,11 +180,22 @@ void DastSession::context_rebuild_forward() {
   }
 }
 
-int DastSession::reselect(GrandMask fields) {
+/// In the order of their selection.
+std::vector<DareSessionField*> DastSession::selected_fields() const {
+  std::vector<DareSessionField*> selected;
+  for (int i = 0; i < sesConfig->get_num_fields(); ++i)
+    if (sesConfig->get_session_field(i)->get_context_event() > 0)
+      selected.push_back(sesConfig->get_session_field(i));
+  std::sort(selected.begin(), selected.end(),
+            [](const auto* a, const auto* b) { return a->get_context_event() < b->get_context_event(); });
+  return selected;
+}
+
+/// Looks up and selects those of the fields that are in the mask.
+int DastSession::reselect(const std::vector<DareSessionField*>& order, GrandMask fields) {
   int status = 0;
-  for (int i = 0; i < sesConfig->get_num_fields(); ++i) {
-    DareSessionField* const field = sesConfig->get_session_field(i);
-    if ((fields >> i & 1) == 0 || field->get_mode() < DastOptions::ARRAYOP) continue;
+  for (DareSessionField* field : order) {
+    if ((fields >> field->get_array_id() & 1) == 0 || field->get_mode() < DastOptions::ARRAYOP) continue;
     if (process_query(field) < 0 || context_set(field) < 0) status = -1;
   }
   return status;
@@ -298,8 +311,7 @@ void DastSession::fill_status(DastResult* result) const {
     status->numRecords = field->get_num_records();
     status->queryMode = field->get_mode_code();
     status->combineWeight = get_field_weight(i);
-    if (!field->is_control() || field->has_state(DareSessionField::FREE_SEARCH))
-      status->bestCand = static_cast<Tiny>(std::clamp(field->get_best_quality(), 0, 255));
+    status->bestCand = static_cast<Tiny>(std::clamp(field->get_best_quality(), 0, 255));
   }
   result->set_size_context(tContext.get_size());
   result->set_undo_status(can_undo(), can_redo());

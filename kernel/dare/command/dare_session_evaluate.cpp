@@ -16,6 +16,7 @@ struct DastSession::EvalFields {
   std::vector<DareField*> units;  // by array id; null for those that take no part
   GrandMask filters = 0;
   std::vector<std::unique_ptr<DareField>> defaults;  // fields that are asked for this evaluation only
+  AceAttach queries;                                 // their texts
 };
 
 int DastSession::weight_of(int field, const DareFixedConfig* config) const {
@@ -47,7 +48,9 @@ int DastSession::get_preselect(const DareFixedConfig* config, DastInfoList* list
       context.contextString.empty())
     return current != nullptr ? 1 : 0;
   DareField unit(field->get_base_id(), field->get_base_field(), &field->fieldConf);
-  if (unit.recall(context.contextString.c_str(), context.contextMode, false, true, rep()) < 0) return -1;
+  if (unit.recall(field->query_transform(context.contextString.c_str(), at), context.contextMode,
+                  field->is_option(DareSessionFieldConfig::FORCE_EXACT), true, rep()) < 0)
+    return -1;
   std::vector<DastInfoList*> lists;
   unit.for_each_cand([&](int, const TeraCand* cand) {
     if (cand->get_num_infos() > 0) lists.push_back(field->get_base_field()->get_info_list(cand, at));
@@ -81,6 +84,7 @@ int DastSession::prepare_eval_fields(const DareLogicConfig* logic, const DareFix
     DareSessionField* const field = sesConfig->get_session_field(name);
     const int id = field->get_array_id();
     DareField* unit = field->get_eval_unit();
+    if (id >= config->get_num_fields()) return -1;  // a field that came after the combination
     const DareFixedConfig::InputField& input = config->get_input_field(id);
     const bool is_unasked = field->get_mode() == DastOptions::NOOP ||
                             (field->get_mode() == DastOptions::EMPTY && field->get_query() == nullptr);
@@ -88,8 +92,9 @@ int DastSession::prepare_eval_fields(const DareLogicConfig* logic, const DareFix
         input.defaultString.has_value()) {
       fields->defaults.push_back(field->get_unit()->copy_config(&field->fieldConf));
       unit = fields->defaults.back().get();
-      if (unit->recall(input.defaultString->c_str(), input.defaultMode,
-                       field->is_option(DareSessionFieldConfig::FORCE_EXACT), true, rep()) < 0)
+      if (unit->recall(field->query_transform(input.defaultString->c_str(), &fields->queries),
+                       input.defaultMode, field->is_option(DareSessionFieldConfig::FORCE_EXACT),
+                       field->fieldConf.reevalMode != ReevalMode::SECONDARY_ONLY, rep()) < 0)
         return -1;
     }
     unit->logicId = logic->get_logic_id(name);
@@ -126,7 +131,13 @@ TeraResult* DastSession::fixedform(const DareFixedConfig* config, const char* co
     GrandMask displayed = 0;
     for (int i = 0; i < sesConfig->get_num_fields(); ++i) {
       const int base_id = sesConfig->get_session_field(i)->get_base_id();
-      if (base_id >= 0 && (abstractionMask >> base_id & 1) != 0) displayed |= GrandMask{1} << i;
+      if (base_id < 0 || (abstractionMask >> base_id & 1) == 0) continue;
+      displayed |= GrandMask{1} << i;
+      if (fields->units[static_cast<std::size_t>(i)] != nullptr) continue;
+      // It only shows its value.
+      const DareSessionField* const field = sesConfig->get_session_field(i);
+      fields->defaults.push_back(field->get_unit()->copy_config(&field->fieldConf));
+      fields->units[static_cast<std::size_t>(i)] = fields->defaults.back().get();
     }
     evaluator.set_display_fields(displayed);
   }
@@ -160,6 +171,7 @@ DastResult* DastSession::suggest(int cached, const char* focus, int sample, int 
   const std::unique_ptr<TeraResult> recall(
       top_level_evaluation(sesConfig->get_active_combination(), &fields, wanted));
   update_status(NO_CHANGE);
+  currentResult.reset();
   if (recall == nullptr) return nullptr;
   ResultPtr result = build_result(recall.get(), fields.units, wanted);
   if (const DareSessionField* const field = focus != nullptr ? find_field(focus) : nullptr;
@@ -169,6 +181,7 @@ DastResult* DastSession::suggest(int cached, const char* focus, int sample, int 
     else
       build_alts(result.get(), field);
     result->set_cur_field(field->get_array_id());
+    fill_status(result.get());
   }
   return result.release();
 }
@@ -190,21 +203,21 @@ DastResult* DastSession::search_combination(const DareMultiQuery* query, const c
     rep()->printf("Unrecognized combination: %s", combination);
     return nullptr;
   }
-  const bool was_sleeping = tHistory.is_sleeping();
+  const Command command(this);
   if (query != nullptr && synchronize_fields(query) < 0) return nullptr;
-  tHistory.set_sleeping(true);
-  if (!commandTimer.is_running()) begin_evaluation();
+  const HistorySleep sleep(&tHistory);
+  if (commandDepth == 1) begin_evaluation();
   EvalFields fields(sesConfig->get_num_fields());
   const int num = sesGlobals.numSuggs >= 0 ? sesGlobals.numSuggs : wanted->get_num_suggs();
   const std::unique_ptr<TeraResult> recall(top_level_evaluation(wanted, &fields, num));
   ResultPtr result;
   if (recall != nullptr) {
     result = new_result();
-    result->set_limits(wanted->get_min_conf(), wanted->get_max_dist(), num);
+    result->set_limits(sesGlobals.minValue >= 0 ? sesGlobals.minValue : wanted->get_min_conf(),
+                       sesGlobals.maxDistance >= 0 ? sesGlobals.maxDistance : wanted->get_max_dist(), num);
     fill_status(result.get());
     result->set_current_suggs(build_suggs(recall.get(), fields.units, num));
   }
-  tHistory.set_sleeping(was_sleeping);
   return result.release();
 }
 
@@ -218,10 +231,8 @@ int DastSession::reevaluate(const DareMultiQuery* query, const char* combination
   const int minimum = sesGlobals.minValue >= 0 ? sesGlobals.minValue : config.minValue;
   TeraResult unused(nullptr, minimum, 1, 255);
   EvalFields fields(sesConfig->get_num_fields());
-  const bool was_sleeping = tHistory.is_sleeping();
-  tHistory.set_sleeping(true);
+  const HistorySleep sleep(&tHistory);
   const int status = prepare_eval_fields(config.get_boolean_logic(), &config, &fields);
-  tHistory.set_sleeping(was_sleeping);
   if (status < 0) return -1;
   DareEvaluate evaluator(&unused, static_cast<int>(fields.units.size()), fields.units.data(),
                          config.get_boolean_logic(), 0, nullptr, fields.filters, false);

@@ -67,14 +67,16 @@ void DastSession::build_alts(DastResult* result, const DareSessionField* field) 
       cand.numHits = static_cast<int>(base_field->count_cand(found, is_restricted ? context : nullptr));
       if (is_restricted && cand.numHits == 0) cand.candStatus = DastStatus::OUT_CONTEXT;
     } else {
-      cand.numHits = static_cast<int>(DastInfoList(found).get_size());
+      DastInfoList list(found);
+      if (is_restricted) list.intersect_with(tContext.get_current(), &at);
+      cand.numHits = static_cast<int>(std::min<Large>(list.get_size(), 0x7FFFFFFF));
+      if (is_restricted && cand.numHits == 0) cand.candStatus = DastStatus::OUT_CONTEXT;
     }
   });
   result->set_field_alts(std::move(cands), field->get_array_id(), 0);
 }
 
 void DastSession::build_sample(DastResult* result, const DareSessionField* field) const {
-  result->set_category(DastResult::SAMPLE);
   result->set_cur_field(field->get_array_id());
   if (field->is_control()) return;
   const int size = std::max(sesConfig->get_sample_size(), 0);
@@ -99,8 +101,9 @@ DastResult* DastSession::generate_sample(const char* field_name) {
   const DareSessionField* const field = find_field(field_name);
   if (field == nullptr) return nullptr;
   ResultPtr result = new_result();
-  fill_status(result.get());
   build_sample(result.get(), field);
+  result->set_category(DastResult::SAMPLE);
+  fill_status(result.get());
   return result.release();
 }
 
@@ -114,8 +117,8 @@ DastResult* DastSession::result() {
 int DastSession::update_focus_result(DastResult* result, const char* focus_field) {
   const DareSessionField* const field = find_field(focus_field);
   if (field == nullptr || result == nullptr) return -1;
-  fill_status(result);
   build_alts(result, field);
+  fill_status(result);
   result->set_cur_field(field->get_array_id());
   return 0;
 }
@@ -132,6 +135,7 @@ DastResult* DastSession::view(int from, int to) {
 // ---------------------------------------------------------------- records
 
 int DastSession::field_quality(DareField* unit, Large record) {
+  if (unit->get_graph() == nullptr && !unit->has_compare()) return 0;
   const int quality =
       unit->get_base_field() != nullptr ? unit->record_quality(record, false) : unit->hit_quality(record);
   return std::clamp(quality, 0, 255);
@@ -206,10 +210,12 @@ DastSession::ResultPtr DastSession::build_result(TeraResult* recall, const std::
   if ((get_result_type() & ALTERNATIVES) != 0)
     for (int i = 0; i < sesConfig->get_num_fields(); ++i) {
       const DareSessionField* const field = sesConfig->get_session_field(i);
-      if (field->get_query() != nullptr && field->get_mode() > DastOptions::EMPTY)
+      if (field->get_query() != nullptr && field->get_mode() > DastOptions::EMPTY &&
+          field->get_mode() < DastOptions::FS_DETECT)
         build_alts(result.get(), field);
     }
   for (int i = 0; i < sesConfig->get_num_fields(); ++i) result->set_field_sort(i, DastResult::BY_QUALITY);
+  fill_status(result.get());
   currentResult = std::make_unique<DastResult>(result.get(), 0, result->get_num_suggs());
   return result;
 }

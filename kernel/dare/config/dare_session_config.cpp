@@ -37,6 +37,7 @@ DareSessionConfig::DareSessionConfig(const DareSessionConfig* config, AceReporte
       sortFields(config->sortFields),
       sortModes(config->sortModes),
       isAuto(config->isAuto),
+      isComplete(config->isComplete),
       defAbstraction(config->defAbstraction),
       runTime(config->runTime) {
   origBase->incr_ref_count();
@@ -81,6 +82,7 @@ DastCombination* DareSessionConfig::create_default_combination(AceReporter* rep)
   for (const auto& field : fieldArr)
     field->fieldConf.logicID = combination->fixedConfig.get_boolean_logic()->get_logic_id(field->get_name());
   apply_weights();
+  isComplete = true;
   return combination;
 }
 

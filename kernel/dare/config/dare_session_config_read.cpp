@@ -43,6 +43,7 @@ int DareSessionConfig::finish_config(AceReporter* rep) {
     if (field->fieldConf.flexConfig.finalize(get_field_names(), rep) < 0) return -1;
   }
   apply_weights();
+  isComplete = true;
   return 0;
 }
 

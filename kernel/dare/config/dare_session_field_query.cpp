@@ -166,7 +166,10 @@ void DareSessionField::clear(DareHistory* history) {
 }
 
 int DareSessionField::clear_temp() {
-  if (has_state(FREE_SEARCH)) foundUnit.reset();
+  if (has_state(FREE_SEARCH)) {
+    foundUnit.reset();
+    set_state(PENDING, queryString.has_value());
+  }
   for (int unit = 1; unit < get_num_units(); ++unit) get_unit(unit)->clear_query();
   return get_num_units() - 1;
 }
@@ -207,7 +210,7 @@ int DareSessionField::add_detected(const DareField* unit, const char* query, Ter
         const Large* infos = nullptr;
         const Large count = list.to_infos(&infos, result);
         const int value = unit->reshape(quality);
-        if (count == 0 || value < 0) return false;
+        if (count == 0 || value < 1) return false;
         const Large* copy = DastInfoList(DastInfoList(count, infos, false), result).get_list();
         result->add(value, new TeraCand(result->attach(cand->represent()), count, copy));
         return false;
@@ -232,7 +235,12 @@ int DareSessionField::process_fs_query(DareHistory* history, AceReporter* rep) {
   foundUnit = std::make_unique<DareField>(-1, nullptr, &fieldConf);
   foundUnit->set_weight(get_unit()->get_weight());
   foundUnit->set_graph(whole);
-  if (status == 0 && history != nullptr) history->append({get_array_id(), DareHistory::HAS_RESULT, 0, 1});
+  if (status < 0) {
+    foundUnit.reset();
+    set_state(PENDING, true);
+  } else if (history != nullptr) {
+    history->append({get_array_id(), DareHistory::HAS_RESULT, 0, 1});
+  }
   return status;
 }
 

@@ -188,7 +188,7 @@ bool DastContext::has_intersection(const DastInfoList* list) const {
 int DastContext::get_full_list(const Large** out, int max, AceAttach* at, int limit) const {
   *out = nullptr;
   const int size = get_size();
-  if (limit > 0 && (size >= 0 ? size : max) > limit) return 0;
+  if (limit > 0 && size > limit) return 0;
   if (const DastInfoList* const context = get_current(); context != nullptr)
     return static_cast<int>(context->get_single(out, at, maxRecord));
   Large* records = nullptr;

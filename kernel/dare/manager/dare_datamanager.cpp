@@ -42,6 +42,8 @@ std::vector<std::string> split_dots(const std::string& name) {
 }
 
 bool read_file(const std::string& path, std::string* text) {
+  struct stat info {};
+  if (stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
   std::ifstream file(path, std::ios::binary);
   if (!file) return false;
   text->assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());

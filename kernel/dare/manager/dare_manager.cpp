@@ -77,7 +77,9 @@ int DastSessionManager::clean_all_templates() {
 int DastSessionManager::get_template_names(const char*** names) {
   const Lock guard(managerLock);
   templateNames.clear();
-  for (const Template& entry : templates) templateNames.push_back(entry.name.c_str());
+  nameTexts.clear();
+  for (const Template& entry : templates) nameTexts.push_back(entry.name);
+  for (const std::string& name : nameTexts) templateNames.push_back(name.c_str());
   *names = templateNames.data();
   return static_cast<int>(templateNames.size());
 }
@@ -151,14 +153,15 @@ int DastSessionManager::add_session(std::unique_ptr<DastSession> session) {
 }
 
 int DastSessionManager::create_session(const char* name, int is_auto, AceReporter* rep) {
-  std::shared_ptr<DastSession> pattern;
-  int failure = 0;
+  std::unique_ptr<DastSession> session;
   {
     const Lock guard(managerLock);
-    pattern = find_template(name, rep, &failure);
+    int failure = 0;
+    const auto pattern = find_template(name, rep, &failure);
+    if (pattern == nullptr) return failure;
+    session.reset(pattern->clone(is_auto != 0, rep));
   }
-  if (pattern == nullptr) return failure;
-  return add_session(std::unique_ptr<DastSession>(pattern->clone(is_auto != 0, rep)));
+  return add_session(std::move(session));
 }
 
 DastSession* DastSessionManager::make_base_session(DastBaseRecall* base, AceReporter* rep) {
