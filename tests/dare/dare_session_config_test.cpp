@@ -303,9 +303,9 @@ TEST_F(DareSessionConfigTest, takes_fields_in_a_new_order_with_all_that_is_their
   EXPECT_EQ(config->reorder(2, lost), -1);
   const char* const unnamed[] = {nullptr, "name", "city", "all", "empty"};
   EXPECT_EQ(config->reorder(5, unnamed), -1);
-  const char* const order[] = {"fresh", "city", "empty", "all", "name"};
+  const char* const order[] = {"city", "fresh", "empty", "all", "name"};
   ASSERT_EQ(config->reorder(5, order), 0);
-  EXPECT_EQ(config->get_field_names(), (DareFieldNames{"fresh", "city", "empty", "all", "name"}));
+  EXPECT_EQ(config->get_field_names(), (DareFieldNames{"city", "fresh", "empty", "all", "name"}));
   EXPECT_EQ(field("name")->get_array_id(), 4);
   EXPECT_EQ(field("name")->get_unit()->get_weight(), 40);
   const DareFixedConfig& fixed = config->get_default_combination()->fixedConfig;
@@ -314,7 +314,9 @@ TEST_F(DareSessionConfigTest, takes_fields_in_a_new_order_with_all_that_is_their
   EXPECT_FALSE(fixed.get_input_field(0).defaultString.has_value());
   EXPECT_EQ(fixed.get_weight(0), 100);
   EXPECT_EQ(fixed.get_sum_weights(), 440);
-  EXPECT_EQ(fixed.context.contextField, 1);
+  EXPECT_EQ(fixed.context.contextField, 0);
+  EXPECT_EQ(field("name")->fieldConf.flexConfig.inputArray[0].arrayId, 0);
+  EXPECT_EQ(config->get_sort_field(0), 0);
   EXPECT_EQ(config->get_sort_field(1), 4);
 }
 
