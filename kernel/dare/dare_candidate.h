@@ -9,6 +9,8 @@
 #include "ace/ace_types.h"
 #include "dare/dare_record.h"
 
+#undef EMPTY  // a macro of <utmpx.h>
+
 class AceAttach;
 
 /// What a session knows of one of its fields.

@@ -21,8 +21,6 @@
 #include "ace/ace_types.h"
 #include "dare/dare_candidate.h"
 
-#undef EMPTY  // a macro of <utmpx.h>
-
 class SORV_API DastResult : public AceMerge {
  public:
   enum Category : int {
