@@ -89,7 +89,7 @@ class SORV_API DareEvaluate {
   void prepare_field(int index);
   bool is_exclusive(int logic_id) const;
   void optimize_logic();
-  int push_and_collect(EvalData* part);
+  void push_and_collect(EvalData* part);
   void evaluate_intervals(EvalData* part);
   void simple_reeval(EvalData* part, Large record, int state, int bucket);
   int reeval_value(EvalData* part, const EvalField& field, Large record) const;
@@ -98,7 +98,7 @@ class SORV_API DareEvaluate {
   void finish_evaluation();
   void add_represented();
   std::vector<int> essential_fields(int threshold) const;
-  int run_part(EvalData* part);
+  void run_part(EvalData* part);
 
   TeraResult* finalResult;
   int numFields;
@@ -114,8 +114,7 @@ class SORV_API DareEvaluate {
   std::vector<int> logicToField;  // by logic id: position in evalFields
   DareLogicEval boundLogic;       // doubled; secondary fields may be perfect
   DareLogicEval collectLogic;     // doubled; secondary fields just reach the minimum
-  bool hasSecondary = false;
-  DareLogicEval evalLogic;  // exact
+  DareLogicEval evalLogic;        // exact
   int totalWeight = 0;
   int startThreshold = 0;
   GrandMask displayFields = ~GrandMask{0};

@@ -264,11 +264,13 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   AceReporter* rep() const;
   void begin_evaluation();
   bool check_usable() const;
+  /// What the session overrides, where it does.
+  static int effective(int own, int configured) { return own >= 0 ? own : configured; }
   ResultPtr new_result() const;
 
   // Fields and context (dare_session_context.cpp).
   int process_query(DareSessionField* field);
-  DastInfoList field_records(const DareSessionField* field, AceAttach* at) const;
+  static DastInfoList records_of(const DareField* unit, AceAttach* at);
   int context_set(DareSessionField* field);
   GrandMask context_release(DareSessionField* field);
   int narrow_by(DareSessionField* field);
@@ -290,8 +292,8 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   ResultPtr build_result(TeraResult* recall, const std::vector<DareField*>& units, int num);
   std::vector<DastSuggestion> build_suggs(TeraResult* recall, const std::vector<DareField*>& units,
                                           int num) const;
-  std::unique_ptr<DastRecord> make_record(Large record, int quality, const std::vector<DareField*>& units,
-                                          bool with_strings) const;
+  std::unique_ptr<DastRecord> make_record(Large record, int quality,
+                                          const std::vector<DareField*>& units) const;
   static int field_quality(DareField* unit, Large record);
   void fill_record(DastRecord* shown, Large record, const std::vector<DareField*>& units) const;
 
@@ -313,8 +315,8 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   DareHistory tHistory;
   ResultPtr currentResult;
   struct SortKey {
-    const DastBaseFieldRecall* field;
-    int mode;
+    int baseField;
+    int isReverse;
   };
   std::vector<SortKey> contextSortKeys;
   int inputFocus = -1;

@@ -202,7 +202,7 @@ class SORV_API DareSessionConfig {
   void config_run_time(const DareConfigLine& line);
   int finish_config(AceReporter* rep);
   void apply_weights();
-  DareSessionField* find_field(const char* name, AceReporter* rep) const;
+  DareSessionField* find_field(const char* name) const;
   DareField* find_unit(const char* field, const char* fs_field) const;
   int set_bit(const char* field, int bit, bool on);
   std::unique_ptr<SortFunction> make_sort_function(int field, int mode, DareSessionSort* sort) const;

@@ -137,8 +137,11 @@ class SORV_API DareSessionField : public AceAttach {
 
   // State, as commands change it (all but `set_...` through the history, which may be null).
 
+  static bool is_free_search(DastOptions::Call mode) {
+    return mode == DastOptions::FS_DETECT || mode == DastOptions::FS_COMPLETE;
+  }
   /// Takes a query and a mode. Returns what has changed (`Change`).
-  int sync_query(const char* query, DastOptions::Call mode, int free_search, DareHistory* history);
+  int sync_query(const char* query, DastOptions::Call mode, bool free_search, DareHistory* history);
   void set_query(const char* query);
   void set_mode(DastOptions::Call mode);
   void set_state(int bits, bool on) { stateFlags = on ? stateFlags | bits : stateFlags & ~bits; }

@@ -75,19 +75,17 @@ void DastSession::reset_timer(int precision_level) {
 
 int DastSession::get_min_conf() const {
   const DastCombination* const active = sesConfig->get_active_combination();
-  return sesGlobals.minValue >= 0 ? sesGlobals.minValue : active != nullptr ? active->get_min_conf() : -1;
+  return effective(sesGlobals.minValue, active != nullptr ? active->get_min_conf() : -1);
 }
 
 int DastSession::get_max_dist() const {
   const DastCombination* const active = sesConfig->get_active_combination();
-  return sesGlobals.maxDistance >= 0 ? sesGlobals.maxDistance
-         : active != nullptr         ? active->get_max_dist()
-                                     : -1;
+  return effective(sesGlobals.maxDistance, active != nullptr ? active->get_max_dist() : -1);
 }
 
 int DastSession::get_num_suggs() const {
   const DastCombination* const active = sesConfig->get_active_combination();
-  return sesGlobals.numSuggs >= 0 ? sesGlobals.numSuggs : active != nullptr ? active->get_num_suggs() : -1;
+  return effective(sesGlobals.numSuggs, active != nullptr ? active->get_num_suggs() : -1);
 }
 
 int DastSession::set_globals(const char* combination, const int* weights, int min_value, int max_dist,

@@ -8,14 +8,6 @@
 #include "dast/dast_base_field_recall.h"
 #include "tera/tera_scan_graph.h"
 
-namespace {
-
-int is_free_search(DastOptions::Call mode) {
-  return mode == DastOptions::FS_DETECT || mode == DastOptions::FS_COMPLETE ? 1 : 0;
-}
-
-}  // namespace
-
 // ---------------------------------------------------------------- queries
 
 int DastSession::update(const char* field_name, const char* query, DastOptions::Call mode, int force) {
@@ -24,7 +16,7 @@ int DastSession::update(const char* field_name, const char* query, DastOptions::
   if (field == nullptr) return -1;
   const Command command(this);
   begin_evaluation();
-  const int changes = field->sync_query(query, mode, is_free_search(mode), &tHistory);
+  const int changes = field->sync_query(query, mode, DareSessionField::is_free_search(mode), &tHistory);
   int status = 0;
   if (mode == DastOptions::EMPTY) {
     status = clear(field_name, 0);
@@ -113,7 +105,8 @@ int DastSession::synchronize_fields(const DareMultiQuery* query) {
     DareSessionField* const field = sesConfig->get_session_field(i);
     const DastOptions::Call mode = query->get_mode(i);
     if (mode == DastOptions::NOOP) continue;
-    if (field->sync_query(query->get_query(i), mode, is_free_search(mode), &tHistory) == 0) continue;
+    if (field->sync_query(query->get_query(i), mode, DareSessionField::is_free_search(mode), &tHistory) == 0)
+      continue;
     is_released |= field->get_context_event() > 0;
     context_release(field);
     field->set_state(DareSessionField::REFRESH_STATUS, true);
@@ -162,6 +155,7 @@ int DastSession::deselect(int num, const char* const* field_names) {
 }
 
 int DastSession::multi_select(const DareMultiQuery* query) {
+  const Command command(this);
   if (!check_usable() || synchronize_fields(query) < 0) return -1;
   begin_evaluation();
   currentResult.reset();

@@ -13,14 +13,6 @@
 #include "dast/dast_parallel_resource.h"
 #include "tera/tera_result.h"
 
-namespace {
-
-bool is_free_search(DastOptions::Call mode) {
-  return mode == DastOptions::FS_DETECT || mode == DastOptions::FS_COMPLETE;
-}
-
-}  // namespace
-
 // ---------------------------------------------------------------- queries
 
 /// Looks a field up without a word in the history.
@@ -105,9 +97,8 @@ int DastSession::load_delset(const char* filename) {
   return 0;
 }
 
-/// The records of all values of a field.
-DastInfoList DastSession::field_records(const DareSessionField* field, AceAttach* at) const {
-  const DareField* const unit = field->get_eval_unit();
+/// The records of all values that a unit has found.
+DastInfoList DastSession::records_of(const DareField* unit, AceAttach* at) {
   std::vector<DastInfoList*> lists;
   unit->for_each_cand([&](int, const TeraCand* cand) {
     if (cand->get_num_infos() == 0) return;
@@ -124,7 +115,7 @@ DastInfoList DastSession::field_records(const DareSessionField* field, AceAttach
 
 int DastSession::narrow_by(DareSessionField* field) {
   AceAttach at;
-  const DastInfoList records = field_records(field, &at);
+  const DastInfoList records = records_of(field->get_eval_unit(), &at);
   if (tContext.narrow(field->fieldConf.logicID, &records) < 0) return -1;
   return tContext.get_size() == 0 ? NOTHING_LEFT : SELECTED;
 }
@@ -150,15 +141,11 @@ GrandMask DastSession::context_release(DareSessionField* field) {
   if (field->get_context_event() <= 0) return 0;
   GrandMask released = 0;
   GrandMask gone = GrandMask{1} << field->get_array_id();
-  std::vector<DareSessionField*> selected;
-  for (int i = 0; i < sesConfig->get_num_fields(); ++i)
-    if (sesConfig->get_session_field(i)->get_context_event() > field->get_context_event())
-      selected.push_back(sesConfig->get_session_field(i));
-  std::sort(selected.begin(), selected.end(),
-            [](const auto* a, const auto* b) { return a->get_context_event() < b->get_context_event(); });
-  selected.insert(selected.begin(), field);
-  for (DareSessionField* other : selected) {
-    if (other != field && (other->get_volatile_pattern() & gone) == 0) continue;
+  const int event = field->get_context_event();
+  for (DareSessionField* other : selected_fields()) {
+    const bool goes =
+        other == field || (other->get_context_event() > event && (other->get_volatile_pattern() & gone) != 0);
+    if (!goes) continue;
     gone |= GrandMask{1} << other->get_array_id();
     if (other != field) released |= GrandMask{1} << other->get_array_id();
     tContext.release(other->fieldConf.logicID);
@@ -245,7 +232,7 @@ VInt DastSession::widen_context(const char* field_name) {
 int DastSession::add_context_sort_key(const char* sort_field, int sort_mode) {
   const DareSessionField* const field = find_field(sort_field);
   if (field == nullptr || field->is_control()) return -1;
-  contextSortKeys.push_back({field->get_base_field(), sort_mode});
+  contextSortKeys.push_back({field->get_base_id(), sort_mode == DareSessionSort::REVERSE ? 1 : 0});
   return 0;
 }
 
@@ -262,14 +249,15 @@ void DastSession::count_records(DareSessionField* field) const {
     return field->set_num_records(static_cast<int>(
         unit->get_base_field()->count_result(unit->get_graph()->get_first_result(), context)));
   AceAttach at;
-  DastInfoList records = field_records(field, &at);
+  DastInfoList records = records_of(field->get_eval_unit(), &at);
   if (tContext.get_current() != nullptr) records.intersect_with(tContext.get_current(), &at);
   field->set_num_records(static_cast<int>(std::min<Large>(records.get_size(), 0x7FFFFFFF)));
 }
 
 int DastSession::field_status(const DareSessionField* field) const {
   static const AceTraceFlag display("DISPLAY_FLEX_CONTEXT_STATUS", __FILE__, __LINE__);
-  if (is_free_search(field->get_mode()) && display.get() == 0) return DastStatus::NO_CONTEXT;
+  if (DareSessionField::is_free_search(field->get_mode()) && display.get() == 0)
+    return DastStatus::NO_CONTEXT;
   if (field->get_context_event() > 0) return DastStatus::IS_CONTEXT;
   const DareField* const unit = field->get_eval_unit();
   if (field->get_query() == nullptr || unit->get_graph() == nullptr) return DastStatus::EMPTY;

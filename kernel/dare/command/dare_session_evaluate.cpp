@@ -51,12 +51,7 @@ int DastSession::get_preselect(const DareFixedConfig* config, DastInfoList* list
   if (unit.recall(field->query_transform(context.contextString.c_str(), at), context.contextMode,
                   field->is_option(DareSessionFieldConfig::FORCE_EXACT), true, rep()) < 0)
     return -1;
-  std::vector<DastInfoList*> lists;
-  unit.for_each_cand([&](int, const TeraCand* cand) {
-    if (cand->get_num_infos() > 0) lists.push_back(field->get_base_field()->get_info_list(cand, at));
-  });
-  DastInfoList found(0, nullptr, false);
-  if (!lists.empty()) found = *DastInfoList::union_lists(static_cast<int>(lists.size()), lists.data(), at);
+  DastInfoList found = records_of(&unit, at);
   found = DastInfoList(found, at);  // the candidates go
   if (current != nullptr)
     list->intersect_with(&found, at);
@@ -108,8 +103,8 @@ int DastSession::prepare_eval_fields(const DareLogicConfig* logic, const DareFix
 TeraResult* DastSession::fixedform(const DareFixedConfig* config, const char* control, bool represent_hits,
                                    EvalFields* fields, int num) {
   const AceTimeSection section("FIXEDFORM");
-  const int minimum = sesGlobals.minValue >= 0 ? sesGlobals.minValue : config->minValue;
-  const int distance = sesGlobals.maxDistance >= 0 ? sesGlobals.maxDistance : config->maxDistance;
+  const int minimum = effective(sesGlobals.minValue, config->minValue);
+  const int distance = effective(sesGlobals.maxDistance, config->maxDistance);
   auto recall = std::make_unique<TeraResult>(nullptr, minimum, std::max(num, 1), distance);
   AceAttach at;
   DastInfoList context;
@@ -208,13 +203,13 @@ DastResult* DastSession::search_combination(const DareMultiQuery* query, const c
   const HistorySleep sleep(&tHistory);
   if (commandDepth == 1) begin_evaluation();
   EvalFields fields(sesConfig->get_num_fields());
-  const int num = sesGlobals.numSuggs >= 0 ? sesGlobals.numSuggs : wanted->get_num_suggs();
+  const int num = effective(sesGlobals.numSuggs, wanted->get_num_suggs());
   const std::unique_ptr<TeraResult> recall(top_level_evaluation(wanted, &fields, num));
   ResultPtr result;
   if (recall != nullptr) {
     result = new_result();
-    result->set_limits(sesGlobals.minValue >= 0 ? sesGlobals.minValue : wanted->get_min_conf(),
-                       sesGlobals.maxDistance >= 0 ? sesGlobals.maxDistance : wanted->get_max_dist(), num);
+    result->set_limits(effective(sesGlobals.minValue, wanted->get_min_conf()),
+                       effective(sesGlobals.maxDistance, wanted->get_max_dist()), num);
     fill_status(result.get());
     result->set_current_suggs(build_suggs(recall.get(), fields.units, num));
   }
@@ -228,7 +223,7 @@ int DastSession::reevaluate(const DareMultiQuery* query, const char* combination
       wanted->get_type() == DastCombination::FLEX_FORM || (query != nullptr && synchronize_fields(query) < 0))
     return -1;
   const DareFixedConfig& config = wanted->fixedConfig;
-  const int minimum = sesGlobals.minValue >= 0 ? sesGlobals.minValue : config.minValue;
+  const int minimum = effective(sesGlobals.minValue, config.minValue);
   TeraResult unused(nullptr, minimum, 1, 255);
   EvalFields fields(sesConfig->get_num_fields());
   const HistorySleep sleep(&tHistory);

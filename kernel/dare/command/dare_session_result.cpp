@@ -22,6 +22,21 @@ const char* shown(const DareSessionField* field, const char* text, AceAttach* at
   return transform->code(text, at);
 }
 
+/// Values with the numbers of their records, in their order.
+void set_counted(DastResult* result, const DareSessionField* field, TeraResult* values) {
+  std::vector<DastCandidate> cands;
+  values->high_first();
+  values->find_any([&](int quality, const TeraCand* value) {
+    DastCandidate& cand = cands.emplace_back();
+    cand.repObj = shown(field, value->represent(), result);
+    cand.compQuality = quality;
+    cand.candStatus = DastStatus::IN_CONTEXT;
+    cand.numHits = static_cast<int>(std::clamp<VInt>(DastCount::get_value(value), 0, 0x7FFFFFFF));
+    return false;
+  });
+  result->set_field_alts(std::move(cands), field->get_array_id(), 1);
+}
+
 }  // namespace
 
 DastSession::ResultPtr DastSession::new_result() const {
@@ -65,13 +80,12 @@ void DastSession::build_alts(DastResult* result, const DareSessionField* field) 
     cand.candStatus = DastStatus::IN_CONTEXT;
     if (base_field != nullptr && found->get_num_infos() > 0) {
       cand.numHits = static_cast<int>(base_field->count_cand(found, is_restricted ? context : nullptr));
-      if (is_restricted && cand.numHits == 0) cand.candStatus = DastStatus::OUT_CONTEXT;
     } else {
       DastInfoList list(found);
       if (is_restricted) list.intersect_with(tContext.get_current(), &at);
       cand.numHits = static_cast<int>(std::min<Large>(list.get_size(), 0x7FFFFFFF));
-      if (is_restricted && cand.numHits == 0) cand.candStatus = DastStatus::OUT_CONTEXT;
     }
+    if (is_restricted && cand.numHits == 0) cand.candStatus = DastStatus::OUT_CONTEXT;
   });
   result->set_field_alts(std::move(cands), field->get_array_id(), 0);
 }
@@ -84,17 +98,7 @@ void DastSession::build_sample(DastResult* result, const DareSessionField* field
   if (size == 0 ||
       field->get_base_field()->get_cands(tContext.get_context_list_cache(), size, &values, rep()) < 0)
     return;
-  std::vector<DastCandidate> cands;
-  values.high_first();
-  values.find_any([&](int quality, const TeraCand* value) {
-    DastCandidate& cand = cands.emplace_back();
-    cand.repObj = shown(field, value->represent(), result);
-    cand.compQuality = quality;
-    cand.candStatus = DastStatus::IN_CONTEXT;
-    cand.numHits = static_cast<int>(DastCount::get_value(value));
-    return false;
-  });
-  result->set_field_alts(std::move(cands), field->get_array_id(), 1);
+  set_counted(result, field, &values);
 }
 
 DastResult* DastSession::generate_sample(const char* field_name) {
@@ -163,11 +167,10 @@ void DastSession::fill_record(DastRecord* record, Large id, const std::vector<Da
 }
 
 std::unique_ptr<DastRecord> DastSession::make_record(Large record, int quality,
-                                                     const std::vector<DareField*>& units,
-                                                     bool with_strings) const {
+                                                     const std::vector<DareField*>& units) const {
   auto shown_record = std::make_unique<DastRecord>(sesConfig->get_num_fields());
   shown_record->set_quality(quality);
-  if (with_strings) fill_record(shown_record.get(), record, units);
+  fill_record(shown_record.get(), record, units);
   return shown_record;
 }
 
@@ -180,7 +183,7 @@ std::vector<DastSuggestion> DastSession::build_suggs(TeraResult* recall, const s
     for (Large i = 0; i < cand->get_num_infos() && static_cast<int>(suggestions.size()) < num; ++i) {
       DastSuggestion& suggestion = suggestions.emplace_back();
       suggestion.recordIndex = cand->get_info(i);
-      suggestion.repObj = make_record(suggestion.recordIndex, quality, units, true);
+      suggestion.repObj = make_record(suggestion.recordIndex, quality, units);
     }
     return static_cast<int>(suggestions.size()) >= num;
   });
@@ -204,8 +207,6 @@ DastSession::ResultPtr DastSession::build_result(TeraResult* recall, const std::
                                                  int num) {
   const AceTimeSection section("BUILD_RESULT");
   ResultPtr result = new_result();
-  fill_status(result.get());
-  result->set_category(DastResult::NONE);
   if ((get_result_type() & SUGGESTIONS) != 0) result->set_current_suggs(build_suggs(recall, units, num));
   if ((get_result_type() & ALTERNATIVES) != 0)
     for (int i = 0; i < sesConfig->get_num_fields(); ++i) {
@@ -270,17 +271,7 @@ DastResult* DastSession::count(const char* field_name, const char* query, DastOp
   ResultPtr result = new_result();
   fill_status(result.get());
   result->set_cur_field(field->get_array_id());
-  std::vector<DastCandidate> cands;
-  values.high_first();
-  values.find_any([&](int quality, const TeraCand* value) {
-    DastCandidate& cand = cands.emplace_back();
-    cand.repObj = shown(field, value->represent(), result.get());
-    cand.compQuality = quality;
-    cand.candStatus = DastStatus::IN_CONTEXT;
-    cand.numHits = static_cast<int>(std::clamp<VInt>(DastCount::get_value(value), 0, 0x7FFFFFFF));
-    return false;
-  });
-  result->set_field_alts(std::move(cands), field->get_array_id(), 1);
+  set_counted(result.get(), field, &values);
   return result.release();
 }
 
@@ -323,17 +314,15 @@ DastResult* DastSession::get_row(const char* field_name, const char* value, Larg
     std::copy_if(records, records + count, std::back_inserter(rows),
                  [this](Large record) { return tContext.has(record); });
   }
-  std::stable_sort(rows.begin(), rows.end(), [this](Large a, Large b) {
-    for (const SortKey& key : contextSortKeys) {
-      AceAttach strings;
-      const auto text = [&](Large record) {
-        return key.field->get_string_by_recordid(record, nullptr, nullptr, &strings, DastOptions::FIRST);
-      };
-      const int order = key.field->compare_collation(text(a), text(b), 0);
-      if (order != 0) return key.mode == DareSessionSort::REVERSE ? order > 0 : order < 0;
-    }
-    return false;
-  });
+  std::vector<int> fields, descending;
+  for (const SortKey& key : contextSortKeys) {
+    fields.push_back(key.baseField);
+    descending.push_back(key.isReverse);
+  }
+  if (!fields.empty() &&
+      get_base()->sort_records(static_cast<int>(fields.size()), fields.data(), descending.data(), rows.data(),
+                               static_cast<Large>(rows.size()), rep()) < 0)
+    return nullptr;
   ResultPtr result = new_result();
   fill_status(result.get());
   result->set_cur_field(field->get_array_id());
@@ -342,7 +331,7 @@ DastResult* DastSession::get_row(const char* field_name, const char* value, Larg
   for (std::size_t i = from; i < std::min<std::size_t>(to, rows.size()); ++i) {
     DastSuggestion& suggestion = suggestions.emplace_back();
     suggestion.recordIndex = rows[i];
-    suggestion.repObj = make_record(rows[i], 255, no_units, true);
+    suggestion.repObj = make_record(rows[i], 255, no_units);
   }
   result->set_current_suggs(std::move(suggestions));
   return result.release();

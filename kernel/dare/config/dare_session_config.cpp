@@ -264,14 +264,14 @@ int DareSessionConfig::reorder(Tiny n, const char* const* names) {
 
 // ---------------------------------------------------------------- tuning
 
-DareSessionField* DareSessionConfig::find_field(const char* name, AceReporter*) const {
+DareSessionField* DareSessionConfig::find_field(const char* name) const {
   DareSessionField* const field = get_session_field(name);
   if (field == nullptr) ace_error_msg(__FILE__, __LINE__, "field = get_session_field(field_name)", -1);
   return field;
 }
 
 DareField* DareSessionConfig::find_unit(const char* field_name, const char* fs_field) const {
-  const DareSessionField* const field = find_field(field_name, nullptr);
+  const DareSessionField* const field = find_field(field_name);
   if (field == nullptr) return nullptr;
   return fs_field == nullptr
              ? field->get_unit()
@@ -279,14 +279,14 @@ DareField* DareSessionConfig::find_unit(const char* field_name, const char* fs_f
 }
 
 int DareSessionConfig::set_bit(const char* field_name, int bit, bool on) {
-  DareSessionField* const field = find_field(field_name, nullptr);
+  DareSessionField* const field = find_field(field_name);
   if (field == nullptr) return -1;
   on ? field->set_option(bit) : field->del_option(bit);
   return 0;
 }
 
 int DareSessionConfig::get_field_force_exact(const char* field_name) const {
-  const DareSessionField* const field = find_field(field_name, nullptr);
+  const DareSessionField* const field = find_field(field_name);
   return field == nullptr ? -1 : field->is_option(DareSessionFieldConfig::FORCE_EXACT) ? 1 : 0;
 }
 

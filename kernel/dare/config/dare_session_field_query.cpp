@@ -98,7 +98,7 @@ void DareSessionField::set_mode(DastOptions::Call mode) {
   recallMode = mode;
 }
 
-int DareSessionField::sync_query(const char* query, DastOptions::Call mode, int free_search,
+int DareSessionField::sync_query(const char* query, DastOptions::Call mode, bool free_search,
                                  DareHistory* history) {
   using Text = DareHistory::Text;
   Text fresh;
@@ -121,11 +121,11 @@ int DareSessionField::sync_query(const char* query, DastOptions::Call mode, int 
     set_mode(mode);
     changes |= MODE_CHANGED;
   }
-  if ((free_search != 0) != has_state(FREE_SEARCH)) {
+  if (free_search != has_state(FREE_SEARCH)) {
     if (history != nullptr)
-      history->append({get_array_id(), DareHistory::FREE_SEARCH, has_state(FREE_SEARCH) ? 1 : 0,
-                       free_search != 0 ? 1 : 0});
-    set_state(FREE_SEARCH, free_search != 0);
+      history->append(
+          {get_array_id(), DareHistory::FREE_SEARCH, has_state(FREE_SEARCH) ? 1 : 0, free_search ? 1 : 0});
+    set_state(FREE_SEARCH, free_search);
     changes |= FREE_SEARCH_CHANGED;
   }
   update_inhibit();
@@ -134,8 +134,8 @@ int DareSessionField::sync_query(const char* query, DastOptions::Call mode, int 
 }
 
 void DareSessionField::update_inhibit() {
-  get_unit()->inhibitEval = recallMode <= DastOptions::EMPTY || recallMode == DastOptions::FS_DETECT ||
-                            recallMode == DastOptions::FS_COMPLETE || has_state(FREE_SEARCH);
+  get_unit()->inhibitEval =
+      recallMode <= DastOptions::EMPTY || is_free_search(recallMode) || has_state(FREE_SEARCH);
 }
 
 /// Notes whether the query has been looked up.
@@ -160,7 +160,7 @@ void DareSessionField::set_context_event(int event, DareHistory* history) {
 }
 
 void DareSessionField::clear(DareHistory* history) {
-  sync_query(nullptr, DastOptions::EMPTY, 0, history);
+  sync_query(nullptr, DastOptions::EMPTY, false, history);
   clear_result(false, history);
   contextStatus = DastStatus::EMPTY;
 }

@@ -1,9 +1,7 @@
 // From the hits of the fields to bounds of records.
 #include <algorithm>
-#include <cstring>
 
 #include "ace/ace_time_analysis.h"
-#include "ace/ace_tracer.h"
 #include "dast/dast_base_field_recall.h"
 #include "dast/dast_info_list.h"
 #include "tera/tera_cand.h"
@@ -42,6 +40,8 @@ class DareEvaluate::Collector {
   void push_list(const DastInfoList& list, Word quality);
   template <bool adds, bool limited>
   void push_range(Large from, Large to, Word quality);
+  std::size_t find_place(const Word* words) const;
+  void grow_places();
   int state_of(const Word* words);
   int value_signature(const DareLogicEval& logic, const Word* words);
   int add_state(const Word* words);
@@ -54,11 +54,10 @@ class DareEvaluate::Collector {
   int word = 0;
   int shift = 0;
 
-  // States by signature: open addressing, -1 for free places.
+  // States of the heap, which has no others yet, by signature: open addressing, -1 for free places.
   std::vector<Word> signatures;
-  std::vector<int> stateIds;
   std::vector<int> stateBuckets;  // by state; -1: below the threshold
-  std::vector<int> table_places = std::vector<int>(256, -1);
+  std::vector<int> statePlaces = std::vector<int>(256, -1);
 };
 
 void DareEvaluate::Collector::allow_context() {
@@ -162,42 +161,43 @@ int DareEvaluate::Collector::add_state(const Word* words) {
   return itsPart->heap.add_state(itsPart->working.data());
 }
 
-int DareEvaluate::Collector::state_of(const Word* words) {
+/// Where a signature is, or the free place for it.
+std::size_t DareEvaluate::Collector::find_place(const Word* words) const {
   const auto num_words = static_cast<std::size_t>(table->get_num_words());
   Word hash = 0;
   for (std::size_t i = 0; i < num_words; ++i) hash = (hash ^ words[i]) * 0x9E3779B97F4A7C15U;
   hash ^= hash >> 32;
   for (;; ++hash) {
-    int& place = table_places[hash & (table_places.size() - 1)];
-    if (place < 0) {
-      place = static_cast<int>(stateIds.size());
-      signatures.insert(signatures.end(), words, words + num_words);
-      stateIds.push_back(add_state(words));
-      const int state = place;
-      if (stateIds.size() * 2 > table_places.size()) {
-        std::vector<int> larger(table_places.size() * 4, -1);
-        for (std::size_t id = 0; id < stateIds.size(); ++id) {
-          Word again = 0;
-          for (std::size_t i = 0; i < num_words; ++i)
-            again = (again ^ signatures[id * num_words + i]) * 0x9E3779B97F4A7C15U;
-          again ^= again >> 32;
-          while (larger[again & (larger.size() - 1)] >= 0) ++again;
-          larger[again & (larger.size() - 1)] = static_cast<int>(id);
-        }
-        table_places = std::move(larger);
-      }
-      return state;
-    }
-    if (std::equal(words, words + num_words, &signatures[static_cast<std::size_t>(place) * num_words]))
+    const std::size_t place = hash & (statePlaces.size() - 1);
+    const int state = statePlaces[place];
+    if (state < 0 ||
+        std::equal(words, words + num_words, &signatures[static_cast<std::size_t>(state) * num_words]))
       return place;
   }
+}
+
+void DareEvaluate::Collector::grow_places() {
+  statePlaces.assign(statePlaces.size() * 4, -1);
+  const auto num_words = static_cast<std::size_t>(table->get_num_words());
+  for (std::size_t state = 0; state < stateBuckets.size(); ++state)
+    statePlaces[find_place(&signatures[state * num_words])] = static_cast<int>(state);
+}
+
+int DareEvaluate::Collector::state_of(const Word* words) {
+  const std::size_t place = find_place(words);
+  if (statePlaces[place] >= 0) return statePlaces[place];
+  signatures.insert(signatures.end(), words, words + table->get_num_words());
+  const int state = add_state(words);
+  statePlaces[place] = state;
+  if (stateBuckets.size() * 2 > statePlaces.size()) grow_places();
+  return state;
 }
 
 void DareEvaluate::Collector::collect() {
   for (const Large record : table->get_hits()) {
     const int state = state_of(table->get_words(record));
     const int bucket = stateBuckets[static_cast<std::size_t>(state)];
-    if (bucket >= 0) itsPart->heap.add(bucket, {record, stateIds[static_cast<std::size_t>(state)]});
+    if (bucket >= 0) itsPart->heap.add(bucket, {record, state});
   }
 }
 
@@ -229,7 +229,7 @@ std::vector<int> DareEvaluate::essential_fields(int threshold) const {
   return essential;
 }
 
-int DareEvaluate::push_and_collect(EvalData* part) {
+void DareEvaluate::push_and_collect(EvalData* part) {
   const AceTimeSection section("PUSH_COLLECT");
   // Doubled; a record of which nothing is known is no answer, however good it may be.
   const int cur_threshold = finalResult->get_min_value() * totalWeight * 2;
@@ -246,5 +246,4 @@ int DareEvaluate::push_and_collect(EvalData* part) {
   for (int i = 0; i < static_cast<int>(evalFields.size()); ++i)
     if (std::find(essential.begin(), essential.end(), i) == essential.end()) push(i, false);
   collector.collect();
-  return 0;
 }

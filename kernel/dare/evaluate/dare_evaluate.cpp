@@ -68,7 +68,6 @@ void DareEvaluate::prepare_field(int index) {
   if (!hasGraph && !field->has_compare()) return;
   EvalField eval;
   eval.field = field;
-  eval.arrayId = field->get_array_id();
   eval.logicId = field->logicId;
   eval.weight = field->get_weight();
   const ReevalMode mode = field->get_reeval_mode();
@@ -116,7 +115,6 @@ int DareEvaluate::prepare() {
                                            : value_of(eval.field->get_base_value());
     eval.baseValue = odd(bound);
     eval.collectValue = eval.isSecondary ? odd(value_of(finalResult->get_min_value())) : eval.baseValue;
-    hasSecondary |= eval.isSecondary;
   }
   return static_cast<int>(evalFields.size());
 }
@@ -171,7 +169,6 @@ int DareEvaluate::do_evaluation(double run_limit) {
   for (int i = 0; i < numParts; ++i) {
     parts.push_back(std::make_unique<EvalData>(boundLogic.get_num_values(), evalLogic.get_num_values()));
     EvalData& part = *parts.back();
-    part.partIndex = i;
     part.fromRecord = std::max<Large>(partOffsets[static_cast<std::size_t>(i)], 1);  // record 0 is none
     part.toRecord = std::max(partOffsets[static_cast<std::size_t>(i) + 1], part.fromRecord);
     for (const EvalField& eval : evalFields) {
@@ -179,11 +176,11 @@ int DareEvaluate::do_evaluation(double run_limit) {
       part.fields.push_back(i > 0 ? part.clones.back().get() : eval.field);
     }
   }
-  std::vector<std::future<int>> tasks;
+  std::vector<std::future<void>> tasks;
   for (int i = 1; i < numParts; ++i)
     tasks.push_back(std::async(std::launch::async, [this, part = parts[static_cast<std::size_t>(i)].get()] {
       const AceThreadSafe registered;
-      return run_part(part);
+      run_part(part);
     }));
   run_part(parts[0].get());
   for (auto& task : tasks) task.get();
@@ -196,10 +193,9 @@ int DareEvaluate::do_evaluation(double run_limit) {
   return 0;
 }
 
-int DareEvaluate::run_part(EvalData* part) {
+void DareEvaluate::run_part(EvalData* part) {
   push_and_collect(part);
   evaluate_intervals(part);
-  return 0;
 }
 
 // ---------------------------------------------------------------- the end

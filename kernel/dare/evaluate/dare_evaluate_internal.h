@@ -3,9 +3,7 @@
 
 #include <array>
 #include <atomic>
-#include <map>
 #include <memory>
-#include <unordered_map>
 #include <vector>
 
 #include "ace/ace_timer.h"
@@ -17,7 +15,6 @@
 /// A field that takes part. Values are doubled.
 struct DareEvaluate::EvalField {
   DareField* field = nullptr;
-  int arrayId = -1;
   int logicId = -1;
   int weight = 0;
   int column = -1;  // in the signature; -1 without graph
@@ -85,7 +82,6 @@ class DareEvaluate::HitSlotsHeap {
 struct DareEvaluate::EvalData {
   EvalData(int num_values, int num_exact) : heap(num_values), working(num_values), exact(num_exact) {}
 
-  int partIndex = 0;
   Large fromRecord = 0;
   Large toRecord = 0;
   std::vector<DareField*> fields;  // by position in evalFields

@@ -21,7 +21,7 @@ class DareHitTable {
   static constexpr int COLUMNS_PER_WORD = 7;
   static constexpr Word HIT = Word{1} << 56;
 
-  /// Readies it for the records `from` to `to` - 1. `allowed`: only these, if it has bits.
+  /// Readies it for the records `from` to `to` - 1.
   void init(Large from, Large to, int num_columns);
   /// Only the records that are allowed from now on are hit (`allow`).
   void restrict_records();
@@ -39,8 +39,8 @@ class DareHitTable {
     Word* const place = &words[place_of(record)];
     if (*place == 0) {
       if (!adds) return;
+      hits.push_back(record);  // first: what is marked is cleared by it
       *place = HIT;
-      hits.push_back(record);
     }
     if ((place[word] >> shift & 0xFF) == 0) place[word] |= quality << shift;
   }
