@@ -26,9 +26,9 @@ LAYERS = [
 ]
 # The rooms of a folder, from the bottom. A public header belongs to the room of the source that is named like it.
 ROOMS = {
-    "tera": ["text", "transform", "measure", "store", "result", "edit", "graph"],
+    "tera": ["text", "transform", "measure", "store", "result", "edit", "graph", "teaser", "count", "auto", "multi"],
     "dast": ["info", "alias", "method", "detect", "base", "build", "recall", "count"],
-    "dime": ["method", "edit", "pattern", "detect"],
+    "dime": ["method", "edit", "auto", "words", "date", "number", "code", "place", "pattern", "detect"],
     "dare": ["logic", "result", "context", "rule", "config", "evaluate", "command", "manager"],
     "damo": ["input", "statistic", "json", "xml", "odbc", "diff", "extract"],
 }

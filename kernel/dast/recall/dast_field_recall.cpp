@@ -162,19 +162,22 @@ TeraScanGraph* DastBaseField::detect_single(const char* text, DastOptions::Call 
 TeraQuery* DastBaseField::eval(const char* query, DastOptions::Call call, int force_exact,
                                AceReporter* rep) const {
   if (baseMethod == nullptr || query == nullptr) return nullptr;
-  std::vector<TeraQuery*> queries;
+  std::vector<TeraQueryRef> parts;
   for (const std::string& part : split_query(query))
-    if (TeraQuery* object = baseMethod->eval(call, part.c_str(), rep); object != nullptr)
-      queries.push_back(object);
-  if (queries.empty()) return nullptr;
-  TeraQuery* whole = queries[0];
-  if (queries.size() > 1) {
-    whole = TeraQuery::create_merge_query(queries.data(), static_cast<int>(queries.size()));
-    for (TeraQuery* object : queries) object->unref();
+    if (TeraQueryRef object(baseMethod->eval(call, part.c_str(), rep)); object != nullptr)
+      parts.push_back(std::move(object));
+  if (parts.empty()) return nullptr;
+  TeraQueryRef whole = std::move(parts[0]);
+  if (parts.size() > 1) {
+    std::vector<TeraQuery*> queries{whole.get()};
+    for (std::size_t i = 1; i < parts.size(); ++i) queries.push_back(parts[i].get());
+    whole.reset(TeraQuery::create_merge_query(queries.data(), static_cast<int>(queries.size())));
   }
-  if (force_exact == 0) return whole;
-  return new TeraForceExactQuery(whole,
-                                 [this](Large id, AceAttach* at) { return get_string_by_baseid(id, at); });
+  if (force_exact == 0) return whole.release();
+  auto* const exact = new TeraForceExactQuery(
+      whole.get(), [this](Large id, AceAttach* at) { return get_string_by_baseid(id, at); });
+  static_cast<void>(whole.release());
+  return exact;
 }
 
 // ---------------------------------------------------------------- records
