@@ -69,6 +69,20 @@ class SORV_API TeraWord : public AceCheckType<TeraWord>, public TeraMeasures<Ter
   /// The run of words.
   char* scan_mark(const char* entry, int options, AceAttach* at) const;
 
+  /// The text with the words marked that resemble one of the query words, shortened to `max_length` bytes
+  /// (and
+  /// "..." behind) around the marks; in `at`. A word of the text is a run of letters, digits and characters
+  /// that are not ASCII; it is marked when its quality is at least 150 with a query word, by LEVENSHTEIN and
+  /// MAXIMUM, or as a word that begins with it by QUERY; swaps are one error. `min_context` bytes are kept
+  /// around each mark, at most a quarter of the length. Null words, which may be among the `num`, mark
+  /// nothing. Null for a null text or mark and a negative length. See tera_teaser.h for how texts are cut.
+  static char* generate_teaser(const char* text, int num, const TeraWord* const* words, const TeraMap* map,
+                               const char* prefix, const char* suffix, int max_length, int min_context,
+                               AceAttach* at);
+  /// The same for this word alone.
+  char* make_teaser(const char* text, const char* prefix, const char* suffix, int max_length, int min_context,
+                    AceAttach* at) const;
+
   /// `TeraMap::cut` with the word's map; `opt` not 0 cuts directly behind tokens. -1 when there is no word.
   int cut(const char* entry, int from, int to, int opt, AceAttach* at, char** prefix, char** infix,
           char** suffix) const;
