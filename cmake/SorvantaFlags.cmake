@@ -23,6 +23,6 @@ if(SORVANTA_SANITIZE)
     add_compile_options(-fno-sanitize=null,vptr)  # a null AceReporter may be called
   endif()
 endif()
-if(SORVANTA_FUZZ)
+if(SORVANTA_FUZZ AND SORVANTA_FUZZ_GUIDED)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()

@@ -92,6 +92,19 @@ void play(SorvantaSession* session) {
   session->clear_all();
 }
 
+void press(char key, SorvantaSession* session, SorvantaSessionResult* res, const char* field,
+           std::string& text) {
+  const bool isText = static_cast<unsigned char>(key) >= ' ' && key != 127;
+  if (key == 127 && !text.empty()) text.pop_back();
+  if (isText) text += key;
+  if (isText || key == 127 || key == '\t')
+    session->update(res, field, text.c_str(), text.empty() ? "-" : key == '\t' ? "?" : ">");
+  if (key == '\n') session->suggest(res, 0, nullptr);
+  if (key == 'T' - '@' && session->select(field) > 0) session->suggest(res, 0, field);
+  if (key == 'U' - '@' || key == 'R' - '@') key == 'U' - '@' ? session->undo(res, 0) : session->redo(res, 0);
+  if (key == 'X' - '@') text.clear(), session->clear(res, field, 0, 1);
+}
+
 void run_form(SorvantaSession* session) {
   termios before{};
   tcgetattr(0, &before);
@@ -102,25 +115,12 @@ void run_form(SorvantaSession* session) {
   std::string texts[NUM_FIELDS];
   int focus = 0;
   session->clear(&result, FIELDS[0], 0, 1);
-  for (char key = 0; key != 'Q' - '@';) {
-    std::printf(
-        "\033[2J\033[HTab next field, Enter people, ^T select, ^U undo, ^R redo, ^X clear, ^Q quit\n\n");
+  for (char key = 0; key != 'Q' - '@'; press(key, session, &result, FIELDS[focus], texts[focus])) {
+    std::printf("\033[2J\033[HTab next, Enter people, ^T select, ^U undo, ^R redo, ^X clear, ^Q quit\n\n");
     print_form(result, focus);
     result.get_num_suggs() > 0 ? print_people(result, 10) : print_values(result, 10);
     if (std::fflush(stdout) != 0 || read(0, &key, 1) != 1) break;
     if (key == '\t') focus = (focus + 1) % NUM_FIELDS;
-    if (key == '\t')
-      session->update(&result, FIELDS[focus], texts[focus].c_str(), texts[focus].empty() ? "-" : "?");
-    if (key == '\n') session->suggest(&result, 0, nullptr);
-    if (key == 'T' - '@' && session->select(FIELDS[focus]) > 0) session->suggest(&result, 0, FIELDS[focus]);
-    if (key == 'U' - '@') session->undo(&result, 0);
-    if (key == 'R' - '@') session->redo(&result, 0);
-    if (key == 'X' - '@') texts[focus].clear(), session->clear(&result, FIELDS[focus], 0, 1);
-    const bool isText = static_cast<unsigned char>(key) >= ' ' && key != 127;
-    if (key == 127 && !texts[focus].empty()) texts[focus].pop_back();
-    if (isText) texts[focus] += key;
-    if (isText || key == 127)
-      session->update(&result, FIELDS[focus], texts[focus].c_str(), texts[focus].empty() ? "-" : ">");
   }
   tcsetattr(0, TCSANOW, &before);
 }

@@ -171,7 +171,7 @@ class SORV_API DastResult : public AceMerge {
 
   /// Suggestions and alternatives behind these; statuses merged.
   int concat(DastResult* other);
-  /// The same, then sorted, each record once, with its best quality.
+  /// The same, then sorted, each record once, with its best quality; those of no base (record 0) stay.
   int merge(DastResult* other);
   /// As `merge`; and alternatives that are equal become one.
   int add(DastResult* other);

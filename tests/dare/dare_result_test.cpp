@@ -8,7 +8,8 @@
 
 namespace {
 
-using Values = std::vector<std::pair<std::string, int>>;  // string and quality
+using Value = std::pair<std::string, int>;  // string and quality
+using Values = std::vector<Value>;
 
 std::unique_ptr<DastResult> make_result(const Values& suggestions, Large first_record = 1) {
   auto result = std::make_unique<DastResult>(Tiny{2}, 0, 255, 100);
@@ -74,7 +75,7 @@ TEST(DastResult, MovesAndRemovesSuggestions) {
     const int size = static_cast<int>(values.size());
     const int i = static_cast<int>(random() % 9) - 1, j = static_cast<int>(random() % 9) - 1;
     const bool valid = i >= 0 && j >= 0 && i < size && j < size;
-    switch (random() % 5) {
+    switch (random() % 8) {
       case 0:
         result->move_sugg(i, j);
         if (valid) {
@@ -98,6 +99,31 @@ TEST(DastResult, MovesAndRemovesSuggestions) {
         break;
       }
       case 3:
+        EXPECT_EQ(result->remove_sugg(i), i >= 0 && i < size ? size - 1 : -1);
+        if (i >= 0 && i < size) values.erase(values.begin() + i);
+        EXPECT_EQ(result->get_max_suggs(), result->get_num_suggs());
+        break;
+      case 4:
+        for (int k = 0; k < size; ++k) result->get_sugg(k)->recordIndex = values[k].first[0];
+        EXPECT_EQ(result->filter_suggs(i, 'b') >= 0, true);
+        values.erase(std::remove_if(values.begin() + std::clamp(i, 0, size), values.end(),
+                                    [](auto& v) { return v.first == "b"; }),
+                     values.end());
+        break;
+      case 5: {
+        EXPECT_EQ(result->shuffle_suggs(i, j), i >= 0 && i < j && j <= size ? j - i : 0);
+        std::vector<Value> rest(values);
+        for (int k = 0; k < size; ++k) {
+          const DastSuggestion* const there = result->get_sugg(k);
+          if (k < i || k >= j || i < 0 || j > size) EXPECT_EQ(there->get_field(0), values[k].first);
+          const auto place =
+              std::find(rest.begin(), rest.end(), Value(there->get_field(0), there->get_quality()));
+          ASSERT_NE(place, rest.end());
+          rest.erase(place);
+        }
+        continue;
+      }
+      case 6:
         result->resort();
         std::stable_sort(values.begin(), values.end(), [](auto& a, auto& b) { return a.second > b.second; });
         break;
@@ -125,6 +151,15 @@ TEST(DastResult, GroupsAndMerges) {
   EXPECT_EQ(first->merge(second.get()), 0);
   second.reset();  // its strings are the first one's
   EXPECT_EQ(listed(*first), "c95 d70 a50 ");
+
+  auto third = make_result({{"e", 99}}, 0);  // of no base
+  auto fourth = make_result({{"f", 10}, {"g", 98}}, 0);
+  EXPECT_EQ(third->concat(nullptr), -1);
+  EXPECT_EQ(third->concat(fourth.get()), 0);
+  EXPECT_EQ(fourth->get_num_suggs(), 0);
+  EXPECT_EQ(listed(*third), "e99 f10 g98 ");
+  EXPECT_EQ(first->merge(third.get()), 0);
+  EXPECT_EQ(listed(*first), "e99 g98 c95 d70 f10 ");  // g and a are record 1
 
   DastResult left(2, 0, 0, 0), right(2, 0, 0, 0);
   left.set_field_alts(cands_of(&left, {{"A", 50, 2, 4}, {"B", 40, 1, 4}}), 0, 0);
@@ -155,6 +190,17 @@ TEST(DastResult, AlternativesOfFields) {
   EXPECT_STREQ(result.get_alt(0)->repObj, "z");
   result.resort_cands(1);
   EXPECT_STREQ(result.get_alt(0)->repObj, "y");
+  EXPECT_EQ(result.add_cands(-1), -1);
+  EXPECT_EQ(result.add_cands(2), 4);
+  EXPECT_EQ(result.set_rep(2, "y"), 0);
+  EXPECT_EQ(result.set_quality(2, 20), 0);
+  EXPECT_EQ(result.set_rep(4, "y"), -1);
+  EXPECT_EQ(result.dedup_cands(-1), 1);  // the two of "y"
+  EXPECT_EQ(result.get_num_alts(), 3);
+  EXPECT_EQ(result.remove_cand(2), 2);
+  EXPECT_STREQ(result.set_status_string(0, "asked"), "asked");
+  EXPECT_STREQ(result.get_field_status(0)->queryString, "asked");
+  EXPECT_EQ(result.set_status_string(2, "asked"), nullptr);
   result.cut_cands(1, 5);
   result.cut_cands(1, 1);
   EXPECT_EQ(result.get_num_alts(), 1);

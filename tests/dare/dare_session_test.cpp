@@ -5,6 +5,7 @@
 #include <set>
 
 #include "dare/dare_session_config.h"
+#include "dare/dare_session_sort.h"
 #include "dast/dast_base_field_recall.h"
 #include "gtest/gtest.h"
 #include "support/record_bases.h"
@@ -344,6 +345,66 @@ TEST(DastSession, StatesThatMeet) {
   broken.set_reporter(AceReporter::null());
   EXPECT_EQ(broken.config_session((fields + "NONSENSE\tx\n").c_str(), AceReporter::null()), -1);
   EXPECT_EQ(broken.suggest(0, nullptr, 0, -1), nullptr);
+  static AceReporter standard;
+  standard.set_as_default();
+}
+
+TEST(DastSession, CountsSortsAndCopies) {
+  AceReporter::clear_default();
+  Fixture fixture(9);
+  fixture.configure("(f0&f1&f2&f3)");
+  DastSession& session = *fixture.session;
+  // Values of all fields with a mode, as one field after the other has them.
+  DareMultiQuery all(NUM_FIELDS + 1);
+  all.set_mode(0, DastOptions::APPROX);
+  all.set_mode(2, DastOptions::APPROX);
+  const DastCountOptions options;
+  const Result crossed(session.cross_count(&all, options, 100));
+  ASSERT_NE(crossed, nullptr);
+  EXPECT_EQ(crossed->get_num_alts(1), 0);
+  for (const int field : {0, 2}) {
+    const std::string name = "f" + std::to_string(field);
+    const Result counted(session.count(name.c_str(), nullptr, DastOptions::APPROX, options, 100));
+    ASSERT_EQ(crossed->get_num_alts(field), counted->get_num_alts(field));
+    ASSERT_GT(crossed->get_num_alts(field), 0);
+    for (int i = 0; i < counted->get_num_alts(field); ++i) {
+      EXPECT_STREQ(crossed->get_alt(field, i)->repObj, counted->get_alt(field, i)->repObj);
+      EXPECT_EQ(crossed->get_alt(field, i)->numHits, counted->get_alt(field, i)->numHits);
+      EXPECT_EQ(session.get_total_count(name.c_str(), counted->get_alt(field, i)->repObj),
+                counted->get_alt(field, i)->numHits);
+    }
+  }
+  // A row by a field's strings, falling.
+  const std::string value = crossed->get_alt(0, 0)->repObj;
+  EXPECT_EQ(session.add_context_sort_key("nobody", DareSessionSort::REVERSE), -1);
+  ASSERT_EQ(session.add_context_sort_key("f3", DareSessionSort::REVERSE), 0);
+  const Result row(session.get_row("f0", value.c_str(), 0, 1000));
+  ASSERT_EQ(row->get_num_suggs(), crossed->get_alt(0, 0)->numHits);
+  // A result by the same field: the same order, of equal strings as they were.
+  DastResult sorted(row.get(), 0, row->get_num_suggs());
+  ASSERT_GT(sorted.shuffle_suggs(0, sorted.get_num_suggs()), 0);
+  EXPECT_EQ(session.resort(&sorted, "nobody", DareSessionSort::REVERSE), -1);
+  EXPECT_EQ(session.resort(&sorted, "f3", DareSessionSort::REVERSE), 0);
+  for (int i = 0; i < row->get_num_suggs(); ++i)
+    EXPECT_STREQ(sorted.get_sugg(i)->get_field(3), row->get_sugg(i)->get_field(3));
+  // A field's query is another's, and looked up there.
+  session.update("f0", value.c_str(), DastOptions::EXACT, 0);
+  EXPECT_EQ(session.copy_result("f0", "nobody"), -1);
+  EXPECT_EQ(session.copy_result("f0", "f2"), 0);
+  session.update("f1", value.c_str(), DastOptions::EXACT, 0);
+  const Result copied(session.result());
+  EXPECT_STREQ(copied->get_field_status(2)->queryString, value.c_str());
+  EXPECT_EQ(copied->get_field_status(2)->queryMode, copied->get_field_status(0)->queryMode);
+  // What weighs nothing decides nothing.
+  session.clear_all();
+  session.update("f0", value.c_str(), DastOptions::EXACT, 0);
+  session.update("f2", "nothing like it", DastOptions::APPROX, 0);
+  EXPECT_EQ(session.set_field_weight(NUM_FIELDS + 1, 1), -1);
+  EXPECT_EQ(session.set_field_weight(2, 0), 0);
+  const Result weighed(session.suggest(0, nullptr, 0, 10));
+  ASSERT_GT(weighed->get_num_suggs(), 0);
+  EXPECT_EQ(weighed->get_sugg(0)->get_quality(), 255);
+  EXPECT_EQ(Result(session.script(&all)), nullptr);  // the host has no hook
   static AceReporter standard;
   standard.set_as_default();
 }

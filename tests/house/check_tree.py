@@ -1,11 +1,14 @@
 """Rules of the tree that a script can keep.
 
-usage: check_tree.py ROOT [LIBRARY]
+usage: check_tree.py ROOT [LIBRARY [OBJECT...]]
 
 Includes: a folder includes itself and lower ones only, and so does a room (a sub-folder) within its folder; headers
 are named from the folder above ("ace/x.h"), public ones lie in the folder and not in a room, and each source includes
 its own header first. With LIBRARY, also: nothing but C++ names and data with a folder's prefix is exported, so
-that no C library of a host can take the place of a kernel function.
+that no C library of a host can take the place of a kernel function; and OBJECTs, which are compiled for processors with
+wider registers, define no weak function, which the linker could give to all others.
+
+Names: a file that a comment, a document or a build file speaks of is there.
 """
 import pathlib
 import re
@@ -33,6 +36,9 @@ ROOMS = {
     "damo": ["input", "statistic", "json", "xml", "odbc", "diff", "extract"],
 }
 LEVEL = {folder: level for level, row in enumerate(LAYERS) for folder in row}
+HASH = re.compile(r"#.*")
+COMMENTS = {".h": re.compile(r"//.*"), ".cpp": re.compile(r"//.*"), ".py": HASH, ".cmake": HASH, ".md": None}
+FILE_NAME = re.compile(r"(?<![\w./<*-])[\w][\w/-]*\.(?:h|cpp|py|md|cmake|sh)\b(?![\w.*>])")
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 
 
@@ -113,11 +119,35 @@ def check_exports(library):
             yield f"{library}: exports the C name {name}"
 
 
+def check_objects(objects):
+    for name in objects:
+        listing = subprocess.run(["nm", "--defined-only", name], capture_output=True, text=True, check=True)
+        for line in listing.stdout.splitlines():
+            if line.split()[-2] in "WVu":
+                yield f"{name}: defines {line.split()[-1]} for all"
+
+
+def check_names(root):
+    listing = subprocess.run(["git", "-C", root, "ls-files", "--cached", "--others", "--exclude-standard"],
+                             capture_output=True, text=True, check=True)
+    tracked = listing.stdout.split()
+    ends = {"/".join(parts[i:]) for parts in (name.split("/") for name in tracked) for i in range(len(parts))}
+    for name in tracked:
+        kind, path = pathlib.Path(name).suffix, root / name
+        if not path.is_file() or (kind not in COMMENTS and path.name != "CMakeLists.txt"):
+            continue
+        for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+            text = line if kind == ".md" else "".join(COMMENTS.get(kind, HASH).findall(line))
+            for spoken in FILE_NAME.findall(text):
+                if spoken not in ends:
+                    yield f"{path}:{number}: {spoken} is not in the tree"
+
+
 def main():
     root = pathlib.Path(sys.argv[1])
-    faults = [*check_includes(root), *check_rooms(root)]
+    faults = [*check_includes(root), *check_rooms(root), *check_names(root)]
     if len(sys.argv) > 2:
-        faults += check_exports(sys.argv[2])
+        faults += [*check_exports(sys.argv[2]), *check_objects(sys.argv[3:])]
     print("\n".join(faults))
     sys.exit(1 if faults else 0)
 

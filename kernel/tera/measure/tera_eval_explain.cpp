@@ -122,111 +122,143 @@ int explain_var(AceReporter* rep, const Score& s) {
                                          redundant.match, redundant.entry);
 }
 
-}  // namespace
-
-int TeraEval::print_fine_eval_model(Model model, AceReporter* rep, int qual, int query_weight,
-                                    int match_weight, int entry_weight) {
-  const Score s{qual, query_weight, match_weight, entry_weight};
-  const double root = std::sqrt(static_cast<double>(s.query) * s.entry);
+// Models of one length: of the query, or of the entry.
+int explain_one_length(TeraEval::Model model, AceReporter* rep, const Score& s) {
   switch (model) {
-    case QUERY:
+    case TeraEval::QUERY:
       return rep->printf(
           "QUERY model to calculate final score: quality (%d) = (255 * match length (%d))  / query length "
           "(%d)\n",
           s.qual, s.match, s.query);
-    case QUERY_RAW:
+    case TeraEval::QUERY_RAW:
       return rep->printf(
           "QUERY RAW model to calculate final score: quality (%d) = 255 - (query length (%d) + match length "
           "(%d)) "
           "/ 255\n",
           s.qual, s.query, s.match);
-    case SHORT: {
+    case TeraEval::SHORT: {
       rep->printf(
           "SHORT model to calculate final score: quality (%d) = (255 * match length (%d))  / query length "
           "(%d) - "
           "length reduction ((entry length (%d) - match_length (%d)) / 255)\n",
           s.qual, s.match, s.query, s.entry, s.match);
-      const int diff = static_cast<int>((VInt{s.entry} - s.match) / FINE_UNIT);
+      const int diff = static_cast<int>((VInt{s.entry} - s.match) / TeraEval::FINE_UNIT);
       return rep->printf(
           "Length reduction (x = %d) = %d => x for x <= 8 decreasing cost for x > 8 to a maximum of 48.\n",
-          diff, length_reduction(diff));
+          diff, TeraEval::length_reduction(diff));
     }
-    case EM_QUERY:
-      return rep->printf(
-          "EM_QUERY model to calculate final score: quality (%d) = (255 * 8 * match length (%d))  / (7 * "
-          "query "
-          "length(%d) + entry length (%d))\n",
-          s.qual, s.match, s.query, s.entry);
-    case MEAN:
-      return rep->printf(
-          "MEAN model to calculate final score: quality (%d) = (255 * 2 * match length (%d))  / (query "
-          "length (%d) "
-          "+ entry length (%d))\n",
-          s.qual, s.match, s.query, s.entry);
-    case EM_ENTRY:
-      return rep->printf(
-          "EM_ENTRY model to calculate final score: quality (%d) = (255 * 8 * match length (%d))  / (7 * "
-          "query "
-          "length (%d) + entry length (%d))\n",
-          s.qual, s.match, s.query, s.entry);
-    case LONG: {
-      const int diff = static_cast<int>((VInt{s.query} - s.match) / FINE_UNIT);
+    case TeraEval::LONG: {
+      const int diff = static_cast<int>((VInt{s.query} - s.match) / TeraEval::FINE_UNIT);
       rep->printf(
           "LONG model to calculate final score: quality (%d) = (255 * match length(%d))  / entry length(%d) "
           "- "
           "length reduction (%d) ((query length (%d) - match_length(%d)) / 255)\n",
-          s.qual, s.match, s.entry, length_reduction(diff), s.query, s.match);
+          s.qual, s.match, s.entry, TeraEval::length_reduction(diff), s.query, s.match);
       return rep->printf(
           "Length reduction (x = %d) = %d => x for x <= 8 decreasing cost for x > 8 to a maximum of 48.\n",
-          diff, length_reduction(diff));
+          diff, TeraEval::length_reduction(diff));
     }
-    case ENTRY:
+    case TeraEval::ENTRY:
       return rep->printf(
           "ENTRY model to calculate final score: quality (%d) = (255 * match length(%d))  / entry length "
           "(%d)\n",
           s.qual, s.match, s.entry);
-    case ENTRY_RAW:
+    case TeraEval::ENTRY_RAW:
       return rep->printf(
           "ENTRY_RAW model to calculate final score: quality(%d) = 255 - (entry length(%d) + match "
           "length(%d)) / "
           "255\n",
           s.qual, s.entry, s.match);
-    case UNION:
+    default:
+      return -1;
+  }
+}
+
+// Models of both lengths.
+int explain_both_lengths(TeraEval::Model model, AceReporter* rep, const Score& s) {
+  switch (model) {
+    case TeraEval::EM_QUERY:
+      return rep->printf(
+          "EM_QUERY model to calculate final score: quality (%d) = (255 * 8 * match length (%d))  / (7 * "
+          "query "
+          "length(%d) + entry length (%d))\n",
+          s.qual, s.match, s.query, s.entry);
+    case TeraEval::MEAN:
+      return rep->printf(
+          "MEAN model to calculate final score: quality (%d) = (255 * 2 * match length (%d))  / (query "
+          "length (%d) "
+          "+ entry length (%d))\n",
+          s.qual, s.match, s.query, s.entry);
+    case TeraEval::EM_ENTRY:
+      return rep->printf(
+          "EM_ENTRY model to calculate final score: quality (%d) = (255 * 8 * match length (%d))  / (7 * "
+          "query "
+          "length (%d) + entry length (%d))\n",
+          s.qual, s.match, s.query, s.entry);
+    case TeraEval::UNION:
       return rep->printf(
           "UNION model to calculate final score: quality (%d) = (255 * match length(%d))  / (query length "
           "(%d) + "
           "entry length (%d) - match length (%d))\n",
           s.qual, s.match, s.query, s.entry, s.match);
-    case MAXIMUM:
+    case TeraEval::MAXIMUM:
       return rep->printf(
           "MAXIMUM model to calculate final score: quality (%d) = (255 * match length (%d))  / MAXIMUM(query "
           "length(%d), entry length(%d)) (MAX = %d)\n",
           s.qual, s.match, s.query, s.entry, s.longest());
-    case MINIMUM:
+    case TeraEval::MINIMUM:
       return rep->printf(
           "MINIMUM model to calculate final score: quality (%d) = (255 * match length (%d))  / MINIMUM(query "
           "length (%d), entry length (%d)) (MIN = %d)\n",
           s.qual, s.match, s.query, s.entry, std::min(s.query, s.entry));
-    case PRODUCT:
+    case TeraEval::PRODUCT:
       return rep->printf(
           "PRODUCT model to calculate final score: quality (%d) = (255 * match length (%d) * match length "
           "(%d))  / "
           "(query length (%d) * entry length (%d))\n",
           s.qual, s.match, s.match, s.query, s.entry);
-    case GEO:
+    case TeraEval::GEO:
       return rep->printf(
           "GEO model to calculate final score: quality (%d) = (255 * match length(%d))  / square root(query "
           "length "
           "(%d) * entry length(%d)) (square root = %.2f)\n",
-          s.qual, s.match, s.query, s.entry, root);
-    case ERRORS:
-      return explain_errors(rep, s);
-    case RAW:
+          s.qual, s.match, s.query, s.entry, std::sqrt(static_cast<double>(s.query) * s.entry));
+    case TeraEval::RAW:
       return rep->printf(
           "RAW model to calculate final score: quality (%d) = 255 - (MAXIMUM(query length (%d), entry length "
           "(%d)) "
           "(MAX = %d) - match length (%d)) / 255\n",
           s.qual, s.query, s.entry, s.longest(), s.match);
+    default:
+      return -1;
+  }
+}
+
+}  // namespace
+
+int TeraEval::print_fine_eval_model(Model model, AceReporter* rep, int qual, int query_weight,
+                                    int match_weight, int entry_weight) {
+  const Score s{qual, query_weight, match_weight, entry_weight};
+  switch (model) {
+    case QUERY:
+    case QUERY_RAW:
+    case SHORT:
+    case LONG:
+    case ENTRY:
+    case ENTRY_RAW:
+      return explain_one_length(model, rep, s);
+    case EM_QUERY:
+    case MEAN:
+    case EM_ENTRY:
+    case UNION:
+    case MAXIMUM:
+    case MINIMUM:
+    case PRODUCT:
+    case GEO:
+    case RAW:
+      return explain_both_lengths(model, rep, s);
+    case ERRORS:
+      return explain_errors(rep, s);
     case REDUNDANT:
       return explain_redundant(rep, s);
     case PARTIAL:

@@ -52,41 +52,64 @@ class Random {
   std::mt19937 engine;
 };
 
+// A template's text from its front; each step returns what is wrong, null for nothing.
+class TemplateText {
+ public:
+  explicit TemplateText(std::string_view pattern) : rest(pattern) {}
+
+  bool at_end() const { return rest.empty(); }
+  const char* get_place(std::string* choices) {
+    return rest.front() == '[' ? get_set(choices) : get_single(choices);
+  }
+
+ private:
+  const char* get_single(std::string* choices) {
+    char c = '\0';
+    if (!get_char(&c)) return BACKSLASH_ENDS;
+    *choices = c;
+    return nullptr;
+  }
+
+  const char* get_set(std::string* choices) {
+    rest.remove_prefix(1);
+    while (!rest.empty() && rest.front() != ']')
+      if (const char* reason = get_range(choices); reason != nullptr) return reason;
+    if (rest.empty()) return "a bracket is not closed";
+    if (choices->empty()) return "a bracket is empty";
+    rest.remove_prefix(1);
+    return nullptr;
+  }
+
+  const char* get_range(std::string* choices) {
+    char first = '\0';
+    if (!get_char(&first)) return BACKSLASH_ENDS;
+    char last = first;
+    if (rest.size() > 1 && rest[0] == '-' && rest[1] != ']') {
+      rest.remove_prefix(1);
+      if (!get_char(&last)) return BACKSLASH_ENDS;
+    }
+    if (static_cast<Token>(first) > static_cast<Token>(last)) return "a range falls";
+    for (int byte = static_cast<Token>(first); byte <= static_cast<Token>(last); ++byte)
+      *choices += static_cast<char>(byte);
+    return nullptr;
+  }
+
+  bool get_char(char* c) {
+    if (rest.substr(0, 1) == "\\") rest.remove_prefix(1);
+    if (rest.empty()) return false;
+    *c = rest.front();
+    rest.remove_prefix(1);
+    return true;
+  }
+
+  static constexpr const char* BACKSLASH_ENDS = "it ends with a backslash";
+  std::string_view rest;
+};
+
 /// Of each place of a template the characters it may have. Returns what is wrong; null for nothing.
 const char* parse_template(std::string_view pattern, std::vector<std::string>* places) {
-  const auto next = [&pattern](char* c) {
-    if (pattern.substr(0, 1) == "\\") pattern.remove_prefix(1);
-    if (pattern.empty()) return false;
-    *c = pattern.front();
-    pattern.remove_prefix(1);
-    return true;
-  };
-  while (!pattern.empty()) {
-    std::string choices;
-    char c = '\0';
-    if (pattern.front() != '[') {
-      if (!next(&c)) return "it ends with a backslash";
-      choices = c;
-    } else {
-      pattern.remove_prefix(1);
-      while (!pattern.empty() && pattern.front() != ']') {
-        if (!next(&c)) return "it ends with a backslash";
-        char last = c;
-        if (pattern.size() > 1 && pattern[0] == '-' && pattern[1] != ']') {
-          pattern.remove_prefix(1);
-          if (!next(&last)) return "it ends with a backslash";
-        }
-        const auto from = static_cast<Token>(c);
-        const auto to = static_cast<Token>(last);
-        if (from > to) return "a range falls";
-        for (int byte = from; byte <= to; ++byte) choices += static_cast<char>(byte);
-      }
-      if (pattern.empty()) return "a bracket is not closed";
-      if (choices.empty()) return "a bracket is empty";
-      pattern.remove_prefix(1);
-    }
-    places->push_back(choices);
-  }
+  for (TemplateText text(pattern); !text.at_end();)
+    if (const char* reason = text.get_place(&places->emplace_back()); reason != nullptr) return reason;
   return nullptr;
 }
 
