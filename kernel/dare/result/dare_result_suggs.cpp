@@ -212,7 +212,7 @@ int DastResult::concat(DastResult* other) {
 
 void DastResult::dedup_records() {
   std::unordered_set<Large> seen;
-  resort_suggs();  // so that the best of a record comes first
+  resort_suggs();                                              // so that the best of a record comes first
   remove_suggs(0, [&seen](const DastSuggestion& suggestion) {  // 0: of no base, and so like no other
     return suggestion.recordIndex != 0 && !seen.insert(suggestion.recordIndex).second;
   });
