@@ -31,7 +31,7 @@ LAYERS = [
 ROOMS = {
     "tera": ["text", "transform", "measure", "store", "result", "edit", "graph", "teaser", "count", "auto", "multi"],
     "dast": ["info", "alias", "method", "detect", "base", "build", "recall", "count"],
-    "dime": ["method", "edit", "auto", "words", "date", "number", "code", "place", "pattern", "detect"],
+    "dime": ["method", "edit", "auto", "words", "date", "number", "pattern", "detect", "code", "place"],
     "dare": ["logic", "result", "context", "rule", "config", "evaluate", "command", "manager"],
     "damo": ["input", "statistic", "json", "xml", "odbc", "diff", "extract"],
 }
