@@ -272,6 +272,10 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
   /// Writes the tagged form; `source` may be null. Returns 0.
   int print(AceReporter* rep, const char* source) const;
 
+  /// Whether the invariants above hold, and the counts are right. Looks at every candidate; asserted when a
+  /// result ends.
+  bool is_consistent() const;
+
  private:
   /// Only the values of BEST_FIRST, ARTIFICIAL and USE_COLLECTION are known outside.
   enum State : int {

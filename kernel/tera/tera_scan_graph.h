@@ -278,6 +278,9 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
   /// Writes the tagged form of every result. Returns 0 or -1.
   int print(AceReporter* rep, const char* fieldname) const;
 
+  /// Whether the invariants above hold for nodes, edges and results. Asserted when nodes have moved.
+  bool is_consistent() const;
+
   // Changes of all edges.
 
   void set_next_value(int value);

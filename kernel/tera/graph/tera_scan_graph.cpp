@@ -160,6 +160,19 @@ TeraScanGraph::~TeraScanGraph() {
   delete_edges(&nodeArray);
 }
 
+bool TeraScanGraph::is_consistent() const {
+  bool isSound = true;
+  for (const Node& node : nodeArray) {
+    int length = 0;
+    for (const Edge* edge = node.edgeList; edge != nullptr; edge = edge->nextEdge, ++length) {
+      isSound = isSound && is_node(edge->toTarget);
+      if (edge->hitResult != nullptr) isSound = isSound && edge->hitResult->is_consistent();
+    }
+    isSound = isSound && length == node.numEdges;
+  }
+  return isSound;
+}
+
 void TeraScanGraph::decr_ref() {
   if (refCount.modify(-1) <= 0) delete this;
 }

@@ -1,5 +1,6 @@
 // Nodes that come and go, and graphs laid onto each other.
 #include <algorithm>
+#include <cassert>
 #include <limits>
 #include <numeric>
 #include <utility>
@@ -57,6 +58,7 @@ void TeraScanGraph::lay_out(const std::vector<int>& places, NodeList fresh) {
     }
   }
   nodeArray = std::move(fresh);
+  assert(is_consistent());
 }
 
 int TeraScanGraph::insert_node(int node) {

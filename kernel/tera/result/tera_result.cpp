@@ -1,6 +1,7 @@
 #include "tera/tera_result.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <iterator>
 #include <random>
@@ -80,8 +81,33 @@ TeraResult::TeraResult(const char* query, const TeraResult* other)
 }
 
 TeraResult::~TeraResult() {
+  assert(is_consistent());
   TeraCandGroup::remove(candGroups);
   if (singleQuery != nullptr) singleQuery->unref();
+}
+
+bool TeraResult::is_consistent() const {
+  const auto length_of = [](const TeraCandGroup& group) {
+    int length = 0;
+    for (const TeraCand* cand = group.candList; cand != nullptr; cand = cand->get_next()) ++length;
+    return length;
+  };
+  int best = -1;
+  int better = 0;  // than the group at hand, from the best one down
+  for (int value = MAX_VALUE; value >= 0; --value) {
+    const TeraCandGroup* const group = group_at(value);
+    if (group == nullptr) continue;
+    best = std::max(best, value);
+    if (group->get_value() != value || group->numCands == 0 || group->numCands != length_of(*group))
+      return false;
+    if (value < minValue || value < best - maxDist || better >= numCands) return false;
+    if (isCounted && group->betterCands != better) return false;
+    better += group->numCands;
+  }
+  for (const TeraCandGroup* group = candGroups; group != nullptr && group->nextGroup != nullptr;
+       group = group->nextGroup)
+    if ((group->candValue > group->nextGroup->candValue) != is_best_first()) return false;
+  return better == numHeld;
 }
 
 // ---------------------------------------------------------------- limits
