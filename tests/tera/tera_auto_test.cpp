@@ -737,11 +737,12 @@ TEST(TeraAutoFile, a_cut_file_is_refused_and_damage_never_reads_out_of_bounds) {
     } catch (const AceException&) {
     }
   }
-  const size_t step = samples::SLOW ? 7 : 1;
+  const size_t step = samples::SLOW ? 67 : 5;
   for (size_t bit = 8 * head; bit < 8 * image.size(); bit += step)
     ask(support::flip(image, bit), std::to_string(bit));
+  size_t numDamaged = 0;
   support::for_each_hostile_word(image.substr(head), [&](const std::string& bytes, const std::string& what) {
-    ask(image.substr(0, head) + bytes, what);
+    if (++numDamaged % step == 0) ask(image.substr(0, head) + bytes, what);
   });
 }
 

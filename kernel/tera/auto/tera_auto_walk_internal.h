@@ -20,7 +20,7 @@
 #include "tera/tera_auto_data.h"
 #include "tera/tera_word_pattern.h"
 
-/// What a recall may cost in steps: a row of a state, some 5 ns.
+/// What a recall may cost in steps: a word of a row of a state, some 5 ns.
 class TeraAutoBudget {
  public:
   static constexpr VInt STEPS_PER_PATH = 16;
@@ -95,6 +95,7 @@ class TeraAutoWalk {
 
  private:
   static constexpr int FIXED = K;
+  static constexpr int ROW_COST = sizeof(Bits) / sizeof(VUint);
 
   struct Place {
     Large state;
@@ -155,7 +156,7 @@ class TeraAutoWalk {
       return;
     }
     autoData.for_each_transition(place.state, [&](Token token, Large before, Large target) {
-      if (!stepBudget->spend(row_count()) || !autoData.is_state(target)) return false;
+      if (!stepBudget->spend(ROW_COST * row_count()) || !autoData.is_state(target)) return false;
       descend(place, token, before, target);
       return true;
     });
