@@ -23,27 +23,7 @@
 /// With REVERSE the entries' positions are stored backwards, which puts entries with the same end next to
 /// each other; recall gives the same answers.
 ///
-/// Payload of `save` ("EDITC"), in order:
-///
-///     magic           EDITC
-///     numCols         int            tokens; when 0 the index is empty, and nothing follows
-///     mapConfig       TeraMap
-///     maxLength       int            one more than the longest entry
-///     numEntry        unsigned int   slots
-///     numSections     int            0 with a filter
-///     filterLog       int            0..6
-///     alignMode       int            0 or 1
-///     editFeatures    int
-///     lengthSum       int[]          maxLength; aligned to 4
-///     sectionStart    int[]          numSections + 1, if numSections > 0; aligned to 4
-///     bitModule       TeraModule     numCols times; empty ones with a filter and strings
-///     infoHandle      AceIdMap       if HAS_DATA
-///     aliasMap        TeraAliasMap   if HAS_ALIASES; keys: slots (with penalties twice as many)
-///     stringHandle    TeraIndex      if HAS_STRINGS
-///     sortedEntries   Large[]        numEntry, if HAS_STRINGS and numEntry > 0; aligned to 4
-///     filterEdit      TeraFilter     if filterLog > 0
-///     phoneCoding     TeraTransform  if HAS_PHONETICS
-///     phoneEdit       TeraEdit       if HAS_PHONETICS and HAS_DATA
+/// Payload of `save` ("EDITC"): docs/formats.md.
 ///
 /// Errors: negative results, explained on the reporter given, or on the default reporter; -1 for a null
 /// argument that an operation needs (reporters may be null). Memory exhaustion throws `std::bad_alloc`.

@@ -5,16 +5,7 @@
 /// slot matches none of its entries. The number of filter slots of a length is rounded up to a multiple
 /// of 64.
 ///
-/// Payload of `save`, in order; see tera_bit_matrix.h and tera_module.h:
-///
-///     numEntry        int        filter slots
-///     maxLength       int
-///     numSections     int
-///     numCols         int
-///     numWords        int        words of a column
-///     lengthSum       int[]      maxLength; aligned to 4
-///     sectionStart    int[]      numSections + 1; aligned to 4
-///     bitModule       TeraModule numCols times
+/// Payload of `save`: docs/formats.md.
 #pragma once
 
 #include "tera/tera_bit_matrix.h"

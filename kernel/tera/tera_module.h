@@ -8,14 +8,7 @@
 /// two, neighbouring ones, all, and all but one. Other words are coded as the escape symbol, and taken, in
 /// their order, from `fullWords`.
 ///
-/// Payload of `save`, in order:
-///
-///     streamLen    int             bytes of the stream, 0 in a plain or empty column
-///     numWords     int             words in fullWords
-///     bitDensity   int             32 x bits / words, 0..1024
-///     compType     int             the code, -1 in a plain or empty column
-///     bitStream    streamLen       aligned to 8
-///     fullWords    numWords x 4    aligned to 8
+/// Payload of `save`: docs/formats.md.
 ///
 /// Words are those of the matrix (tera_bit_matrix.h), the low half of each 64-bit word first.
 ///
