@@ -144,8 +144,10 @@ TeraScanGraph* DastBaseField::full_scan_resolve(DastOptions::Call call, const ch
   return graph.release();
 }
 
+/// A method without an index of values may know their shape.
 TeraScanGraph* DastBaseField::detect(const char* text, DastOptions::Call call, AceReporter* rep) const {
-  if (!has_data_loaded() || text == nullptr) return nullptr;
+  const bool isAsked = has_data_loaded() || (baseMethod != nullptr && baseMethod->get_num_items() == 0);
+  if (!isAsked || text == nullptr) return nullptr;
   GraphRef graph(baseMethod->lookup(text, call, rep));
   if (graph == nullptr || resolve(graph.get(), nullptr, 0) < 0) return nullptr;
   return graph.release();
