@@ -1,0 +1,292 @@
+#include "tera/multi/multi_eval_internal.h"
+
+#include <algorithm>
+#include <climits>
+
+#include "ace/ace_error.h"
+#include "ace/ace_reporter.h"
+#include "tera/tera_edit.h"
+#include "tera/tera_multi.h"
+#include "tera/tera_result.h"
+#include "tera/tera_standard_query.h"
+
+namespace {
+
+constexpr int ALL_CANDS = TeraResult::MAX_CANDS;
+constexpr int ANY_DISTANCE = 255;
+constexpr int MOST_TOKENS = 65535;  // of a line
+
+TeraEval::Eval* fine_form(TeraEval::Model model) {
+  TeraEval::Eval* plain = TeraEval::get_model_func(model, 0);
+  return TeraEval::fine_model_func(plain != nullptr ? plain : TeraEval::get_model_func(TeraEval::SHORT, 0));
+}
+
+}  // namespace
+
+TeraMultiEval::TeraMultiEval(const TeraMulti& multi, const char* query, MultiAsk ask)
+    : index(multi),
+      recallAsk(std::move(ask)),
+      evalFunc(fine_form(recallAsk.model)),
+      doReeval((recallAsk.options & TeraMulti::REEVALUATE) != 0),
+      isFullReeval((recallAsk.options & TeraMulti::FULL_REEVAL) != 0),
+      queryRules(multi.get_rules()),
+      lineRules(multi.get_rules()) {
+  queryRules.minPart = 1;
+  queryRules.operators = (recallAsk.options & TeraMulti::NO_GLOB) == 0;
+  if ((recallAsk.options & TeraMulti::SPLIT_UNMAPPED) != 0) queryRules.add_unmapped();
+  if ((recallAsk.options & TeraMulti::BOUND) != 0) queryRules.joins = lineRules.joins = false;
+  split(query != nullptr ? query : "");
+}
+
+void TeraMultiEval::split(const char* query) {
+  queryString = query;
+  queryParts.split(query, queryRules);
+  if (queryRules.operators && !is_closed()) {
+    queryRules.operators = false;
+    recallAsk.options |= TeraMulti::NO_GLOB;
+    queryParts.split(query, queryRules);
+  }
+  indexedWeight = queryParts.num_tokens();
+  hits.assign(queryParts.get_units().size(), {});
+  rows.clear();
+  measures.clear();
+}
+
+/// Whether every alternative ends in the word where it begins.
+bool TeraMultiEval::is_closed() const {
+  const auto& units = queryParts.get_units();
+  return std::all_of(units.begin(), units.end(), [this](const MultiText::Unit& unit) {
+    return queryRules.map->alt_len(queryParts.text_of(unit), false) >= 0;
+  });
+}
+
+/// The last word of a query that may go on.
+bool TeraMultiEval::is_unfinished(const MultiText::Unit& unit) const {
+  return (recallAsk.options & TeraMulti::COMPLETE) != 0 && unit.last == queryParts.num_atoms();
+}
+
+/// What longer words begin with for which the unit stands; empty when it stands for none.
+std::string TeraMultiEval::abbreviated_text(const MultiText::Unit& unit) const {
+  const std::string_view text = queryParts.view_of(unit);
+  if (!unit.is_single() || !multi_is_abbreviation(text, unit.tokens, recallAsk.markers.c_str())) return {};
+  const bool isMarked = multi_is_abbreviation(text, 0, recallAsk.markers.c_str());
+  return std::string(text.substr(0, text.size() - (isMarked ? 1 : 0)));
+}
+
+// ---------------------------------------------------------------- words
+
+int TeraMultiEval::find_words(AceReporter* rep) {
+  if (queryParts.num_atoms() > MAX_PARTS) {
+    (rep != nullptr ? rep : AceReporter::use_default())
+        ->printf("Query of %d words, at most %d expected\n", queryParts.num_atoms(), MAX_PARTS);
+    return -1;
+  }
+  for (std::size_t unit = 0; unit < hits.size(); ++unit)
+    if (find_unit(unit, rep) < 0) return -1;
+  if ((recallAsk.options & TeraMulti::DECOMPOSE) != 0 && decompose_words(rep) < 0) return -1;
+  for (std::vector<Hit>& list : hits)
+    std::stable_sort(list.begin(), list.end(),
+                     [](const Hit& a, const Hit& b) { return a.quality > b.quality; });
+  return 0;
+}
+
+int TeraMultiEval::find_unit(std::size_t unit, AceReporter* rep) {
+  const MultiText::Unit& part = queryParts.get_units()[unit];
+  const char* text = queryParts.text_of(part);
+  if (is_unfinished(part)) return find_key(unit, text, TeraEval::PREFIX, TeraEval::SHORT, 0, rep);
+  if (find_key(unit, text, recallAsk.mode, TeraEval::get_default_model(recallAsk.mode), 0, rep) < 0) return -1;
+  if (!part.is_single()) return 0;
+  const std::string beginning = abbreviated_text(part);
+  const int tokens = queryRules.count_tokens(beginning.c_str());
+  if (tokens > 0 && find_key(unit, beginning.c_str(), TeraEval::PREFIX, TeraEval::SHORT, tokens, rep) < 0)
+    return -1;
+  if (part.tokens < 2 || !index.has_abbreviations(recallAsk.markers.c_str())) return 0;
+  return find_key(unit, text, TeraEval::EXTEND, TeraEval::SHORT, part.tokens, rep);
+}
+
+/// Recalls a text in the index of words. With `tokens`, of PREFIX only longer keys are wanted, and of EXTEND
+/// only shorter ones that are abbreviations.
+int TeraMultiEval::find_key(std::size_t unit, const char* text, TeraEval::Mode mode, TeraEval::Model model,
+                            int tokens, AceReporter* rep) {
+  TeraResult result(text, recallAsk.singleMinQual, ALL_CANDS, ANY_DISTANCE);
+  if (index.recall_word(&result, mode, model, recallAsk, tokens > 0, rep) < 0)
+    return ace_error(__FILE__, __LINE__, "recall_word(result, mode, model)", -1, 0, -1);
+  // The beginnings of one token are found as a pattern, which gives all the same quality.
+  const bool isPattern = mode == TeraEval::PREFIX && queryRules.count_tokens(text) == 1;
+  TeraQuery* const query = isPattern ? result.get_query() : nullptr;
+  result.find_any([&](int recalled, const TeraCand* cand) {
+    const char* key = cand->get_string();
+    const int quality = query != nullptr && key != nullptr ? query->compare(key) : recalled;
+    if (key == nullptr || quality < recallAsk.singleMinQual) return false;
+    if (tokens > 0 && !is_wanted(mode, key, tokens)) return false;
+    note(unit, key, quality, tokens > 0);
+    for (Large i = 0; i < cand->get_num_infos(); ++i) hits[unit].push_back({cand->get_info(i), quality});
+    return false;
+  });
+  return 0;
+}
+
+bool TeraMultiEval::is_wanted(TeraEval::Mode mode, const char* key, int tokens) const {
+  const int keyTokens = lineRules.count_tokens(key);
+  if (mode == TeraEval::PREFIX) return keyTokens > tokens;
+  return keyTokens < tokens && multi_is_abbreviation(key, keyTokens, recallAsk.markers.c_str());
+}
+
+void TeraMultiEval::note(std::size_t unit, const char* key, int quality, bool abbreviated) {
+  Row& row = rows[key];
+  if (row.qualities.empty()) {
+    row.qualities.assign(hits.size(), 0);
+    row.abbreviated.assign(hits.size(), 0);
+  }
+  if (quality <= row.qualities[unit]) return;
+  row.qualities[unit] = static_cast<Tiny>(quality);
+  row.abbreviated[unit] = abbreviated ? 1 : 0;
+}
+
+/// Cuts words that resemble no key in two that do; then all is recalled once more.
+int TeraMultiEval::decompose_words(AceReporter* rep) {
+  std::string cut;
+  std::size_t done = 0;
+  AceAttach at;
+  for (std::size_t unit = 0; unit < hits.size(); ++unit) {
+    const MultiText::Unit& part = queryParts.get_units()[unit];
+    if (!part.is_single() || !hits[unit].empty()) continue;
+    const char* parts = index.decompose(queryParts.text_of(part), recallAsk.singleMinQual, &at);
+    if (parts == nullptr) continue;
+    cut.append(queryString, done, static_cast<std::size_t>(part.from) - done).append(parts);
+    done = static_cast<std::size_t>(part.to);
+  }
+  if (cut.empty()) return 0;
+  cut.append(queryString, done);
+  recallAsk.options &= ~TeraMulti::DECOMPOSE;
+  split(cut.c_str());
+  return find_words(rep);
+}
+
+bool TeraMultiEval::is_plain() const {
+  const auto& units = queryParts.get_units();
+  if (index.has_more_keys() || std::any_of(units.begin(), units.end(), [](const auto& unit) { return !unit.is_single(); }))
+    return false;
+  return std::all_of(rows.begin(), rows.end(), [](const auto& row) {
+    return std::count(row.second.qualities.begin(), row.second.qualities.end(), 0) + 1 >=
+           static_cast<long>(row.second.qualities.size());
+  });
+}
+
+// ---------------------------------------------------------------- lines
+
+int TeraMultiEval::value_of(VInt weight, int tokens) const {
+  constexpr VInt unit = TeraEval::FINE_UNIT;
+  const VInt match = std::min(weight, VInt{INT_MAX});
+  return std::clamp(evalFunc(static_cast<int>(std::min(unit * indexedWeight, VInt{INT_MAX})),
+                             static_cast<int>(match), static_cast<int>(unit * tokens)),
+                    0, TeraEval::PERFECT);
+}
+
+VInt TeraMultiEval::least_weight(int tokens, int min_value) const {
+  VInt low = 0;
+  VInt high = VInt{TeraEval::FINE_UNIT} * indexedWeight + 1;
+  while (low < high) {
+    const VInt middle = (low + high) / 2;
+    if (value_of(middle, tokens) >= min_value)
+      high = middle;
+    else
+      low = middle + 1;
+  }
+  return low;
+}
+
+TeraMultiEval::Score TeraMultiEval::score(const char* line, bool measured) {
+  lineParts.split(line, lineRules);
+  lineMatch.clear();
+  const auto& units = lineParts.get_units();
+  for (std::size_t v = 0; v < units.size(); ++v) {
+    const Row* row = find_row(units[v], measured);
+    if (row == nullptr) continue;
+    for (std::size_t u = 0; u < hits.size(); ++u) {
+      const int quality = row->qualities[u];
+      if (quality == 0 || quality < recallAsk.singleMinQual) continue;
+      lineMatch.add({static_cast<int>(u), static_cast<int>(v), quality, row->abbreviated[u] != 0,
+                     VInt{queryParts.get_units()[u].tokens} * quality});
+    }
+  }
+  lineMatch.solve(queryParts, lineParts);
+  Score found;
+  found.weight = lineMatch.get_weight();
+  found.tokens = std::min(lineParts.num_tokens(), MOST_TOKENS);
+  found.isInOrder = lineMatch.is_in_order();
+  for (const MultiMatch::Pair& pair : lineMatch.get_chosen()) found.isAbbreviated |= pair.isAbbreviated;
+  if (found.weight == 0 || (doReeval && !lineMatch.is_complete())) return found;
+  found.quality = value_of(found.weight, found.tokens);
+  if (found.quality == TeraEval::PERFECT && !same_atoms()) found.quality = TeraEval::PERFECT - 1;
+  return found;
+}
+
+bool TeraMultiEval::is_same(const char* line) {
+  lineParts.split(line, lineRules);
+  return same_atoms();
+}
+
+bool TeraMultiEval::same_atoms() const {
+  if (queryParts.num_atoms() != lineParts.num_atoms() || queryParts.num_atoms() == 0) return false;
+  for (int i = 0; i < queryParts.num_atoms(); ++i)
+    if (lineRules.map->strings_are_equal(queryParts.atom_text(i), lineParts.atom_text(i)) == 0) return false;
+  return true;
+}
+
+const TeraMultiEval::Row* TeraMultiEval::find_row(const MultiText::Unit& unit, bool measured) {
+  if (!isFullReeval) {
+    lookedUp.assign(lineParts.view_of(unit));
+    if (const auto row = rows.find(lookedUp); row != rows.end()) return &row->second;
+  }
+  if (!measured && !isFullReeval) return nullptr;
+  measure(unit);
+  return &measuredRow;
+}
+
+void TeraMultiEval::make_measures() {
+  const int options = (recallAsk.options & TeraMulti::WORD_OPTIONS) |
+                      (queryRules.operators ? 0 : TeraMulti::NO_GLOB);
+  const auto query_of = [&](const char* text, TeraEval::Mode mode, TeraEval::Model model, int weight) {
+    return TeraQueryRef(index.get_word_query(text, mode, model, options, weight));
+  };
+  constexpr int plain = 100;
+  for (const MultiText::Unit& unit : queryParts.get_units()) {
+    const char* text = queryParts.text_of(unit);
+    Measures made;
+    const bool isOpen = is_unfinished(unit);
+    made.whole = isOpen ? query_of(text, TeraEval::PREFIX, TeraEval::SHORT, recallAsk.origWeight)
+                        : query_of(text, recallAsk.mode, TeraEval::get_default_model(recallAsk.mode),
+                                   recallAsk.origWeight);
+    if (const std::string beginning = abbreviated_text(unit); !isOpen && !beginning.empty()) {
+      made.beginning = query_of(beginning.c_str(), TeraEval::PREFIX, TeraEval::SHORT, plain);
+      made.tokens = queryRules.count_tokens(beginning.c_str());
+    }
+    if (!isOpen && unit.is_single() && unit.tokens > 1)
+      made.abbreviation = query_of(text, TeraEval::EXTEND, TeraEval::SHORT, plain);
+    measures.push_back(std::move(made));
+  }
+}
+
+/// As the recall of words would find the text.
+void TeraMultiEval::measure(const MultiText::Unit& unit) {
+  if (measures.empty()) make_measures();
+  const char* text = lineParts.text_of(unit);
+  const int tokens = lineRules.count_tokens(text);
+  const bool isShort = multi_is_abbreviation(lineParts.view_of(unit), tokens, recallAsk.markers.c_str());
+  measuredRow.qualities.assign(hits.size(), 0);
+  measuredRow.abbreviated.assign(hits.size(), 0);
+  for (std::size_t u = 0; u < hits.size(); ++u) {
+    const Measures& with = measures[u];
+    const auto take = [&](const TeraQueryRef& query, bool abbreviated) {
+      const int quality = query->compare(text);
+      if (quality <= measuredRow.qualities[u] || quality < recallAsk.singleMinQual) return;
+      measuredRow.qualities[u] = static_cast<Tiny>(quality);
+      measuredRow.abbreviated[u] = abbreviated ? 1 : 0;
+    };
+    take(with.whole, false);
+    if (with.beginning != nullptr && with.tokens > 0 && tokens > with.tokens) take(with.beginning, true);
+    if (with.abbreviation != nullptr && isShort && tokens < queryParts.get_units()[u].tokens)
+      take(with.abbreviation, true);
+  }
+}

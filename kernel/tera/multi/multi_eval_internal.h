@@ -1,0 +1,129 @@
+/// A query of several words: which keys of the index resemble its units, and what a line is worth.
+///
+///     query   Karl Mayer            units   Karl             Mayer
+///     hits    Karl 255, Carl 191    (first) Mayer 255, Meyer 204, ...
+///     line    Meyer Karl            weight  4 * 255 + 5 * 204 = 2040; quality: the model of
+///                                           (255 * 9, 2040, 255 * 9)
+///
+/// Thread safety: belongs to one thread.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "tera/multi/multi_match_internal.h"
+#include "tera/multi/multi_text_internal.h"
+#include "tera/tera_eval.h"
+#include "tera/tera_query_kinds.h"
+
+class AceReporter;
+class TeraMulti;
+class TeraResult;
+
+/// How the words of a query are recalled, and lines evaluated.
+struct MultiAsk {
+  int options = 0;
+  TeraEval::Model model = TeraEval::SHORT;
+  TeraEval::Mode mode = TeraEval::LEVENSHTEIN;
+  int singleMinQual = 0;
+  int singleMaxEdit = 0;
+  int origWeight = 0;
+  std::string markers;
+};
+
+class TeraMultiEval {
+ public:
+  static constexpr int MAX_PARTS = 64;
+
+  /// A key that resembles a unit.
+  struct Hit {
+    Large key;
+    int quality;
+  };
+  struct Score {
+    int quality = 0;
+    VInt weight = 0;
+    int tokens = 0;
+    bool isInOrder = false;
+    bool isAbbreviated = false;
+  };
+
+  TeraMultiEval(const TeraMulti& multi, const char* query, MultiAsk ask);
+  TeraMultiEval(const TeraMultiEval&) = delete;
+  TeraMultiEval& operator=(const TeraMultiEval&) = delete;
+
+  /// Recalls the units in the index of words. -1, reported, for more than MAX_PARTS atoms and when a recall
+  /// fails.
+  int find_words(AceReporter* rep);
+
+  const MultiText& get_query() const { return queryParts; }
+  const std::vector<Hit>& get_hits(std::size_t unit) const { return hits[unit]; }
+  int num_units() const { return static_cast<int>(queryParts.get_units().size()); }
+  const MultiAsk& get_ask() const { return recallAsk; }
+  /// Whether the best weights of the units in a line are its weight: no key resembles two units, and nothing
+  /// is joined or cut.
+  bool is_plain() const;
+  /// The model's value of a weight and a length; 255 stays for `is_same`.
+  int value_of(VInt weight, int tokens) const;
+  /// The least weight with which a line of that length reaches a quality; more than any weight for none.
+  VInt least_weight(int tokens, int min_value) const;
+
+  /// What a line is worth. With `measured`, words that the recall did not find are measured, too.
+  Score score(const char* line, bool measured);
+  /// The text that `score` has split last, and the pairs that it found.
+  const MultiText& get_line() const { return lineParts; }
+  const MultiMatch& get_match() const { return lineMatch; }
+  /// Whether a line has the words of the query in their order.
+  bool is_same(const char* line);
+  /// Whether an evaluation of that line has to reach every word of the query.
+  bool does_reeval() const { return doReeval; }
+
+ private:
+  /// The qualities of a text with each unit.
+  struct Row {
+    std::vector<Tiny> qualities;
+    std::vector<char> abbreviated;
+  };
+  struct Measures {
+    TeraQueryRef whole;
+    TeraQueryRef beginning;  ///< of longer words; null for a unit that is no abbreviation
+    TeraQueryRef abbreviation;
+    int tokens = 0;
+  };
+
+  void split(const char* query);
+  bool is_closed() const;
+  bool is_unfinished(const MultiText::Unit& unit) const;
+  std::string abbreviated_text(const MultiText::Unit& unit) const;
+  int find_unit(std::size_t unit, AceReporter* rep);
+  int find_key(std::size_t unit, const char* text, TeraEval::Mode mode, TeraEval::Model model, int tokens,
+               AceReporter* rep);
+  bool is_wanted(TeraEval::Mode mode, const char* key, int tokens) const;
+  void note(std::size_t unit, const char* key, int quality, bool abbreviated);
+  int decompose_words(AceReporter* rep);
+  const Row* find_row(const MultiText::Unit& unit, bool measured);
+  void make_measures();
+  void measure(const MultiText::Unit& unit);
+  bool same_atoms() const;
+
+  const TeraMulti& index;
+  MultiAsk recallAsk;
+  TeraEval::Eval* evalFunc;  // the fine form of the model
+  bool doReeval;
+  bool isFullReeval;
+  MultiRules queryRules;
+  MultiRules lineRules;
+  MultiText queryParts;
+  int indexedWeight = 0;  // tokens of the query
+  std::string queryString;
+  std::vector<std::vector<Hit>> hits;  // per unit, best first
+  std::unordered_map<std::string, Row> rows;
+  Row measuredRow;
+  std::vector<Measures> measures;
+  MultiText lineParts;
+  MultiMatch lineMatch;
+  std::string lookedUp;
+};

@@ -1,0 +1,278 @@
+#include "tera/multi/multi_recall_internal.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "ace/ace_reporter.h"
+#include "tera/multi/multi_query_internal.h"
+#include "tera/tera_multi.h"
+#include "tera/tera_result.h"
+
+namespace {
+
+/// A recall may look at that many times as many entries of hit lists as there are lines, and some more.
+constexpr VInt MOST_SWEEPS = 64;
+constexpr VInt FREE_ENTRIES = 10'000'000;
+/// Where a list has that many times as many entries as lines were found, these are searched for in it.
+constexpr std::size_t SEARCH_COST = 32;
+
+}  // namespace
+
+int MultiRecall::run(TeraResult* result) {
+  if (multiEval->get_query().num_atoms() == 0) return result->num_cands();
+  if (count_entries() > MOST_SWEEPS * index.num_records() + FREE_ENTRIES) {
+    AceReporter::use_default()->printf("Query whose words are in too many lines: '%s'\n", result->get_string());
+    result->set_unreliable();
+    return -1;
+  }
+  isPlain = multiEval->is_plain() && !needsEnds;
+  skipped = index.skip_list();
+  sweep();
+  collect(std::max(result->get_min_value(), 1));
+  limit(*result);
+  refine(*result);
+  return fill(result);
+}
+
+VInt MultiRecall::count_entries() const {
+  VInt entries = 0;
+  for (int unit = 0; unit < multiEval->num_units(); ++unit)
+    for (const auto& hit : multiEval->get_hits(static_cast<std::size_t>(unit)))
+      entries += index.infoHandle->get_size(hit.key);
+  return entries;
+}
+
+// ---------------------------------------------------------------- hit lists
+
+/// Lines are found by words that are no skip words, unless there are none; then all words count in them.
+void MultiRecall::sweep() {
+  bool skips = false;
+  bool finds = false;
+  for (int unit = 0; unit < multiEval->num_units() && !skipped.empty(); ++unit)
+    for (const auto& hit : multiEval->get_hits(static_cast<std::size_t>(unit)))
+      (is_skipped(hit.key) ? skips : finds) = true;
+  const bool isRestricted = skips && finds;
+  if (isRestricted) mark_found();
+  for (int unit = 0; unit < multiEval->num_units(); ++unit) {
+    if (isRestricted)
+      sweep_found(static_cast<Tiny>(unit + 1));
+    else
+      sweep_all(static_cast<Tiny>(unit + 1));
+  }
+}
+
+void MultiRecall::sweep_all(Tiny unit) {
+  const int tokens = multiEval->get_query().get_units()[unit - 1U].tokens;
+  for (const auto& hit : multiEval->get_hits(unit - 1U))
+    add_list(index.infoHandle->get(hit.key), unit, static_cast<Large>(tokens * hit.quality));
+}
+
+void MultiRecall::sweep_found(Tiny unit) {
+  const int tokens = multiEval->get_query().get_units()[unit - 1U].tokens;
+  for (const auto& hit : multiEval->get_hits(unit - 1U)) {
+    const IdList list = index.infoHandle->get(hit.key);
+    const auto weight = static_cast<Large>(tokens * hit.quality);
+    if (list.count > SEARCH_COST * scratch->numTouched)
+      look_up_found(list, unit, weight);
+    else
+      add_to_found(list, unit, weight);
+  }
+}
+
+/// No branch per entry: what is counted already adds 0, and a line is listed when its weight was 0.
+void MultiRecall::add_list(const IdList& list, Tiny unit, Large weight) {
+  MultiScratch::Cell* const cells = scratch->cells.data();
+  Large* const touched = scratch->touched.data();
+  const Large numLines = index.num_records();
+  std::size_t count = scratch->numTouched;
+  for (const Large entry : list) {
+    const Large line = std::min(entry, numLines);
+    MultiScratch::Cell& cell = cells[line];
+    const Large isNew = cell.lastUnit != unit ? 1 : 0;
+    touched[count] = line;
+    count += 1U - cell.isFound;
+    cell.isFound = 1;
+    cell.weight += isNew * weight;
+    cell.numUnits = static_cast<Small>(cell.numUnits + isNew);
+    cell.lastUnit = unit;
+  }
+  scratch->numTouched = count;
+}
+
+void MultiRecall::mark_found() {
+  MultiScratch::Cell* const cells = scratch->cells.data();
+  Large* const touched = scratch->touched.data();
+  std::size_t count = scratch->numTouched;
+  for (int unit = 0; unit < multiEval->num_units(); ++unit)
+    for (const auto& hit : multiEval->get_hits(static_cast<std::size_t>(unit))) {
+      if (is_skipped(hit.key)) continue;
+      for (const Large entry : index.infoHandle->get(hit.key)) {
+        const Large line = std::min(entry, index.num_records());
+        touched[count] = line;
+        count += 1U - cells[line].isFound;
+        cells[line].isFound = 1;
+      }
+    }
+  scratch->numTouched = count;
+}
+
+void MultiRecall::add_to_found(const IdList& list, Tiny unit, Large weight) {
+  MultiScratch::Cell* const cells = scratch->cells.data();
+  const Large numLines = index.num_records();
+  for (const Large entry : list) {
+    MultiScratch::Cell& cell = cells[std::min(entry, numLines)];
+    const Large isNew = cell.lastUnit != unit ? cell.isFound : 0;
+    cell.weight += isNew * weight;
+    cell.numUnits = static_cast<Small>(cell.numUnits + isNew);
+    cell.lastUnit = cell.isFound != 0 ? unit : Tiny{0};
+  }
+}
+
+void MultiRecall::look_up_found(const IdList& list, Tiny unit, Large weight) {
+  for (std::size_t i = 0; i < scratch->numTouched; ++i) {
+    const Large line = scratch->touched[i];
+    MultiScratch::Cell& cell = scratch->cells[line];
+    if (cell.lastUnit == unit || !std::binary_search(list.begin(), list.end(), line)) continue;
+    cell.weight += weight;
+    ++cell.numUnits;
+    cell.lastUnit = unit;
+  }
+}
+
+// ---------------------------------------------------------------- qualities
+
+VInt MultiRecall::least_weight(int tokens, int min_value) {
+  if (tokens >= static_cast<int>(SHORT_LINES)) return multiEval->least_weight(tokens, min_value);
+  VInt& cached = cachedMinWeight[tokens];
+  if (cached == 0) cached = std::max(multiEval->least_weight(tokens, min_value), VInt{1});
+  return cached;
+}
+
+void MultiRecall::collect(int min_value) {
+  const bool all = multiEval->does_reeval();
+  for (std::size_t i = 0; i < scratch->numTouched; ++i) {
+    const Large line = scratch->touched[i];
+    if (line >= index.num_records()) continue;
+    const MultiScratch::Cell& cell = scratch->cells[line];
+    const int tokens = index.tokenLengths[line];
+    if (cell.weight < least_weight(tokens, min_value)) continue;
+    Found one{line, 0, cell.weight, tokens, true, false};
+    if (isPlain && !(all && cell.numUnits < multiEval->num_units()))
+      one.quality = multiEval->value_of(cell.weight, tokens);
+    else if (isPlain || !evaluate(&one, min_value))
+      continue;
+    if (one.quality == TeraEval::PERFECT &&
+        !(index.read_text(line, &lineText) && multiEval->is_same(lineText.c_str())))
+      one.quality = TeraEval::PERFECT - 1;
+    if (one.quality >= min_value) found.push_back(one);
+  }
+}
+
+/// What the line is worth by itself.
+bool MultiRecall::evaluate(Found* one, int min_value) {
+  if (!index.read_text(one->line, &lineText)) return false;
+  const TeraMultiEval::Score score = multiEval->score(lineText.c_str(), false);
+  if (score.quality < min_value || (needsEnds && !has_ends())) return false;
+  one->quality = score.quality;
+  one->weight = score.weight;
+  return true;
+}
+
+bool MultiRecall::has_ends() const {
+  bool hasFirst = false;
+  bool hasLast = false;
+  for (const MultiMatch::Pair& pair : multiEval->get_match().get_chosen()) {
+    const MultiText::Unit& unit = multiEval->get_query().get_units()[static_cast<std::size_t>(pair.query)];
+    hasFirst |= unit.first == 0;
+    hasLast |= unit.last == multiEval->get_query().num_atoms();
+  }
+  return hasFirst && hasLast;
+}
+
+/// Drops what the result will not keep: groups too far from the best one, or behind as many candidates as
+/// were asked for.
+void MultiRecall::limit(const TeraResult& result) {
+  VInt counts[TeraEval::PERFECT + 1] = {};
+  int best = 0;
+  for (const Found& one : found) {
+    ++counts[one.quality];
+    best = std::max(best, one.quality);
+  }
+  VInt better = 0;
+  int least = best;
+  for (int quality = best; quality >= 0 && quality >= best - result.get_max_dist(); --quality) {
+    if (counts[quality] > 0 && better >= result.get_num_cands()) break;
+    better += counts[quality];
+    least = quality;
+  }
+  std::erase_if(found, [least](const Found& one) { return one.quality < least; });
+}
+
+/// Lets each line be evaluated that will be seen: for its order, its abbreviations and its marks.
+void MultiRecall::refine(const TeraResult& result) {
+  const auto most = static_cast<std::size_t>(result.get_num_cands()) + TeraResult::DEFAULT_BIGGEST_GROUP;
+  const auto by_weight = [](const Found& a, const Found& b) {
+    return std::make_tuple(-a.quality, -a.weight, a.tokens, a.line) <
+           std::make_tuple(-b.quality, -b.weight, b.tokens, b.line);
+  };
+  std::sort(found.begin(), found.end(), by_weight);
+  if (multiEval->get_query().num_atoms() < 2) return;
+  for (std::size_t i = 0; i < std::min(found.size(), most); ++i) refine_one(&found[i]);
+  const auto by_order = [](const Found& a, const Found& b) {
+    return std::make_tuple(-a.quality, -a.weight, !a.isInOrder, a.tokens, a.line) <
+           std::make_tuple(-b.quality, -b.weight, !b.isInOrder, b.tokens, b.line);
+  };
+  std::sort(found.begin(), found.end(), by_order);
+}
+
+void MultiRecall::refine_one(Found* one) {
+  if (!index.read_text(one->line, &lineText)) return;
+  const TeraMultiEval::Score score = multiEval->score(lineText.c_str(), false);
+  one->isInOrder = score.isInOrder;
+  one->isAbbreviated = score.isAbbreviated;
+}
+
+// ---------------------------------------------------------------- candidates
+
+int MultiRecall::fill(TeraResult* result) {
+  result->set_resolved();
+  const bool isMarked = (multiEval->get_ask().options & TeraMulti::NO_TEASER) == 0;
+  const auto biggest = static_cast<std::size_t>(std::max(result->get_biggest(), 1));
+  for (std::size_t first = 0, last = 0; first < found.size(); first = last) {
+    last = first;
+    while (last < found.size() && found[last].quality == found[first].quality) ++last;
+    const bool isCollected = result->does_use_collection() && last - first > biggest;
+    const std::size_t shown = isCollected ? first + biggest : last;
+    for (std::size_t i = first; i < shown; ++i)
+      add_candidate(found[i], isMarked && i < static_cast<std::size_t>(result->get_num_cands()), result);
+    if (isCollected) add_collection(shown, last, result);
+  }
+  return result->num_cands();
+}
+
+void MultiRecall::add_candidate(const Found& one, bool marked, TeraResult* result) {
+  if (!result->accept(one.quality) || !index.read_text(one.line, &lineText)) return;
+  const char* shown = nullptr;
+  bool isAbbreviated = one.isAbbreviated;
+  if (marked) {
+    isAbbreviated = multiEval->score(lineText.c_str(), false).isAbbreviated;
+    shown = multi_marked_line(*multiEval, lineText, result);
+  } else {
+    shown = result->attach(lineText.data(), static_cast<VInt>(lineText.size()));
+  }
+  auto* const cand = new TeraCand(shown, one.line);
+  if (isAbbreviated) cand->add_state(TeraCand::INITIAL);
+  result->add(one.quality, cand);
+}
+
+void MultiRecall::add_collection(std::size_t first, std::size_t last, TeraResult* result) {
+  Large* lines = nullptr;
+  result->malloc(lines, static_cast<long>(last - first));
+  for (std::size_t i = first; i < last; ++i) lines[i - first] = found[i].line;
+  std::sort(lines, lines + (last - first));
+  const std::string name = "<COLLECTION num=" + std::to_string(last - first) + " />";
+  TeraCand* const cand = TeraCand::create_collection_cand(result->attach(name.c_str()),
+                                                          static_cast<int>(last - first), lines);
+  cand->resolve(static_cast<Large>(last - first), lines);
+  result->add(found[first].quality, cand);
+}
