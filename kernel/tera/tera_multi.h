@@ -3,23 +3,23 @@
 ///
 ///     TeraMulti multi;
 ///     multi.init(&map, ' ', nullptr, false);
-///     multi.make_reader(&reader, nullptr, ' ', 3, 150, TeraMulti::MAKE_INFO, nullptr, 4, 80, 10, nullptr, ...);
-///     TeraResult result("hotel adlre", 190, 100, 255);
-///     multi.recall(&result, TeraMulti::TRANSPOSE, TeraEval::SHORT, rep, 165, 3, 50, nullptr);
+///     multi.make_reader(&reader, nullptr, ' ', 3, 150, TeraMulti::MAKE_INFO, nullptr, 4, 80, 10, nullptr,
+///     ...); TeraResult result("hotel adlre", 190, 100, 255); multi.recall(&result, TeraMulti::TRANSPOSE,
+///     TeraEval::SHORT, rep, 165, 3, 50, nullptr);
 ///
 /// Every line is split at a separator character. A distinct word (by its bytes) has a number, in byte order;
 /// a line is the Huffman-coded sequence of these numbers, so runs of separators are not kept. An index of
-/// words (tera_edit.h) says which words resemble a query word, hit lists in which lines they are. The number of
-/// a line is its attribute number; numbers without a line are empty lines.
+/// words (tera_edit.h) says which words resemble a query word, hit lists in which lines they are. The number
+/// of a line is its attribute number; numbers without a line are empty lines.
 ///
 /// What a line is worth. Query and line are cut into words, and words with additional separators into their
 /// parts. Each query word goes to at most one line word, and the other way round. A pair has the quality of
 /// LEVENSHTEIN by MAXIMUM (swaps are one error, if asked for); with COMPLETE the last query word that of
 /// PREFIX by SHORT. A word of either side that ends with a dot or a completion marker, and a single letter,
-/// also stands for longer words that begin with it, by PREFIX and SHORT. Pairs below the least quality of
+/// also stands for longer words that begin with it, by PREFIX and SHORT (of the query, by EXTEND and LONG). Pairs below the least quality of
 /// words do not count. A word with parts goes as a whole or part by part; parts of fewer than `addLen` tokens
-/// go with the whole only. With MERGE_ENTRIES two words side by side count as one, too. The line has the model's
-/// value, in its fine form, of
+/// go with the whole only. With MERGE_ENTRIES two words side by side count as one, too. The line has the
+/// model's value, in its fine form, of
 ///
 ///     255 * tokens of the query,   the most that the pairs' (tokens of the query word * quality) add up
 ///     to,   255 * tokens of the line (at most 65,535)
@@ -116,18 +116,18 @@ class SORV_API TeraMulti : public AceWrap {
                                        FAST_SINGLE | OPTIMIZE_HITS | MERGE_ENTRIES;
 
   enum RecallOptions : int {
-    NO_GLOB = 1,              ///< the query has no operators
-    TRANSPOSE = 2,            ///< two neighbours in the wrong order are one error
-    NO_ALIASES = 4,           ///< words have no aliases
-    SPLIT_UNMAPPED = 16,      ///< characters without token separate words of the query
-    SINGLE = 1 << 15,         ///< the query is one word: `single_recall`
-    EXACT = 1 << 16,          ///< only lines with the query's words in its order
-    COMPLETE = 1 << 17,       ///< the last word of the query is unfinished
-    REEVALUATE = 1 << 18,     ///< every word of the query must have a pair
-    FULL_REEVAL = 1 << 20,    ///< words are compared as they are written, without aliases
-    NO_TEASER = 1 << 21,      ///< candidates have the line without marks
-    DECOMPOSE = 1 << 22,      ///< a query word that nothing resembles is cut in two that are words
-    BOUND = 1 << 23,          ///< words are not joined
+    NO_GLOB = 1,            ///< the query has no operators
+    TRANSPOSE = 2,          ///< two neighbours in the wrong order are one error
+    NO_ALIASES = 4,         ///< words have no aliases
+    SPLIT_UNMAPPED = 16,    ///< characters without token separate words of the query
+    SINGLE = 1 << 15,       ///< the query is one word: `single_recall`
+    EXACT = 1 << 16,        ///< only lines with the query's words in its order
+    COMPLETE = 1 << 17,     ///< the last word of the query is unfinished
+    REEVALUATE = 1 << 18,   ///< every word of the query must have a pair
+    FULL_REEVAL = 1 << 20,  ///< words are compared as they are written, without aliases
+    NO_TEASER = 1 << 21,    ///< candidates have the line without marks
+    DECOMPOSE = 1 << 22,    ///< a query word that nothing resembles is cut in two that are words
+    BOUND = 1 << 23,        ///< words are not joined
     WORD_OPTIONS = NO_GLOB | TRANSPOSE | NO_ALIASES,
   };
   enum RecallBit : int {
@@ -158,8 +158,8 @@ class SORV_API TeraMulti : public AceWrap {
 
   // Building, in place of what there was, with the transform of `init`.
 
-  /// Builds from the lines of a reader. A null map stands for the index's own. `filter` and `refine` are those
-  /// of the index of words (`TeraEdit::make`), `options` of BuildOptions. `add_seps` (may be null) are
+  /// Builds from the lines of a reader. A null map stands for the index's own. `filter` and `refine` are
+  /// those of the index of words (`TeraEdit::make`), `options` of BuildOptions. `add_seps` (may be null) are
   /// additional separators, `add_len` the fewest tokens of their parts that are keys. `sort`, 1 to 100, is
   /// the share of the lines that is kept in memory while building, in percent; the others wait in the chunk
   /// file. Words in more than `skip` percent of the lines are skip words; from 100 on, none. `aliases` (may
@@ -167,8 +167,8 @@ class SORV_API TeraMulti : public AceWrap {
   /// The last argument is unused.
   ///
   /// Attribute numbers may come in any order, but none twice, and not far more than lines. Returns 0; -1, for
-  /// one, and for a line that takes more than 65,535 bytes coded or MAX_LINE decoded, which is named; -2, likewise, with REVERSE_INFO,
-  /// for a line that cannot be given back as it was.
+  /// one, and for a line that takes more than 65,535 bytes coded or MAX_LINE decoded, which is named; -2,
+  /// likewise, with REVERSE_INFO, for a line that cannot be given back as it was.
   int make_reader(WordsReader* reader, const TeraMap* map, char sep, int filter, int refine, int options,
                   const char* add_seps, int add_len, int sort, int skip, TeraAliasReader* aliases,
                   const char* skip_file, const char* skip_export, AceReporter* rep, int unused);
@@ -210,15 +210,16 @@ class SORV_API TeraMulti : public AceWrap {
   /// damaged one. Returns the number of bytes.
   int decode(BitSource* source, char* buffer, int expected) const;
 
-  // Recall. Candidates have lines, as attribute numbers, with their texts; strings live as long as the result.
+  // Recall. Candidates have lines, as attribute numbers, with their texts; strings live as long as the
+  // result.
 
-  /// The lines that reach the result's least quality with its query. `single_min_qual` is the least quality of
-  /// a pair of words, `orig_weight` the percentage of the plain quality where words are coded phonetically,
-  /// `comp_markers` (may be null) are characters at the end of words that go on, `mode` measures words, by its
-  /// default model. A query of one word, or SINGLE: see `single_recall` for the latter. Candidates that an
-  /// abbreviation has found are `TeraCand::INITIAL`. In a group with more candidates than
-  /// `TeraResult::get_biggest`, those behind are one collection, if the result takes collections.
-  /// Returns the number of candidates, or -1.
+  /// The lines that reach the result's least quality with its query. `single_min_qual` is the least quality
+  /// of a pair of words, `orig_weight` the percentage of the plain quality where words are coded
+  /// phonetically, `comp_markers` (may be null) are characters at the end of words that go on, `mode`
+  /// measures words, by its default model. A query of one word, or SINGLE: see `single_recall` for the
+  /// latter. Candidates that an abbreviation has found are `TeraCand::INITIAL`. In a group with more
+  /// candidates than `TeraResult::get_biggest`, those behind are one collection, if the result takes
+  /// collections. Returns the number of candidates, or -1.
   int recall(TeraResult* result, int options, TeraEval::Model model, AceReporter* rep,
              int single_min_qual = SINGLE_MIN_QUAL, int single_max_edit = SINGLE_MAX_EDIT,
              int orig_weight = ORIG_WEIGHT, const char* comp_markers = nullptr,
@@ -230,9 +231,9 @@ class SORV_API TeraMulti : public AceWrap {
   /// result; null for a null query and on errors.
   TeraResult* exact(const char* query, int options, AceReporter* rep) const;
   /// The lines that runs of words of the graph's text resemble, each from the run's first node to its last. A
-  /// run is as long as the longest line, at most `MAX_RUN` words, and its first and last word must have pairs;
-  /// with COMPLETE the last word of the text is unfinished. A graph without nodes gets them. Returns the
-  /// number of runs, or -1.
+  /// run is as long as the longest line, at most `MAX_RUN` words, and its first and last word must have
+  /// pairs; with COMPLETE the last word of the text is unfinished. A graph without nodes gets them. Returns
+  /// the number of runs, or -1.
   int multi_detect(TeraScanGraph* graph, int options, TeraEval::Model model, int single_min_qual,
                    int single_max_edit, int orig_weight, const char* comp_markers, AceReporter* rep,
                    TeraEval::Mode mode = TeraEval::LEVENSHTEIN) const;

@@ -13,7 +13,8 @@ namespace oracle {
 
 /// Letters and digits are tokens.
 inline int multi_tokens(const std::string& text) {
-  return static_cast<int>(std::count_if(text.begin(), text.end(), [](unsigned char c) { return std::isalnum(c) != 0; }));
+  return static_cast<int>(
+      std::count_if(text.begin(), text.end(), [](unsigned char c) { return std::isalnum(c) != 0; }));
 }
 
 /// How texts are cut.
@@ -92,8 +93,8 @@ struct MultiBest {
 };
 
 /// The most that disjoint pairs add up to; of those that do, the most query atoms that they cover.
-inline MultiBest best_pairs(const MultiWords& query, const MultiWords& line, const MultiPair& pair, int atom = 0,
-                            unsigned long taken = 0) {
+inline MultiBest best_pairs(const MultiWords& query, const MultiWords& line, const MultiPair& pair,
+                            int atom = 0, unsigned long taken = 0) {
   if (atom == static_cast<int>(query.atoms.size())) return {};
   MultiBest best = best_pairs(query, line, pair, atom + 1, taken);
   for (const MultiSpan& from : query.spans) {
@@ -105,7 +106,8 @@ inline MultiBest best_pairs(const MultiWords& query, const MultiWords& line, con
       MultiBest rest = best_pairs(query, line, pair, from.last, taken | bits);
       rest.weight += static_cast<long>(quality) * query.tokens(from);
       rest.covered += from.last - from.first;
-      if (rest.weight > best.weight || (rest.weight == best.weight && rest.covered > best.covered)) best = rest;
+      if (rest.weight > best.weight || (rest.weight == best.weight && rest.covered > best.covered))
+        best = rest;
     }
   }
   return best;

@@ -7,6 +7,7 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_file.h"
 #include "ace/ace_input.h"
+#include "ace/ace_magic.h"
 #include "ace/ace_reporter.h"
 #include "oracle/multi_lines.h"
 #include "support/damage.h"
@@ -152,7 +153,7 @@ int pair_quality(const Asked& asked, const oracle::MultiWords& query, const orac
       if (is_abbreviation(from.text) && fromTokens < toTokens)
         quality = std::max(quality, measure(from.text, to.text, TeraEval::PREFIX, TeraEval::SHORT));
       if (is_abbreviation(to.text) && toTokens < fromTokens)
-        quality = std::max(quality, measure(from.text, to.text, TeraEval::EXTEND, TeraEval::SHORT));
+        quality = std::max(quality, measure(from.text, to.text, TeraEval::EXTEND, TeraEval::LONG));
     }
   }
   return quality >= asked.minWord ? quality : 0;
@@ -160,12 +161,16 @@ int pair_quality(const Asked& asked, const oracle::MultiWords& query, const orac
 
 int expected_quality(const Asked& asked, const std::string& query, const std::string& line) {
   const oracle::MultiWords from(query, asked.rules, true), to(line, asked.rules, false);
-  const auto pair = [&](const auto& words, const auto& a, const auto& b) { return pair_quality(asked, words, a, b); };
+  const auto pair = [&](const auto& words, const auto& a, const auto& b) {
+    return pair_quality(asked, words, a, b);
+  };
   const oracle::MultiBest best = oracle::best_pairs(from, to, pair);
   if (best.weight == 0) return 0;
-  if ((asked.options & TeraMulti::REEVALUATE) != 0 && best.covered < static_cast<int>(from.atoms.size())) return 0;
+  if ((asked.options & TeraMulti::REEVALUATE) != 0 && best.covered < static_cast<int>(from.atoms.size()))
+    return 0;
   TeraEval::Eval* const fine = TeraEval::fine_model_func(TeraEval::get_model_func(asked.model, 0));
-  const int value = std::clamp(fine(255 * from.tokens(), static_cast<int>(best.weight), 255 * to.tokens()), 0, 255);
+  const int value =
+      std::clamp(fine(255 * from.tokens(), static_cast<int>(best.weight), 255 * to.tokens()), 0, 255);
   return from == to ? value : std::min(value, 254);
 }
 
@@ -179,7 +184,8 @@ bool is_findable(const Asked& asked, const std::string& query, const std::string
         if (pair_quality(asked, from, span, to) > 0 && !asked.skipped.contains(to.text)) others = true;
   for (const auto& to : oracle::MultiWords(line, asked.rules, false).spans)
     for (const auto& span : from.spans)
-      if (pair_quality(asked, from, span, to) > 0 && (!others || !asked.skipped.contains(to.text))) return true;
+      if (pair_quality(asked, from, span, to) > 0 && (!others || !asked.skipped.contains(to.text)))
+        return true;
   return false;
 }
 
@@ -188,7 +194,8 @@ Found expected(const Asked& asked, const std::string& query) {
   for (std::size_t i = 0; i < asked.lines.size(); ++i) {
     const int quality = expected_quality(asked, query, asked.lines[i]);
     if (quality < asked.min || quality == 0) continue;
-    if (asked.skipped.empty() || is_findable(asked, query, asked.lines[i])) found[static_cast<int>(i) + 1] = quality;
+    if (asked.skipped.empty() || is_findable(asked, query, asked.lines[i]))
+      found[static_cast<int>(i) + 1] = quality;
   }
   return found;
 }
@@ -222,7 +229,8 @@ TEST(TeraMulti, finds_every_line_that_is_worth_it_and_none_else) {
   for (int round = 0; round < (samples::SLOW ? 7 : 42); ++round) {
     const Case& how = cases[round % std::size(cases)];
     Asked asked;
-    for (int i = 0; i < 60; ++i) asked.lines.push_back(random_text(random, 4, how.addSeps != nullptr ? "  -" : " "));
+    for (int i = 0; i < 60; ++i)
+      asked.lines.push_back(random_text(random, 4, how.addSeps != nullptr ? "  -" : " "));
     asked.rules = {how.addSeps != nullptr ? how.addSeps : "", how.addSeps != nullptr ? 2 : 1,
                    (how.buildOptions & TeraMulti::MERGE_ENTRIES) != 0};
     asked.model = how.model;
@@ -246,6 +254,319 @@ TEST(TeraMulti, finds_every_line_that_is_worth_it_and_none_else) {
       }
     }
   }
+}
+
+TEST(TeraMulti, lines_are_found_by_other_words_than_skip_words_unless_there_are_none) {
+  samples::Random random(9);
+  for (int round = 0; round < (samples::SLOW ? 2 : 8); ++round) {
+    Asked asked;
+    for (int i = 0; i < 50; ++i) {
+      asked.lines.push_back(random_text(random, 3, " "));
+      if (random.below(2) == 0) asked.lines.back() = "the " + asked.lines.back();
+      if (random.below(3) == 0) asked.lines.back() += " tha";
+    }
+    asked.lines.push_back("the");
+    Plan plan;
+    plan.skip = 15;
+    const auto multi = make(asked.lines, plan);
+    AceAttach at;
+    for (Large word = 0; word < static_cast<Large>(multi->get_num_words()); ++word)
+      if (multi->is_skip_word(word)) asked.skipped.insert(multi->get_line(word, &at));
+    EXPECT_TRUE(asked.skipped.contains("the"));
+    for (const char* query : {"the", "the abc", "abc the tha", "the tha", "bac cab the"})
+      EXPECT_EQ(recall(*multi, query), expected(asked, query)) << query;
+  }
+}
+
+TEST(TeraMulti, joined_split_and_hyphenated_words_are_found_where_the_options_say) {
+  const Lines lines = {"Hauptbahnhof Bern", "Haupt Bahnhof Basel", "Baden-Baden", "E-Mail"};
+  Plan plan;
+  const auto bound = make(lines, plan);
+  plan.options |= TeraMulti::MERGE_ENTRIES;
+  const auto merged = make(lines, plan);
+  EXPECT_EQ(recall(*bound, "haupt bahnhof bern").count(1), 0u);
+  EXPECT_EQ(recall(*merged, "haupt bahnhof bern").at(1), 254);
+  EXPECT_EQ(recall(*merged, "hauptbahnhof basel").at(2), 254);
+  EXPECT_EQ(recall(*merged, "hauptbahnhof basel", USUAL | TeraMulti::BOUND).count(2), 0u);
+  EXPECT_EQ(recall(*bound, "hauptbahnhof basel").count(2), 0u);
+  Plan parts;
+  parts.addSeps = "-";
+  const auto cut = make(lines, parts);
+  EXPECT_EQ(recall(*bound, "baden").count(3), 0u);
+  EXPECT_GT(recall(*cut, "baden").at(3), 230);
+  EXPECT_EQ(recall(*cut, "baden baden").at(3), 255);
+  EXPECT_EQ(recall(*cut, "mail").count(4), 1u);
+  EXPECT_EQ(recall(*cut, "e-mail").at(4), 255);
+  const auto plain = make({"Haupt Bahnhof Basel", "Bahnhof"});
+  EXPECT_EQ(recall(*plain, "hauptbahnhof basel").count(1), 0u);
+  EXPECT_EQ(recall(*plain, "hauptbahnhof basel", USUAL | TeraMulti::DECOMPOSE).at(1), 255);
+}
+
+TEST(TeraMulti, abbreviations_stand_for_longer_words_on_either_side) {
+  const auto multi =
+      make({"Karl Weber", "K. Weber", "Bahnhofstr. Nord", "Bahnhofstrasse Nord", "Kunz Weber"});
+  EXPECT_GT(recall(*multi, "k weber").at(1), 240);
+  EXPECT_GT(recall(*multi, "karl weber").at(2), 240);
+  EXPECT_EQ(recall(*multi, "karl weber").at(1), 255);
+  EXPECT_GT(recall(*multi, "bahnhofstr. nord").at(4), 240);
+  EXPECT_GT(recall(*multi, "bahnhofstrasse nord").at(3), 240);
+  EXPECT_EQ(recall(*multi, "bahnhof* nord").count(4), 0u);
+  EXPECT_EQ(recall(*multi, "bahnhof~ nord", USUAL, TeraEval::SHORT, 190, "~").count(4), 1u);
+  TeraResult result("karl weber", 200, 10, 255);
+  multi->recall(&result, USUAL, TeraEval::SHORT, AceReporter::null());
+  result.find_any([](int, const TeraCand* cand) {
+    EXPECT_EQ(cand->is(TeraCand::INITIAL), cand->get_first_info() == 2) << cand->represent();
+    return false;
+  });
+}
+
+TEST(TeraMulti, within_a_group_weight_and_order_decide_and_matches_are_marked) {
+  const auto multi = make({"Weber Karl", "Karl Weber", "Karl Maria Weber", "Weber Maria Karl"});
+  TeraResult result("karl webr", 190, 10, 255);
+  multi->recall(&result, TeraMulti::TRANSPOSE, TeraEval::QUERY, AceReporter::null());
+  Lines shown;
+  result.find_any([&](int, const TeraCand* cand) {
+    shown.push_back(cand->represent());
+    return false;
+  });
+  EXPECT_EQ(shown, (Lines{"<b>Karl</b> <b>Weber</b>", "<b>Karl</b> Maria <b>Weber</b>",
+                          "<b>Weber</b> <b>Karl</b>", "<b>Weber</b> Maria <b>Karl</b>"}));
+  TeraResult few("karl", 190, 1, 255);
+  few.use_collection();
+  few.set_biggest_group(1);
+  EXPECT_EQ(multi->recall(&few, USUAL, TeraEval::QUERY, AceReporter::null()), 2);
+  EXPECT_EQ(found_in(&few), (Found{{1, 254}, {2, 254}, {3, 254}, {4, 254}}));
+  const TeraQueryRef query(multi->eval("webre", nullptr, ' ', TeraMulti::TRANSPOSE, TeraEval::SHORT));
+  AceAttach at;
+  EXPECT_STREQ(query->display("Anna Weber", &at), "Anna <b>Weber</b>");
+  EXPECT_EQ(query->compare(Large{1}), query->compare("Weber Karl"));
+}
+
+TEST(TeraMulti, words_have_aliases_and_sounds) {
+  const Lines lines = {"Robert Weber", "Bob Meier", "Anna Mayer"};
+  Plan plan;
+  plan.aliases = "Robert\t10\tBob\n";
+  const auto multi = make(lines, plan);
+  EXPECT_EQ(recall(*multi, "bob weber").at(1), 248) << "10 less of 3 tokens of 8";
+  EXPECT_EQ(recall(*multi, "bob weber", USUAL | TeraMulti::NO_ALIASES).count(1), 0u);
+  EXPECT_EQ(recall(*multi, "bob weber", USUAL | TeraMulti::FULL_REEVAL).count(1), 0u);
+  Plan sounds;
+  sounds.phonetics = "KOELNER";
+  const auto heard = make(lines, sounds);
+  EXPECT_EQ(recall(*heard, "anna meier").count(3), 1u);
+  EXPECT_EQ(recall(*make(lines), "anna meier").count(3), 0u);
+}
+
+TEST(TeraMulti, exact_lines_have_the_words_in_their_order_whatever_the_separators) {
+  const Lines lines = {"Karl Weber",      "karl  weber", "Weber Karl",
+                       "Karl Weber Haus", "Karl-Weber",  "Karl Webre"};
+  Plan plan;
+  plan.addSeps = "-";
+  const auto multi = make(lines, plan);
+  const std::unique_ptr<TeraResult> result(multi->exact("KARL weber", USUAL, AceReporter::null()));
+  EXPECT_EQ(found_in(result.get()), (Found{{1, 255}, {2, 255}, {5, 255}}));
+  EXPECT_EQ(recall(*multi, "karl-weber", USUAL | TeraMulti::EXACT), (Found{{1, 255}, {2, 255}, {5, 255}}));
+  const TeraQueryRef query(multi->eval("karl weber", nullptr, ' ', TeraMulti::EXACT, TeraEval::SHORT));
+  for (std::size_t i = 0; i < lines.size(); ++i)
+    EXPECT_EQ(query->compare(lines[i].c_str()), i == 0 || i == 1 || i == 4 ? 255 : 0) << lines[i];
+  const std::unique_ptr<TeraResult> none(multi->exact("karl", USUAL, AceReporter::null()));
+  EXPECT_EQ(none->num_cands(), 0);
+  EXPECT_EQ(multi->exact(nullptr, USUAL, AceReporter::null()), nullptr);
+}
+
+TEST(TeraMulti, single_words_lead_to_all_their_lines) {
+  Plan plan;
+  plan.skip = 10;
+  for (const int fast : {0, int{TeraMulti::FAST_SINGLE}}) {
+    plan.options |= fast;
+    const auto multi = make({"Karl Weber", "Weber", "Maria Wever", "Hans"}, plan);
+    EXPECT_EQ(multi->has_fast_single(), fast != 0);
+    EXPECT_TRUE(multi->is_skip_word(3)) << "Weber";
+    TeraResult result("weber", 200, 10, 255);
+    EXPECT_EQ(multi->single_recall(&result, USUAL, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 3, 100, nullptr),
+              2);
+    EXPECT_EQ(found_in(&result), (Found{{1, 255}, {2, 255}, {3, 204}}));
+    EXPECT_EQ(recall(*multi, "weber", USUAL | TeraMulti::SINGLE, TeraEval::MAXIMUM, 200),
+              (Found{{1, 255}, {2, 255}, {3, 204}}));
+    const TeraQueryRef query(multi->seval("weber", USUAL, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM));
+    EXPECT_EQ(query->compare("Maria Wever"), 204);
+  }
+}
+
+TEST(TeraMulti, lines_and_words_are_found_in_free_texts) {
+  const auto multi = make({"Karl Weber", "Hotel Adler", "Adler", "Weber"});
+  TeraScanGraph graph(0, "der karl webre wohnt im hotel adler heute", 200, 100, 255, 0);
+  EXPECT_GT(multi->multi_detect(&graph, USUAL, TeraEval::MAXIMUM, 165, 3, 50, nullptr, nullptr), 0);
+  Found best;
+  for (int i = 0; i < graph.get_num_nodes(); ++i)
+    for (auto* edge = graph.get_node(i)->get_first_edge(); edge != nullptr; edge = edge->get_next())
+      for (const auto& [line, quality] : found_in(edge->get_result()))
+        best[line] = std::max(best[line], quality);
+  EXPECT_EQ(best.at(2), 255);
+  EXPECT_GT(best.at(1), 220);
+  EXPECT_EQ(best.at(3), 255);
+  TeraScanGraph words(0, "im adler", 200, 100, 255, 0);
+  EXPECT_EQ(multi->single_detect(&words, USUAL, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 3, 100, nullptr),
+            2);
+  EXPECT_EQ(found_in(words.get_edge(1, 2, 0, 0, 0)->get_result()), (Found{{2, 255}, {3, 255}}));
+}
+
+TEST(TeraMulti, lines_come_back_as_words_and_long_ones_with_a_longer_head) {
+  Lines lines;
+  for (int i = 0; i < 300; ++i)
+    lines.push_back("common" + std::string(i % 3 == 0 ? " word" : "") + " rare" + std::to_string(i));
+  std::string longLine = "first";
+  for (int i = 0; i < 300; ++i) longLine += " rare" + std::to_string(i);
+  lines.push_back(longLine);
+  lines.push_back("next");
+  lines.push_back("");
+  lines.push_back("last  with   gaps ");
+  const auto multi = make(lines);
+  AceAttach at;
+  EXPECT_EQ(multi->num_records(), lines.size() + 1);
+  for (std::size_t i = 0; i + 1 < lines.size(); ++i)
+    EXPECT_EQ(multi->get_multiword(static_cast<Large>(i + 1), &at), lines[i]);
+  EXPECT_STREQ(multi->show(static_cast<Large>(lines.size()), &at), "last with gaps");
+  EXPECT_STREQ(multi->get_multiword(0, &at), "");
+  EXPECT_EQ(multi->get_multiword(10000, &at), nullptr);
+  EXPECT_EQ(multi->get_max_words(), 301);
+  Large* words = nullptr;
+  EXPECT_EQ(multi->get_word_ids(1, &words, &at), 3);
+  EXPECT_STREQ(multi->get_word(words[0], &at), "common");
+  EXPECT_EQ(multi->get_lines(words[0]).count, 300u);
+  EXPECT_EQ(multi->get_token_length(2), 11);
+  EXPECT_EQ(multi->verify(nullptr), 0);
+  std::string text = "one  two";
+  char* cut[4];
+  int offsets[4], lengths[4], tokens[4];
+  EXPECT_EQ(multi->string_split(text.data(), cut, 4, offsets, lengths, tokens), 2);
+  EXPECT_EQ(offsets[1], 5);
+}
+
+TEST(TeraMulti, building_refuses_what_it_cannot_keep_and_reports_skip_words) {
+  const support::TempFolder folder;
+  support::RecordingReporter rep;
+  Plan plan;
+  plan.rep = &rep;
+  TeraMulti multi;
+  plan.options |= TeraMulti::REVERSE_INFO;
+  EXPECT_EQ(build(&multi, {"fine", "two  blanks"}, plan), -2);
+  EXPECT_NE(rep.all().find("two  blanks"), std::string::npos);
+  EXPECT_EQ(build(&multi, {"fine", "one blank"}, plan), 0);
+  EXPECT_TRUE(multi.has_reverse_info());
+  std::string text = "1\ta\n1\tb\n";
+  AceInput input(text.data(), true);
+  TeraStandardReader reader(&input, 10);
+  WordsReader twice(&reader, nullptr);
+  EXPECT_EQ(multi.make_reader(&twice, nullptr, ' ', 0, 0, 2, nullptr, 4, 100, 100, nullptr, nullptr, nullptr,
+                              &rep, 0),
+            -1);
+  const Quiet quiet;
+  EXPECT_EQ(multi.init(&letters(), ' ', nullptr, true), -1);
+  plan.options = TeraMulti::MAKE_INFO | 8192;
+  EXPECT_EQ(build(&multi, {"a"}, plan), -1);
+  Plan skips;
+  support::write_file(folder.file("skip"), "Der\n\nunknown\n");
+  const std::string skipFile = folder.file("skip"), exported = folder.file("exported");
+  skips.skipFile = skipFile.c_str();
+  skips.skipExport = exported.c_str();
+  skips.skip = 50;
+  EXPECT_EQ(build(&multi, {"der Weber", "Karl Weber", "Weber", "Hans"}, skips), 0);
+  EXPECT_EQ(support::read_file(exported), "Weber\nder\n");
+  skips.options |= TeraMulti::UNIQUIFY;
+  EXPECT_EQ(build(&multi, {"der Weber", "der Weber", "der Weber", "Hans", "Maria", "Kurt"}, skips), 0);
+  EXPECT_EQ(support::read_file(exported), "der\n") << "three equal lines count once";
+}
+
+TEST(TeraMulti, lines_that_wait_in_a_file_come_back) {
+  const support::TempFolder folder;
+  Lines lines;
+  for (int i = 0; i < 500; ++i)
+    lines.push_back("line " + std::to_string(i) + " word" + std::to_string(i % 7));
+  Plan plan;
+  const std::string chunk = folder.file("names.chunk");
+  plan.chunk = chunk.c_str();
+  const std::string whole = support::image_by([&](AceFile* file) { make(lines, plan)->save(file); });
+  plan.sort = 1;
+  EXPECT_EQ(support::image_by([&](AceFile* file) { make(lines, plan)->save(file); }), whole);
+  plan.chunk = "/no/such/folder/names.chunk";
+  const Quiet quiet;
+  TeraMulti multi;
+  EXPECT_EQ(build(&multi, lines, plan), -1);
+}
+
+TEST(TeraMulti, is_the_same_in_every_load_mode_and_as_text) {
+  const support::TempFolder folder;
+  const Lines lines = {"Karl Weber", "Baden-Baden Nord", "Haupt Bahnhof", "Weber"};
+  Plan plan;
+  plan.options |= TeraMulti::MERGE_ENTRIES | TeraMulti::FAST_SINGLE | TeraMulti::REVERSE_INFO;
+  plan.addSeps = "-";
+  const auto multi = make(lines, plan);
+  multi->dump(folder.file("multi").c_str(), AceReporter::null());
+  for (int mode = 0; mode < 4; ++mode) {
+    TeraMulti same;
+    ASSERT_GE(same.load(folder.file("multi").c_str(), mode, AceReporter::null()), 0);
+    for (const char* query : {"webr karl", "hauptbahnhof", "baden", "nord"})
+      EXPECT_EQ(recall(same, query), recall(*multi, query)) << query;
+    EXPECT_EQ(support::image_by([&](AceFile* file) { same.save(file); }),
+              support::image_by([&](AceFile* file) { multi->save(file); }));
+    EXPECT_EQ(same.write(folder.file("lines").c_str(), 1), 4);
+    EXPECT_EQ(support::read_file(folder.file("lines")),
+              "00000001\tKarl Weber\n00000002\tBaden-Baden Nord\n00000003\tHaupt Bahnhof\n00000004\tWeber\n");
+    EXPECT_EQ(same.words(folder.file("words").c_str(), 0), 6);
+  }
+}
+
+void use(const std::string& image) {
+  support::PayloadFile file(image);
+  TeraMulti multi;
+  try {
+    if (multi.read(file.get()) < 0) return;
+  } catch (const AceException&) {
+    return;
+  }
+  AceAttach at;
+  for (Large line = 0; line < std::min(multi.num_records(), Large{9}); ++line) multi.get_multiword(line, &at);
+  for (const char* query : {"weber karl", "webre", "haus"}) {
+    TeraResult result(query, 150, 10, 255), single(query, 150, 10, 255);
+    multi.recall(&result, TeraMulti::TRANSPOSE, TeraEval::SHORT, AceReporter::null());
+    multi.single_recall(&single, 0, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 3, 50, AceReporter::null());
+    delete multi.exact(query, 0, AceReporter::null());
+  }
+  multi.verify(AceReporter::null());
+}
+
+TEST(TeraMulti, damaged_payloads_are_refused_or_answer_within_bounds) {
+  const Quiet quiet;
+  Plan plan;
+  plan.options |= TeraMulti::FAST_SINGLE;
+  const auto multi = make({"Karl Weber", "Weber Haus", "Karl"}, plan);
+  const std::string image = support::image_by([&](AceFile* file) { multi->save(file); });
+  support::for_each_damage(image, [](const std::string& damaged, const std::string&) { use(damaged); });
+}
+
+TEST(TeraMulti, the_smallest_index_is_the_documented_one) {
+  TeraMapConfig config("iso8859-1");
+  config.set_tokens("ab");
+  TeraMap map;
+  config.compile_map(&map);
+  TeraMulti multi;
+  multi.init(&map, ' ', nullptr, false);
+  std::string text = "0\tb a\n";
+  AceInput input(text.data(), true);
+  TeraStandardReader reader(&input, 10);
+  WordsReader words(&reader, nullptr);
+  ASSERT_EQ(multi.make_reader(&words, nullptr, ' ', 0, 0, TeraMulti::MAKE_INFO, nullptr, 4, 100, 100, nullptr,
+                              nullptr, nullptr, AceReporter::null(), 0),
+            0);
+  const std::string image = support::image_by([&](AceFile* file) { multi.save(file); });
+  const auto magic = [](const char* code) {
+    const int number = magic_number(code);
+    return std::string(reinterpret_cast<const char*>(&number), sizeof number);
+  };
+  // Without the index of words between.
+  EXPECT_EQ(image.substr(0, image.find(magic("EDITC"))) + image.substr(image.find(magic("THUFF"))),
+            support::documented_bytes(TEST_FORMATS, "Multi-word index"));
 }
 
 }  // namespace

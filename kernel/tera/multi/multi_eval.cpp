@@ -94,14 +94,15 @@ int TeraMultiEval::find_unit(std::size_t unit, AceReporter* rep) {
   const MultiText::Unit& part = queryParts.get_units()[unit];
   const char* text = queryParts.text_of(part);
   if (is_unfinished(part)) return find_key(unit, text, TeraEval::PREFIX, TeraEval::SHORT, 0, rep);
-  if (find_key(unit, text, recallAsk.mode, TeraEval::get_default_model(recallAsk.mode), 0, rep) < 0) return -1;
+  if (find_key(unit, text, recallAsk.mode, TeraEval::get_default_model(recallAsk.mode), 0, rep) < 0)
+    return -1;
   if (!part.is_single()) return 0;
   const std::string beginning = abbreviated_text(part);
   const int tokens = queryRules.count_tokens(beginning.c_str());
   if (tokens > 0 && find_key(unit, beginning.c_str(), TeraEval::PREFIX, TeraEval::SHORT, tokens, rep) < 0)
     return -1;
   if (part.tokens < 2 || !index.has_abbreviations(recallAsk.markers.c_str())) return 0;
-  return find_key(unit, text, TeraEval::EXTEND, TeraEval::SHORT, part.tokens, rep);
+  return find_key(unit, text, TeraEval::EXTEND, TeraEval::LONG, part.tokens, rep);
 }
 
 /// Recalls a text in the index of words. With `tokens`, of PREFIX only longer keys are wanted, and of EXTEND
@@ -165,7 +166,8 @@ int TeraMultiEval::decompose_words(AceReporter* rep) {
 
 bool TeraMultiEval::is_plain() const {
   const auto& units = queryParts.get_units();
-  if (index.has_more_keys() || std::any_of(units.begin(), units.end(), [](const auto& unit) { return !unit.is_single(); }))
+  if (isFullReeval || index.has_more_keys() ||
+      std::any_of(units.begin(), units.end(), [](const auto& unit) { return !unit.is_single(); }))
     return false;
   return std::all_of(rows.begin(), rows.end(), [](const auto& row) {
     return std::count(row.second.qualities.begin(), row.second.qualities.end(), 0) + 1 >=
@@ -245,8 +247,8 @@ const TeraMultiEval::Row* TeraMultiEval::find_row(const MultiText::Unit& unit, b
 }
 
 void TeraMultiEval::make_measures() {
-  const int options = (recallAsk.options & TeraMulti::WORD_OPTIONS) |
-                      (queryRules.operators ? 0 : TeraMulti::NO_GLOB);
+  const int options =
+      (recallAsk.options & TeraMulti::WORD_OPTIONS) | (queryRules.operators ? 0 : TeraMulti::NO_GLOB);
   const auto query_of = [&](const char* text, TeraEval::Mode mode, TeraEval::Model model, int weight) {
     return TeraQueryRef(index.get_word_query(text, mode, model, options, weight));
   };
@@ -263,7 +265,7 @@ void TeraMultiEval::make_measures() {
       made.tokens = queryRules.count_tokens(beginning.c_str());
     }
     if (!isOpen && unit.is_single() && unit.tokens > 1)
-      made.abbreviation = query_of(text, TeraEval::EXTEND, TeraEval::SHORT, plain);
+      made.abbreviation = query_of(text, TeraEval::EXTEND, TeraEval::LONG, plain);
     measures.push_back(std::move(made));
   }
 }

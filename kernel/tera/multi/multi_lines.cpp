@@ -57,8 +57,8 @@ std::vector<Large> MultiStrings::sort() {
 
 int MultiLines::append(const std::vector<Large>& numbers) {
   const bool isFiled = !chunkName.empty() && static_cast<int>(places.size() % PERCENT) >= inMemory;
-  places.push_back({isFiled ? chunkSize : static_cast<VInt>(kept.size()),
-                    static_cast<Large>(numbers.size()), isFiled});
+  places.push_back(
+      {isFiled ? chunkSize : static_cast<VInt>(kept.size()), static_cast<Large>(numbers.size()), isFiled});
   if (isFiled) return write(numbers);
   kept.insert(kept.end(), numbers.begin(), numbers.end());
   return 0;
@@ -102,10 +102,10 @@ namespace {
 
 /// What symbols of those frequencies take in all, in bits, where they are coded: their tables included.
 struct CodeSize {
-  double total = 0;     // occurrences
-  double entropy = 0;   // sum of f log f
-  double symbols = 0;   // coded
-  double escaped = 0;   // occurrences that are not
+  double total = 0;    // occurrences
+  double entropy = 0;  // sum of f log f
+  double symbols = 0;  // coded
+  double escaped = 0;  // occurrences that are not
   double bits(int offset_bits) const {
     const auto weighted = [](double f) { return f > 0 ? f * std::log2(f) : 0; };
     return weighted(total) - entropy - weighted(escaped) + escaped * offset_bits + symbols * TABLE_BITS;

@@ -65,6 +65,7 @@ class MultiLines {
   VInt chunkSize = 0;
 };
 
-/// Makes the code of words, of which those that occur `counts[word]` times too seldom are left out: each costs
-/// an entry of the tables. Which they are is where the tables and all words take least by their entropy.
+/// Makes the code of words, of which those that occur `counts[word]` times too seldom are left out: each
+/// costs an entry of the tables. Which they are is where the tables and all words take least by their
+/// entropy.
 int multi_make_word_code(const std::vector<Large>& counts, int offset_bits, HuffmanTree* code);

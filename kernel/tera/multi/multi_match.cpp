@@ -181,9 +181,8 @@ void MultiMatch::assign_rest(VInt weight) {
   for (std::size_t i = 0; i < pairs.size(); ++i) {
     const Span span = span_of(pairs[i]);
     if (is_joined(span) || !is_free(span)) continue;
-    const std::size_t place =
-        static_cast<std::size_t>(span.queryFirst) * static_cast<std::size_t>(columns) +
-        static_cast<std::size_t>(span.lineFirst);
+    const std::size_t place = static_cast<std::size_t>(span.queryFirst) * static_cast<std::size_t>(columns) +
+                              static_cast<std::size_t>(span.lineFirst);
     if (-pairs[i].weight >= costs[place]) continue;
     costs[place] = static_cast<int>(-pairs[i].weight);
     pairOf[place] = static_cast<int>(i);

@@ -80,12 +80,18 @@ TeraQuery* TeraMulti::eval(const char* query, const TeraMap*, char, int options,
                            int single_min_qual, int orig_weight, const char* comp_markers,
                            TeraEval::Mode mode) const {
   if (query == nullptr || TeraEval::get_model_func(model, 0) == nullptr) return nullptr;
-  const MultiAsk ask{options,     model, mode, single_min_qual, SINGLE_MAX_EDIT,
-                     orig_weight, comp_markers != nullptr ? comp_markers : ""};
+  const MultiAsk ask{options,
+                     model,
+                     mode,
+                     single_min_qual,
+                     SINGLE_MAX_EDIT,
+                     orig_weight,
+                     comp_markers != nullptr ? comp_markers : ""};
   return make_query(query, ask, nullptr);
 }
 
-TeraQuery* TeraMulti::seval(const char* query, int options, TeraEval::Mode mode, TeraEval::Model model) const {
+TeraQuery* TeraMulti::seval(const char* query, int options, TeraEval::Mode mode,
+                            TeraEval::Model model) const {
   if (query == nullptr) return nullptr;
   return new MultiSingleQuery(get_rules(),
                               get_word_query(query, mode, model, options & WORD_OPTIONS, ORIG_WEIGHT));

@@ -12,7 +12,8 @@ class TeraMulti;
 /// What a line is worth for a query of several words.
 class MultiQuery : public TeraQuery {
  public:
-  MultiQuery(const TeraMulti& multi, const char* query, MultiAsk ask) : index(multi), multiEval(multi, query, std::move(ask)) {}
+  MultiQuery(const TeraMulti& multi, const char* query, MultiAsk ask)
+      : index(multi), multiEval(multi, query, std::move(ask)) {}
 
   /// As `TeraMultiEval`.
   int find_words(AceReporter* rep) { return multiEval.find_words(rep); }

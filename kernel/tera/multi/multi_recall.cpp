@@ -21,7 +21,8 @@ constexpr std::size_t SEARCH_COST = 32;
 int MultiRecall::run(TeraResult* result) {
   if (multiEval->get_query().num_atoms() == 0) return result->num_cands();
   if (count_entries() > MOST_SWEEPS * index.num_records() + FREE_ENTRIES) {
-    AceReporter::use_default()->printf("Query whose words are in too many lines: '%s'\n", result->get_string());
+    AceReporter::use_default()->printf("Query whose words are in too many lines: '%s'\n",
+                                       result->get_string());
     result->set_unreliable();
     return -1;
   }
@@ -271,8 +272,8 @@ void MultiRecall::add_collection(std::size_t first, std::size_t last, TeraResult
   for (std::size_t i = first; i < last; ++i) lines[i - first] = found[i].line;
   std::sort(lines, lines + (last - first));
   const std::string name = "<COLLECTION num=" + std::to_string(last - first) + " />";
-  TeraCand* const cand = TeraCand::create_collection_cand(result->attach(name.c_str()),
-                                                          static_cast<int>(last - first), lines);
+  TeraCand* const cand =
+      TeraCand::create_collection_cand(result->attach(name.c_str()), static_cast<int>(last - first), lines);
   cand->resolve(static_cast<Large>(last - first), lines);
   result->add(found[first].quality, cand);
 }

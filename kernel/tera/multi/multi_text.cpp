@@ -62,8 +62,8 @@ void MultiText::add_word(std::string_view word, int from, const MultiRules& rule
     added.tokens += tokens;
     const int at = from + static_cast<int>(start);
     if (tokens >= rules.minPart)
-      units.push_back({stored, static_cast<int>(end - start), atom, atom + 1, tokens, at,
-                       from + static_cast<int>(end)});
+      units.push_back(
+          {stored, static_cast<int>(end - start), atom, atom + 1, tokens, at, from + static_cast<int>(end)});
   }
   added.last = num_atoms();
   if (added.last == added.first) return;
@@ -85,6 +85,7 @@ void MultiText::add_joined(const Word& first, const Word& second) {
 bool multi_is_abbreviation(std::string_view word, int tokens, const char* markers) {
   if (word.empty()) return false;
   const char last = word.back();
-  if (last == DOT || (markers != nullptr && last != '\0' && std::strchr(markers, last) != nullptr)) return true;
+  if (last == DOT || (markers != nullptr && last != '\0' && std::strchr(markers, last) != nullptr))
+    return true;
   return tokens == 1 && is_letter(word.front());
 }

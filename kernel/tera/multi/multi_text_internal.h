@@ -55,7 +55,9 @@ class MultiText {
   const std::vector<Atom>& get_atoms() const { return atoms; }
   const std::vector<Unit>& get_units() const { return units; }
   int num_atoms() const { return static_cast<int>(atoms.size()); }
-  const char* atom_text(int atom) const { return buffer.data() + atoms[static_cast<std::size_t>(atom)].start; }
+  const char* atom_text(int atom) const {
+    return buffer.data() + atoms[static_cast<std::size_t>(atom)].start;
+  }
   /// Ends with a 0.
   const char* text_of(const Unit& unit) const { return buffer.data() + unit.start; }
   std::string_view view_of(const Unit& unit) const {

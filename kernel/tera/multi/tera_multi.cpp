@@ -349,7 +349,8 @@ int TeraMulti::read_lines(AceFile* file) {
   if (wordComp.read(file) < 0) return ace_error(__FILE__, __LINE__, "wordComp.read(file)", -1, 0, -1);
   if (sizeComp.read(file) < 0) return ace_error(__FILE__, __LINE__, "sizeComp.read(file)", -1, 0, -1);
   if (stringArray.read(file) < 0) return ace_error(__FILE__, __LINE__, "stringArray.read(file)", -1, 0, -1);
-  if (stringArray.get_size() != static_cast<Large>(numWords)) return refuse("it has not a string for each word");
+  if (stringArray.get_size() != static_cast<Large>(numWords))
+    return refuse("it has not a string for each word");
   if (compSize > 0) compHeap = file->read_array<Token>(compSize, &memAt, ALIGNMENT);
   if (compSize > 0 && compHeap == nullptr) return refuse("its lines are cut");
   if (numStart > 0) compStart = file->read_array<VInt>(numStart, &memAt, ALIGNMENT);

@@ -124,14 +124,14 @@ class MultiBuild {
   MultiLines lines;
   AceReporter* rep;
   MultiStrings words;
-  MultiStrings moreKeys;         // numbered behind the words
-  std::vector<Large> numberOf;   // per word as it came
-  std::vector<Large> infos;      // per line as read
-  std::vector<Large> lineOf;     // per line number the line as read
-  std::vector<int> tokensOf;     // per word
-  std::vector<Large> numbers;    // of the line that is being looked at
-  std::vector<Large> keys;       // distinct, of the same line
-  std::vector<Large> keyCounts;  // lines per key
+  MultiStrings moreKeys;          // numbered behind the words
+  std::vector<Large> numberOf;    // per word as it came
+  std::vector<Large> infos;       // per line as read
+  std::vector<Large> lineOf;      // per line number the line as read
+  std::vector<int> tokensOf;      // per word
+  std::vector<Large> numbers;     // of the line that is being looked at
+  std::vector<Large> keys;        // distinct, of the same line
+  std::vector<Large> keyCounts;   // lines per key
   std::vector<Large> statCounts;  // the same, of lines that count for skip words
   VInt statLines = 0;
   std::vector<Large> wordCounts;  // occurrences per word
@@ -151,7 +151,8 @@ int MultiBuild::collect(WordsReader* reader) {
   if (rc < 0) return ace_error(__FILE__, __LINE__, "reader->get_line(&line, &info)", rc, 0, -1);
   numberOf = words.sort();
   tokensOf.resize(words.size());
-  for (Large word = 0; word < words.size(); ++word) tokensOf[word] = rules.map->tok_len(words.get(word), true);
+  for (Large word = 0; word < words.size(); ++word)
+    tokensOf[word] = rules.map->tok_len(words.get(word), true);
   wordCounts.assign(words.size(), 0);
   rep->printf("%u lines of %u distinct words\n", lines.size(), words.size());
   return 0;
@@ -230,8 +231,7 @@ void MultiBuild::find_keys() {
     text.split(lineText.c_str(), rules);
     for (const MultiText::Unit& unit : text.get_units()) {
       const Large word = words.find(text.view_of(unit));
-      keys.push_back(word != MultiStrings::NONE ? word
-                                                : words.size() + moreKeys.insert(text.view_of(unit)));
+      keys.push_back(word != MultiStrings::NONE ? word : words.size() + moreKeys.insert(text.view_of(unit)));
     }
   }
   std::sort(keys.begin(), keys.end());
@@ -319,7 +319,8 @@ int MultiBuild::make_lists(int skip, const char* skip_file, const char* skip_exp
     for (const Large key : keys) hits.add(key, line);
   }
   for (const Large key : skipped) hits.add(numKeys, key);
-  if ((index->optionFlags & TeraMulti::FAST_SINGLE) != 0) index->fastSingle = hits.make(words.size(), nullptr);
+  if ((index->optionFlags & TeraMulti::FAST_SINGLE) != 0)
+    index->fastSingle = hits.make(words.size(), nullptr);
   if ((index->optionFlags & TeraMulti::MAKE_INFO) == 0) return 0;
   index->infoHandle = hits.make(numKeys + 1, nullptr);
   index->singleInfo = lone.make(words.size(), nullptr);
@@ -336,7 +337,8 @@ int MultiBuild::code_sizes() {
     if (get_numbers(line) < 0) return -1;
     sizes.insert(static_cast<int>(numbers.size()), 1);
   }
-  if (index->sizeComp.make(&sizes) < 0) return ace_error(__FILE__, __LINE__, "sizeComp.make(&sizes)", -1, 0, -1);
+  if (index->sizeComp.make(&sizes) < 0)
+    return ace_error(__FILE__, __LINE__, "sizeComp.make(&sizes)", -1, 0, -1);
   return index->sizeComp.prepare() < 0 ? -1 : 0;
 }
 
@@ -446,6 +448,6 @@ int TeraMulti::make(const char* file, const TeraMap* map, char sep, int filter, 
     input = std::make_unique<AceInput>(alias_file, ALIAS_BUFFER, true);
     aliases = std::make_unique<TeraAliasFileReader>(input.get(), nullptr, 0);
   }
-  return make_reader(&reader, map, sep, filter, refine, options, add_seps, add_len, sort, skip,
-                     aliases.get(), skip_file, skip_export, rep, unused);
+  return make_reader(&reader, map, sep, filter, refine, options, add_seps, add_len, sort, skip, aliases.get(),
+                     skip_file, skip_export, rep, unused);
 }

@@ -14,8 +14,8 @@
 namespace {
 
 /// The nodes of a text between its words, in the graph too if it has none.
-std::unique_ptr<TeraSplitResult> split_text(TeraScanGraph* graph, int options, char sep, const std::string& more,
-                                            const TeraMap* map) {
+std::unique_ptr<TeraSplitResult> split_text(TeraScanGraph* graph, int options, char sep,
+                                            const std::string& more, const TeraMap* map) {
   const std::string separators = sep + more;
   auto split = std::make_unique<TeraSplitResult>(
       graph->get_orig_query(),

@@ -22,15 +22,15 @@ constexpr int ANY_DISTANCE = 255;
 
 // ---------------------------------------------------------------- the index of words
 
-int TeraMulti::recall_word(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, const MultiAsk& ask,
-                           bool plain, AceReporter* rep) const {
+int TeraMulti::recall_word(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model,
+                           const MultiAsk& ask, bool plain, AceReporter* rep) const {
   const int options = (ask.options & WORD_OPTIONS) | (plain ? TeraEdit::NO_ALIASES : 0);
   return editStruct->recall(result, mode, model, 0, 0, options, plain ? PLAIN_WEIGHT : ask.origWeight,
                             rep != nullptr ? rep : AceReporter::use_default());
 }
 
-TeraQuery* TeraMulti::get_word_query(const char* text, TeraEval::Mode mode, TeraEval::Model model, int options,
-                                     int weight) const {
+TeraQuery* TeraMulti::get_word_query(const char* text, TeraEval::Mode mode, TeraEval::Model model,
+                                     int options, int weight) const {
   return editStruct->get_query(text, mode, model, options, weight);
 }
 
@@ -46,7 +46,8 @@ const char* TeraMulti::decompose(const char* word, int single_min_qual, AceAttac
                        AceReporter::use_default());
   };
   if (get_tera_map()->tok_len(word, true) > TeraDecompose::MAX_POSITIONS) return nullptr;
-  const int rc = TeraDecompose::decompose(&result, MIN_PART, MIN_PART, TeraEval::MAXIMUM, get_tera_map(), recall_part);
+  const int rc =
+      TeraDecompose::decompose(&result, MIN_PART, MIN_PART, TeraEval::MAXIMUM, get_tera_map(), recall_part);
   TeraCand* const best = rc > 0 ? result.get_best_cand() : nullptr;
   if (best == nullptr || best->get_string() == nullptr) return nullptr;
   char* parts = at->attach(best->get_string());
@@ -69,8 +70,13 @@ int TeraMulti::recall(TeraResult* result, int options, TeraEval::Model model, Ac
         ->printf("Recall of lines without hit lists, or by a model that is none (%d)\n", model);
     return -1;
   }
-  const MultiAsk ask{options,     model, mode, single_min_qual, single_max_edit,
-                     orig_weight, comp_markers != nullptr ? comp_markers : ""};
+  const MultiAsk ask{options,
+                     model,
+                     mode,
+                     single_min_qual,
+                     single_max_edit,
+                     orig_weight,
+                     comp_markers != nullptr ? comp_markers : ""};
   TeraQuery* const query = make_query(result->get_string(), ask, rep);
   if (query == nullptr) return ace_error(__FILE__, __LINE__, "query = make_query(string, ask)", -1, 0, -1);
   const int rc = recall_lines(query, result);
@@ -104,7 +110,8 @@ int TeraMulti::single_recall(TeraResult* result, int options, TeraEval::Mode mod
 /// The lines with the words of a query in its order: those of its rarest word, looked at one by one.
 class MultiExact {
  public:
-  MultiExact(const TeraMulti& multi, const MultiRules& rules, const char* text) : index(multi), lineRules(rules) {
+  MultiExact(const TeraMulti& multi, const MultiRules& rules, const char* text)
+      : index(multi), lineRules(rules) {
     lineRules.joins = false;
     MultiRules queryRules = lineRules;
     queryRules.minPart = 1;
@@ -129,7 +136,8 @@ class MultiExact {
     AceAttach at;
     std::vector<Large> keys;
     constexpr int options = TeraEdit::NO_OPERATORS | TeraEdit::NO_ALIASES;
-    if (index.editStruct->exact(&result, index.get_tera_map()->convert(text, true, &at), options) < 0) return keys;
+    if (index.editStruct->exact(&result, index.get_tera_map()->convert(text, true, &at), options) < 0)
+      return keys;
     result.find_any([&](int, const TeraCand* cand) {
       for (Large i = 0; i < cand->get_num_infos(); ++i) keys.push_back(cand->get_info(i));
       return false;

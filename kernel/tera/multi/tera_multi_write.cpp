@@ -36,8 +36,8 @@ int TeraMulti::words(const char* file, int infos) const {
 
 void TeraMulti::stat(AceReporter* rep) const {
   if (rep == nullptr) return;
-  rep->printf("%u lines of %d distinct words, at most %d words and %d bytes\n", numRecords, numWords, maxWords,
-              maxLine);
+  rep->printf("%u lines of %d distinct words, at most %d words and %d bytes\n", numRecords, numWords,
+              maxWords, maxLine);
   rep->printf("%ld bytes of coded lines, %d words with a code, %d plain bits for the others\n", compSize,
               wordComp.get_num_codes(), offsetBits);
   rep->printf("%u skip words, options %d, separator '%c', additional ones '%s'\n", skip_list().count,
