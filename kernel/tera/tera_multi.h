@@ -16,10 +16,10 @@
 /// parts. Each query word goes to at most one line word, and the other way round. A pair has the quality of
 /// LEVENSHTEIN by MAXIMUM (swaps are one error, if asked for); with COMPLETE the last query word that of
 /// PREFIX by SHORT. A word of either side that ends with a dot or a completion marker, and a single letter,
-/// also stands for longer words that begin with it, by PREFIX and SHORT (of the query, by EXTEND and LONG). Pairs below the least quality of
-/// words do not count. A word with parts goes as a whole or part by part; parts of fewer than `addLen` tokens
-/// go with the whole only. With MERGE_ENTRIES two words side by side count as one, too. The line has the
-/// model's value, in its fine form, of
+/// also stands for longer words that begin with it, by PREFIX and SHORT (of the query, by EXTEND and LONG).
+/// Pairs below the least quality of words do not count. A word with parts goes as a whole or part by part;
+/// parts of fewer than `addLen` tokens go with the whole only. With MERGE_ENTRIES two words side by side
+/// count as one, too. The line has the model's value, in its fine form, of
 ///
 ///     255 * tokens of the query,   the most that the pairs' (tokens of the query word * quality) add up
 ///     to,   255 * tokens of the line (at most 65,535)
