@@ -9,8 +9,8 @@
 #include "ace/ace_reporter.h"
 #include "dast/dast_field_flags.h"
 #include "dast/dast_magic_constructor.h"
+#include "dime/method/dime_checked_reader_internal.h"
 #include "tera/tera_alias_reader.h"
-#include "tera/tera_reader.h"
 #include "tera/tera_scan_graph.h"
 #include "tera/tera_scan_query.h"
 #include "tera/tera_standard_query.h"
@@ -32,29 +32,6 @@ const MagicConstructor<DastDetectorInterface> DastDetectorInterfaceDimeAutoMetho
 /// Lists the parsers while the library is loaded, so that they are found by name.
 const bool parsersAreListed =
     DimeAutoRecallOptions::get_parser() != nullptr && DimeAutoMethod::get_parser() != nullptr;
-
-/// Passes lines on, and notes the first value that the index would give back in another form.
-class CheckedReader : public TeraReader {
- public:
-  CheckedReader(TeraReader* reader, const TeraMap* map) : source(reader), teraMap(map) {}
-  int get_line(const char** string, Large* info, VInt* line) override {
-    const int rc = source->get_line(string, info, line);
-    if (rc > 0 && firstLost.empty() && !is_kept(*string)) firstLost = *string;
-    return rc;
-  }
-  int rewind() override { return source->rewind(); }
-  VInt get_estimate() override { return source->get_estimate(); }
-
-  std::string firstLost;
-
- private:
-  bool is_kept(const char* string) const {
-    return teraMap->is_normalized(string) != 0 && teraMap->tok_len(string, true) <= TeraAutoData::MAX_TOKENS;
-  }
-
-  TeraReader* source;
-  const TeraMap* teraMap;
-};
 
 struct Unref {
   void operator()(TeraScanGraph* graph) const { graph->decr_ref(); }
@@ -119,7 +96,7 @@ int DimeAutoMethod::make(TeraReader* reader, int flags, AceReporter* rep, const 
   const bool serves = (flags & DastFieldFlags::IN_INDEX_STORAGE) != 0;
   makeOpt = serves ? makeOpt | SERVES_STRINGS : makeOpt & ~SERVES_STRINGS;
   if (!serves) return make_index(reader, rep, filename);
-  CheckedReader checked(reader, autoStruct.get_tera_map());
+  DimeCheckedReader checked(reader, autoStruct.get_tera_map());
   const int rc = make_index(&checked, rep, filename);
   if (rc < 0 || checked.firstLost.empty()) return rc;
   rep->printf("%s: the index cannot give back '%s'\n", filename != nullptr ? filename : NAME,
