@@ -45,6 +45,8 @@ class SORV_API _DamoCsvInput : public DamoFileInput {
   /// Grows the field's buffer, beyond `MAX_FIELD_SIZE` where needed, when the value does not fit.
   int set_field(int index, const char* value) override;
   int partition(int part, int num_parts) override;
+  /// Fields are quoted where they must be.
+  char* get_source_text(AceAttach* at) override;
 
  private:
   struct Line {

@@ -57,6 +57,11 @@ class SORV_API DamoField {
   /// The byte between repeated values, TAB at first; negative for none.
   void set_field_sep(int separator);
   const char* get_name() const;
+  /// Whether `set_field_sep` was told TAB, here or for a subfield that takes that input field.
+  bool is_cut_at_tabs(int source) const;
+  /// The input field whose text is the only value, as long as it has no separator: of a field without
+  /// subfields and transforms. -1 for others.
+  int get_plain_source() const;
 
   /// Computes the values from the `num_fields` fields of a record (a null one is empty) and stores the array
   /// of them, in `at`. Returns their number; 0, with a null array, when there is no value.

@@ -17,6 +17,9 @@ class SORV_API _DamoFixedInput : public DamoFileInput {
   /// increasing from 0 or more on.
   _DamoFixedInput(int tab_count, const int* tab_stops, AceReporter* rep);
 
+  /// Without what lies behind the last tab stop.
+  char* get_source_text(AceAttach* at) override;
+
  private:
   int split(char* line, int length, int as_is) override;
   char* line_buffer(VInt size);

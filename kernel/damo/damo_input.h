@@ -29,12 +29,24 @@
 /// an input of its own and calls `partition`.
 #pragma once
 
+#include <string>
+
 #include "ace/ace_attach.h"
 #include "ace/ace_check_type.h"
 #include "ace/ace_types.h"
 
 class AceReporter;
+class DamoInput;
 class DamoStatistic;
+
+/// Is shown the records that an input does not give out.
+class SORV_API DamoRejects {
+ public:
+  virtual ~DamoRejects() = default;
+  /// The input's current record, numbered `line_num`, is bad: it is ignored or rejected. Missing fields are
+  /// null.
+  virtual void reject(DamoInput* input, VInt line_num, const char* reason) = 0;
+};
 
 class SORV_API DamoInput : public AceCheckType<DamoInput> {
  public:
@@ -83,6 +95,9 @@ class SORV_API DamoInput : public AceCheckType<DamoInput> {
   virtual const char* get_source_name() = 0;
   /// True once `read_line` has met the end.
   virtual bool eof() = 0;
+  /// The current record, a bad one too, as the source has it, in `at`: what a user mends to have it read
+  /// again. Here: the fields with TABs in between.
+  virtual char* get_source_text(AceAttach* at);
   /// Hands a record to an input that takes pushed lines; -1 (reported) for the others.
   virtual int put_line(char* line);
 
@@ -109,6 +124,8 @@ class SORV_API DamoInput : public AceCheckType<DamoInput> {
   /// `error_correction`: a sum of `ErrorCorrection` flags, 0 for none. `fill_string` is copied; null fills
   /// with the empty string. `stat` counts bad records; it may be null and is the caller's.
   void set_error_correction(int error_correction, const char* fill_string, DamoStatistic* stat);
+  /// Who is shown the bad records that are not corrected; null for nobody. The caller's.
+  void set_rejects(DamoRejects* rejects) { badRecords = rejects; }
 
  protected:
   /// Room for `max_fields` fields and a deletion marker. A null reporter stands for the default one.
@@ -121,6 +138,17 @@ class SORV_API DamoInput : public AceCheckType<DamoInput> {
   /// Corrects a record of `nf` fields as far as the flags allow; -1 stands for one whose missing fields are
   /// null. With `fatal_error` nothing can be filled. Returns `ACCEPT`, `SKIP` or `REJECTED`.
   int handle_error(int nf, bool fatal_error);
+  /// The current record, a bad one too, with `separator` between its fields; `write_field(text)` gives a
+  /// field's notation.
+  template <class WriteField>
+  char* joined_source(char separator, AceAttach* at, WriteField write_field) const {
+    std::string text(isExplicitDelete ? "<del>" : "");
+    for (int i = 0; i < recordSize && fieldPtr[i] != nullptr; ++i) {
+      if (i > 0 || isExplicitDelete) text += separator;
+      write_field(fieldPtr[i], &text);
+    }
+    return at->attach(text.c_str());
+  }
   /// Looks for the deletion marker in front of `nf` fields and sets `isExplicitDelete`. With `shift_arr` not
   /// 0 a marker is removed. Returns the number of fields, the marker not counted if removed.
   int check_explicit_del(int nf, int shift_arr);
@@ -143,6 +171,7 @@ class SORV_API DamoInput : public AceCheckType<DamoInput> {
   const char* fillStr = "";
   AceReporter* reporter;
   DamoStatistic* statistic = nullptr;
+  DamoRejects* badRecords = nullptr;
   int errCount = 0;
   bool isExplicitDelete = false;
   int recordSize = 0;  // entries of fieldPtr that belong to the current record

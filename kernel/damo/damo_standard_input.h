@@ -10,6 +10,8 @@ class SORV_API _DamoStandardInput : public DamoFileInput {
  public:
   _DamoStandardInput(char separator, AceReporter* rep);
 
+  char* get_source_text(AceAttach* at) override;
+
  private:
   int split(char* line, int length, int as_is) override;
 

@@ -249,6 +249,19 @@ Huge _DamoCsvInput::record_start(Huge from, Huge pos) {
   return start;
 }
 
+char* _DamoCsvInput::get_source_text(AceAttach* at) {
+  const char special[] = {fieldSep, '\n', '\r', textQuote, '\0'};  // a quote of 0 ends the list
+  return joined_source(fieldSep, at, [&](const char* field, std::string* text) {
+    const bool isQuoted = textQuote != '\0' && std::strpbrk(field, special) != nullptr;
+    if (isQuoted) *text += textQuote;
+    for (; *field != '\0'; ++field) {
+      if (isQuoted && (*field == textQuote || *field == escapeChar)) *text += escape();
+      *text += *field;
+    }
+    if (isQuoted) *text += textQuote;
+  });
+}
+
 DamoInput* DamoCsvInput(const char* file, char separator, char quote, char escape, AceReporter* rep) {
   auto input = std::make_unique<_DamoCsvInput>(separator, quote, escape, rep);
   return input->check_characters() < 0 || input->init(file) < 0 ? nullptr : input.release();

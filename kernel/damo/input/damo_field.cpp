@@ -19,6 +19,7 @@ struct _DamoField {
   int fieldSource = -1;
   int subCount = 0;
   int fieldSep = '\t';
+  bool hasOwnSep = false;
   int useCache = 0;
   int useControl = 0;
   TeraTransform* normObj = nullptr;
@@ -175,6 +176,21 @@ void DamoField::set_use_control() {
 
 void DamoField::set_field_sep(int separator) {
   fieldData->fieldSep = separator;
+  fieldData->hasOwnSep = true;
+}
+
+bool DamoField::is_cut_at_tabs(int source) const {
+  if (fieldData->subCount == 0)
+    return fieldData->hasOwnSep && fieldData->fieldSep == '\t' && fieldData->fieldSource == source;
+  return std::any_of(fieldData->subFields, fieldData->subFields + fieldData->subCount,
+                     [source](const DamoField* sub) { return sub->is_cut_at_tabs(source); });
+}
+
+int DamoField::get_plain_source() const {
+  const bool isPlain = fieldData->subCount == 0 && fieldData->normObj == nullptr &&
+                       fieldData->statObj == nullptr && fieldData->useControl == 0 &&
+                       fieldData->fieldSep == '\t';
+  return isPlain ? fieldData->fieldSource : -1;
 }
 
 const char* DamoField::get_name() const {

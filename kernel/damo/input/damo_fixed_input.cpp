@@ -41,6 +41,12 @@ char* _DamoFixedInput::line_buffer(VInt size) {
   return lineBuffer;
 }
 
+char* _DamoFixedInput::get_source_text(AceAttach* at) {
+  std::string text(isExplicitDelete ? "<del>" : "");
+  for (int i = 0; i < recordSize && fieldPtr[i] != nullptr; ++i) text += fieldPtr[i];
+  return at->attach(text.c_str());
+}
+
 DamoInput* DamoFixedInput(const char* file, int tab_count, int* tab_stops, AceReporter* rep) {
   auto input = std::make_unique<_DamoFixedInput>(tab_count, tab_stops, rep);
   return input->init(file) < 0 ? nullptr : input.release();

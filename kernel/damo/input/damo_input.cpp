@@ -125,7 +125,15 @@ int DamoInput::handle_error(int nf, bool fatal_error) {
   errorNumFields = nf >= 0 ? nf : static_cast<int>(numPresent);
   if (statistic != nullptr) statistic->incr_badline();
 
+  const auto show = [&] {
+    if (badRecords == nullptr) return;
+    const std::string reason = fatal_error ? "it cannot be read"
+                                           : "it has " + std::to_string(errorNumFields) +
+                                                 " fields instead of " + std::to_string(numFields);
+    badRecords->reject(this, lineIdx, reason.c_str());
+  };
   if ((errorCorr & IGNORE_RECORD) != 0) {
+    show();
     if (count_correction()) reporter->printf("Error correction: Ignoring record %ld\n", lineIdx);
     return SKIP;
   }
@@ -141,7 +149,12 @@ int DamoInput::handle_error(int nf, bool fatal_error) {
     std::replace(fieldPtr, recordEnd, static_cast<const char*>(nullptr), fillStr);
     return ACCEPT;
   }
+  show();
   return REJECTED;
+}
+
+char* DamoInput::get_source_text(AceAttach* at) {
+  return joined_source('\t', at, [](const char* field, std::string* text) { *text += field; });
 }
 
 bool DamoInput::count_correction() {

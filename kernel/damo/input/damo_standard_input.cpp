@@ -11,6 +11,11 @@ int _DamoStandardInput::split(char* line, int length, int /*as_is*/) {
   return damo_split(line, length, static_cast<char>(fieldSep), fieldPtr, field_room());
 }
 
+char* _DamoStandardInput::get_source_text(AceAttach* at) {
+  return joined_source(static_cast<char>(fieldSep), at,
+                       [](const char* field, std::string* text) { *text += field; });
+}
+
 DamoInput* DamoStandardInput(const char* file, char separator, AceReporter* rep, int num_fields) {
   auto input = std::make_unique<_DamoStandardInput>(separator, rep);
   if (input->set_num_fields(num_fields) < 0 || input->init(file) < 0) return nullptr;
