@@ -29,7 +29,7 @@
 /// it is read with the same settings when it has been mended; "<file>.reasons" says of each its number there,
 /// its number in the source, and what is wrong, TABs in between.
 ///
-/// Deletions make the record file a difference file (damo_diff.h), which no base is built from. After
+/// Deletions make the record file a difference file, which no base is built from. After
 /// `set_for_build` they are bad records.
 ///
 /// Parts of a source are extracted into files of their own, by extractions of their own, which may run at
