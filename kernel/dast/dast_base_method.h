@@ -11,6 +11,7 @@
 #include "dast/dast_detector_interface.h"
 
 class AceAttach;
+class TeraAmortizedQuery;
 class TeraQuery;
 
 class SORV_API DastBaseMethod : public DastDetectorInterface {
@@ -45,6 +46,10 @@ class SORV_API DastBaseMethod : public DastDetectorInterface {
   /// Not 0 when the values of ascending base ids are in sort order.
   virtual int can_sort() const = 0;
 
+  /// A new query that gives values their qualities from those of the words of a text, whose graph this is;
+  /// null for methods without.
+  virtual TeraAmortizedQuery* create_amortized_query(DastOptions::Call call,
+                                                     const TeraScanGraph* graph) const;
   /// Looks up single words of a text. The base warns and gives null: not every method detects words.
   virtual TeraScanGraph* detect_single(const char* text, DastOptions::Call call, AceReporter* rep) const;
 };

@@ -15,6 +15,10 @@ int DastBaseMethod::make(const char* filename, int flags, AceReporter* rep) {
   return make(&reader, flags, rep, filename);
 }
 
+TeraAmortizedQuery* DastBaseMethod::create_amortized_query(DastOptions::Call, const TeraScanGraph*) const {
+  return nullptr;
+}
+
 TeraScanGraph* DastBaseMethod::detect_single(const char*, DastOptions::Call, AceReporter* rep) const {
   rep->ev_wprintf("Warning! Related build field does not support detection of single words\n");
   return nullptr;
