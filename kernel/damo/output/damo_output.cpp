@@ -19,12 +19,20 @@ DamoOutput::DamoOutput(const char* name) : fileName(name != nullptr ? name : "")
   std::setvbuf(stream, nullptr, _IOFBF, BUFFER_SIZE);
 }
 
+void DamoOutput::vprintf(const char* format, std::va_list values) {
+  if (std::vfprintf(stream, format, values) < 0) fail("write to");
+}
+
 void DamoOutput::printf(const char* format, ...) {
   std::va_list values;
   va_start(values, format);
-  const int length = std::vfprintf(stream, format, values);
+  try {
+    vprintf(format, values);
+  } catch (...) {
+    va_end(values);
+    throw;
+  }
   va_end(values);
-  if (length < 0) fail("write to");
 }
 
 void DamoOutput::flush() {

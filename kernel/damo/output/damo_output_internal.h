@@ -1,6 +1,7 @@
 /// Text files that appear whole or not at all, written in large pieces.
 #pragma once
 
+#include <cstdarg>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -20,6 +21,7 @@ class DamoOutput {
     if (std::putc(c, stream) == EOF) fail("write to");
   }
   [[gnu::format(printf, 2, 3)]] void printf(const char* format, ...);
+  void vprintf(const char* format, std::va_list values);
   void flush();
   /// Puts the file in place. Without it the old one stays.
   void commit();
