@@ -7,6 +7,8 @@ find_path(SORVANTA_CLDR_TRANSFORMS Greek-Latin.xml PATHS /usr/share/unicode/cldr
   NO_DEFAULT_PATH REQUIRED DOC "Folder of transliteration rules (package unicode-cldr-core)")
 find_path(SORVANTA_CLDR_COLLATION allkeys_CLDR.txt PATHS /usr/share/unicode/cldr/common/uca
   NO_DEFAULT_PATH REQUIRED DOC "Folder of collation keys and their tests (package unicode-cldr-core)")
+find_path(SORVANTA_CLDR_MAIN de.xml PATHS /usr/share/unicode/cldr/common/main
+  NO_DEFAULT_PATH REQUIRED DOC "Folder of the names that languages have (package unicode-cldr-core)")
 find_path(SORVANTA_ENCODINGS cp1252.enc PATHS /usr/share/tcltk/tcl8.6/encoding /usr/lib/tcl8.6/encoding
   NO_DEFAULT_PATH REQUIRED DOC "Folder of encoding files (package libtcl8.6)")
 

@@ -1,0 +1,324 @@
+// The DATE method: what it is asked.
+#include <algorithm>
+#include <cctype>
+#include <climits>
+#include <cstring>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "ace/ace_error.h"
+#include "ace/ace_reporter.h"
+#include "ace/ace_time_analysis.h"
+#include "dime/dime_date.h"
+#include "dime/method/dime_values_internal.h"
+#include "tera/tera_scan_graph.h"
+#include "tera/tera_splitter.h"
+#include "tera/tera_standard_query.h"
+
+namespace {
+
+constexpr int ANY_ORIGIN = -1;
+constexpr int LAST_DAY = (DimeDateText::MAX_YEAR + 1) * DimeDateText::DAYS_PER_YEAR - 1;
+constexpr int CLIFF = 256;
+/// Words of the longest date in a text.
+constexpr int MAX_DATE_WORDS = 5;
+
+int direction_of(DastOptions::Call call) {
+  return call == DastOptions::COMPLETE ? 1 : call == DastOptions::DETECT ? -1 : 0;
+}
+
+std::unique_ptr<TeraResult> make_result(const char* query, const DimeRecallOptions& limits, int min_value) {
+  return std::make_unique<TeraResult>(query, min_value, limits.numCands, limits.maxDist, nullptr);
+}
+
+/// The quality of stored texts.
+class DateQuery : public TeraQuery {
+ public:
+  DateQuery(const DimeDateMethod* method, DastOptions::Call call, const char* query)
+      : dateMethod(method),
+        isDate(method->read_query(call, query, &ask)),
+        isExact(call == DastOptions::EXACT),
+        text(query, isExact ? TeraEval::EXACT : TeraEval::LEVENSHTEIN,
+             isExact ? TeraEval::MAXIMUM : TeraEval::REDUNDANT, method->get_map(),
+             TeraAutoRecall::NO_OPERATORS | TeraAutoRecall::TRANSPOSE) {}
+
+  int is_empty() const override { return !isDate && text.is_empty() != 0 ? 1 : 0; }
+  int compare(const char* entry) override {
+    if (entry == nullptr || *entry == '\0') return 0;
+    const DimeDateRecallOptions& options = dateMethod->get_recall_options();
+    const auto method = options.get_search_method();
+    int quality = 0;
+    if (isDate && method != DimeDateRecallOptions::STRING) {
+      const int date =
+          DimeDateText::read_date(entry, dateMethod->get_format(), &dateMethod->get_month_finder());
+      quality = ask.compare(date, options);
+    }
+    const bool isText = isExact ? !isDate : method != DimeDateRecallOptions::TIME;
+    return isText ? std::max(quality, text.compare(entry)) : quality;
+  }
+  using TeraQuery::compare;
+  bool equals(const char* entry) const override { return text.equals(entry); }
+
+ private:
+  const DimeDateMethod* dateMethod;
+  DimeDateAsk ask;
+  bool isDate;
+  bool isExact;
+  TeraStandardQuery text;
+};
+
+}  // namespace
+
+// ---------------------------------------------------------------- queries
+
+TeraQuery* DimeDateMethod::eval(DastOptions::Call call, const char* query, AceReporter*) const {
+  return query != nullptr ? new DateQuery(this, call, query) : nullptr;
+}
+
+/// Adds a date, and what it is with day and month exchanged.
+void DimeDateMethod::add_date(int date, int direction, int penalty, DimeDateAsk* ask) const {
+  DimeDateAsk::Range range;
+  range.date = date;
+  range.direction = direction;
+  range.penalty = penalty;
+  const int first = DimeDateText::plain(date);
+  const int last = DimeDateText::last_day(date);
+  range.isDate = ask->isExact || first == date;
+  range.from = direction < 0 ? 0 : first;
+  range.to = direction > 0 ? LAST_DAY : last;
+  ask->ranges.push_back(range);
+  if (ask->isExact || first != date || penalty > 0 || !recallOpts.get_switch_day_month()) return;
+  int day = 0;
+  int month = 0;
+  int year = 0;
+  decompose(date, &day, &month, &year);
+  if (day != month && DimeDateText::is_day(month, day) && recallOpts.get_switch_penalty() > 0)
+    add_date(make_time(month, day, year), direction, recallOpts.get_switch_penalty(), ask);
+}
+
+/// Two dates, where the text has a separator between such.
+bool DimeDateMethod::approx_times(DastOptions::Call, const char* query, DimeDateAsk* ask) const {
+  const std::string_view text = query;
+  for (const std::string_view separator : {";", "..", " - "}) {
+    const std::size_t at = text.find(separator);
+    if (at == std::string_view::npos) continue;
+    const std::string first(text.substr(0, at));
+    int from = DimeDateText::read_date(first.c_str(), dateFormat, &monthFinder);
+    int to = DimeDateText::read_date(query + at + separator.size(), dateFormat, &monthFinder);
+    if (from == DimeDateText::NO_DATE || to == DimeDateText::NO_DATE) continue;
+    if (DimeDateText::plain(from) > DimeDateText::plain(to)) std::swap(from, to);
+    DimeDateAsk::Range range;
+    range.from = DimeDateText::plain(from);
+    range.to = DimeDateText::last_day(to);
+    ask->ranges.push_back(range);
+    return true;
+  }
+  return false;
+}
+
+bool DimeDateMethod::read_query(DastOptions::Call call, const char* query, DimeDateAsk* ask) const {
+  *ask = {};
+  if (query == nullptr) return false;
+  ask->isExact = call == DastOptions::EXACT;
+  if (!ask->isExact && approx_times(call, query, ask)) return true;
+  if (DimeDateText::read_parts(query, dateFormat, &monthFinder, true, &ask->pattern) < 0) return false;
+  ask->hasPattern = ask->pattern.has_wildcards();
+  if (ask->hasPattern) return true;
+  const int date = make_time(ask->pattern.day.value(), ask->pattern.month.value(), ask->pattern.year.value());
+  if (date == DimeDateText::NO_DATE) return false;
+  add_date(date, direction_of(call), 0, ask);
+  return true;
+}
+
+// ---------------------------------------------------------------- look-up by days
+
+void DimeDateMethod::add_key(int quality, Large key, TeraResult* result) const {
+  const IdList ids = infoHandle->get(key);
+  if (ids.empty() || quality <= 0 || !result->accept(quality)) return;
+  result->add(quality, new TeraCand(print_time(static_cast<int>(key), result), ids.count, ids.values));
+}
+
+/// Of days, months alone and years alone in turn. A key that several ranges reach counts once.
+void DimeDateMethod::find_range(const DimeDateAsk& ask, const DimeDateAsk::Range& range,
+                                std::vector<Large>* seen, TeraResult* result) const {
+  const int reach = ask.isExact ? 0 : std::min(recallOpts.get_tolerance(), CLIFF);
+  for (const int mark : {0, DimeDateText::MONTH_ONLY, DimeDateText::YEAR_ONLY}) {
+    const Large first = static_cast<Large>(std::max(range.from - reach, 0) + mark);
+    const Large last = static_cast<Large>(std::min(range.to + reach, LAST_DAY) + mark);
+    for (Large slot = lower_slot(first);; ++slot) {
+      const Large key = infoHandle->get_key(slot);
+      if (key == AceIdMap::NONE || key > last) break;
+      if (ask.ranges.size() > 1) {
+        if (std::find(seen->begin(), seen->end(), key) != seen->end()) continue;
+        seen->push_back(key);
+      }
+      add_key(ask.compare(static_cast<int>(key), recallOpts), key, result);
+    }
+  }
+}
+
+int DimeDateMethod::find_dates(const DimeDateAsk& ask, TeraResult* result) const {
+  if (infoHandle == nullptr || infoHandle->get_num_keys() == 0) return 0;
+  if (ask.hasPattern) return find_expansions(ask.pattern, result);
+  if (ask.isExact) {
+    for (const DimeDateAsk::Range& range : ask.ranges)
+      add_key(TeraEval::PERFECT, static_cast<Large>(range.date), result);
+    return 0;
+  }
+  std::vector<Large> seen;
+  for (const DimeDateAsk::Range& range : ask.ranges) find_range(ask, range, &seen, result);
+  return 0;
+}
+
+/// Every day that the wildcards stand for, in the years that there are.
+int DimeDateMethod::find_expansions(const DimeDateText::Parts& pattern, TeraResult* result) const {
+  const AceTimeSection section("EXACT_WILDCARD");
+  std::vector<int> years;
+  const Large end = lower_slot(static_cast<Large>(DimeDateText::MONTH_ONLY));
+  for (Large slot = 0; slot < end;) {
+    const int year = static_cast<int>(infoHandle->get_key(slot)) / DimeDateText::DAYS_PER_YEAR;
+    if (pattern.year.matches(year) ||
+        (year >= 1930 && year <= 2029 && pattern.year.count <= 2 && pattern.year.matches(year % 100)))
+      years.push_back(year);
+    slot = std::max(slot + 1, lower_slot(static_cast<Large>((year + 1) * DimeDateText::DAYS_PER_YEAR)));
+  }
+  std::vector<int> days;
+  std::vector<int> months;
+  for (int day = 1; day <= 31; ++day)
+    if (pattern.day.matches(day)) days.push_back(day);
+  for (int month = 1; month <= 12; ++month)
+    if (pattern.month.matches(month)) months.push_back(month);
+  if (years.size() * months.size() * days.size() > MAX_EXPANSIONS) {
+    AceReporter::use_default()->printf("A query that stands for at most %d dates expected, '%s' has %zu\n",
+                                       MAX_EXPANSIONS, result->get_string(),
+                                       years.size() * months.size() * days.size());
+    return -1;
+  }
+  for (const int year : years)
+    for (const int month : months)
+      for (const int day : days)
+        if (DimeDateText::is_day(day, month))
+          add_key(TeraEval::PERFECT, static_cast<Large>(make_time(day, month, year)), result);
+  return 0;
+}
+
+// ---------------------------------------------------------------- look-up of texts
+
+int DimeDateMethod::find_strings(DastOptions::Call call, TeraResult* result, AceReporter* rep) const {
+  if (call == DastOptions::EXACT) {
+    const int rc = datesAuto.exact(result, TeraAutoRecall::NO_OPERATORS);
+    return rc >= 0 ? rc : ace_error(__FILE__, __LINE__, "datesAuto.exact(&string_res, 0)", rc, 0, -1);
+  }
+  const int rc = datesAuto.recall(result, TeraEval::LEVENSHTEIN, TeraEval::REDUNDANT,
+                                  TeraAutoRecall::NO_OPERATORS | TeraAutoRecall::TRANSPOSE,
+                                  recallOpts.get_edit_distance(), 0, rep);
+  return rc >= 0
+             ? rc
+             : ace_error(__FILE__, __LINE__,
+                         "datesAuto.recall(result, LEVENSHTEIN, REDUNDANT, options, edit_distance, 0, rep)",
+                         rc, 0, -1);
+}
+
+/// Each base id with the better of its qualities.
+std::unique_ptr<TeraResult> DimeDateMethod::merge(TeraResult* times, TeraResult* strings) const {
+  std::map<Large, int> best;
+  for (const TeraResult* result : {times, strings})
+    result->find_any([&](int quality, const TeraCand* cand) {
+      for (Large i = 0; i < cand->get_num_infos(); ++i) {
+        int& kept = best[cand->get_info(i)];
+        kept = std::max(kept, quality);
+      }
+      return false;
+    });
+  auto merged = make_result(times->get_string(), recallOpts.get_primary(), recallOpts.get_primary().minValue);
+  for (const auto& [id, quality] : best)
+    if (merged->accept(quality)) merged->add(quality, new TeraCand(show(id, merged.get()), id));
+  return merged;
+}
+
+TeraResult* DimeDateMethod::scan(DastOptions::Call call, const char* query, AceReporter* rep) const {
+  if (query == nullptr || *query == '\0') return make_result(query, recallOpts.get_primary(), 0).release();
+  DimeDateAsk ask;
+  const bool isDate = read_query(call, query, &ask);
+  const auto method = recallOpts.get_search_method();
+  const DimeRecallOptions& limits = recallOpts.get_primary();
+  const bool isText = call == DastOptions::EXACT ? !isDate : method != DimeDateRecallOptions::TIME;
+  auto times = make_result(query, limits, limits.minValue);
+  if (isDate && (method != DimeDateRecallOptions::STRING || call == DastOptions::EXACT) &&
+      find_dates(ask, times.get()) < 0)
+    return nullptr;
+  times->set_resolved();
+  std::unique_ptr<TeraResult> found = std::move(times);
+  if (isText) {
+    auto strings = make_result(query, limits, limits.minValue);
+    if (find_strings(call, strings.get(), rep) < 0) return nullptr;
+    found = method == DimeDateRecallOptions::STRING_TIME && isDate ? merge(found.get(), strings.get())
+                                                                   : std::move(strings);
+  }
+  found->set_resolved();
+  TeraQuery* const object = eval(call, query, rep);
+  found->add_query(object, 1);
+  object->unref();
+  return found.release();
+}
+
+TeraScanGraph* DimeDateMethod::lookup(const char* query, DastOptions::Call call, AceReporter* rep) const {
+  if (query == nullptr) return nullptr;
+  if (call == DastOptions::FS_DETECT || call == DastOptions::FS_COMPLETE) return detect(query, rep);
+  std::unique_ptr<TeraResult> result(scan(call, query, rep));
+  return result != nullptr ? dime_graph_of(std::move(result), query) : nullptr;
+}
+
+// ---------------------------------------------------------------- dates in texts
+
+namespace {
+
+/// Without the punctuation around.
+std::string trimmed(std::string_view text) {
+  constexpr std::string_view around = ".,;:!?()[]\"'";
+  const std::size_t from = text.find_first_not_of(around);
+  if (from == std::string_view::npos) return "";
+  return std::string(text.substr(from, text.find_last_not_of(around) + 1 - from));
+}
+
+}  // namespace
+
+/// From the left, the longest run of words that reads as a date; the next one begins behind it.
+TeraScanGraph* DimeDateMethod::detect(const char* text, AceReporter* rep) const {
+  const AceTimeSection section("DATE_METHOD_DETECT");
+  struct Unref {
+    void operator()(TeraScanGraph* graph) const { graph->decr_ref(); }
+  };
+  const DimeRecallOptions& limits = recallOpts.get_primary();
+  std::unique_ptr<TeraScanGraph, Unref> graph(
+      new TeraScanGraph(0, text, limits.minValue, limits.numCands, limits.maxDist, ANY_ORIGIN));
+  const TeraSplitResult split(text, TeraSplitter::BLANKS | TeraSplitter::NO_OPERATORS, nullptr, nullptr,
+                              nullptr);
+  if (split.numNodes == 0) return nullptr;
+  graph->init(&split, ANY_ORIGIN, 0);
+  AceAttach at;
+  for (int from = 0; from + 1 < split.numNodes;) {
+    int to = std::min(from + MAX_DATE_WORDS, split.numNodes - 1);
+    std::string det_string;
+    for (; to > from; --to) {
+      const char* const part = split.get_lit_string(from, to, &at);
+      det_string = part != nullptr ? trimmed(part) : "";
+      if (DimeDateText::read_date(det_string.c_str(), dateFormat, &monthFinder) != DimeDateText::NO_DATE)
+        break;
+    }
+    if (to == from) {
+      ++from;
+      continue;
+    }
+    TeraResult* const result = scan(DastOptions::APPROX, det_string.c_str(), rep);
+    if (result == nullptr) {
+      ace_error_msg(__FILE__, __LINE__, "res = scan(DastOptions::APPROX, det_string, rep)", -1);
+      return nullptr;
+    }
+    graph->get_node(from)->add(new TeraScanGraph::Edge(to, result, ANY_ORIGIN, 0, 0));
+    from = to;
+  }
+  graph->set_resolved();
+  return graph.release();
+}
