@@ -290,7 +290,7 @@ void DamoDiff::print_line(std::string_view line) {
 
 namespace {
 
-void write_formatted(DamoOutput* out, const char* format, std::va_list values) {
+[[gnu::format(printf, 2, 0)]] void write_formatted(DamoOutput* out, const char* format, std::va_list values) {
   if (out != nullptr) out->vprintf(format, values);
 }
 

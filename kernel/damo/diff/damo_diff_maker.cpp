@@ -123,23 +123,23 @@ class Piece {
     int size = 0;
     int more = -1;  // further ones, in `rest`
 
-    void add(std::string_view line, std::vector<std::vector<std::string_view>>* rest) {
+    void add(std::string_view line, std::vector<std::vector<std::string_view>>* others) {
       if (size++ == 0) {
         first = line;
         return;
       }
       if (more < 0) {
-        more = static_cast<int>(rest->size());
-        rest->emplace_back();
+        more = static_cast<int>(others->size());
+        others->emplace_back();
       }
-      (*rest)[static_cast<std::size_t>(more)].push_back(line);
+      (*others)[static_cast<std::size_t>(more)].push_back(line);
     }
-    std::vector<std::string_view> all(const std::vector<std::vector<std::string_view>>& rest) const {
+    std::vector<std::string_view> all(const std::vector<std::vector<std::string_view>>& others) const {
       std::vector<std::string_view> lines;
       if (size > 0) lines.push_back(first);
       if (more >= 0) {
-        const auto& others = rest[static_cast<std::size_t>(more)];
-        lines.insert(lines.end(), others.begin(), others.end());
+        const auto& further = others[static_cast<std::size_t>(more)];
+        lines.insert(lines.end(), further.begin(), further.end());
       }
       return lines;
     }

@@ -21,7 +21,7 @@ class DamoOutput {
     if (std::putc(c, stream) == EOF) fail("write to");
   }
   [[gnu::format(printf, 2, 3)]] void printf(const char* format, ...);
-  void vprintf(const char* format, std::va_list values);
+  [[gnu::format(printf, 2, 0)]] void vprintf(const char* format, std::va_list values);
   void flush();
   /// Puts the file in place. Without it the old one stays.
   void commit();
