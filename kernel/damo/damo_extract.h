@@ -80,6 +80,10 @@ class SORV_API DamoExtract {
   void csv_file(const char* source_file, char source_sep, int source_header, int sfields_num, char text_quote,
                 char escape_char);
 
+  /// See damo_json_input.h. `num_fields` source fields, one for each path; `skip` lines in front are none.
+  void json_file(const char* source_file, const char* record_path, const char** field_paths, int num_fields);
+  void json_lines(const char* source_file, int skip, const char** field_paths, int num_fields);
+
   /// The lines of the record file for one source record, without a last newline, in `at`; null when a field
   /// has no value.
   char* extract_line(const char** fields, int n, AceAttach* at);

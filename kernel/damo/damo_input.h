@@ -158,7 +158,7 @@ class SORV_API DamoInput : public AceCheckType<DamoInput> {
   void begin_record();
   /// Judges the `pieces` strings found in a record, of which `fieldPtr` has the first `field_room()`. Returns
   /// as `handle_error`.
-  int finish_record(int pieces);
+  virtual int finish_record(int pieces);
   /// Strings of a record that are kept: the fields and a deletion marker.
   int field_room() const { return maxFields + 1; }
 

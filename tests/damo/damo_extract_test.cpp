@@ -218,6 +218,45 @@ TEST(DamoExtract, refuses_what_is_not_configured) {
   EXPECT_EQ(contents(folder.file("out")), "b...\n");
 }
 
+TEST(DamoExtract, reads_one_table_in_every_notation) {
+  const support::TempFolder folder;
+  support::write_file(folder.file("csv"), "name,tags\n\"A,\tnn\",x|y\nBob,\n");
+  support::write_file(folder.file("fixed"), "A,\tnn x|y\nBob       \n");
+  support::write_file(folder.file("json"),
+                      R"({"rows": [{"n": "A,\tnn", "t": ["x", "y"]}, {"n": "Bob", "t": []}]})");
+  support::write_file(
+      folder.file("lines"),
+      "not read\n{\"n\": \"A,\\tnn\", \"t\": [\"x\", \"y\"]}\n\n{\"n\": \"Bob\", \"t\": \"\"}\n");
+  DamoField name("name"), tags("tags");
+  StandardTransform trim(StandardTransform::TRIM_ALL);
+  name.set_source(0);
+  tags.set_source(1);
+  tags.set_transform(&trim);
+  const char* paths[] = {"n", "t"};
+  const int stops[] = {6, 10};
+  std::string statistics;
+  for (const char kind : std::string("cfjl")) {
+    DamoExtract extract(2, 2, folder.file("out").c_str(), 0, 0);
+    extract.add_field(&name);
+    extract.add_field(&tags);
+    name.set_transform(kind == 'f' ? &trim : nullptr);
+    if (kind == 'c') extract.csv_file(folder.file("csv").c_str(), ',', 1, 0, '"', '\0');
+    if (kind == 'f') extract.fixed_width(folder.file("fixed").c_str(), 2, stops, 0);
+    if (kind == 'j') extract.json_file(folder.file("json").c_str(), "rows", paths, 2);
+    if (kind == 'l') extract.json_lines(folder.file("lines").c_str(), 1, paths, 2);
+    DamoStatistic statistic(1, '\t', 2, paths);
+    EXPECT_EQ(extract.extract(0, nullptr, 0, AceReporter::null(), nullptr, &statistic, 0, 1), 2);
+    EXPECT_EQ(contents(folder.file("out")), "A, nn\tx|y\nBob\t\n") << kind;
+    statistic.write_file(folder.file("statistic").c_str());
+    if (statistics.empty()) statistics = contents(folder.file("statistic"));
+    EXPECT_EQ(contents(folder.file("statistic")), statistics) << kind;
+  }
+  DamoExtract broken(1, 1, folder.file("none").c_str(), 0, 1);
+  broken.add_field(&name);
+  broken.json_file(folder.file("csv").c_str(), "@", paths, 1);
+  EXPECT_THROW(broken.extract(0, nullptr, 0, AceReporter::null(), nullptr, nullptr, 0, 1), AceException);
+}
+
 TEST(DamoDistribute, merges_inputs) {
   const support::TempFolder folder;
   support::write_file(folder.file("a.csv"), "1,\"x\ty\"\n2\n<del>,3,z\n");

@@ -14,6 +14,7 @@
 #include "damo/damo_csv_input.h"
 #include "damo/damo_field.h"
 #include "damo/damo_fixed_input.h"
+#include "damo/damo_json_input.h"
 #include "damo/damo_standard_input.h"
 #include "damo/damo_statistic.h"
 #include "damo/extract/damo_extract_internal.h"
@@ -321,6 +322,56 @@ void DamoExtract::csv_file(const char* source_file, char source_sep, int source_
       [name = std::string(source_file != nullptr ? source_file : ""), source_sep, text_quote, escape_char](
           AceReporter* rep) { return DamoCsvInput(name.c_str(), source_sep, text_quote, escape_char, rep); },
       source_header, sfields_num);
+}
+
+namespace {
+
+/// Paths that a source keeps.
+class Paths {
+ public:
+  Paths(const char* const* given, int count) : isNull(given == nullptr) {
+    for (int i = 0; i < count && !isNull; ++i) texts.emplace_back(given[i] != nullptr ? given[i] : "");
+  }
+  int size() const { return static_cast<int>(texts.size()); }
+  /// As readers take them; null if they were.
+  std::vector<const char*> get() const {
+    std::vector<const char*> pointers;
+    for (const std::string& text : texts) pointers.push_back(text.c_str());
+    if (pointers.empty() && !isNull) pointers.push_back("");
+    return pointers;
+  }
+
+ private:
+  bool isNull;
+  std::vector<std::string> texts;
+};
+
+}  // namespace
+
+void DamoExtract::json_file(const char* source_file, const char* record_path, const char** field_paths,
+                            int num_fields) {
+  extractData->select(
+      [file = std::string(source_file != nullptr ? source_file : ""),
+       record = std::string(record_path != nullptr ? record_path : ""),
+       paths = Paths(field_paths, num_fields)](AceReporter* rep) {
+        std::vector<const char*> fields = paths.get();
+        return DamoJsonInput(file.c_str(), record.c_str(), fields.empty() ? nullptr : fields.data(),
+                             paths.size(), rep);
+      },
+      0, num_fields);
+}
+
+void DamoExtract::json_lines(const char* source_file, int skip, const char** field_paths, int num_fields) {
+  extractData->select(
+      [file = std::string(source_file != nullptr ? source_file : ""), skip,
+       paths = Paths(field_paths, num_fields)](AceReporter* rep) {
+        std::vector<const char*> fields = paths.get();
+        auto input = std::make_unique<_DamoJsonLinesInput>(
+            file.c_str(), fields.empty() ? nullptr : fields.data(), paths.size(), rep);
+        input->skip_lines(skip);
+        return input.release();
+      },
+      0, num_fields);
 }
 
 char* DamoExtract::extract_line(const char** fields, int n, AceAttach* at) {

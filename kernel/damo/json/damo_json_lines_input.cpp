@@ -1,0 +1,82 @@
+#include <cstring>
+#include <string_view>
+
+#include "ace/ace_exception.h"
+#include "ace/ace_reporter.h"
+#include "damo/damo_json_input.h"
+#include "damo/json/damo_json_fields_internal.h"
+
+/// The present line and what is made of it.
+struct _DamoJsonLinesInput::Line {
+  enum State { GOOD, BLANK, MISSING, BROKEN };
+
+  Line(const char* const* paths, int num_paths)
+      : fields(paths, num_paths, "Failed to initialize DamoInput for JSON Lines source."),
+        parser(decoder_options()) {}
+
+  static jsoncons::json_options decoder_options() { return {}; }
+
+  DamoJsonFields fields;
+  jsoncons::json_parser parser;
+  jsoncons::json_decoder<DamoJsonValue> decoder;
+  std::string text;
+  State state = GOOD;
+};
+
+_DamoJsonLinesInput::_DamoJsonLinesInput(const char* file, const char* const* field_paths, int num_paths,
+                                         AceReporter* rep)
+    : DamoFileInput(rep, std::max(num_paths, MAX_FIELDS)) {
+  if (file == nullptr || *file == '\0')
+    throw AceException("Failed to initialize DamoInput for JSON Lines source. No input file defined");
+  present = std::make_unique<Line>(field_paths, num_paths);
+  numFields = num_paths;
+  if (init(file) < 0)
+    throw AceException(
+        "Failed to initialize DamoInput for JSON Lines source. Error while trying to open input file.",
+        "'%s'", file);
+}
+
+_DamoJsonLinesInput::~_DamoJsonLinesInput() = default;
+
+void _DamoJsonLinesInput::skip_lines(int n) {
+  for (char* line = nullptr; n > 0 && next_line(&line) >= 0; --n) continue;
+}
+
+int _DamoJsonLinesInput::split(char* line, int length, int /*as_is*/) {
+  Line& now = *present;
+  now.text.assign(line, static_cast<std::size_t>(length));
+  std::fill_n(fieldPtr, now.fields.get_count(), nullptr);
+  if (now.text.find_first_not_of(" \t\r") == std::string::npos) {
+    now.state = Line::BLANK;
+    return 0;
+  }
+  now.decoder.reset();
+  now.parser.reinitialize();
+  now.parser.update(now.text.data(), now.text.size());
+  std::error_code error;
+  now.parser.finish_parse(now.decoder, error);
+  if (!error) now.parser.check_done(error);
+  if (error || !now.decoder.is_valid()) {
+    now.state = Line::BROKEN;
+    return 0;
+  }
+  now.state = now.fields.read(now.decoder.get_result(), fieldPtr, reporter) ? Line::GOOD : Line::MISSING;
+  return now.fields.get_count();
+}
+
+int _DamoJsonLinesInput::finish_record(int /*pieces*/) {
+  const Line::State state = present->state;
+  if (state == Line::BLANK) ++numBlank;
+  if (state == Line::BLANK) return SKIP;
+  if (state != Line::GOOD) return handle_error(-1, state == Line::BROKEN);
+  recordSize = present->fields.get_count();
+  return recordSize == numFields ? ACCEPT : handle_error(recordSize, false);
+}
+
+char* _DamoJsonLinesInput::get_source_text(AceAttach* at) {
+  return at->attach(present->text.c_str());
+}
+
+DamoInput* DamoJsonLinesInput(const char* file, const char** field_paths, int num_paths, AceReporter* rep) {
+  return new _DamoJsonLinesInput(file, field_paths, num_paths, rep);
+}

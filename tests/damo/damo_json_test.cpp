@@ -1,0 +1,161 @@
+#include "damo/damo_json_input.h"
+
+#include <random>
+#include <regex>
+
+#include "ace/ace_exception.h"
+#include "ace/ace_reporter.h"
+#include "gtest/gtest.h"
+#include "support/recording_reporter.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+const char* paths[] = {"name", "\"first tag\"", "tags[*]", "in.vip"};
+
+/// A record as JSON, and its fields; "?" stands for a missing one.
+struct Sample {
+  std::string json, name = "?", tag = "?", tags = "?", vip = "?";
+};
+
+Sample sample_of(std::mt19937* random) {
+  Sample made;
+  std::string members;
+  const auto add = [&](const std::string& member) { members += (members.empty() ? "" : ", ") + member; };
+  if ((*random)() % 4 != 0) {
+    made.name = std::string((*random)() % 3, 'x') + "\xC3\xA4\"";
+    add("\"name\": \"" + made.name.substr(0, made.name.size() - 1) + "\\\"\"");
+  } else if ((*random)() % 2 == 0) {
+    add("\"name\": 42");
+  }
+  if ((*random)() % 2 == 0) {
+    made.tag = "t\n";
+    add("\"first tag\": \"t\\n\"");
+  }
+  if ((*random)() % 2 == 0) {
+    const unsigned n = (*random)() % 3;
+    made.tags = n == 0 ? "" : n == 1 ? "u" : "u|1";
+    add(std::string("\"tags\": [") + (n == 0 ? "" : n == 1 ? "\"u\"" : "\"u\", true") + "]");
+  }
+  if ((*random)() % 2 == 0) {
+    made.vip = (*random)() % 2 == 0 ? "1" : "0";
+    add(std::string("\"in\": {\"more\": {\"name\": [{}]}, \"vip\": ") + (made.vip == "1" ? "true" : "false") +
+        "}");
+  }
+  made.json = "{" + members + "}";
+  return made;
+}
+
+std::string read_all(DamoInput* input) {
+  std::string text;
+  VInt line = 0;
+  for (int size; (size = input->read_line(&line, 0)) != DamoInput::AT_END;) {
+    text += std::to_string(line) + (size == DamoInput::REJECTED ? " rejected " : " ");
+    for (int i = 0; i < 4; ++i)
+      text += std::string(input->get_field(i) != nullptr ? input->get_field(i) : "?") + (i < 3 ? ";" : "\n");
+  }
+  EXPECT_TRUE(input->eof());
+  return text;
+}
+
+TEST(DamoJsonInput, reads_the_same_records_by_stream_whole_and_by_lines) {
+  const support::TempFolder folder;
+  std::mt19937 random(1);
+  for (int round = 0; round < 60; ++round) {
+    std::string list, lines, expected, wholes;  // `wholes`: the records without a missing field
+    int number = 0;
+    for (unsigned n = random() % 12; n > 0; --n) {
+      const Sample sample = sample_of(&random);
+      list += (list.empty() ? "" : ",\n ") + sample.json;
+      lines += sample.json + "\n" + (random() % 4 == 0 ? " \n" : "");
+      const bool isBad = sample.name == "?" || sample.tag == "?" || sample.tags == "?" || sample.vip == "?";
+      ++number;
+      const std::string fields = sample.name + ";" + sample.tag + ";" + sample.tags + ";" + sample.vip + "\n";
+      expected += std::to_string(number) + (isBad ? " rejected " : " ") + fields;
+      wholes += isBad ? "" : fields;
+    }
+    const std::pair<const char*, std::string> documents[] = {
+        {"@", "[" + list + "]"},
+        {"[*]", "[" + list + "]"},
+        {"data.items", "{\"x\": [[{\"data\": 1}]], \"data\": {\"before\": {\"items\": []}, \"items\": [" +
+                           list + "], \"y\": 1}}"},
+        {"data.\"items\"[*]",
+         "\xEF\xBB\xBF{\"data\": {\"items\": [" + list + "]}, \"data\": {\"items\": [1]}}"},
+        {"[0].list[?@]", "[{\"list\": [" + list + "]}]"}};
+    for (const auto& [path, text] : documents) {
+      support::write_file(folder.file("json"), text);
+      const std::unique_ptr<DamoInput> input(
+          DamoJsonInput(folder.file("json").c_str(), path, paths, 4, AceReporter::null()));
+      if (std::string(path) != "[0].list[?@]" ||
+          list.find("{}") == std::string::npos)  // an empty object is false there
+        EXPECT_EQ(read_all(input.get()), expected) << path << text;
+    }
+    support::write_file(folder.file("lines"), lines);
+    for (const int numParts : {1, 3}) {
+      std::string found;
+      for (int part = 0; part < numParts; ++part) {
+        const std::unique_ptr<DamoInput> input(
+            DamoJsonLinesInput(folder.file("lines").c_str(), paths, 4, AceReporter::null()));
+        EXPECT_EQ(input->partition(part, numParts), 0);
+        input->set_error_correction(DamoInput::IGNORE_RECORD, nullptr, nullptr);
+        found += read_all(input.get());
+      }
+      EXPECT_EQ(std::regex_replace(found, std::regex("(^|\n)[0-9]+ "), "$1"), wholes);
+    }
+  }
+}
+
+TEST(DamoJsonInput, refuses_what_is_none_and_says_why) {
+  const support::TempFolder folder;
+  const auto fault = [&](const std::string& text, const char* path, const char** fields, int num) {
+    support::write_file(folder.file("json"), text);
+    try {
+      const std::unique_ptr<DamoInput> input(
+          DamoJsonInput(folder.file("json").c_str(), path, fields, num, AceReporter::null()));
+      while (input->read_line(nullptr, 0) != DamoInput::AT_END) continue;
+    } catch (const AceException& exception) {
+      return std::string(exception.get_info() != nullptr ? exception.get_info() : exception.get_cond());
+    }
+    return std::string();
+  };
+  const char* bad[] = {"name", "a[["};
+  EXPECT_EQ(fault("[]", "", paths, 4), "No record JMESPath defined.");
+  EXPECT_EQ(fault("[]", "@", nullptr, 0), "No field JMESPaths are defined.");
+  EXPECT_EQ(fault("[]", "@", paths, 0), "No source fields are defined.");
+  EXPECT_EQ(fault("[]", "@", bad, 2).find("Internal Exception: field path 1, 'a[[': "), 0U);
+  EXPECT_EQ(fault("7", "@", paths, 4),
+            "Internal Exception: the record JMESPath selects a number, a list or an object is expected");
+  EXPECT_EQ(fault("{\"a\": 1}", "b", paths, 4), "");
+  EXPECT_EQ(fault("{\"a\": 1}", "a[*]", paths, 4), "");
+  EXPECT_EQ(fault("", "@", paths, 4).find("Internal Exception: "), 0U);
+  for (const char* text : {"[{}", "[{},", "[{}] x", "{\"a\": [{}]", "[{\"a\": }]", "[{}, nonsense]"})
+    EXPECT_NE(fault(text, *text == '[' ? "@" : "a", paths, 4), "") << text;
+  EXPECT_NE(fault(std::string(100000, '['), "@", paths, 4), "");
+  EXPECT_NE(fault("[" + std::string(100000, '['), "[0]", paths, 4), "");
+  EXPECT_THROW(DamoJsonInput(folder.file("none").c_str(), "@", paths, 4, AceReporter::null()), AceException);
+  EXPECT_THROW(DamoJsonLinesInput(folder.file("none").c_str(), paths, 4, AceReporter::null()), AceException);
+  EXPECT_THROW(DamoJsonLinesInput(nullptr, paths, 4, AceReporter::null()), AceException);
+  support::RecordingReporter rep;
+  support::write_file(
+      folder.file("lines"),
+      "{\"name\": \"a\\u0000b\"}\n{\"name\": 1}\n\n{\"name\": [\"x\", null]}\nno\n{\"name\": \"z\"}\n");
+  const std::unique_ptr<DamoInput> lines(DamoJsonLinesInput(folder.file("lines").c_str(), paths, 1, &rep));
+  lines->set_error_correction(DamoInput::FILL_MISSING, "F", nullptr);
+  std::string found;
+  AceAttach at;
+  for (int size; (size = lines->read_line(nullptr, 0)) != DamoInput::AT_END;)
+    found += size == DamoInput::REJECTED ? "rejected " + std::string(lines->get_source_text(&at))
+                                         : lines->get_field(0);
+  EXPECT_EQ(found, "FFFrejected noz");
+  EXPECT_NE(
+      rep.all().find("Field path 0, 'name', gives a value that is no text; to_string(name) makes it one\n"),
+      std::string::npos);
+  support::write_file(folder.file("json"), "{\"name\": \"one\"}");
+  const std::unique_ptr<DamoInput> single(DamoJsonInput(folder.file("json").c_str(), "@", paths, 1, &rep));
+  EXPECT_EQ(single->partition(0, 2), -1);
+  EXPECT_EQ(single->read_line(nullptr, 0), 3);
+  EXPECT_STREQ(single->get_source_text(&at), "{\"name\":\"one\"}");
+  EXPECT_EQ(single->read_line(nullptr, 0), DamoInput::AT_END);
+}
+
+}  // namespace
