@@ -176,6 +176,8 @@ class SORV_API TeraAutoData final : public TeraAutoDataInterface {
   void for_each_transition(Large state, Visit visit) const;
   /// The tokens of a number, at most MAX_TOKENS and a 0, in `out`. Returns how many there are; -1 outside.
   int get_tokens(Large index, Token* out) const;
+  /// The text of at most MAX_TOKENS tokens, in `at`.
+  char* text_of(const Token* tokens, AceAttach* at) const;
   /// The number of paths of a state.
   Large count_paths(Large state) const;
 

@@ -7,6 +7,7 @@
 #include "ace/ace_read_or_clean.h"
 #include "ace/ace_reporter.h"
 #include "tera/tera_scan.h"
+#include "tera/tera_utf.h"
 
 namespace {
 
@@ -53,15 +54,31 @@ Large TeraAutoData::get_internal_id(Large state, Large index, const char* rest) 
 /// The last transition with at most `limit` paths before it. False when there is none.
 bool TeraAutoData::last_transition(Large state, Large limit, Token* token, Large* count,
                                    Large* target) const {
-  bool isFound = false;
-  for_each_transition(state, [&](Token other, Large before, Large to) {
-    if (before > limit) return false;
-    *token = other;
-    *count = before;
-    *target = to;
-    return isFound = true;
-  });
-  return isFound;
+  if (state >= arrSize) {
+    *token = next_of_chain(&state);
+    *count = 0;
+    *target = state;
+    return *token != 0;
+  }
+  const VInt base = get_base(state);
+  const TeraAutoTrans* slot = transArray + state;
+  const TeraAutoTrans* found = nullptr;
+  for (Token following = slot->transToken;;) {
+    if (following != 0) {
+      const Large before = count_of(*slot);
+      if (before > limit) break;
+      found = slot;
+      *token = following;
+      *count = before;
+    }
+    const Token next = slot->nextToken;
+    const VInt place = base + next;
+    if (next <= following || place < 0 || place >= VInt{arrSize}) break;
+    slot = transArray + place;
+    following = next;
+  }
+  if (found != nullptr) *target = found->nextState;
+  return found != nullptr;
 }
 
 int TeraAutoData::get_tokens(Large index, Token* out) const {
@@ -79,11 +96,19 @@ int TeraAutoData::get_tokens(Large index, Token* out) const {
   return length;
 }
 
+/// One pass, where `convert_reverse` takes two.
+char* TeraAutoData::text_of(const Token* tokens, AceAttach* at) const {
+  char text[TeraUtf::MAX_SIZE * MAX_TOKENS];
+  char* end = text;
+  for (; *tokens != 0; ++tokens) end += mapConfigRef->token2utf(*tokens, end);
+  return at->attach(text, end - text);
+}
+
 const char* TeraAutoData::get_literal_string(int index, AceAttach* at) const {
   Token tokens[MAX_TOKENS + 1];
   if (index < 0 || mapConfigRef == nullptr || get_tokens(static_cast<Large>(index), tokens) < 0)
     return nullptr;
-  return mapConfigRef->convert_reverse(tokens, at);
+  return text_of(tokens, at);
 }
 
 Large TeraAutoData::count_paths(Large state) const {

@@ -114,15 +114,21 @@ int TeraAutoRecall::interval(TeraResult* result, int max, int prefix, int option
 int TeraAutoRecall::complete(const char* string, int max, char** array, AceAttach* at) const {
   if (string == nullptr || max < 0 || array == nullptr || at == nullptr) return GENERAL_ERROR;
   if (!mainAuto.forward) return 0;
+  const TeraAutoData& data = *mainAuto.forward.autoData;
   AceAttach queryAt;
-  const TeraAutoRecallBasic::Range range =
-      mainAuto.forward.beginning_with(get_tera_map()->convert(string, true, &queryAt));
-  const int num = static_cast<int>(std::min(range.count, static_cast<Large>(max)));
-  Token tokens[TeraAutoData::MAX_TOKENS + 1];
-  for (int i = 0; i < num; ++i) {
-    if (mainAuto.forward.autoData->get_tokens(range.first + static_cast<Large>(i), tokens) < 0) return i;
-    array[i] = get_tera_map()->convert_reverse(tokens, at);
-  }
+  const Token* const beginning = get_tera_map()->convert(string, true, &queryAt);
+  Large state = TeraAutoData::START;
+  Large index = 0;
+  for (const Token* token = beginning; *token != 0 && data.is_state(state); ++token)
+    state = data.next(state, *token, &index);
+  if (!data.is_state(state) || max == 0) return 0;
+  int num = 0;
+  TeraAutoBudget budget(data.get_num_paths());
+  TeraAutoEntryWalk walk(data, data.get_longest_path(), &budget, [&](Large, const Token* tokens, int) {
+    array[num++] = data.text_of(tokens, at);
+    return num < max;
+  });
+  walk.run(state, index, beginning);
   return num;
 }
 
@@ -264,33 +270,6 @@ Measure measure_of(TeraEval::Mode mode) {
   }
 }
 
-/// All entries, depth first, with their tokens.
-template <class Use>
-class EntryWalk {
- public:
-  EntryWalk(const TeraAutoData& data, int longest, TeraAutoBudget* budget, Use use)
-      : autoData(data), maxLength(longest), stepBudget(budget), useEntry(use) {}
-  void visit(Large state, Large index, int depth) {
-    tokens[depth] = 0;
-    if (depth > 0 && autoData.is_accepting(state) && index < autoData.get_num_paths())
-      useEntry(index, tokens, depth);
-    if (depth >= maxLength) return;
-    autoData.for_each_transition(state, [&](Token token, Large before, Large target) {
-      if (!stepBudget->spend(1) || !autoData.is_state(target)) return false;
-      tokens[depth] = token;
-      visit(target, index + before, depth + 1);
-      return true;
-    });
-  }
-
- private:
-  const TeraAutoData& autoData;
-  const int maxLength;
-  TeraAutoBudget* stepBudget;
-  Use useEntry;
-  Token tokens[TeraAutoData::MAX_TOKENS + 1];
-};
-
 }  // namespace
 
 int TeraAutoRecall::measure_all(const Request& request) const {
@@ -307,12 +286,13 @@ int TeraAutoRecall::measure_all(const Request& request) const {
   if (row->has_plain_lengths())
     TeraEval::limit_lengths(eval, word.length(), request.result->get_min_value(), lenMin, lenMax);
   const auto use = [&](Large index, const Token* tokens, int length) {
-    if (length < lenMin || (word.*measure)(tokens, nullptr, options) <= 0) return;
+    if (length < lenMin || (word.*measure)(tokens, nullptr, options) <= 0) return true;
     const int quality = std::clamp((word.*measure)(tokens, eval, options), 0, TeraEval::PERFECT);
     if (request.result->accept(quality)) request.result->add(quality, index);
+    return true;
   };
-  EntryWalk walk(data, std::min(lenMax, data.get_longest_path()), request.budget, use);
-  walk.visit(TeraAutoData::START, 0, 0);
+  TeraAutoEntryWalk walk(data, std::min(lenMax, data.get_longest_path()), request.budget, use);
+  walk.run(TeraAutoData::START, 0);
   if (request.budget->is_spent()) request.result->set_unreliable();
   return finish(request);
 }

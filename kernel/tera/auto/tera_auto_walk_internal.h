@@ -35,6 +35,48 @@ class TeraAutoBudget {
   VInt stepsLeft;
 };
 
+/// All entries below a state in order, depth first, with their tokens. `Use` is
+/// `bool use(index, tokens, length)`: false ends the walk.
+template <class Use>
+class TeraAutoEntryWalk {
+ public:
+  /// Entries of more than `longest` tokens are left out.
+  TeraAutoEntryWalk(const TeraAutoData& data, int longest, TeraAutoBudget* budget, Use use)
+      : autoData(data), maxLength(longest), stepBudget(budget), useEntry(use) {}
+
+  /// From the state to which `beginning` leads, `index` paths in. False when the walk was ended.
+  bool run(Large state, Large index, const Token* beginning = nullptr) {
+    int depth = 0;
+    while (beginning != nullptr && beginning[depth] != 0 && depth < maxLength) {
+      tokens[depth] = beginning[depth];
+      ++depth;
+    }
+    return visit(state, index, depth);
+  }
+
+ private:
+  bool visit(Large state, Large index, int depth) {
+    tokens[depth] = 0;
+    if (depth > 0 && autoData.is_accepting(state) && index < autoData.get_num_paths() &&
+        !useEntry(index, tokens, depth))
+      return false;
+    if (depth >= maxLength) return true;
+    bool isOn = true;
+    autoData.for_each_transition(state, [&](Token token, Large before, Large target) {
+      if (!stepBudget->spend(1) || !autoData.is_state(target)) return isOn = false;
+      tokens[depth] = token;
+      return isOn = visit(target, index + before, depth + 1);
+    });
+    return isOn;
+  }
+
+  const TeraAutoData& autoData;
+  const int maxLength;
+  TeraAutoBudget* const stepBudget;
+  Use useEntry;
+  Token tokens[TeraAutoData::MAX_TOKENS + 1];
+};
+
 /// Which ends cost nothing.
 struct TeraAutoEnds {
   bool queryPrefix = false;
