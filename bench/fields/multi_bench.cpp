@@ -289,15 +289,15 @@ void FullText_unfinished_10(benchmark::State& state) {
 }
 
 BENCHMARK(Multi_build)->Iterations(1);
-BENCHMARK(Multi_misspelled)->Iterations(2)->Unit(benchmark::kMillisecond);
-BENCHMARK(Multi_misspelled_10)->Iterations(2)->Unit(benchmark::kMillisecond);
-BENCHMARK(Multi_right_words)->Iterations(2)->Unit(benchmark::kMillisecond);
-BENCHMARK(Multi_exact)->Iterations(2)->Unit(benchmark::kMillisecond);
-BENCHMARK(Multi_unfinished_10)->Iterations(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(Multi_misspelled)->Iterations(4)->Unit(benchmark::kMillisecond);
+BENCHMARK(Multi_misspelled_10)->Iterations(4)->Unit(benchmark::kMillisecond);
+BENCHMARK(Multi_right_words)->Iterations(4)->Unit(benchmark::kMillisecond);
+BENCHMARK(Multi_exact)->Iterations(4)->Unit(benchmark::kMillisecond);
+BENCHMARK(Multi_unfinished_10)->Iterations(4)->Unit(benchmark::kMillisecond);
 BENCHMARK(FullText_build)->Iterations(1);
-BENCHMARK(FullText_and)->Iterations(2)->Unit(benchmark::kMillisecond);
-BENCHMARK(FullText_ranked_10)->Iterations(2)->Unit(benchmark::kMillisecond);
-BENCHMARK(FullText_unfinished_10)->Iterations(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(FullText_and)->Iterations(4)->Unit(benchmark::kMillisecond);
+BENCHMARK(FullText_ranked_10)->Iterations(4)->Unit(benchmark::kMillisecond);
+BENCHMARK(FullText_unfinished_10)->Iterations(4)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

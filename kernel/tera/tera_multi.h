@@ -87,6 +87,7 @@
 #include "tera/tera_map.h"
 
 class AceReporter;
+class MultiAbbreviations;
 class MultiBuild;
 class MultiScratchPool;
 class TeraAliasReader;
@@ -276,7 +277,6 @@ class SORV_API TeraMulti : public AceWrap {
   void clean_lines();
   void make_rules();
   bool has_more_keys() const { return addLen > 0 || (optionFlags & MERGE_ENTRIES) != 0; }
-  bool has_abbreviations(const char* markers) const;
   const Token* find_line(Large line, VInt* size) const;
   bool decode_ids(BitSource source, std::vector<Large>* words) const;
   bool read_ids(Large line, std::vector<Large>* words) const;
@@ -327,6 +327,7 @@ class SORV_API TeraMulti : public AceWrap {
   std::vector<Small> ownLengths;
   std::unique_ptr<MultiRules> splitRules;
   std::unique_ptr<MultiScratchPool> scratchPool;
+  std::unique_ptr<MultiAbbreviations> abbreviations;
 };
 
 /// For the registry of persistent objects: a `TeraMulti` from the file, or null; and an empty one.

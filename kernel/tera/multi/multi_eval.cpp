@@ -48,7 +48,7 @@ void TeraMultiEval::split(const char* query) {
   }
   indexedWeight = queryParts.num_tokens();
   hits.assign(queryParts.get_units().size(), {});
-  rows.clear();
+  rows.start(hits.size());
   measures.clear();
 }
 
@@ -84,9 +84,7 @@ int TeraMultiEval::find_words(AceReporter* rep) {
   for (std::size_t unit = 0; unit < hits.size(); ++unit)
     if (find_unit(unit, rep) < 0) return -1;
   if ((recallAsk.options & TeraMulti::DECOMPOSE) != 0 && decompose_words(rep) < 0) return -1;
-  for (std::vector<Hit>& list : hits)
-    std::stable_sort(list.begin(), list.end(),
-                     [](const Hit& a, const Hit& b) { return a.quality > b.quality; });
+  for (std::vector<Hit>& list : hits) sort_hits(&list);
   return 0;
 }
 
@@ -101,7 +99,7 @@ int TeraMultiEval::find_unit(std::size_t unit, AceReporter* rep) {
   const int tokens = queryRules.count_tokens(beginning.c_str());
   if (tokens > 0 && find_key(unit, beginning.c_str(), TeraEval::PREFIX, TeraEval::SHORT, tokens, rep) < 0)
     return -1;
-  if (part.tokens < 2 || !index.has_abbreviations(recallAsk.markers.c_str())) return 0;
+  if (part.tokens < 2) return 0;
   return find_key(unit, text, TeraEval::EXTEND, TeraEval::LONG, part.tokens, rep);
 }
 
@@ -120,7 +118,7 @@ int TeraMultiEval::find_key(std::size_t unit, const char* text, TeraEval::Mode m
     const int quality = query != nullptr && key != nullptr ? query->compare(key) : recalled;
     if (key == nullptr || quality < recallAsk.singleMinQual) return false;
     if (tokens > 0 && !is_wanted(mode, key, tokens)) return false;
-    note(unit, key, quality, tokens > 0);
+    rows.note(key, unit, quality, tokens > 0);
     for (Large i = 0; i < cand->get_num_infos(); ++i) hits[unit].push_back({cand->get_info(i), quality});
     return false;
   });
@@ -133,15 +131,14 @@ bool TeraMultiEval::is_wanted(TeraEval::Mode mode, const char* key, int tokens) 
   return keyTokens < tokens && multi_is_abbreviation(key, keyTokens, recallAsk.markers.c_str());
 }
 
-void TeraMultiEval::note(std::size_t unit, const char* key, int quality, bool abbreviated) {
-  Row& row = rows[key];
-  if (row.qualities.empty()) {
-    row.qualities.assign(hits.size(), 0);
-    row.abbreviated.assign(hits.size(), 0);
-  }
-  if (quality <= row.qualities[unit]) return;
-  row.qualities[unit] = static_cast<Tiny>(quality);
-  row.abbreviated[unit] = abbreviated ? 1 : 0;
+/// Best first, by counting.
+void TeraMultiEval::sort_hits(std::vector<Hit>* list) {
+  std::size_t starts[TeraEval::PERFECT + 2] = {};
+  for (const Hit& hit : *list) ++starts[TeraEval::PERFECT - hit.quality + 1];
+  for (int i = 1; i <= TeraEval::PERFECT + 1; ++i) starts[i] += starts[i - 1];
+  std::vector<Hit> sorted(list->size());
+  for (const Hit& hit : *list) sorted[starts[TeraEval::PERFECT - hit.quality]++] = hit;
+  *list = std::move(sorted);
 }
 
 /// Cuts words that resemble no key in two that do; then all is recalled once more.
@@ -169,10 +166,12 @@ bool TeraMultiEval::is_plain() const {
   if (isFullReeval || index.has_more_keys() ||
       std::any_of(units.begin(), units.end(), [](const auto& unit) { return !unit.is_single(); }))
     return false;
-  return std::all_of(rows.begin(), rows.end(), [](const auto& row) {
-    return std::count(row.second.qualities.begin(), row.second.qualities.end(), 0) + 1 >=
-           static_cast<long>(row.second.qualities.size());
-  });
+  for (std::size_t row = 0; row < rows.size(); ++row) {
+    const Cell* const cells = rows.row_at(row);
+    if (std::count_if(cells, cells + hits.size(), [](const Cell& cell) { return cell.quality > 0; }) > 1)
+      return false;
+  }
+  return true;
 }
 
 // ---------------------------------------------------------------- lines
@@ -203,12 +202,12 @@ TeraMultiEval::Score TeraMultiEval::score(const char* line, bool measured) {
   lineMatch.clear();
   const auto& units = lineParts.get_units();
   for (std::size_t v = 0; v < units.size(); ++v) {
-    const Row* row = find_row(units[v], measured);
+    const Cell* const row = find_row(units[v], measured);
     if (row == nullptr) continue;
     for (std::size_t u = 0; u < hits.size(); ++u) {
-      const int quality = row->qualities[u];
+      const int quality = row[u].quality;
       if (quality == 0 || quality < recallAsk.singleMinQual) continue;
-      lineMatch.add({static_cast<int>(u), static_cast<int>(v), quality, row->abbreviated[u] != 0,
+      lineMatch.add({static_cast<int>(u), static_cast<int>(v), quality, row[u].isAbbreviated != 0,
                      VInt{queryParts.get_units()[u].tokens} * quality});
     }
   }
@@ -236,14 +235,12 @@ bool TeraMultiEval::same_atoms() const {
   return true;
 }
 
-const TeraMultiEval::Row* TeraMultiEval::find_row(const MultiText::Unit& unit, bool measured) {
-  if (!isFullReeval) {
-    lookedUp.assign(lineParts.view_of(unit));
-    if (const auto row = rows.find(lookedUp); row != rows.end()) return &row->second;
-  }
+const MultiRows::Cell* TeraMultiEval::find_row(const MultiText::Unit& unit, bool measured) {
+  if (!isFullReeval)
+    if (const Cell* const row = rows.find(lineParts.view_of(unit)); row != nullptr) return row;
   if (!measured && !isFullReeval) return nullptr;
   measure(unit);
-  return &measuredRow;
+  return measuredRow.data();
 }
 
 void TeraMultiEval::make_measures() {
@@ -276,15 +273,13 @@ void TeraMultiEval::measure(const MultiText::Unit& unit) {
   const char* text = lineParts.text_of(unit);
   const int tokens = lineRules.count_tokens(text);
   const bool isShort = multi_is_abbreviation(lineParts.view_of(unit), tokens, recallAsk.markers.c_str());
-  measuredRow.qualities.assign(hits.size(), 0);
-  measuredRow.abbreviated.assign(hits.size(), 0);
+  measuredRow.assign(hits.size(), {});
   for (std::size_t u = 0; u < hits.size(); ++u) {
     const Measures& with = measures[u];
     const auto take = [&](const TeraQueryRef& query, bool abbreviated) {
       const int quality = query->compare(text);
-      if (quality <= measuredRow.qualities[u] || quality < recallAsk.singleMinQual) return;
-      measuredRow.qualities[u] = static_cast<Tiny>(quality);
-      measuredRow.abbreviated[u] = abbreviated ? 1 : 0;
+      if (quality <= measuredRow[u].quality || quality < recallAsk.singleMinQual) return;
+      measuredRow[u] = {static_cast<Tiny>(quality), static_cast<Tiny>(abbreviated ? 1 : 0)};
     };
     take(with.whole, false);
     if (with.beginning != nullptr && with.tokens > 0 && tokens > with.tokens) take(with.beginning, true);

@@ -11,10 +11,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "tera/multi/multi_match_internal.h"
+#include "tera/multi/multi_rows_internal.h"
 #include "tera/multi/multi_text_internal.h"
 #include "tera/tera_eval.h"
 #include "tera/tera_query_kinds.h"
@@ -82,11 +82,7 @@ class TeraMultiEval {
   bool does_reeval() const { return doReeval; }
 
  private:
-  /// The qualities of a text with each unit.
-  struct Row {
-    std::vector<Tiny> qualities;
-    std::vector<char> abbreviated;
-  };
+  using Cell = MultiRows::Cell;
   struct Measures {
     TeraQueryRef whole;
     TeraQueryRef beginning;  ///< of longer words; null for a unit that is no abbreviation
@@ -102,9 +98,9 @@ class TeraMultiEval {
   int find_key(std::size_t unit, const char* text, TeraEval::Mode mode, TeraEval::Model model, int tokens,
                AceReporter* rep);
   bool is_wanted(TeraEval::Mode mode, const char* key, int tokens) const;
-  void note(std::size_t unit, const char* key, int quality, bool abbreviated);
+  static void sort_hits(std::vector<Hit>* list);
   int decompose_words(AceReporter* rep);
-  const Row* find_row(const MultiText::Unit& unit, bool measured);
+  const Cell* find_row(const MultiText::Unit& unit, bool measured);
   void make_measures();
   void measure(const MultiText::Unit& unit);
   bool same_atoms() const;
@@ -120,10 +116,9 @@ class TeraMultiEval {
   int indexedWeight = 0;  // tokens of the query
   std::string queryString;
   std::vector<std::vector<Hit>> hits;  // per unit, best first
-  std::unordered_map<std::string, Row> rows;
-  Row measuredRow;
+  MultiRows rows;
+  std::vector<Cell> measuredRow;
   std::vector<Measures> measures;
   MultiText lineParts;
   MultiMatch lineMatch;
-  std::string lookedUp;
 };

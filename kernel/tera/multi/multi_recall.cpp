@@ -15,6 +15,8 @@ constexpr VInt MOST_SWEEPS = 64;
 constexpr VInt FREE_ENTRIES = 10'000'000;
 /// Where a list has that many times as many entries as lines were found, these are searched for in it.
 constexpr std::size_t SEARCH_COST = 32;
+/// Beyond the candidates asked for, so many lines are put into order, too.
+constexpr std::size_t MOST_ORDERED = 1000;
 
 }  // namespace
 
@@ -31,7 +33,7 @@ int MultiRecall::run(TeraResult* result) {
   sweep();
   collect(std::max(result->get_min_value(), 1));
   limit(*result);
-  refine(*result);
+  refine(result);
   return fill(result);
 }
 
@@ -157,7 +159,7 @@ void MultiRecall::collect(int min_value) {
     const MultiScratch::Cell& cell = scratch->cells[line];
     const int tokens = index.tokenLengths[line];
     if (cell.weight < least_weight(tokens, min_value)) continue;
-    Found one{line, 0, cell.weight, tokens, true, false};
+    Found one{line, 0, cell.weight, tokens, true, false, nullptr};
     if (isPlain && !(all && cell.numUnits < multiEval->num_units()))
       one.quality = multiEval->value_of(cell.weight, tokens);
     else if (isPlain || !evaluate(&one, min_value))
@@ -210,15 +212,18 @@ void MultiRecall::limit(const TeraResult& result) {
 }
 
 /// Lets each line be evaluated that will be seen: for its order, its abbreviations and its marks.
-void MultiRecall::refine(const TeraResult& result) {
-  const auto most = static_cast<std::size_t>(result.get_num_cands()) + TeraResult::DEFAULT_BIGGEST_GROUP;
+void MultiRecall::refine(TeraResult* result) {
+  const std::size_t most = static_cast<std::size_t>(result->get_num_cands()) + MOST_ORDERED;
   const auto by_weight = [](const Found& a, const Found& b) {
     return std::make_tuple(-a.quality, -a.weight, a.tokens, a.line) <
            std::make_tuple(-b.quality, -b.weight, b.tokens, b.line);
   };
   std::sort(found.begin(), found.end(), by_weight);
   if (multiEval->get_query().num_atoms() < 2) return;
-  for (std::size_t i = 0; i < std::min(found.size(), most); ++i) refine_one(&found[i]);
+  const std::size_t shown = result->does_use_collection()
+                                ? std::min(result->get_num_cands(), result->get_biggest())
+                                : result->get_num_cands();
+  for (std::size_t i = 0; i < std::min(found.size(), most); ++i) refine_one(i < shown, &found[i], result);
   const auto by_order = [](const Found& a, const Found& b) {
     return std::make_tuple(-a.quality, -a.weight, !a.isInOrder, a.tokens, a.line) <
            std::make_tuple(-b.quality, -b.weight, !b.isInOrder, b.tokens, b.line);
@@ -226,18 +231,18 @@ void MultiRecall::refine(const TeraResult& result) {
   std::sort(found.begin(), found.end(), by_order);
 }
 
-void MultiRecall::refine_one(Found* one) {
+void MultiRecall::refine_one(bool shown, Found* one, AceAttach* at) {
   if (!index.read_text(one->line, &lineText)) return;
   const TeraMultiEval::Score score = multiEval->score(lineText.c_str(), false);
   one->isInOrder = score.isInOrder;
   one->isAbbreviated = score.isAbbreviated;
+  if (shown) one->shownAs = shown_line(true, at);
 }
 
 // ---------------------------------------------------------------- candidates
 
 int MultiRecall::fill(TeraResult* result) {
   result->set_resolved();
-  const bool isMarked = (multiEval->get_ask().options & TeraMulti::NO_TEASER) == 0;
   const auto biggest = static_cast<std::size_t>(std::max(result->get_biggest(), 1));
   for (std::size_t first = 0, last = 0; first < found.size(); first = last) {
     last = first;
@@ -245,25 +250,29 @@ int MultiRecall::fill(TeraResult* result) {
     const bool isCollected = result->does_use_collection() && last - first > biggest;
     const std::size_t shown = isCollected ? first + biggest : last;
     for (std::size_t i = first; i < shown; ++i)
-      add_candidate(found[i], isMarked && i < static_cast<std::size_t>(result->get_num_cands()), result);
+      add_candidate(i < static_cast<std::size_t>(result->get_num_cands()), &found[i], result);
     if (isCollected) add_collection(shown, last, result);
   }
   return result->num_cands();
 }
 
-void MultiRecall::add_candidate(const Found& one, bool marked, TeraResult* result) {
-  if (!result->accept(one.quality) || !index.read_text(one.line, &lineText)) return;
-  const char* shown = nullptr;
-  bool isAbbreviated = one.isAbbreviated;
-  if (marked) {
-    isAbbreviated = multiEval->score(lineText.c_str(), false).isAbbreviated;
-    shown = multi_marked_line(*multiEval, lineText, result);
-  } else {
-    shown = result->attach(lineText.data(), static_cast<VInt>(lineText.size()));
+/// The line that was read last, marked when it was evaluated and the options allow it.
+const char* MultiRecall::shown_line(bool evaluated, AceAttach* at) const {
+  const bool isMarked = evaluated && (multiEval->get_ask().options & TeraMulti::NO_TEASER) == 0;
+  return isMarked ? multi_marked_line(*multiEval, lineText, at)
+                  : at->attach(lineText.data(), static_cast<VInt>(lineText.size()));
+}
+
+void MultiRecall::add_candidate(bool evaluated, Found* one, TeraResult* result) {
+  if (!result->accept(one->quality)) return;
+  if (one->shownAs == nullptr) {
+    if (!index.read_text(one->line, &lineText)) return;
+    if (evaluated) one->isAbbreviated = multiEval->score(lineText.c_str(), false).isAbbreviated;
+    one->shownAs = shown_line(evaluated, result);
   }
-  auto* const cand = new TeraCand(shown, one.line);
-  if (isAbbreviated) cand->add_state(TeraCand::INITIAL);
-  result->add(one.quality, cand);
+  auto* const cand = new TeraCand(one->shownAs, one->line);
+  if (one->isAbbreviated) cand->add_state(TeraCand::INITIAL);
+  result->add(one->quality, cand);
 }
 
 void MultiRecall::add_collection(std::size_t first, std::size_t last, TeraResult* result) {

@@ -27,6 +27,7 @@ class MultiRecall {
     int tokens;
     bool isInOrder;
     bool isAbbreviated;
+    const char* shownAs;  ///< null: not made yet
   };
 
   MultiRecall(const TeraMulti& multi, TeraMultiEval* eval, MultiScratch* used)
@@ -54,10 +55,11 @@ class MultiRecall {
   bool evaluate(Found* found, int min_value);
   bool has_ends() const;
   void limit(const TeraResult& result);
-  void refine(const TeraResult& result);
-  void refine_one(Found* found);
+  void refine(TeraResult* result);
+  void refine_one(bool shown, Found* found, AceAttach* at);
+  const char* shown_line(bool evaluated, AceAttach* at) const;
   int fill(TeraResult* result);
-  void add_candidate(const Found& found, bool marked, TeraResult* result);
+  void add_candidate(bool evaluated, Found* found, TeraResult* result);
   void add_collection(std::size_t first, std::size_t last, TeraResult* result);
 
   const TeraMulti& index;

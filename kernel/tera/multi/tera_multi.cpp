@@ -10,6 +10,7 @@
 #include "ace/ace_magic.h"
 #include "ace/ace_read_or_clean.h"
 #include "ace/ace_reporter.h"
+#include "tera/multi/multi_abbreviations_internal.h"
 #include "tera/multi/multi_scratch_internal.h"
 #include "tera/multi/multi_text_internal.h"
 #include "tera/tera_transform.h"
@@ -30,7 +31,8 @@ const MagicFactory<AceWrap> factory(TeraMultifactory, TeraMultifactoryCreate, "T
 TeraMulti::TeraMulti()
     : editStruct(std::make_unique<TeraEdit>()),
       splitRules(std::make_unique<MultiRules>()),
-      scratchPool(std::make_unique<MultiScratchPool>()) {
+      scratchPool(std::make_unique<MultiScratchPool>()),
+      abbreviations(std::make_unique<MultiAbbreviations>()) {
   make_rules();
 }
 
@@ -82,6 +84,7 @@ void TeraMulti::clean_lines() {
   ownStart = {};
   ownLengths = {};
   scratchPool->clean();
+  abbreviations->clean();
   memAt.release();
   make_rules();
 }

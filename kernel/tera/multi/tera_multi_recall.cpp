@@ -5,6 +5,7 @@
 #include "ace/ace_error.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_time_analysis.h"
+#include "tera/multi/multi_abbreviations_internal.h"
 #include "tera/multi/multi_recall_internal.h"
 #include "tera/tera_decompose.h"
 #include "tera/tera_multi.h"
@@ -25,17 +26,16 @@ constexpr int ANY_DISTANCE = 255;
 int TeraMulti::recall_word(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model,
                            const MultiAsk& ask, bool plain, AceReporter* rep) const {
   const int options = (ask.options & WORD_OPTIONS) | (plain ? TeraEdit::NO_ALIASES : 0);
-  return editStruct->recall(result, mode, model, 0, 0, options, plain ? PLAIN_WEIGHT : ask.origWeight,
-                            rep != nullptr ? rep : AceReporter::use_default());
+  // Markers of a query may make abbreviations of other words, too.
+  const bool isShort = plain && mode == TeraEval::EXTEND && ask.markers.empty();
+  const TeraEdit& edit = isShort ? abbreviations->get(*editStruct) : *editStruct;
+  return edit.recall(result, mode, model, 0, 0, options, plain ? PLAIN_WEIGHT : ask.origWeight,
+                     rep != nullptr ? rep : AceReporter::use_default());
 }
 
 TeraQuery* TeraMulti::get_word_query(const char* text, TeraEval::Mode mode, TeraEval::Model model,
                                      int options, int weight) const {
   return editStruct->get_query(text, mode, model, options, weight);
-}
-
-bool TeraMulti::has_abbreviations(const char*) const {
-  return numWords > 0;
 }
 
 const char* TeraMulti::decompose(const char* word, int single_min_qual, AceAttach* at) const {
