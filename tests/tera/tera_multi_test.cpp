@@ -278,6 +278,22 @@ TEST(TeraMulti, lines_are_found_by_other_words_than_skip_words_unless_there_are_
   }
 }
 
+TEST(TeraMulti, words_in_many_lines_are_looked_for_in_the_lines_of_rare_ones) {
+  samples::Random random(13);
+  Asked asked;
+  for (int i = 0; i < 1500; ++i)
+    asked.lines.push_back("common " + samples::letters(random, 7 + random.below(2)) +
+                          (i % 3 == 0 ? " usual" : ""));
+  const auto multi = make(asked.lines);
+  for (const TeraEval::Model model : {TeraEval::SHORT, TeraEval::MAXIMUM, TeraEval::ENTRY, TeraEval::GEO})
+    for (int i = 0; i < 12; ++i) {
+      asked.model = model;
+      const std::string query =
+          asked.lines[static_cast<std::size_t>(random.below(1500))].substr(7) + " comon usua";
+      EXPECT_EQ(recall(*multi, query, USUAL, model), expected(asked, query)) << query << " " << model;
+    }
+}
+
 TEST(TeraMulti, joined_split_and_hyphenated_words_are_found_where_the_options_say) {
   const Lines lines = {"Hauptbahnhof Bern", "Haupt Bahnhof Basel", "Baden-Baden", "E-Mail"};
   Plan plan;

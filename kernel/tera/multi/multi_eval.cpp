@@ -197,6 +197,21 @@ VInt TeraMultiEval::least_weight(int tokens, int min_value) const {
   return low;
 }
 
+/// In these models a line is worth no more when it is longer than the query and grows.
+VInt TeraMultiEval::least_weight_of_any(int min_value) const {
+  constexpr TeraEval::Model falling[] = {
+      TeraEval::QUERY,    TeraEval::SHORT, TeraEval::EM_QUERY, TeraEval::MEAN,    TeraEval::LONG,
+      TeraEval::EM_ENTRY, TeraEval::ENTRY, TeraEval::UNION,    TeraEval::MAXIMUM, TeraEval::PRODUCT};
+  constexpr int mostLengths = 256;
+  if (std::find(std::begin(falling), std::end(falling), recallAsk.model) == std::end(falling) ||
+      indexedWeight > mostLengths)
+    return 0;
+  VInt least = least_weight(indexedWeight, min_value);
+  for (int tokens = 1; tokens < indexedWeight; ++tokens)
+    if (least > 0 && value_of(least - 1, tokens) >= min_value) least = least_weight(tokens, min_value);
+  return least;
+}
+
 TeraMultiEval::Score TeraMultiEval::score(const char* line, bool measured) {
   lineParts.split(line, lineRules);
   lineMatch.clear();

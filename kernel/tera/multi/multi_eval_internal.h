@@ -70,6 +70,8 @@ class TeraMultiEval {
   int value_of(VInt weight, int tokens) const;
   /// The least weight with which a line of that length reaches a quality; more than any weight for none.
   VInt least_weight(int tokens, int min_value) const;
+  /// The same for a line of any length.
+  VInt least_weight_of_any(int min_value) const;
 
   /// What a line is worth. With `measured`, words that the recall did not find are measured, too.
   Score score(const char* line, bool measured);

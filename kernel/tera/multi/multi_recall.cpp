@@ -15,6 +15,8 @@ constexpr VInt MOST_SWEEPS = 64;
 constexpr VInt FREE_ENTRIES = 10'000'000;
 /// Where a list has that many times as many entries as lines were found, these are searched for in it.
 constexpr std::size_t SEARCH_COST = 32;
+/// What evaluating a line costs, in entries of hit lists.
+constexpr VInt EVALUATION_COST = 256;
 /// Beyond the candidates asked for, so many lines are put into order, too.
 constexpr std::size_t MOST_ORDERED = 1000;
 
@@ -22,7 +24,10 @@ constexpr std::size_t MOST_ORDERED = 1000;
 
 int MultiRecall::run(TeraResult* result) {
   if (multiEval->get_query().num_atoms() == 0) return result->num_cands();
-  if (count_entries() > MOST_SWEEPS * index.num_records() + FREE_ENTRIES) {
+  VInt entries = 0;
+  for (int unit = 1; unit <= multiEval->num_units(); ++unit)
+    entries += count_entries(static_cast<Tiny>(unit));
+  if (entries > MOST_SWEEPS * index.num_records() + FREE_ENTRIES) {
     AceReporter::use_default()->printf("Query whose words are in too many lines: '%s'\n",
                                        result->get_string());
     result->set_unreliable();
@@ -30,38 +35,75 @@ int MultiRecall::run(TeraResult* result) {
   }
   isPlain = multiEval->is_plain() && !needsEnds;
   skipped = index.skip_list();
-  sweep();
-  collect(std::max(result->get_min_value(), 1));
+  const int minValue = std::max(result->get_min_value(), 1);
+  sweep(minValue);
+  collect(minValue);
   limit(*result);
   refine(result);
   return fill(result);
 }
 
-VInt MultiRecall::count_entries() const {
+VInt MultiRecall::count_entries(Tiny unit) const {
   VInt entries = 0;
-  for (int unit = 0; unit < multiEval->num_units(); ++unit)
-    for (const auto& hit : multiEval->get_hits(static_cast<std::size_t>(unit)))
-      entries += index.infoHandle->get_size(hit.key);
+  for (const auto& hit : multiEval->get_hits(unit - 1U)) entries += index.infoHandle->get_size(hit.key);
   return entries;
 }
 
 // ---------------------------------------------------------------- hit lists
 
-/// Lines are found by words that are no skip words, unless there are none; then all words count in them.
-void MultiRecall::sweep() {
+/// Lines are found by words that are no skip words, unless there are none, and by units without which a line
+/// cannot reach the least quality. The others are looked at in the lines found alone: in their lists, or,
+/// where these are much longer, in the lines themselves.
+void MultiRecall::sweep(int min_value) {
+  const std::vector<Tiny> order = order_units();
+  const std::size_t numFinders = count_finders(order, min_value);
   bool skips = false;
   bool finds = false;
-  for (int unit = 0; unit < multiEval->num_units() && !skipped.empty(); ++unit)
-    for (const auto& hit : multiEval->get_hits(static_cast<std::size_t>(unit)))
-      (is_skipped(hit.key) ? skips : finds) = true;
-  const bool isRestricted = skips && finds;
-  if (isRestricted) mark_found();
-  for (int unit = 0; unit < multiEval->num_units(); ++unit) {
-    if (isRestricted)
-      sweep_found(static_cast<Tiny>(unit + 1));
-    else
-      sweep_all(static_cast<Tiny>(unit + 1));
+  for (std::size_t i = 0; i < numFinders && !skipped.empty(); ++i)
+    for (const auto& hit : multiEval->get_hits(order[i] - 1U)) (is_skipped(hit.key) ? skips : finds) = true;
+  if (skips && finds) {
+    for (std::size_t i = 0; i < numFinders; ++i) mark_found(order[i]);
+    for (std::size_t i = 0; i < numFinders; ++i) sweep_found(order[i]);
+  } else {
+    for (std::size_t i = 0; i < numFinders; ++i) sweep_all(order[i]);
   }
+  VInt entries = 0;
+  for (std::size_t i = numFinders; i < order.size(); ++i) entries += count_entries(order[i]);
+  const bool isLong = entries > EVALUATION_COST * static_cast<VInt>(scratch->numTouched);
+  for (std::size_t i = numFinders; i < order.size(); ++i) {
+    if (isLong)
+      openWeight += most_weight(order[i]);
+    else
+      sweep_found(order[i]);
+  }
+  if (isLong && numFinders < order.size()) isPlain = false;
+}
+
+/// Units from 1 on, those with the fewest entries first.
+std::vector<Tiny> MultiRecall::order_units() const {
+  std::vector<Tiny> order;
+  std::vector<VInt> entries(1, 0);
+  for (int unit = 1; unit <= multiEval->num_units(); ++unit) {
+    order.push_back(static_cast<Tiny>(unit));
+    entries.push_back(count_entries(static_cast<Tiny>(unit)));
+  }
+  std::stable_sort(order.begin(), order.end(), [&](Tiny a, Tiny b) { return entries[a] < entries[b]; });
+  return order;
+}
+
+/// How many units find lines: those behind them bring less, all together, than any line needs.
+std::size_t MultiRecall::count_finders(const std::vector<Tiny>& order, int min_value) const {
+  const VInt needed = multiEval->least_weight_of_any(min_value);
+  VInt weight = 0;
+  std::size_t count = order.size();
+  while (count > 0 && weight + most_weight(order[count - 1]) < needed) weight += most_weight(order[--count]);
+  return count;
+}
+
+/// The most that a unit can bring.
+VInt MultiRecall::most_weight(Tiny unit) const {
+  const auto& hits = multiEval->get_hits(unit - 1U);
+  return hits.empty() ? 0 : VInt{multiEval->get_query().get_units()[unit - 1U].tokens} * hits.front().quality;
 }
 
 void MultiRecall::sweep_all(Tiny unit) {
@@ -102,20 +144,19 @@ void MultiRecall::add_list(const IdList& list, Tiny unit, Large weight) {
   scratch->numTouched = count;
 }
 
-void MultiRecall::mark_found() {
+void MultiRecall::mark_found(Tiny unit) {
   MultiScratch::Cell* const cells = scratch->cells.data();
   Large* const touched = scratch->touched.data();
   std::size_t count = scratch->numTouched;
-  for (int unit = 0; unit < multiEval->num_units(); ++unit)
-    for (const auto& hit : multiEval->get_hits(static_cast<std::size_t>(unit))) {
-      if (is_skipped(hit.key)) continue;
-      for (const Large entry : index.infoHandle->get(hit.key)) {
-        const Large line = std::min(entry, index.num_records());
-        touched[count] = line;
-        count += 1U - cells[line].isFound;
-        cells[line].isFound = 1;
-      }
+  for (const auto& hit : multiEval->get_hits(unit - 1U)) {
+    if (is_skipped(hit.key)) continue;
+    for (const Large entry : index.infoHandle->get(hit.key)) {
+      const Large line = std::min(entry, index.num_records());
+      touched[count] = line;
+      count += 1U - cells[line].isFound;
+      cells[line].isFound = 1;
     }
+  }
   scratch->numTouched = count;
 }
 
@@ -158,7 +199,7 @@ void MultiRecall::collect(int min_value) {
     if (line >= index.num_records()) continue;
     const MultiScratch::Cell& cell = scratch->cells[line];
     const int tokens = index.tokenLengths[line];
-    if (cell.weight < least_weight(tokens, min_value)) continue;
+    if (cell.weight + openWeight < least_weight(tokens, min_value)) continue;
     Found one{line, 0, cell.weight, tokens, true, false, nullptr};
     if (isPlain && !(all && cell.numUnits < multiEval->num_units()))
       one.quality = multiEval->value_of(cell.weight, tokens);

@@ -42,11 +42,14 @@ class MultiRecall {
   static constexpr Large SHORT_LINES = 256;
 
   bool is_skipped(Large key) const { return std::binary_search(skipped.begin(), skipped.end(), key); }
-  VInt count_entries() const;
-  void sweep();
+  VInt count_entries(Tiny unit) const;
+  void sweep(int min_value);
+  std::vector<Tiny> order_units() const;
+  std::size_t count_finders(const std::vector<Tiny>& order, int min_value) const;
+  VInt most_weight(Tiny unit) const;
   void sweep_all(Tiny unit);
   void sweep_found(Tiny unit);
-  void mark_found();
+  void mark_found(Tiny unit);
   void add_list(const IdList& list, Tiny unit, Large weight);
   void add_to_found(const IdList& list, Tiny unit, Large weight);
   void look_up_found(const IdList& list, Tiny unit, Large weight);
@@ -67,7 +70,8 @@ class MultiRecall {
   MultiScratch* scratch;
   IdList skipped;
   bool needsEnds = false;
-  bool isPlain = false;
+  bool isPlain = false;  // the sum of weights is what a line is worth
+  VInt openWeight = 0;   // the most that units bring that are not looked up
   std::vector<Found> found;
   std::string lineText;
   VInt cachedMinWeight[SHORT_LINES] = {};  // per length, 0: not known yet
