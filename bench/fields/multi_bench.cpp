@@ -3,8 +3,8 @@
 // Lines: runs of words of the package descriptions that this machine knows, and every fourth of them of real
 // words (bench/lookup/data.h). Queries: 2 or 3 words of lines, each with one or two letters wrong; the same
 // without errors; the same with the last word cut. Times are of single queries, in milliseconds of
-// the processor: their median and the 99th percentile. SQLite finds no misspelled word; its rows are for the same lines without
-// errors.
+// the processor: their median and the 99th percentile. SQLite finds no misspelled word; its rows are for the
+// same lines without errors.
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
