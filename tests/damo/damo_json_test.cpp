@@ -5,6 +5,7 @@
 
 #include "ace/ace_exception.h"
 #include "ace/ace_reporter.h"
+#include "damo/damo_json.h"
 #include "gtest/gtest.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
@@ -156,6 +157,52 @@ TEST(DamoJsonInput, refuses_what_is_none_and_says_why) {
   EXPECT_EQ(single->read_line(nullptr, 0), 3);
   EXPECT_STREQ(single->get_source_text(&at), "{\"name\":\"one\"}");
   EXPECT_EQ(single->read_line(nullptr, 0), DamoInput::AT_END);
+}
+
+/// Depth, key and sample of each node.
+std::string shown(DamoJsonBase* json) {
+  std::string text;
+  for (const JsonOutput& node : json->get_structure())
+    text +=
+        std::string(static_cast<std::size_t>(node.nodeDepth), ' ') + node.nodeKey + "=" + node.nodeVal + "\n";
+  return text;
+}
+
+TEST(DamoJson, shows_every_path_once) {
+  const support::TempFolder folder;
+  EXPECT_EQ(DamoJsonBase::protect_key("name_x"), "name_x");
+  EXPECT_EQ(DamoJsonBase::protect_key("a1"), "\"a1\"");
+  EXPECT_EQ(DamoJsonBase::protect_key("a\"\\b"), "\"a\\\"\\\\b\"");
+  EXPECT_EQ(DamoJsonBase::protect_key(""), "");
+  const std::string text =
+      R"({"items": [{"a1": 5, "n": null}, {"b": "x", "a1": 6}], "deep": [[], [[true]]], "none": [],
+                               "mixed": ["s", {"k": 1.5}], "o": {"p": {"q": "r"}}})";
+  support::write_file(folder.file("json"), text);
+  DamoJson json;
+  json.init(folder.file("json").c_str());
+  const std::string expected =
+      "docRoot=\n deep[*][*][*]=true\n items[*]=\n  \"a1\"=5\n  b=x\n  n=\n mixed[*]=s\n  k=1.5\n none[*]=\n "
+      "o=\n  p=\n   q=r\n";
+  EXPECT_EQ(shown(&json), expected);
+  EXPECT_EQ(shown(&json), expected);
+  DamoJsonLines lines;
+  support::write_file(folder.file("lines"), std::regex_replace(text, std::regex("\n"), "") +
+                                                "\n{\"o\": [1}\n\n{\"o\": 3}\n{\"late\": 1}\n");
+  EXPECT_EQ(lines.init(folder.file("lines").c_str(), 4), 2);
+  EXPECT_EQ(shown(&lines), std::regex_replace(expected, std::regex(" o=\n"), " o=3\n"));
+  // Paths lead to their samples.
+  const char* sample[] = {"items[*].\"a1\" | [0] | to_string(@)", "o.p.q"};
+  const std::unique_ptr<DamoInput> input(
+      DamoJsonInput(folder.file("json").c_str(), "@", sample, 2, AceReporter::null()));
+  EXPECT_EQ(input->read_line(nullptr, 0), 2);
+  EXPECT_STREQ(input->get_field(0), "5");
+  EXPECT_STREQ(input->get_field(1), "r");
+  for (const char* broken : {"{\"a\": ", "[1,]", "x"}) {
+    support::write_file(folder.file("json"), broken);
+    EXPECT_THROW(DamoJson().init(folder.file("json").c_str()), AceException);
+    EXPECT_EQ(DamoJsonLines().parse_line(broken), -1);
+  }
+  EXPECT_THROW(DamoJson().init(folder.file("none").c_str()), AceException);
 }
 
 }  // namespace
