@@ -713,6 +713,15 @@ TEST(TeraAutoFile, a_saved_automaton_has_its_documented_bytes) {
             support::documented_bytes(TEST_FORMATS, "An automaton index"));
 }
 
+TEST(TeraAutoFile, files_of_this_format_always_open) {
+  TeraAuto automaton;
+  ASSERT_EQ(automaton.load(TEST_DATA "/formats/aliases_phonetics.auto", 1, AceReporter::use_default()), 7);
+  EXPECT_EQ(automaton.verify(AceReporter::use_default()), 0);
+  TeraResult result("ab", 240, 10, 255);
+  automaton.recall(&result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, 2, 0, nullptr);
+  EXPECT_EQ(found_in(result), (Found{{"ab", 255}, {"ba", 252}}));
+}
+
 TEST(TeraAutoFile, a_cut_file_is_refused_and_damage_never_reads_out_of_bounds) {
   const std::string image = full_image();
   support::RecordingReporter rep;
