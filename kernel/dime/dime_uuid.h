@@ -34,14 +34,16 @@
 ///     first
 ///                                       digits first
 ///     sortArray      numValues x 4      if SORTED and numValues > 0; aligned to 8; positions by their values
+///     guideArray     words of 8         with sortArray; aligned to 8; the first word of every 16th value in
+///                                       their order, from the first one on
 ///     presence       AceBits            if HAS_HOLES: 1 for positions that have a value
 ///     denseArray     BlockIndex         if HAS_DENSE; from base ids to positions
 ///
 /// `read` checks sizes; look-ups stay in bounds whatever the arrays hold. Thread safety: any number of
 /// threads may ask at once. Parsing options is guarded.
 ///
-/// Cost of a look-up in sorted values: interpolation, O(log log n) steps where values are random, and never
-/// more than three times the steps of bisection.
+/// Cost of a look-up in sorted values: a search in the guide, which stays in the cache, and one among 16
+/// values, which interpolates where it can.
 #pragma once
 
 #include <compare>
@@ -152,6 +154,7 @@ class SORV_API DimeUuidMethod : public DastBaseMethod {
 
  private:
   struct ValueList;
+  static constexpr Large GUIDE_STEP = 16;
 
   bool has(Options option) const { return (optionFlags & option) != 0; }
   bool is_value(Large pos) const { return presence == nullptr || presence->get(pos) != 0; }
@@ -172,6 +175,8 @@ class SORV_API DimeUuidMethod : public DastBaseMethod {
   int fill_dense(const ValueList& values);
   void fill_values(const ValueList& values);
   void sort_values();
+  void make_guide();
+  Large num_guides() const { return numValues / GUIDE_STEP + (numValues % GUIDE_STEP != 0 ? 1 : 0); }
   void save_arrays(AceFile* file) const;
   bool read_arrays(AceFile* file);
 
@@ -179,6 +184,7 @@ class SORV_API DimeUuidMethod : public DastBaseMethod {
   std::unique_ptr<BlockIndex> denseArray = std::make_unique<BlockIndex>();
   const Uuid* valueArray = nullptr;
   const Large* sortArray = nullptr;
+  const VUint* guideArray = nullptr;
   std::unique_ptr<AceBits> presence;
   Large numEntries = 0;
   Large numValues = 0;

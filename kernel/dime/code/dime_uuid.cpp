@@ -65,6 +65,16 @@ struct UuidRange {
   Uuid to;
 };
 
+/// Bisection without branches: which way it goes cannot be foreseen.
+const VUint* first_not_below(const VUint* array, Large size, VUint word) {
+  while (size > 0) {
+    const Large half = size / 2;
+    array += array[half] < word ? size - half : 0;
+    size = half;
+  }
+  return array;
+}
+
 class UuidQuery : public TeraQuery {
  public:
   explicit UuidQuery(const UuidRange& range) : asked(range) {}
@@ -163,6 +173,7 @@ void DimeUuidMethod::clean() {
   presence.reset();
   valueArray = nullptr;
   sortArray = nullptr;
+  guideArray = nullptr;
   numEntries = numValues = 0;
   optionFlags &= SORTED | SKIP_INVALID;
   isMapped = false;
@@ -283,28 +294,40 @@ void DimeUuidMethod::sort_values() {
     return order != 0 ? order < 0 : a < b;
   });
   sortArray = sorted;
+  make_guide();
+}
+
+void DimeUuidMethod::make_guide() {
+  VUint* guide = nullptr;
+  memAt.malloc(guide, num_guides());
+  for (Large i = 0; i < num_guides(); ++i) guide[i] = sorted_value(VInt{i} * GUIDE_STEP).get_word(0);
+  guideArray = guide;
 }
 
 // ---------------------------------------------------------------- searching
 
-/// Interpolation between values that are known, on both sides of where the value should be, so that as a rule
-/// it lies between the two. Of random values, n apart, the guess is wrong by the root of n at most; others
-/// are narrowed down by bisection.
+/// The guide leaves the values between two neighbours in it, or more where many begin alike. Interpolation
+/// between the ends then asks on both sides of where the value should be, so that as a rule it lies between
+/// the two: of random values, n apart, the guess is wrong by the root of n at most. Others are bisected.
 Large DimeUuidMethod::count_below(const Uuid& value) const {
-  constexpr VInt FEW = 24;
+  constexpr VInt FEW = 4;
   constexpr int BISECTION = 3;  // every third step
   constexpr double WHOLE = 18446744073709551616.0;
-  VInt low = 0;
-  VInt high = numValues;
-  double lowKey = 0;
-  double highKey = WHOLE;
+  const VUint* const guideEnd = guideArray + num_guides();
+  const VUint* const from = first_not_below(guideArray, num_guides(), value.get_word(0));
+  const bool isShared = from != guideEnd && *from == value.get_word(0);
+  const VUint* const to = isShared ? std::upper_bound(from, guideEnd, *from) : from;
+  VInt low = from != guideArray ? (from - guideArray - 1) * VInt{GUIDE_STEP} + 1 : 0;
+  VInt high = std::min((to - guideArray) * VInt{GUIDE_STEP}, VInt{numValues});
+  double lowKey = from != guideArray ? static_cast<double>(from[-1]) : 0;
+  double highKey = to != guideEnd ? static_cast<double>(*to) : WHOLE;
   const auto key = static_cast<double>(value.get_word(0));
   for (int step = 1; high - low > FEW; ++step) {
     const auto size = static_cast<double>(high - low);
     const bool isBisection = step % BISECTION == 0 || !(highKey > lowKey);
     const double share = isBisection ? 0.5 : std::clamp((key - lowKey) / (highKey - lowKey), 0.0, 1.0);
     const VInt guess = low + static_cast<VInt>(share * size);
-    const VInt margin = isBisection ? 0 : static_cast<VInt>(std::sqrt(size));
+    const VInt margin = isBisection ? 0 : static_cast<VInt>(std::sqrt(size) / 2);
     const VInt first = std::clamp(guess - margin, low, high - 1);
     const VInt second = std::clamp(guess + margin, low, high - 1);
     const Uuid& firstValue = sorted_value(first);
@@ -312,16 +335,14 @@ Large DimeUuidMethod::count_below(const Uuid& value) const {
     if (secondValue < value) {
       low = second + 1;
       lowKey = static_cast<double>(secondValue.get_word(0));
-    } else {
+    } else if (firstValue < value) {
       high = second;
       highKey = static_cast<double>(secondValue.get_word(0));
-      if (firstValue < value) {
-        low = first + 1;
-        lowKey = static_cast<double>(firstValue.get_word(0));
-      } else {
-        high = std::min(high, first);
-        highKey = static_cast<double>(firstValue.get_word(0));
-      }
+      low = first + 1;
+      lowKey = static_cast<double>(firstValue.get_word(0));
+    } else {
+      high = first;
+      highKey = static_cast<double>(firstValue.get_word(0));
     }
   }
   VInt numBelow = 0;
@@ -429,21 +450,26 @@ void DimeUuidMethod::save_arrays(AceFile* file) const {
   file->mem_info("Number of entries: %d", static_cast<int>(numEntries));
   if (numEntries > 0) file->write(VInt{numEntries} * VInt{sizeof(Uuid)}, valueArray, ARRAY_ALIGNMENT);
   file->mem_point("Sorted array");
-  if (sortArray != nullptr && numValues > 0)
+  if (sortArray != nullptr && numValues > 0) {
     file->write(VInt{numValues} * VInt{sizeof(Large)}, sortArray, ARRAY_ALIGNMENT);
+    file->write(VInt{num_guides()} * VInt{sizeof(VUint)}, guideArray, ARRAY_ALIGNMENT);
+  }
   if (presence != nullptr) presence->save(file);
 }
 
 bool DimeUuidMethod::read_arrays(AceFile* file) {
   if (numEntries > 0) valueArray = file->read_array<Uuid>(numEntries, &memAt, ARRAY_ALIGNMENT);
-  if (has(SORTED) && numValues > 0) sortArray = file->read_array<Large>(numValues, &memAt, ARRAY_ALIGNMENT);
+  if (has(SORTED) && numValues > 0) {
+    sortArray = file->read_array<Large>(numValues, &memAt, ARRAY_ALIGNMENT);
+    guideArray = file->read_array<VUint>(num_guides(), &memAt, ARRAY_ALIGNMENT);
+  }
   if (has(HAS_HOLES)) {
     presence = std::make_unique<AceBits>();
     if (presence->read(file) != numEntries || presence->get_num_bits() != 1) return false;
   }
   if (has(HAS_DENSE) && denseArray->read(file) < 0) return false;
-  const bool isThere =
-      (numEntries == 0 || valueArray != nullptr) && (!has(SORTED) || numValues == 0 || sortArray != nullptr);
+  const bool isThere = (numEntries == 0 || valueArray != nullptr) &&
+                       (!has(SORTED) || numValues == 0 || (sortArray != nullptr && guideArray != nullptr));
   return isThere && !file->is_short() && denseArray->size() == numEntries;
 }
 
