@@ -1,4 +1,6 @@
 // What holds for the query objects of all methods that score values one by one.
+#include <gtest/gtest.h>
+
 #include "support/failing_new.h"
 #include "support/method_asks.h"
 
