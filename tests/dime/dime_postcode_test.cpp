@@ -77,7 +77,7 @@ TEST(DimePostCodeMethod, query_objects_and_look_ups_are_the_definition) {
                                " -min_value 100 -num_cands 7 -auto_max_edit 9 -restricted_length 9"}) {
       ASSERT_EQ(method->configure_recall_options((std::string(settings.options) + limits).c_str()), 0);
       const bool isFew = limits[12] == '0' + 1 && limits[13] == '0';
-      for (int round = 0; round < 25; ++round) {
+      for (int round = 0; round < (samples::SLOW ? 2 : 12); ++round) {
         const std::string query = random_code(random);
         std::map<Large, int> all;
         for (size_t i = 0; i < codes.size(); ++i) {
