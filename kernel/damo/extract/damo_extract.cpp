@@ -146,16 +146,20 @@ void handle_rejected(Run* run, bool goes_on) {
                        ". Error record: %ld. Expected %d fields but read %d", run->lineNum, expected, found);
 }
 
-void write_rows(Run* run, const std::string& rows, bool is_deletion, DamoOutput* out) {
-  for (std::size_t start = 0, end = 0; end != std::string::npos; start = end + 1) {
-    end = rows.find('\n', start);
-    if (is_deletion) out->write("<del>\t");
-    out->write(std::string_view(rows).substr(start, end == std::string::npos ? end : end - start));
-    out->put('\n');
-    ++run->numLines;
+/// `rows` end with a newline each.
+void write_rows(Run* run, std::string* rows, bool is_deletion, DamoOutput* out) {
+  if (!is_deletion && run->outputStat != nullptr) run->outputStat->add_line(rows->c_str());
+  *rows += '\n';
+  run->numLines += std::count(rows->begin(), rows->end(), '\n');
+  if (!is_deletion) {
+    out->write(*rows);
+    return;
   }
-  if (is_deletion) ++run->numDeletions;
-  if (!is_deletion && run->outputStat != nullptr) run->outputStat->add_line(rows.c_str());
+  ++run->numDeletions;
+  for (std::size_t start = 0, end; (end = rows->find('\n', start)) != std::string::npos; start = end + 1) {
+    out->write("<del>\t");
+    out->write(std::string_view(*rows).substr(start, end + 1 - start));
+  }
 }
 
 void report_end(const Run& run, VInt num_cleaned) {
@@ -240,7 +244,7 @@ VInt _DamoExtract::extract(Run* run) {
     if (size == DamoInput::REJECTED)
       handle_rejected(run, goesOn);
     else if (make_rows(this, run, &rows, &at))
-      write_rows(run, rows, run->input->is_delete(), &out);
+      write_rows(run, &rows, run->input->is_delete(), &out);
     at.release();
     display.add(std::max(size, 0));
     if (numRecords % RECORDS_PER_REPORT != 0) continue;

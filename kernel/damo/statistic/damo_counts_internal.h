@@ -12,10 +12,10 @@
 class DamoCounts {
  public:
   void add(VInt number, Huge times = 1) {
-    const auto place = static_cast<std::size_t>(std::min<VInt>(number, DamoStatistic::MOST));
-    const std::size_t block = place / BLOCK;
-    if (block >= blocks.size() || blocks[block] == nullptr) make(block);
-    (*blocks[block])[place % BLOCK] += times;
+    if (static_cast<std::size_t>(number) < BLOCK)
+      first[static_cast<std::size_t>(number)] += times;
+    else
+      add_large(number, times);
   }
   void merge(const DamoCounts& other) {
     other.for_each([this](int number, Huge times) { add(number, times); });
@@ -23,10 +23,9 @@ class DamoCounts {
   /// `visit(number, times)` for each number that was counted, ascending.
   template <class Visit>
   void for_each(Visit visit) const {
-    for (std::size_t block = 0; block < blocks.size(); ++block)
-      for (std::size_t i = 0; blocks[block] != nullptr && i < BLOCK; ++i)
-        if (const Huge times = (*blocks[block])[i]; times != 0)
-          visit(static_cast<int>(block * BLOCK + i), times);
+    visit_block(first, 0, visit);
+    for (std::size_t block = 1; block < blocks.size(); ++block)
+      if (blocks[block] != nullptr) visit_block(*blocks[block], block, visit);
   }
   Huge total() const {
     Huge sum = 0;
@@ -47,10 +46,19 @@ class DamoCounts {
   static constexpr std::size_t BLOCK = 256;
   using Block = std::array<Huge, BLOCK>;
 
-  void make(std::size_t block) {
+  template <class Visit>
+  static void visit_block(const Block& counts, std::size_t block, Visit& visit) {
+    for (std::size_t i = 0; i < BLOCK; ++i)
+      if (counts[i] != 0) visit(static_cast<int>(block * BLOCK + i), counts[i]);
+  }
+  void add_large(VInt number, Huge times) {
+    const auto place = static_cast<std::size_t>(std::min<VInt>(number, DamoStatistic::MOST));
+    const std::size_t block = place / BLOCK;
     if (block >= blocks.size()) blocks.resize(block + 1);
-    blocks[block] = std::make_unique<Block>();
+    if (blocks[block] == nullptr) blocks[block] = std::make_unique<Block>();
+    (*blocks[block])[place % BLOCK] += times;
   }
 
-  std::vector<std::unique_ptr<Block>> blocks;
+  Block first{};                               // nearly all that is counted
+  std::vector<std::unique_ptr<Block>> blocks;  // of larger numbers, made when they are met
 };

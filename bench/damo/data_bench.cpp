@@ -1,0 +1,199 @@
+/// The way from sources to record files, beside what it cannot do without: reading, counting bytes, parsing,
+/// copying.
+///
+/// A million made people of five fields, 88 MB; BENCH_RECORDS says how many.
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <jsoncons/json.hpp>
+#include <memory>
+#include <random>
+#include <string>
+
+#include "ace/ace_reporter.h"
+#include "damo/damo_diff.h"
+#include "damo/damo_diff_maker.h"
+#include "damo/damo_extract.h"
+#include "damo/damo_field.h"
+#include "damo/damo_standard_input.h"
+#include "damo/damo_statistic.h"
+#include "ratio.h"
+
+namespace {
+
+constexpr int NUM_FIELDS = 5;
+constexpr long DEFAULT_RECORDS = 1'000'000;
+constexpr long RECORDS_PER_DIFFERENCE = 10;
+const char* const NAMES[NUM_FIELDS] = {"id", "given", "surname", "street", "city"};
+
+long num_records() {
+  static const long count = [] {
+    const char* const text = std::getenv("BENCH_RECORDS");
+    const long given = text != nullptr ? std::strtol(text, nullptr, 10) : 0;
+    return given > 0 ? given : DEFAULT_RECORDS;
+  }();
+  return count;
+}
+
+std::string file(const char* name) {
+  const std::string folder = std::string(BENCH_FOLDER) + "/" + std::to_string(num_records());
+  std::filesystem::create_directories(folder);
+  return folder + "/" + name;
+}
+
+std::string word(std::mt19937* random, unsigned shortest, unsigned longest) {
+  static constexpr const char* LETTERS[] = {"a", "e", "i", "o",        "n", "r", "s", "t",
+                                            "l", "d", "m", "\xC3\xA4", "u", "b", "k", " "};
+  std::string text;
+  for (unsigned n = shortest + (*random)() % (longest - shortest + 1); n > 0; --n)
+    text += LETTERS[(*random)() % 16];
+  return text;
+}
+
+/// The table with TABs, a tenth of it changed, and as JSON lines.
+void make_files() {
+  if (std::filesystem::exists(file("lines.json"))) return;
+  std::mt19937 random(1);
+  std::ofstream table(file("table")), changed(file("changed")), lines(file("lines.new"));
+  for (long i = 0; i < num_records(); ++i) {
+    const std::string values[NUM_FIELDS] = {std::to_string(10'000'000 + i), word(&random, 4, 14),
+                                            word(&random, 5, 25), word(&random, 10, 40),
+                                            word(&random, 5, 25)};
+    const std::string other = i % RECORDS_PER_DIFFERENCE == 0 ? word(&random, 5, 25) : values[4];
+    std::string head, json;
+    for (int k = 0; k < NUM_FIELDS; ++k) {
+      if (k < NUM_FIELDS - 1) head += values[k] + "\t";
+      json += std::string(k > 0 ? ",\"" : "{\"") + NAMES[k] + "\":\"" + values[k] + "\"";
+    }
+    table << head << values[NUM_FIELDS - 1] << '\n';
+    changed << head << other << '\n';
+    lines << json << ",\"more\":{\"visits\":[1,2,3],\"note\":null}}\n";
+  }
+  lines.close();
+  std::filesystem::rename(file("lines.new"), file("lines.json"));
+}
+
+std::string contents(const std::string& name) {
+  std::ifstream stream(name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void read_records() {
+  const std::unique_ptr<DamoInput> input(
+      DamoStandardInput(file("table").c_str(), '\t', AceReporter::null(), 0));
+  while (input->read_line(nullptr, 0) >= 0) benchmark::DoNotOptimize(input->get_field(1));
+}
+
+void extract(bool is_json) {
+  DamoField fields[NUM_FIELDS] = {DamoField(NAMES[0]), DamoField(NAMES[1]), DamoField(NAMES[2]),
+                                  DamoField(NAMES[3]), DamoField(NAMES[4])};
+  DamoExtract run(NUM_FIELDS, NUM_FIELDS, file("records").c_str(), 0, 0);
+  for (int i = 0; i < NUM_FIELDS; ++i) {
+    fields[i].set_source(i);
+    run.add_field(&fields[i]);
+  }
+  const char* paths[NUM_FIELDS];
+  std::copy(std::begin(NAMES), std::end(NAMES), paths);
+  if (is_json)
+    run.json_lines(file("lines.json").c_str(), 0, paths, NUM_FIELDS);
+  else
+    run.simple_file('\t', 0, file("table").c_str());
+  if (run.extract(0, nullptr, 0, AceReporter::null(), nullptr, nullptr, 0, 1) != num_records()) std::abort();
+}
+
+void BM_ExtractSeparated(benchmark::State& state) {
+  make_files();
+  bench::compare(
+      state, static_cast<double>(num_records()), [] { extract(false); }, read_records);
+}
+
+void BM_ExtractJsonLines(benchmark::State& state) {
+  make_files();
+  bench::compare(
+      state, static_cast<double>(num_records()), [] { extract(true); },
+      [] {
+        std::ifstream lines(file("lines.json"));
+        for (std::string line; std::getline(lines, line);) {
+          const auto value = jsoncons::json::parse(line);
+          for (const char* name : NAMES) benchmark::DoNotOptimize(value[name].as_string_view().data());
+        }
+      });
+}
+
+void BM_Statistic(benchmark::State& state) {
+  make_files();
+  const std::string text = contents(file("table"));
+  bench::compare(
+      state, static_cast<double>(num_records()),
+      [&] {
+        DamoStatistic statistic(static_cast<int>(state.range(0)), '\t', NUM_FIELDS, NAMES);
+        statistic.add_line(text.c_str());
+        if (statistic.get_num_lines() != num_records()) std::abort();
+      },
+      [&text] {
+        std::array<long, 256> counts{};
+        for (const char c : text) ++counts[static_cast<unsigned char>(c)];
+        benchmark::DoNotOptimize(counts);
+      });
+}
+
+void copy_table() {
+  const std::string text = contents(file("table"));
+  std::ofstream(file("copy"), std::ios::binary) << text;
+}
+
+void BM_MakeDifferences(benchmark::State& state) {
+  make_files();
+  const int key = 0;
+  bench::compare(
+      state, static_cast<double>(num_records()),
+      [&] {
+        DamoDiffMaker maker(&key, 1, NUM_FIELDS);
+        maker.add_old(file("table").c_str());
+        maker.add_new(file("changed").c_str());
+        if (state.range(0) != 0) maker.set_memory(state.range(0) << 20);
+        maker.make(file("differences").c_str(), AceReporter::null());
+      },
+      copy_table);
+}
+
+void BM_ApplyDifferences(benchmark::State& state) {
+  make_files();
+  const int key = 0;
+  DamoDiffMaker maker(&key, 1, NUM_FIELDS);
+  maker.add_old(file("table").c_str());
+  maker.add_new(file("changed").c_str());
+  maker.make(file("differences").c_str(), AceReporter::null());
+  bench::compare(
+      state, static_cast<double>(num_records()),
+      [&] {
+        DamoDiff diff(&key, 1, NUM_FIELDS, 0, 1);
+        diff.add_file(file("table").c_str(), file("updated").c_str());
+        diff.add_diff(file("differences").c_str(), AceReporter::null());
+        diff.update(AceReporter::null());
+      },
+      copy_table);
+  if (contents(file("updated")) != contents(file("changed"))) std::abort();
+}
+
+BENCHMARK(BM_ExtractSeparated)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ExtractJsonLines)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Statistic)
+    ->ArgName("utf")
+    ->Arg(0)
+    ->Arg(1)
+    ->UseManualTime()
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MakeDifferences)
+    ->ArgName("MB")
+    ->Arg(1024)
+    ->Arg(64)
+    ->UseManualTime()
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ApplyDifferences)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+
+}  // namespace
