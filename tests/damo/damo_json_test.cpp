@@ -151,6 +151,16 @@ TEST(DamoJsonInput, refuses_what_is_none_and_says_why) {
   EXPECT_NE(
       rep.all().find("Field path 0, 'name', gives a value that is no text; to_string(name) makes it one\n"),
       std::string::npos);
+  for (const char* path : {"a", "a[*]", "a | @", "a[*] | @"}) {  // "[*]" leaves nulls out
+    support::write_file(folder.file("json"),
+                        R"({"a": [null, {"name": "x"}, null, null, {"name": "y"}, null]})");
+    const std::unique_ptr<DamoInput> nulls(
+        DamoJsonInput(folder.file("json").c_str(), path, paths, 1, AceReporter::null()));
+    std::string names;
+    for (int size; (size = nulls->read_line(nullptr, 0)) != DamoInput::AT_END;)
+      names += size == DamoInput::REJECTED ? "-" : nulls->get_field(0);
+    EXPECT_EQ(names, path[1] == '[' ? "xy" : "-x--y-") << path;
+  }
   support::write_file(folder.file("json"), "{\"name\": \"one\"}");
   const std::unique_ptr<DamoInput> single(DamoJsonInput(folder.file("json").c_str(), "@", paths, 1, &rep));
   EXPECT_EQ(single->partition(0, 2), -1);

@@ -47,6 +47,7 @@ struct _DamoJsonInput::Document {
   std::unique_ptr<json_stream_cursor> cursor;  // in the list; null where it is in memory
   DamoJsonValue list;
   std::size_t next = 0;
+  bool dropsNull = false;  // as the engine's "[*]" does
   DamoJsonValue record;
 
   void open(const char* record_path, AceReporter* rep);
@@ -91,6 +92,7 @@ bool _DamoJsonInput::Document::find_member(const std::string& name) {
 }
 
 void _DamoJsonInput::Document::stream_to(const DamoJsonMembers& members, AceReporter* rep) {
+  dropsNull = members.isList;
   cursor = std::make_unique<json_stream_cursor>(stream);
   if (cursor->done()) throw std::runtime_error("the document is empty");
   for (const std::string& name : members.names)
@@ -159,9 +161,12 @@ bool _DamoJsonInput::Document::read() {
       cursor->check_done();
       return false;
     }
-    record = decode();
-    cursor->next();
-    return true;
+    do {
+      record = decode();
+      cursor->next();
+    } while (dropsNull && record.is_null() && !cursor->done() &&
+             cursor->current().event_type() != staj_event_type::end_array);
+    return !(dropsNull && record.is_null()) || read();
   } catch (const std::exception& error) {
     throw AceException("Cannot read JSON source", "'%s', behind record %zu: %s", filePath.c_str(), next,
                        error.what());
