@@ -24,6 +24,9 @@
 ///     255 * tokens of the query,   the most that the pairs' (tokens of the query word * quality) add up
 ///     to,   255 * tokens of the line (at most 65,535)
 ///
+/// An automaton takes less room than an edit index. It finds words within `single_max_edit` errors alone, no
+/// abbreviations among parts and joined words, and query objects do not hear how words sound.
+///
 /// 255 is for lines with the query's words in the query's order; other lines have at most 254. Within a group
 /// of a result, lines with more weight come first, then those in the query's order, then shorter ones.
 ///
@@ -48,7 +51,8 @@
 ///     offsetBits    int               1..31
 ///     compSize      VInt
 ///     numStart      int               half the lines, rounded up
-///     editStruct    TeraEdit          attribute numbers: keys of hit lists
+///     editStruct    TeraEdit          attribute numbers: keys of hit lists; without USE_AUTO
+///     autoStruct    TeraAuto          the same, with USE_AUTO
 ///     wordComp      HuffmanTree       word numbers; -1: a plain number of offsetBits follows
 ///     sizeComp      HuffmanTree       numbers of words
 ///     stringArray   TeraIndex         the words
@@ -81,6 +85,7 @@
 #include "ace/ace_huffman.h"
 #include "ace/ace_id_map.h"
 #include "ace/ace_wrap.h"
+#include "tera/tera_auto.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_eval.h"
 #include "tera/tera_index.h"
@@ -91,6 +96,7 @@ class MultiAbbreviations;
 class MultiBuild;
 class MultiScratchPool;
 class TeraAliasReader;
+class TeraCand;
 class TeraQuery;
 class TeraResult;
 class TeraScanGraph;
@@ -113,8 +119,8 @@ class SORV_API TeraMulti : public AceWrap {
     OPTIMIZE_HITS = 256,  ///< hit lists are shared where they are equal
     MERGE_ENTRIES = 4096,
   };
-  static constexpr int KNOWN_OPTIONS = UNIQUIFY | MAKE_INFO | HAS_PHONETICS | REVERSE_INFO | MULTIPLE |
-                                       FAST_SINGLE | OPTIMIZE_HITS | MERGE_ENTRIES;
+  static constexpr int KNOWN_OPTIONS = UNIQUIFY | MAKE_INFO | HAS_PHONETICS | USE_AUTO | REVERSE_INFO |
+                                       MULTIPLE | FAST_SINGLE | OPTIMIZE_HITS | MERGE_ENTRIES;
 
   enum RecallOptions : int {
     NO_GLOB = 1,            ///< the query has no operators
@@ -153,7 +159,7 @@ class SORV_API TeraMulti : public AceWrap {
   ~TeraMulti() override;
 
   /// An index without lines for a copy of the map and, if not null, of the transform. Returns 0; -1 for a
-  /// null map and for an automaton, reported.
+  /// null map. With `use_auto` words are in an automaton.
   int init(const TeraMap* map, char sep, TeraTransform* phonetic, bool use_auto);
   void clean();
 
@@ -185,9 +191,13 @@ class SORV_API TeraMulti : public AceWrap {
   int get_max_words() const { return maxWords; }
   int get_max_line() const { return maxLine; }
   int get_options() const { return optionFlags; }
-  const TeraMap* get_tera_map() const { return editStruct->get_tera_map(); }
+  const TeraMap* get_tera_map() const {
+    return autoStruct != nullptr ? autoStruct->get_tera_map() : editStruct->get_tera_map();
+  }
   char get_sep() const { return sepChar; }
+  /// The index of words; the other one is empty, or null.
   const TeraEdit* get_edit() const { return editStruct.get(); }
+  const TeraAuto* get_auto() const { return autoStruct.get(); }
   /// Tokens of the words of a line; 0 for none.
   int get_token_length(Large line) const;
   bool has_reverse_info() const { return (optionFlags & REVERSE_INFO) != 0; }
@@ -251,7 +261,9 @@ class SORV_API TeraMulti : public AceWrap {
                   int single_min_qual = SINGLE_MIN_QUAL, int orig_weight = ORIG_WEIGHT,
                   const char* comp_markers = nullptr, TeraEval::Mode mode = TeraEval::LEVENSHTEIN) const;
   TeraQuery* seval(const char* query, int options, TeraEval::Mode mode, TeraEval::Model model) const;
-  int is_parallelizable() const { return editStruct->is_parallelizable(); }
+  int is_parallelizable() const {
+    return autoStruct != nullptr ? autoStruct->is_parallelizable() : editStruct->is_parallelizable();
+  }
 
   // Output.
 
@@ -268,6 +280,7 @@ class SORV_API TeraMulti : public AceWrap {
   VInt save(AceFile* file) override;
 
  private:
+  friend class MultiAbbreviations;
   friend class MultiBuild;
   friend class MultiExact;
   friend class MultiRecall;
@@ -284,10 +297,14 @@ class SORV_API TeraMulti : public AceWrap {
   bool read_text(Large line, std::string* text) const;
   Large next_word(BitSource* source) const;
   IdList skip_list() const;
+  const char* key_text(Large key, const char* shown, AceAttach* at) const;
   int recall_word(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, const MultiAsk& ask,
                   bool plain, AceReporter* rep) const;
   TeraQuery* get_word_query(const char* text, TeraEval::Mode mode, TeraEval::Model model, int options,
                             int weight) const;
+  int recall_keys(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int options, int max_edit,
+                  int weight, AceReporter* rep) const;
+  void put_lines(TeraCand* cand, AceAttach* at) const;
   TeraQuery* make_query(const char* text, const MultiAsk& ask, AceReporter* rep) const;
   int recall_lines(TeraQuery* query, TeraResult* result, bool ends = false) const;
 
@@ -299,6 +316,7 @@ class SORV_API TeraMulti : public AceWrap {
 
   AceAttach memAt;
   std::unique_ptr<TeraEdit> editStruct;
+  std::unique_ptr<TeraAuto> autoStruct;
   int optionFlags = 0;
   char sepChar = ' ';
   char unmappedChar = '\0';

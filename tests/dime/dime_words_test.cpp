@@ -122,6 +122,12 @@ TEST(DimeWordsMethod, every_build_option_has_an_effect_and_wrong_ones_are_refuse
     EXPECT_EQ(find_ids(*method, "hauptbahnhof", DastOptions::COMPLETE).count(7), joins[1] == 'm' ? 1U : 0U);
   }
   EXPECT_EQ(found("", NAMES, "hauptbahnhof").count(7), 0U);
+  for (const char* few : {"0", "3"}) {
+    const auto automaton = make_method(NAMES, "-use_auto");
+    automaton->configure_recall_options((std::string("-single_maxedit ") + few).c_str());
+    EXPECT_EQ(find_ids(*automaton, "webre karl", DastOptions::APPROX).count(2), few[0] == '3' ? 1U : 0U);
+    EXPECT_EQ(find_ids(*automaton, "karl weber", DastOptions::EXACT), (Ids{{1, 255}}));
+  }
   EXPECT_EQ(found("-add -", {"baden-wuerttemberg"}, "wuerttemberg").count(1), 1U);
   EXPECT_EQ(found("-add - -add_len 6", {"baden-wuerttemberg"}, "baden").count(1), 0U);
   EXPECT_GT(found("-add - -add_len 5", {"baden-wuerttemberg"}, "baden").count(1), 0U);

@@ -80,7 +80,7 @@ int build(TeraMulti* multi, const Lines& lines, const Plan& plan) {
   TeraAliasFileReader aliases(&aliasInput, nullptr, 0);
   const std::unique_ptr<TeraTransform> trafo(
       plan.phonetics != nullptr ? TeraTransform::factory(plan.phonetics, nullptr) : nullptr);
-  EXPECT_EQ(multi->init(&letters(), ' ', trafo.get(), false), 0);
+  EXPECT_EQ(multi->init(&letters(), ' ', trafo.get(), (plan.options & TeraMulti::USE_AUTO) != 0), 0);
   return multi->make_reader(&words, nullptr, ' ', 0, 0, plan.options, plan.addSeps, plan.addLen, plan.sort,
                             plan.skip, plan.aliases != nullptr ? &aliases : nullptr, plan.skipFile,
                             plan.skipExport, plan.rep, 190);
@@ -225,8 +225,10 @@ TEST(TeraMulti, finds_every_line_that_is_worth_it_and_none_else) {
       {TeraMulti::MERGE_ENTRIES, 0, nullptr, TeraEval::SHORT},
       {0, 0, "-", TeraEval::SHORT},
       {TeraMulti::MERGE_ENTRIES, TeraMulti::COMPLETE, "-", TeraEval::MEAN},
+      {TeraMulti::USE_AUTO, 0, nullptr, TeraEval::SHORT},
+      {TeraMulti::USE_AUTO, TeraMulti::COMPLETE, nullptr, TeraEval::SHORT},
   };
-  for (int round = 0; round < (samples::SLOW ? 7 : 42); ++round) {
+  for (int round = 0; round < (samples::SLOW ? 9 : 45); ++round) {
     const Case& how = cases[round % std::size(cases)];
     Asked asked;
     for (int i = 0; i < 60; ++i)
@@ -305,6 +307,10 @@ TEST(TeraMulti, joined_split_and_hyphenated_words_are_found_where_the_options_sa
   EXPECT_EQ(recall(*merged, "hauptbahnhof basel").at(2), 254);
   EXPECT_EQ(recall(*merged, "hauptbahnhof basel", USUAL | TeraMulti::BOUND).count(2), 0u);
   EXPECT_EQ(recall(*bound, "hauptbahnhof basel").count(2), 0u);
+  plan.options |= TeraMulti::USE_AUTO;
+  const auto automaton = make(lines, plan);
+  EXPECT_EQ(recall(*automaton, "haupt bahnhof bern").at(1), 254);
+  EXPECT_EQ(recall(*automaton, "hauptbahnhof basel").at(2), 254);
   Plan parts;
   parts.addSeps = "-";
   const auto cut = make(lines, parts);
@@ -478,7 +484,6 @@ TEST(TeraMulti, building_refuses_what_it_cannot_keep_and_reports_skip_words) {
                               &rep, 0),
             -1);
   const Quiet quiet;
-  EXPECT_EQ(multi.init(&letters(), ' ', nullptr, true), -1);
   plan.options = TeraMulti::MAKE_INFO | 8192;
   EXPECT_EQ(build(&multi, {"a"}, plan), -1);
   Plan skips;
@@ -514,14 +519,15 @@ TEST(TeraMulti, lines_that_wait_in_a_file_come_back) {
 TEST(TeraMulti, is_the_same_in_every_load_mode_and_as_text) {
   const support::TempFolder folder;
   const Lines lines = {"Karl Weber", "Baden-Baden Nord", "Haupt Bahnhof", "Weber"};
-  Plan plan;
-  plan.options |= TeraMulti::MERGE_ENTRIES | TeraMulti::FAST_SINGLE | TeraMulti::REVERSE_INFO;
-  plan.addSeps = "-";
-  const auto multi = make(lines, plan);
-  multi->dump(folder.file("multi").c_str(), AceReporter::null());
-  for (int mode = 0; mode < 4; ++mode) {
+  for (int mode = 0; mode < 8; ++mode) {
+    Plan plan;
+    plan.options |= TeraMulti::MERGE_ENTRIES | TeraMulti::FAST_SINGLE | TeraMulti::REVERSE_INFO;
+    plan.options |= mode < 4 ? 0 : int{TeraMulti::USE_AUTO};
+    plan.addSeps = "-";
+    const auto multi = make(lines, plan);
+    multi->dump(folder.file("multi").c_str(), AceReporter::null());
     TeraMulti same;
-    ASSERT_GE(same.load(folder.file("multi").c_str(), mode, AceReporter::null()), 0);
+    ASSERT_GE(same.load(folder.file("multi").c_str(), mode % 4, AceReporter::null()), 0);
     for (const char* query : {"webr karl", "hauptbahnhof", "baden", "nord"})
       EXPECT_EQ(recall(same, query), recall(*multi, query)) << query;
     EXPECT_EQ(support::image_by([&](AceFile* file) { same.save(file); }),

@@ -99,7 +99,7 @@ int DimeWordsMethod::index_options(int flags) const {
   return INDEX_OPTIONS | (doUnique ? TeraMulti::UNIQUIFY : 0) |
          ((flags & DastFieldFlags::IN_INDEX_STORAGE) != 0 ? TeraMulti::REVERSE_INFO : 0) |
          ((wordsFeatures & HAS_DIRECT_HIT) != 0 ? TeraMulti::FAST_SINGLE : 0) |
-         (joins ? TeraMulti::MERGE_ENTRIES : 0);
+         (joins ? TeraMulti::MERGE_ENTRIES : 0) | (useAuto ? TeraMulti::USE_AUTO : 0);
 }
 
 int DimeWordsMethod::make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) {

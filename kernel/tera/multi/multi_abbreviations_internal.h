@@ -11,14 +11,18 @@
 
 #include "tera/tera_edit.h"
 
+class TeraMulti;
+
 class MultiAbbreviations {
  public:
-  /// The index of the abbreviations among the entries of `words`; its attribute numbers are those of `words`.
-  const TeraEdit& get(const TeraEdit& words);
+  /// The index of the abbreviations among the keys; its attribute numbers are the keys'.
+  const TeraEdit& get(const TeraMulti& multi);
   /// The entries have changed.
   void clean();
 
  private:
+  class Reader;
+
   std::atomic<const TeraEdit*> ready = nullptr;
   std::mutex making;
   std::unique_ptr<TeraEdit> made;

@@ -113,13 +113,17 @@ int TeraMultiEval::find_key(std::size_t unit, const char* text, TeraEval::Mode m
   // The beginnings of one token are found as a pattern, which gives all the same quality.
   const bool isPattern = mode == TeraEval::PREFIX && queryRules.count_tokens(text) == 1;
   TeraQuery* const query = isPattern ? result.get_query() : nullptr;
+  AceAttach at;
   result.find_any([&](int recalled, const TeraCand* cand) {
     const char* key = cand->get_string();
     const int quality = query != nullptr && key != nullptr ? query->compare(key) : recalled;
     if (key == nullptr || quality < recallAsk.singleMinQual) return false;
-    if (tokens > 0 && !is_wanted(mode, key, tokens)) return false;
-    rows.note(key, unit, quality, tokens > 0);
-    for (Large i = 0; i < cand->get_num_infos(); ++i) hits[unit].push_back({cand->get_info(i), quality});
+    for (Large i = 0; i < cand->get_num_infos(); ++i) {
+      const char* const word = index.key_text(cand->get_info(i), key, &at);
+      if (tokens > 0 && !is_wanted(mode, word, tokens)) continue;
+      rows.note(word, unit, quality, tokens > 0);
+      hits[unit].push_back({cand->get_info(i), quality});
+    }
     return false;
   });
   return 0;
@@ -250,9 +254,17 @@ bool TeraMultiEval::same_atoms() const {
   return true;
 }
 
+/// By the text as it is; an automaton has parts and joined words in their canonical form.
+const MultiRows::Cell* TeraMultiEval::look_up(const MultiText::Unit& unit) const {
+  const Cell* const row = rows.find(lineParts.view_of(unit));
+  if (row != nullptr || index.get_auto() == nullptr || !index.has_more_keys()) return row;
+  AceAttach at;
+  return rows.find(lineRules.map->normalize(lineParts.text_of(unit), true, &at));
+}
+
 const MultiRows::Cell* TeraMultiEval::find_row(const MultiText::Unit& unit, bool measured) {
   if (!isFullReeval)
-    if (const Cell* const row = rows.find(lineParts.view_of(unit)); row != nullptr) return row;
+    if (const Cell* const row = look_up(unit); row != nullptr) return row;
   if (!measured && !isFullReeval) return nullptr;
   measure(unit);
   return measuredRow.data();

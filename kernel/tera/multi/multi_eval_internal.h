@@ -102,6 +102,7 @@ class TeraMultiEval {
   bool is_wanted(TeraEval::Mode mode, const char* key, int tokens) const;
   static void sort_hits(std::vector<Hit>* list);
   int decompose_words(AceReporter* rep);
+  const Cell* look_up(const MultiText::Unit& unit) const;
   const Cell* find_row(const MultiText::Unit& unit, bool measured);
   void make_measures();
   void measure(const MultiText::Unit& unit);

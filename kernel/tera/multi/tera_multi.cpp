@@ -44,13 +44,14 @@ TeraMulti::~TeraMulti() = default;
 
 int TeraMulti::init(const TeraMap* map, char sep, TeraTransform* phonetic, bool use_auto) {
   clean();
-  if (use_auto) {
-    AceReporter::use_default()->printf("Words in an automaton are not supported; use the edit index\n");
-    return -1;
-  }
   if (map == nullptr || editStruct->init(map, phonetic) < 0)
     return ace_error(__FILE__, __LINE__, "editStruct->init(map, phonetic)", -1, 0, -1);
-  optionFlags = phonetic != nullptr ? HAS_PHONETICS : 0;
+  if (use_auto) {
+    autoStruct = std::make_unique<TeraAuto>();
+    if (autoStruct->init(map, phonetic) < 0)
+      return ace_error(__FILE__, __LINE__, "autoStruct->init(map, phonetic)", -1, 0, -1);
+  }
+  optionFlags = (phonetic != nullptr ? HAS_PHONETICS : 0) | (use_auto ? USE_AUTO : 0);
   sepChar = sep;
   unmappedChar = map->get_unmapped();
   make_rules();
@@ -59,6 +60,7 @@ int TeraMulti::init(const TeraMap* map, char sep, TeraTransform* phonetic, bool 
 
 void TeraMulti::clean() {
   editStruct->clean();
+  autoStruct = nullptr;
   optionFlags = 0;
   clean_lines();
 }
@@ -92,7 +94,7 @@ void TeraMulti::clean_lines() {
 /// How lines are split.
 void TeraMulti::make_rules() {
   *splitRules = {};
-  splitRules->map = editStruct->get_tera_map();
+  splitRules->map = get_tera_map();
   splitRules->sepChar = sepChar;
   splitRules->minPart = std::max(addLen, 1);
   splitRules->joins = (optionFlags & MERGE_ENTRIES) != 0;
@@ -219,6 +221,12 @@ IdList TeraMulti::get_lines(Large word) const {
   return infoHandle != nullptr && word < static_cast<Large>(numWords) ? infoHandle->get(word) : IdList{};
 }
 
+/// A key as it is in lines; an automaton shows it otherwise.
+const char* TeraMulti::key_text(Large key, const char* shown, AceAttach* at) const {
+  const char* const word = autoStruct != nullptr ? get_line(key, at) : nullptr;
+  return word != nullptr ? word : shown;
+}
+
 /// The numbers of skip words, which are under the last key.
 IdList TeraMulti::skip_list() const {
   return infoHandle != nullptr ? infoHandle->get(infoHandle->get_max_key()) : IdList{};
@@ -266,8 +274,13 @@ VInt TeraMulti::save(AceFile* file) {
   for (const int value : {maxWords, maxLine, offsetBits}) file->put_int(value);
   file->put_vint(compSize);
   file->put_int(numStart);
-  file->mem_point("Single Word Lookup (TeraEdit)");
-  if (editStruct->save(file) < 0) return fail("editStruct->save(file)");
+  if (autoStruct != nullptr) {
+    file->mem_point("Single Word Lookup (TeraAuto)");
+    if (autoStruct->save(file) < 0) return fail("autoStruct->save(file)");
+  } else {
+    file->mem_point("Single Word Lookup (TeraEdit)");
+    if (editStruct->save(file) < 0) return fail("editStruct->save(file)");
+  }
   file->mem_point("Compression Handle");
   if (wordComp.save(file) < 0) return fail("wordComp.save(file)");
   if (sizeComp.save(file) < 0) return fail("sizeComp.save(file)");
@@ -338,7 +351,12 @@ VInt TeraMulti::read_payload(AceFile* file) {
   numStart = file->get_int();
   if (file->is_short()) return refuse("its head is cut");
   if (const char* reason = check_head(); reason != nullptr) return refuse(reason);
-  if (editStruct->read(file) < 0) return ace_error(__FILE__, __LINE__, "editStruct->read(file)", -1, 0, -1);
+  if ((optionFlags & USE_AUTO) != 0) {
+    autoStruct = std::make_unique<TeraAuto>();
+    if (autoStruct->read(file) < 0) return ace_error(__FILE__, __LINE__, "autoStruct->read(file)", -1, 0, -1);
+  } else if (editStruct->read(file) < 0) {
+    return ace_error(__FILE__, __LINE__, "editStruct->read(file)", -1, 0, -1);
+  }
   if (read_lines(file) < 0 || read_lists(file) < 0) return -1;
   tokenLengths = file->read_array<Small>(numRecords, &memAt, ALIGNMENT);
   if (tokenLengths == nullptr) return refuse("its lengths are cut");

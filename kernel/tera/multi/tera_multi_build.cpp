@@ -29,6 +29,8 @@ constexpr VInt MOST_GAPS = 16;
 constexpr VInt FREE_GAPS = 1 << 20;
 constexpr Bit ESCAPE = ~Bit{0};
 constexpr int CANNOT_SHOW = -2;
+/// Percentage of an automaton's slots that are filled.
+constexpr int AUTO_LOAD = 99;
 
 /// Strings, with their numbers as attributes.
 class KeyReader : public TeraReader {
@@ -399,6 +401,11 @@ int MultiBuild::make_words(const TeraMap* map, int filter, int refine, TeraAlias
   if (index->stringArray.make(static_cast<int>(strings.size()), strings.data(), false, 0, rep) < 0)
     return ace_error(__FILE__, __LINE__, "stringArray.make(num_words, words, false, 0, rep)", -1, 0, -1);
   KeyReader reader(words, moreKeys);
+  if (index->autoStruct != nullptr)
+    return index->autoStruct->make(&reader, map, AUTO_LOAD, 0, rep, aliases, nullptr) >= 0
+               ? 0
+               : ace_error(__FILE__, __LINE__, "autoStruct->make(&reader, map, 99, 0, rep, aliases)", -1, 0,
+                           -1);
   if (index->editStruct->make(&reader, map, filter, refine, 0, 0, rep, aliases) < 0)
     return ace_error(__FILE__, __LINE__, "editStruct->make(&reader, map, filter, refine)", -1, 0, -1);
   return 0;
@@ -411,7 +418,9 @@ int TeraMulti::make_reader(WordsReader* reader, const TeraMap* map, char sep, in
                            TeraAliasReader* aliases, const char* skip_file, const char* skip_export,
                            AceReporter* rep, int) {
   AceReporter* const told = rep != nullptr ? rep : AceReporter::null();
-  if (reader == nullptr || (options & ~KNOWN_OPTIONS) != 0 || sort < 1 || sort > PERCENT || skip < 0) {
+  const bool isAuto = (options & USE_AUTO) != 0;
+  if (reader == nullptr || (options & ~KNOWN_OPTIONS) != 0 || isAuto != (autoStruct != nullptr) || sort < 1 ||
+      sort > PERCENT || skip < 0) {
     told->printf("Build options %d with a sorting share of %d%% and skip words from %d%% on\n", options, sort,
                  skip);
     return -1;

@@ -10,6 +10,7 @@
 #include "tera/tera_decompose.h"
 #include "tera/tera_multi.h"
 #include "tera/tera_result.h"
+#include "tera/tera_standard_query.h"
 
 namespace {
 
@@ -28,13 +29,21 @@ int TeraMulti::recall_word(TeraResult* result, TeraEval::Mode mode, TeraEval::Mo
   const int options = (ask.options & WORD_OPTIONS) | (plain ? TeraEdit::NO_ALIASES : 0);
   // Markers of a query may make abbreviations of other words, too.
   const bool isShort = plain && mode == TeraEval::EXTEND && ask.markers.empty();
-  const TeraEdit& edit = isShort ? abbreviations->get(*editStruct) : *editStruct;
-  return edit.recall(result, mode, model, 0, 0, options, plain ? PLAIN_WEIGHT : ask.origWeight,
-                     rep != nullptr ? rep : AceReporter::use_default());
+  AceReporter* const told = rep != nullptr ? rep : AceReporter::use_default();
+  const int weight = plain ? PLAIN_WEIGHT : ask.origWeight;
+  if (isShort) return abbreviations->get(*this).recall(result, mode, model, 0, 0, options, weight, told);
+  return recall_keys(result, mode, model, options, ask.singleMaxEdit, weight, told);
+}
+
+int TeraMulti::recall_keys(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int options,
+                           int max_edit, int weight, AceReporter* rep) const {
+  return autoStruct != nullptr ? autoStruct->recall(result, mode, model, options, max_edit, 0, rep, weight)
+                               : editStruct->recall(result, mode, model, 0, 0, options, weight, rep);
 }
 
 TeraQuery* TeraMulti::get_word_query(const char* text, TeraEval::Mode mode, TeraEval::Model model,
                                      int options, int weight) const {
+  if (autoStruct != nullptr) return new TeraStandardQuery(text, mode, model, get_tera_map(), options);
   return editStruct->get_query(text, mode, model, options, weight);
 }
 
@@ -42,8 +51,8 @@ const char* TeraMulti::decompose(const char* word, int single_min_qual, AceAttac
   TeraResult result(word, single_min_qual, MOST_CUTS, ANY_DISTANCE);
   const auto recall_part = [this](TeraResult* part, TeraDecompose::Direction, TeraEval::Model model) {
     constexpr int options = TeraEdit::NO_OPERATORS | TeraEdit::TRANSPOSE | TeraEdit::NO_ALIASES;
-    editStruct->recall(part, TeraEval::LEVENSHTEIN, model, 0, 0, options | TeraEdit::NO_RESOLVE, PLAIN_WEIGHT,
-                       AceReporter::use_default());
+    recall_keys(part, TeraEval::LEVENSHTEIN, model, options | TeraEdit::NO_RESOLVE, SINGLE_MAX_EDIT,
+                PLAIN_WEIGHT, AceReporter::use_default());
   };
   if (get_tera_map()->tok_len(word, true) > TeraDecompose::MAX_POSITIONS) return nullptr;
   const int rc =
@@ -85,24 +94,39 @@ int TeraMulti::recall(TeraResult* result, int options, TeraEval::Model model, Ac
   return rc;
 }
 
-int TeraMulti::single_recall(TeraResult* result, int options, TeraEval::Mode mode, TeraEval::Model model, int,
-                             int orig_weight, AceReporter* rep) const {
+int TeraMulti::single_recall(TeraResult* result, int options, TeraEval::Mode mode, TeraEval::Model model,
+                             int single_max_edit, int orig_weight, AceReporter* rep) const {
   const AceTimeSection section("SINGLE_RECALL");
   if (result == nullptr || result->get_string() == nullptr) return -1;
   if (numRecords == 0) return result->num_cands();
-  const int rc = editStruct->recall(result, mode, model, 0, 0, options & WORD_OPTIONS, orig_weight,
-                                    rep != nullptr ? rep : AceReporter::use_default());
-  if (rc < 0) return ace_error(__FILE__, __LINE__, "editStruct->recall(result, mode, model)", rc, 0, -1);
-  const auto put_lines = [this](TeraCand* cand) {
-    const Large key = cand->get_first_info();
-    const bool isWord = key < static_cast<Large>(numWords) && fastSingle != nullptr;
-    const AceIdMap* lists = isWord ? fastSingle.get() : infoHandle.get();
-    const IdList lines = lists != nullptr && key != TeraCand::NO_INFO ? lists->get(key) : IdList{};
-    cand->set_infos(lines.count, lines.values);
-  };
+  const int rc = recall_keys(result, mode, model, options & WORD_OPTIONS, single_max_edit, orig_weight,
+                             rep != nullptr ? rep : AceReporter::use_default());
+  if (rc < 0) return ace_error(__FILE__, __LINE__, "recall_keys(result, mode, model)", rc, 0, -1);
   for (TeraCandGroup* group = result->get_first_group(); group != nullptr; group = group->get_next())
-    for (TeraCand* cand = group->get_first_cand(); cand != nullptr; cand = cand->get_next()) put_lines(cand);
+    for (TeraCand* cand = group->get_first_cand(); cand != nullptr; cand = cand->get_next())
+      put_lines(cand, result);
   return result->remove_no_info_cands();
+}
+
+/// The lines of the keys that a candidate stands for, which are several where the map does not tell words
+/// apart.
+void TeraMulti::put_lines(TeraCand* cand, AceAttach* at) const {
+  std::vector<Large> all;
+  IdList lines;
+  for (Large i = 0; i < cand->get_num_infos(); ++i) {
+    const Large key = cand->get_info(i);
+    const bool isWord = key < static_cast<Large>(numWords) && fastSingle != nullptr;
+    const AceIdMap* const lists = isWord ? fastSingle.get() : infoHandle.get();
+    lines = lists != nullptr ? lists->get(key) : IdList{};
+    all.insert(all.end(), lines.begin(), lines.end());
+  }
+  if (cand->get_num_infos() <= 1) return cand->set_infos(lines.count, lines.values);
+  std::sort(all.begin(), all.end());
+  all.erase(std::unique(all.begin(), all.end()), all.end());
+  Large* kept = nullptr;
+  at->malloc(kept, static_cast<long>(all.size()));
+  std::copy(all.begin(), all.end(), kept);
+  cand->set_infos(static_cast<Large>(all.size()), kept);
 }
 
 // ---------------------------------------------------------------- exact lines
@@ -136,7 +160,10 @@ class MultiExact {
     AceAttach at;
     std::vector<Large> keys;
     constexpr int options = TeraEdit::NO_OPERATORS | TeraEdit::NO_ALIASES;
-    if (index.editStruct->exact(&result, index.get_tera_map()->convert(text, true, &at), options) < 0)
+    const int found = index.autoStruct != nullptr ? index.autoStruct->exact(&result, options) : 0;
+    if (found < 0) return keys;
+    if (index.autoStruct == nullptr &&
+        index.editStruct->exact(&result, index.get_tera_map()->convert(text, true, &at), options) < 0)
       return keys;
     result.find_any([&](int, const TeraCand* cand) {
       for (Large i = 0; i < cand->get_num_infos(); ++i) keys.push_back(cand->get_info(i));
