@@ -199,12 +199,11 @@ class SORV_API DimeDateMethod : public DastBaseMethod {
  private:
   struct Values;
   bool approx_times(DastOptions::Call call, const char* query, DimeDateAsk* ask) const;
-  void add_date(int date, int direction, int penalty, DimeDateAsk* ask) const;
+  void add_date(int date, int direction, int penalty, bool is_switched, DimeDateAsk* ask) const;
   int make_index(const Values& values, AceReporter* rep);
   int find_dates(const DimeDateAsk& ask, TeraResult* result) const;
   int find_expansions(const DimeDateText::Parts& pattern, TeraResult* result) const;
-  void find_range(const DimeDateAsk& ask, const DimeDateAsk::Range& range, std::vector<Large>* seen,
-                  TeraResult* result) const;
+  void find_range(const DimeDateAsk& ask, const DimeDateAsk::Range& range, TeraResult* result) const;
   int find_strings(DastOptions::Call call, TeraResult* result, AceReporter* rep) const;
   std::unique_ptr<TeraResult> merge(TeraResult* times, TeraResult* strings) const;
   TeraScanGraph* detect(const char* text, AceReporter* rep) const;

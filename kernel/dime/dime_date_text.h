@@ -79,6 +79,11 @@ class SORV_API DimeDateText {
     Part day;
     Part month;
     Part year;
+    /// Two digits stand for a year from 1930 to 2029.
+    bool matches_year(int number) const {
+      return year.matches(number) ||
+             (year.count <= 2 && number >= 1930 && number <= 2029 && year.matches(number % 100));
+    }
     bool has_wildcards() const { return day.value() < 0 || month.value() < 0 || year.value() < 0; }
   };
 

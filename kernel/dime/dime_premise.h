@@ -128,6 +128,8 @@ class SORV_API DimePremiseQuery : public TeraQuery {
   /// Quality of a value; 0 for null.
   int compare(const char* entry) override { return score(entry, &scratch); }
   using TeraQuery::compare;
+  /// The same text, as far as it counts.
+  bool equals(const char* entry) const override;
   /// The value, or the number asked for in place of a range that has it.
   char* display(const char* entry, AceAttach* at) const override;
 

@@ -163,6 +163,8 @@ class SORV_API TeraAutoRecall {
   void add_strings(TeraResult* result) const;
   template <class Use>
   int for_each_span(const TeraSplitResult& split, const Request& asked, int max_words, Use use) const;
+  int recall_within(TeraResult* result, const TeraSplitResult& split, int from, int to,
+                    const Request& request) const;
   int recall_span(TeraResult* result, const TeraSplitResult& split, int from, int to,
                   const Request& asked) const;
 };

@@ -27,7 +27,7 @@
 ///     bit arrays      if 1           per array: int flag, numWords x 8 (aligned to 8); then int -1
 ///     densities       if 2           numValues x 4; aligned to 4
 ///     filter          if 4           numWords x 8; aligned to 8
-///     group offsets   if 8           (maxGroups + 1) x 4; aligned to 4; ascending from 0 to numEntry
+///     group offsets   if 8           (maxGroups + 1) x 4; aligned to 4; ascending from 0 to at most numEntry
 ///
 /// Errors: -1, or null, and nothing changes, for entries and flags that are not there; -1 for changes of a
 /// structure that was read from a mapping. Memory exhaustion throws `std::bad_alloc`.

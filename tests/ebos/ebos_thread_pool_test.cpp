@@ -108,28 +108,35 @@ TEST(EbosThreadPool, a_stopped_worker_never_becomes_active_again) {
 TEST(EbosThreadPool, waits_for_the_end_stops_workers_by_force_and_lets_the_hooks_run) {
   support::RecordingReporter rep;
   rep.set_as_default();
+  struct Signs {
+    EbosSemaphore entered{false};
+    EbosSemaphore gone{false};
+  } signs;
   struct Stuck {
     ~Stuck() { gone->release(); }
     EbosSemaphore* gone;
   };
-  EbosSemaphore gone(false);
   std::atomic<int> numHooks = 0;
   EbosThreadPool pool;
-  const auto stick = [](void* semaphore) -> int {
-    const Stuck stuck{static_cast<EbosSemaphore*>(semaphore)};
+  const auto stick = [](void* given) -> int {
+    auto* const both = static_cast<Signs*>(given);
+    const Stuck stuck{&both->gone};
+    both->entered.release();
     EbosSemaphore never(false);
     never.acquire();
     return 0;
   };
-  ASSERT_EQ(pool.dispatch_worker(stick, &gone), 0);
+  ASSERT_EQ(pool.dispatch_worker(stick, &signs), 0);
   ASSERT_EQ(pool.dispatch_worker(count, &numHooks), 0);
   EXPECT_NE(EbosThreadPool::dispatch_on_shutdown("a hook with a long name", count, &numHooks, 0), 0u);
   EbosThreadPool::dispatch([](void*) { return EbosThreadPool::shutdown(), 0; }, nullptr, 0);
+  signs.entered.acquire();
+  while (numHooks < 1) AceTimer::sleep(1e-3);  // the task; the hook comes with the end
   EXPECT_EQ(pool.wait(0.001), 0);
   EXPECT_EQ(numHooks, 2);
   EXPECT_EQ(pool.num_workers(), 0);
   EXPECT_EQ(pool.dispatch_worker(count, &numHooks), -1);
-  gone.acquire();
+  signs.gone.acquire();
   const std::string log = rep.all();
   EXPECT_NE(log.find("] Notifying all threads to shutdown gracefully\n"), std::string::npos);
   EXPECT_NE(log.find("] Some threads exit too slowly, forcing exit\n"), std::string::npos);

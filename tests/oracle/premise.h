@@ -44,8 +44,9 @@ struct Premise {
     }
     normalized = front + cleaned;
     admits(number);
-    const char sign = cleaned.empty() ? '\0' : cleaned[0];
-    if (std::regex_match(cleaned, match, range)) {
+    const char first = cleaned.empty() ? '\0' : cleaned[0];
+    const char sign = number == 0 && first == '-' ? '\0' : first;  // a signed text has no number
+    if (sign != '\0' && std::regex_match(cleaned, match, range)) {
       lastNumber = match.str(2).size() > 12 ? 2147483647 : std::min(2147483647L, std::stol(match.str(2)));
       if (number > lastNumber) std::swap(number, lastNumber);
       admits(number);

@@ -218,8 +218,8 @@ TeraScanGraph* DimePostCodeMethod::detect(DastOptions::Call call, const char* te
   const AceTimeSection section("POSTCODE_METHOD_DETECT");
   std::unique_ptr<TeraScanGraph, Unref> graph(
       new TeraScanGraph(0, text, 0, TeraResult::MAX_CANDS, TeraResult::MAX_VALUE, ANY_ORIGIN));
-  const int options =
-      lookup_options() | (call == DastOptions::FS_COMPLETE ? TeraAutoRecall::COMPLETE_QUERY : 0);
+  const int options = lookup_options() | TeraAutoRecall::DONT_DEDUP |
+                      (call == DastOptions::FS_COMPLETE ? TeraAutoRecall::COMPLETE_QUERY : 0);
   const int rc = autoStruct.scan(graph.get(), TeraEval::MAXIMUM, options, recallOpts.get_auto_max_edit());
   if (rc < 0) {
     ace_error_msg(__FILE__, __LINE__,
@@ -230,6 +230,7 @@ TeraScanGraph* DimePostCodeMethod::detect(DastOptions::Call call, const char* te
     for (TeraScanGraph::Edge* edge = graph->get_node(node)->get_first_edge(); edge != nullptr;
          edge = edge->get_next())
       if (edge->get_result() != nullptr) edge->replace_result(reevaluate(edge->get_result()).release());
+  graph->dedup_resolved(false);  // by the qualities of positions, which decide the span that a code stays on
   return graph.release();
 }
 

@@ -69,7 +69,8 @@ void DimePremise::parse(const char* text) {
   primParity = primFrom > 0 ? parity_of(primFrom) : UNKNOWN;
   if (*rest == '\0') return;
   clean_rest(static_cast<std::size_t>(rest - queryString.c_str()));
-  if (*rest != '\0' && std::strchr(RANGE_SIGNS, *rest) != nullptr)
+  const bool isSigned = primFrom == 0 && *rest == '-';  // which makes no number
+  if (!isSigned && *rest != '\0' && std::strchr(RANGE_SIGNS, *rest) != nullptr)
     rest = parse_range(rest);
   else if (is_letter(*rest))
     rest = parse_letters(rest);
@@ -188,6 +189,13 @@ int DimePremiseQuery::score(const char* entry, DimePremise* parsed) const {
     quality = std::max(quality, std::min(common, TeraEval::PERFECT));
   }
   return quality;
+}
+
+bool DimePremiseQuery::equals(const char* entry) const {
+  if (entry == nullptr) return false;
+  DimePremise value;
+  value.parse(entry);
+  return value.queryString == asked.queryString;
 }
 
 char* DimePremiseQuery::display(const char* entry, AceAttach* at) const {

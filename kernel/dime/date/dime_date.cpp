@@ -23,6 +23,7 @@ constexpr int NO_STRINGS = -2;
 constexpr int ARRAY_ALIGNMENT = 8;
 /// Base ids may leave gaps, but an array by base id is not made for a few values with huge ones.
 constexpr VInt MOST_IDS_PER_VALUE = 1024;
+constexpr VInt FREE_IDS = VInt{1} << 24;  // with however few dates
 
 const MagicConstructor<DastBaseMethod> DastBaseMethodDimeDateMethod_constructor(
     []() -> DastBaseMethod* { return new DimeDateMethod; }, DimeDateMethod::NAME, DimeDateMethod::MAGIC);
@@ -139,7 +140,7 @@ int DimeDateMethod::make_index(const Values& values, AceReporter* rep) {
   numEntry = 0;
   VInt most = 0;
   for (const auto& dated : values.dates) most = std::max(most, VInt{dated.id} + 1);
-  if (most > MOST_IDS_PER_VALUE * (static_cast<VInt>(values.dates.size()) + 1)) {
+  if (most > std::max(FREE_IDS, MOST_IDS_PER_VALUE * (static_cast<VInt>(values.dates.size()) + 1))) {
     rep->printf("%zu dates with base ids up to %ld are too few for an array\n", values.dates.size(), most);
     return -1;
   }

@@ -164,7 +164,7 @@ int DimeDateAsk::compare(int value, const DimeDateRecallOptions& options) const 
     DimeDateText::decompose(value, parts, parts + 1, parts + 2);
     const bool isWhole = day == value && pattern.day.count > 0 && pattern.month.count > 0;
     return isWhole && pattern.day.matches(parts[0]) && pattern.month.matches(parts[1]) &&
-                   pattern.year.matches(parts[2])
+                   pattern.matches_year(parts[2])
                ? PERFECT
                : 0;
   }

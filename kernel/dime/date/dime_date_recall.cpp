@@ -49,7 +49,7 @@ class DateQuery : public TeraQuery {
     const DimeDateRecallOptions& options = dateMethod->get_recall_options();
     const auto method = options.get_search_method();
     int quality = 0;
-    if (isDate && method != DimeDateRecallOptions::STRING) {
+    if (isDate && (isExact || method != DimeDateRecallOptions::STRING)) {
       const int date =
           DimeDateText::read_date(entry, dateMethod->get_format(), &dateMethod->get_month_finder());
       quality = ask.compare(date, options);
@@ -77,7 +77,8 @@ TeraQuery* DimeDateMethod::eval(DastOptions::Call call, const char* query, AceRe
 }
 
 /// Adds a date, and what it is with day and month exchanged.
-void DimeDateMethod::add_date(int date, int direction, int penalty, DimeDateAsk* ask) const {
+void DimeDateMethod::add_date(int date, int direction, int penalty, bool is_switched,
+                              DimeDateAsk* ask) const {
   DimeDateAsk::Range range;
   range.date = date;
   range.direction = direction;
@@ -88,13 +89,13 @@ void DimeDateMethod::add_date(int date, int direction, int penalty, DimeDateAsk*
   range.from = direction < 0 ? 0 : first;
   range.to = direction > 0 ? LAST_DAY : last;
   ask->ranges.push_back(range);
-  if (ask->isExact || first != date || penalty > 0 || !recallOpts.get_switch_day_month()) return;
+  if (ask->isExact || first != date || is_switched || !recallOpts.get_switch_day_month()) return;
   int day = 0;
   int month = 0;
   int year = 0;
   decompose(date, &day, &month, &year);
-  if (day != month && DimeDateText::is_day(month, day) && recallOpts.get_switch_penalty() > 0)
-    add_date(make_time(month, day, year), direction, recallOpts.get_switch_penalty(), ask);
+  if (day != month && DimeDateText::is_day(month, day))
+    add_date(make_time(month, day, year), direction, recallOpts.get_switch_penalty(), true, ask);
 }
 
 /// Two dates, where the text has a separator between such.
@@ -107,7 +108,7 @@ bool DimeDateMethod::approx_times(DastOptions::Call, const char* query, DimeDate
     int from = DimeDateText::read_date(first.c_str(), dateFormat, &monthFinder);
     int to = DimeDateText::read_date(query + at + separator.size(), dateFormat, &monthFinder);
     if (from == DimeDateText::NO_DATE || to == DimeDateText::NO_DATE) continue;
-    if (DimeDateText::plain(from) > DimeDateText::plain(to)) std::swap(from, to);
+    if (DimeDateText::plain(from) > DimeDateText::last_day(to)) std::swap(from, to);
     DimeDateAsk::Range range;
     range.from = DimeDateText::plain(from);
     range.to = DimeDateText::last_day(to);
@@ -127,7 +128,7 @@ bool DimeDateMethod::read_query(DastOptions::Call call, const char* query, DimeD
   if (ask->hasPattern) return true;
   const int date = make_time(ask->pattern.day.value(), ask->pattern.month.value(), ask->pattern.year.value());
   if (date == DimeDateText::NO_DATE) return false;
-  add_date(date, direction_of(call), 0, ask);
+  add_date(date, direction_of(call), 0, false, ask);
   return true;
 }
 
@@ -139,9 +140,9 @@ void DimeDateMethod::add_key(int quality, Large key, TeraResult* result) const {
   result->add(quality, new TeraCand(print_time(static_cast<int>(key), result), ids.count, ids.values));
 }
 
-/// Of days, months alone and years alone in turn. A key that several ranges reach counts once.
+/// Of days, months alone and years alone in turn. A key that an earlier range reaches has been counted.
 void DimeDateMethod::find_range(const DimeDateAsk& ask, const DimeDateAsk::Range& range,
-                                std::vector<Large>* seen, TeraResult* result) const {
+                                TeraResult* result) const {
   const int reach = ask.isExact ? 0 : std::min(recallOpts.get_tolerance(), CLIFF);
   for (const int mark : {0, DimeDateText::MONTH_ONLY, DimeDateText::YEAR_ONLY}) {
     const Large first = static_cast<Large>(std::max(range.from - reach, 0) + mark);
@@ -149,10 +150,11 @@ void DimeDateMethod::find_range(const DimeDateAsk& ask, const DimeDateAsk::Range
     for (Large slot = lower_slot(first);; ++slot) {
       const Large key = infoHandle->get_key(slot);
       if (key == AceIdMap::NONE || key > last) break;
-      if (ask.ranges.size() > 1) {
-        if (std::find(seen->begin(), seen->end(), key) != seen->end()) continue;
-        seen->push_back(key);
-      }
+      const int day = DimeDateText::plain(static_cast<int>(key));
+      const auto reaches = [=](const DimeDateAsk::Range& other) {
+        return day >= std::max(other.from - reach, 0) && day <= std::min(other.to + reach, LAST_DAY);
+      };
+      if (std::any_of(ask.ranges.data(), &range, reaches)) continue;
       add_key(ask.compare(static_cast<int>(key), recallOpts), key, result);
     }
   }
@@ -166,8 +168,7 @@ int DimeDateMethod::find_dates(const DimeDateAsk& ask, TeraResult* result) const
       add_key(TeraEval::PERFECT, static_cast<Large>(range.date), result);
     return 0;
   }
-  std::vector<Large> seen;
-  for (const DimeDateAsk::Range& range : ask.ranges) find_range(ask, range, &seen, result);
+  for (const DimeDateAsk::Range& range : ask.ranges) find_range(ask, range, result);
   return 0;
 }
 
@@ -178,9 +179,7 @@ int DimeDateMethod::find_expansions(const DimeDateText::Parts& pattern, TeraResu
   const Large end = lower_slot(static_cast<Large>(DimeDateText::MONTH_ONLY));
   for (Large slot = 0; slot < end;) {
     const int year = static_cast<int>(infoHandle->get_key(slot)) / DimeDateText::DAYS_PER_YEAR;
-    if (pattern.year.matches(year) ||
-        (year >= 1930 && year <= 2029 && pattern.year.count <= 2 && pattern.year.matches(year % 100)))
-      years.push_back(year);
+    if (pattern.matches_year(year)) years.push_back(year);
     slot = std::max(slot + 1, lower_slot(static_cast<Large>((year + 1) * DimeDateText::DAYS_PER_YEAR)));
   }
   std::vector<int> days;
@@ -234,6 +233,7 @@ std::unique_ptr<TeraResult> DimeDateMethod::merge(TeraResult* times, TeraResult*
   auto merged = make_result(times->get_string(), recallOpts.get_primary(), recallOpts.get_primary().minValue);
   for (const auto& [id, quality] : best)
     if (merged->accept(quality)) merged->add(quality, new TeraCand(show(id, merged.get()), id));
+  if (times->is_unreliable() || strings->is_unreliable()) merged->set_unreliable();
   return merged;
 }
 

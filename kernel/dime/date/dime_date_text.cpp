@@ -87,7 +87,7 @@ int DimeDateText::make_time(int day, int month, int year) {
 }
 
 void DimeDateText::decompose(int value, int* day, int* month, int* year) {
-  value = plain(value);
+  value = plain(value) & 0x7FFFFFFF;  // a damaged index may hold anything
   const int rest = value % DAYS_PER_YEAR;
   *year = value / DAYS_PER_YEAR;
   *month =

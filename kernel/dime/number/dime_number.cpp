@@ -116,8 +116,13 @@ class LeadingQuery : public TeraStandardQuery {
                                       at);
   }
   bool equals(const char* entry) const override {
+    if (entry == nullptr || get_query() == nullptr) return false;
+    if (isPattern) {  // what matches it is what is asked for
+      LeadingQuery same(get_query(), TeraEval::WILDCARD, TeraEval::QUERY, 0, true, refConfig);
+      return same.compare(entry) == TeraEval::PERFECT;
+    }
     AceAttach filled;
-    return entry != nullptr && get_query() != nullptr &&
+    return refConfig->get_map()->tok_len(get_query(), true) > 0 &&
            refConfig->get_map()->strings_are_equal(refConfig->add_leading(get_query(), &filled),
                                                    refConfig->add_leading(entry, &filled)) != 0;
   }

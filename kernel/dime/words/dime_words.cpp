@@ -103,6 +103,7 @@ int DimeWordsMethod::index_options(int flags) const {
 }
 
 int DimeWordsMethod::make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) {
+  if (rep == nullptr) rep = AceReporter::use_default();
   if (filename == nullptr) {
     rep->printf("%s: the name of the file of values is missing\n", NAME);
     return -1;

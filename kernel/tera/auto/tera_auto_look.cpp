@@ -86,7 +86,7 @@ void TeraAutoLook::set_options(int options, int max_edit, int restrict_len) {
   transpose = (options & TeraAutoRecall::TRANSPOSE) != 0;
   hasWild = (options & TeraAutoRecall::HAS_WILD) != 0;
   maxEdit = std::clamp(max_edit, 0, std::max(queryLength, FEW_EDITS));
-  lenDiff = restrict_len;
+  lenDiff = std::min(restrict_len, TeraAutoData::MAX_TOKENS);
 }
 
 // ---------------------------------------------------------------- qualities

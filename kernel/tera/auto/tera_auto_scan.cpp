@@ -74,6 +74,24 @@ int TeraAutoRecall::recall_span(TeraResult* result, const TeraSplitResult& split
   return look(request);
 }
 
+/// As `recall_span` while the text's budget lasts. Behind it a span finds what is the same, and says that
+/// there may be more.
+int TeraAutoRecall::recall_within(TeraResult* result, const TeraSplitResult& split, int from, int to,
+                                  const Request& request) const {
+  if (!request.budget->is_spent()) {
+    const int rc = recall_span(result, split, from, to, request);
+    if (rc < 0 || !request.budget->is_spent()) return rc;
+  }
+  TeraAutoBudget own(0);
+  Request literal = request;
+  literal.maxEdit = 0;
+  literal.budget = &own;
+  const int rc = recall_span(result, split, from, to, literal);
+  result->set_unreliable();
+  result->dedup_unresolved();
+  return rc;
+}
+
 int TeraAutoRecall::scan(TeraScanGraph* graph, TeraEval::Model model, int options, int max_edit,
                          int orig_weight, const char* add_seps, const char* comp_markers) const {
   const AceTimeSection section("AUTO_SCAN");
@@ -95,8 +113,8 @@ int TeraAutoRecall::scan(TeraScanGraph* graph, TeraEval::Model model, int option
   const int spans = for_each_span(split, request, MAX_SCAN_WORDS, [&](int from, int to) {
     TeraScanGraph::Edge* edge = graph->get_edge(from, to, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
     if (edge == nullptr) edge = graph->create_edge(from, to, "", TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
-    if (edge == nullptr || edge->get_result() == nullptr || budget.is_spent()) return 0;
-    return recall_span(edge->get_result(), split, from, to, request);
+    if (edge == nullptr || edge->get_result() == nullptr) return 0;
+    return recall_within(edge->get_result(), split, from, to, request);
   });
   if (spans < 0) return spans;
   if ((options & DONT_DEDUP) == 0) graph->dedup_unresolved(false);
@@ -122,7 +140,7 @@ int TeraAutoRecall::recall_s(TeraResult* result, TeraEval::Model model, int opti
   const int rc = for_each_span(split, request, 1, [&](int from, int to) {
     TeraResult part(nullptr, result);
     part.clear_resolved();
-    const int found = recall_span(&part, split, from, to, request);
+    const int found = recall_within(&part, split, from, to, request);
     if (part.is_unreliable()) result->set_unreliable();
     if (result->get_query() == nullptr) result->add_query(part.get_query(), 0);
     part.find_any([&](int quality, const TeraCand* cand) {

@@ -52,6 +52,7 @@ TeraCount::TeraCount(int num_entries, int num_values, Histo* histo)
   histo->sum();
   maxGroups = histo->maxGroups;
   fillOffset.assign(histo->groupFreq, histo->groupFreq + maxGroups + 1);
+  for (int& offset : fillOffset) offset = std::clamp(offset, 0, numEntry);
 }
 
 TeraCount::~TeraCount() = default;
@@ -314,6 +315,6 @@ bool TeraCount::read_blocks(AceFile* file, int content) {
   }
   if ((content & GROUPS) == 0) return true;
   fillOffset.assign(index(maxGroups) + 1, 0);
-  return copy_ints(&fillOffset) && fillOffset.front() == 0 && fillOffset.back() == numEntry &&
+  return copy_ints(&fillOffset) && fillOffset.front() == 0 && fillOffset.back() <= numEntry &&
          std::is_sorted(fillOffset.begin(), fillOffset.end());
 }

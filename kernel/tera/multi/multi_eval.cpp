@@ -110,6 +110,7 @@ int TeraMultiEval::find_key(std::size_t unit, const char* text, TeraEval::Mode m
   TeraResult result(text, recallAsk.singleMinQual, ALL_CANDS, ANY_DISTANCE);
   if (index.recall_word(&result, mode, model, recallAsk, tokens > 0, rep) < 0)
     return ace_error(__FILE__, __LINE__, "recall_word(result, mode, model)", -1, 0, -1);
+  isUnreliable = isUnreliable || result.is_unreliable();
   // The beginnings of one token are found as a pattern, which gives all the same quality.
   const bool isPattern = mode == TeraEval::PREFIX && queryRules.count_tokens(text) == 1;
   TeraQuery* const query = isPattern ? result.get_query() : nullptr;

@@ -80,10 +80,13 @@ class TeraMultiEval {
   const MultiMatch& get_match() const { return lineMatch; }
   /// Whether a line has the words of the query in their order.
   bool is_same(const char* line);
+  /// Whether the look-up of a word ended early.
+  bool is_unreliable() const { return isUnreliable; }
   /// Whether an evaluation of that line has to reach every word of the query.
   bool does_reeval() const { return doReeval; }
 
  private:
+  bool isUnreliable = false;
   using Cell = MultiRows::Cell;
   struct Measures {
     TeraQueryRef whole;

@@ -65,6 +65,7 @@ TeraQuery* TeraMulti::make_query(const char* text, const MultiAsk& ask, AceRepor
 
 int TeraMulti::recall_lines(TeraQuery* query, TeraResult* result, bool ends) const {
   TeraMultiEval* const eval = static_cast<MultiQuery*>(query)->get_eval();
+  if (eval->is_unreliable()) result->set_unreliable();
   const int options = eval->get_ask().options;
   if ((options & EXACT) != 0) {
     const std::unique_ptr<TeraResult> found(exact(result->get_string(), options, nullptr));

@@ -25,6 +25,7 @@ class MultiQuery : public TeraQuery {
   int compare(Large entry) override;
   /// With marks, unless the options say no.
   char* display(const char* entry, AceAttach* at) const override;
+  bool equals(const char* entry) const override { return entry != nullptr && multiEval.is_same(entry); }
 
  private:
   const TeraMulti& index;
@@ -39,6 +40,7 @@ class MultiSingleQuery : public TeraQuery {
   int is_empty() const override { return wordQuery->is_empty(); }
   int compare(const char* entry) override;
   using TeraQuery::compare;
+  bool equals(const char* entry) const override { return entry != nullptr && wordQuery->equals(entry); }
 
  private:
   MultiRules lineRules;

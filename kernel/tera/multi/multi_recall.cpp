@@ -62,7 +62,8 @@ void MultiRecall::sweep(int min_value) {
   for (std::size_t i = 0; i < numFinders && !skipped.empty(); ++i)
     for (const auto& hit : multiEval->get_hits(order[i] - 1U)) (is_skipped(hit.key) ? skips : finds) = true;
   if (skips && finds) {
-    for (std::size_t i = 0; i < numFinders; ++i) mark_found(order[i]);
+    // A line that a finder has by a skip word alone is found by any other word of the query.
+    for (const Tiny unit : order) mark_found(unit);
     for (std::size_t i = 0; i < numFinders; ++i) sweep_found(order[i]);
   } else {
     for (std::size_t i = 0; i < numFinders; ++i) sweep_all(order[i]);

@@ -324,6 +324,8 @@ const char* TeraMulti::check_head() const {
   if (addLen < 0) return "its parts have no length";
   if (numWords < 0 || maxWords < 0 || maxLine < 0) return "it has a negative number";
   if (maxLine > MAX_LINE) return "its lines are too long";
+  if (maxWords > maxLine) return "its lines have more words than bytes";
+  if (sepChar == '\0') return "its words have no separator";
   if (numRecords >= AceIdMap::NONE) return "it has too many lines";
   if (offsetBits < 1 || offsetBits > MAX_OFFSET_BITS) return "its plain numbers have no bits, or too many";
   if (compSize < 0 || numStart != static_cast<int>((VInt{numRecords} + 1) / 2)) return "it has not its lines";

@@ -419,8 +419,8 @@ int TeraMulti::make_reader(WordsReader* reader, const TeraMap* map, char sep, in
                            AceReporter* rep, int) {
   AceReporter* const told = rep != nullptr ? rep : AceReporter::null();
   const bool isAuto = (options & USE_AUTO) != 0;
-  if (reader == nullptr || (options & ~KNOWN_OPTIONS) != 0 || isAuto != (autoStruct != nullptr) || sort < 1 ||
-      sort > PERCENT || skip < 0) {
+  if (reader == nullptr || (options & ~KNOWN_OPTIONS) != 0 || sep == '\0' ||
+      isAuto != (autoStruct != nullptr) || sort < 1 || sort > PERCENT || skip < 0) {
     told->printf("Build options %d with a sorting share of %d%% and skip words from %d%% on\n", options, sort,
                  skip);
     return -1;
@@ -435,12 +435,18 @@ int TeraMulti::make_reader(WordsReader* reader, const TeraMap* map, char sep, in
     for (const char separator : addSeps) addMap[static_cast<unsigned char>(separator)] = 1;
   }
   make_rules();
-  MultiBuild build(this, map, reader->get_chunk_file(), sort, told);
-  int rc = build.collect(reader);
-  if (rc >= 0) rc = build.place_lines();
-  if (rc >= 0) rc = build.make_lists(skip, skip_file, skip_export);
-  if (rc >= 0) rc = build.make_lines();
-  if (rc >= 0) rc = build.make_words(map, filter, refine, aliases);
+  int rc = -1;
+  try {
+    MultiBuild build(this, map, reader->get_chunk_file(), sort, told);
+    rc = build.collect(reader);
+    if (rc >= 0) rc = build.place_lines();
+    if (rc >= 0) rc = build.make_lists(skip, skip_file, skip_export);
+    if (rc >= 0) rc = build.make_lines();
+    if (rc >= 0) rc = build.make_words(map, filter, refine, aliases);
+  } catch (...) {
+    clean();  // half an index answers nothing
+    throw;
+  }
   if (rc < 0) clean();
   make_rules();
   return rc;

@@ -37,7 +37,11 @@ int TeraMulti::multi_detect(TeraScanGraph* graph, int options, TeraEval::Model m
   if (split == nullptr) return ace_error(__FILE__, __LINE__, "split = split_text(graph, options)", -1, 0, -1);
   if (numRecords == 0 || infoHandle == nullptr) return 0;
   const int last = split->numNodes - 1;
-  const int longest = std::min(maxWords, MAX_RUN);
+  // Nodes are words, but of what stands between further separators, or is joined, a line's word takes
+  // several.
+  const bool isCut =
+      !addSeps.empty() || (optionFlags & MERGE_ENTRIES) != 0 || (options & SPLIT_UNMAPPED) != 0;
+  const int longest = isCut ? MAX_RUN : std::min(maxWords, MAX_RUN);
   int runs = 0;
   AceAttach at;
   for (int from = 0; from < last; ++from)
@@ -52,9 +56,10 @@ int TeraMulti::multi_detect(TeraScanGraph* graph, int options, TeraEval::Model m
                          comp_markers != nullptr ? comp_markers : ""};
       const char* text = split->get_lit_string(from, to, &at);
       const TeraQueryRef query(make_query(text, ask, rep));
-      if (query == nullptr) return -1;
+      if (query == nullptr) continue;  // told about: a word that is too long to be looked up, say
       auto* const edge = graph->create_edge(from, to, text, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
-      if (edge == nullptr || recall_lines(query.get(), edge->get_result(), true) < 0) return -1;
+      if (edge == nullptr) return -1;
+      if (recall_lines(query.get(), edge->get_result(), true) < 0) continue;
       edge->get_result()->add_query(query.get(), 0);
       ++runs;
     }

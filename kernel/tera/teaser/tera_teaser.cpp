@@ -182,6 +182,7 @@ int TeraTeaser::add_result_matches(const TeraResult* result, bool with_alias, in
   for (TeraCandGroup* group = result->get_first_group(); group != nullptr; group = group->get_next()) {
     if (group->get_value() >= limit) continue;
     for (TeraCand* cand = group->get_first_cand(); cand != nullptr; cand = cand->get_next()) {
+      if (cand->is(TeraCand::COLLECTION)) continue;  // its string is a description
       const int rc = add_candidate(cand->get_string(), word, group->get_value(), with_alias);
       if (rc < 0) return rc;
       added += rc;
