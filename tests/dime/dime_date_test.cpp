@@ -217,6 +217,10 @@ TEST(DimeDateMethod, each_call_finds_what_it_is_for) {
   EXPECT_EQ(find_texts(*method, "1985", DastOptions::APPROX).at("10.04.1985"), 255) << "all its days";
   EXPECT_EQ(find_texts(*method, "31.4.1985", DastOptions::EXACT), (Texts{{"31.4.1985", 255}}))
       << "a text, no date";
+  EXPECT_EQ(find_texts(*method, "??.??.85", DastOptions::EXACT).size(), 3U) << "two digits are a year";
+  EXPECT_EQ(find_texts(*method, "9.4.1985;1985", DastOptions::APPROX).at("10.04.1985"), 255);
+  EXPECT_EQ(find_texts(*method, "9.4.1985;1985", DastOptions::APPROX).at("03.04.1985"), 249)
+      << "the year ends behind the day: no falling range";
   EXPECT_EQ(find_texts(*method, "", DastOptions::APPROX), Texts{});
   EXPECT_EQ(find_texts(*method, "nonsense", DastOptions::APPROX), Texts{});
   EXPECT_EQ(method->lookup(nullptr, DastOptions::APPROX, AceReporter::null()), nullptr);
@@ -244,11 +248,14 @@ TEST(DimeDateMethod, every_option_has_an_effect_and_wrong_ones_are_refused) {
   EXPECT_EQ(with("-max_dist 5", "3.4.1985").size(), 1U);
   EXPECT_EQ(with("-switched", "3.4.1985").at("04.03.1985"), 235);
   EXPECT_EQ(with("-switched -switch_penalty 9", "3.4.1985").at("04.03.1985"), 246);
+  EXPECT_EQ(with("-switched -switch_penalty 0", "3.4.1985").at("04.03.1985"), 255);
   EXPECT_EQ(with("-scale_factor 2", "3.4.1985").at("10.04.1985"), 241);
   EXPECT_EQ(with("-dist SQUARED", "3.4.1985").at("10.04.1985"), 206);
   EXPECT_EQ(with("-smth STRING", "31.4.1986").count("31.4.1985"), 1U);
   EXPECT_EQ(with("-smth STRING -edit_distance 0", "31.4.1986").size(), 0U);
   EXPECT_EQ(with("-smth STRING", "3.4.1985").at("3.4.1985"), 255);
+  const TeraQueryRef exactly(method->eval(DastOptions::EXACT, "3.4.1985", AceReporter::null()));
+  EXPECT_EQ(exactly->compare("3.4.1985"), 255);
   EXPECT_EQ(with("-smth STRING_TIME", "3.4.1985").at("03.04.1985"), 255);
   EXPECT_EQ(with("-smth STRING_TIME", "2.4.1985").count("31.4.1985"), 1U);
   const support::QuietReports quiet;
@@ -260,6 +267,15 @@ TEST(DimeDateMethod, every_option_has_an_effect_and_wrong_ones_are_refused) {
   DimeDateMethod other;
   EXPECT_EQ(other.configure_build_options("-format OFFICIAL_DE", nullptr), -1);
   EXPECT_NE(rep.all().find("SHORT_DE LONG_DE"), std::string::npos) << rep.all();
+}
+
+TEST(DimeDateMethod, a_date_among_many_texts_is_found) {
+  std::vector<std::string> values(5000, "no date");
+  for (std::size_t i = 0; i < values.size(); ++i)
+    values[i] += " " + std::string(1 + i % 40, 'x') + std::to_string(i);
+  values.emplace_back("3.4.1985");
+  EXPECT_EQ(find_texts(*make_method(values, DE), "3.4.1985", DastOptions::APPROX),
+            (Texts{{"03.04.1985", 255}}));
 }
 
 TEST(DimeDateMethod, too_many_expansions_are_refused) {

@@ -123,6 +123,13 @@ TEST(DimePostCodeMethod, each_call_finds_what_it_is_for) {
     graph->decr_ref();
     EXPECT_EQ(found, (Texts{{"8000", 0}, {"80331", 2}, {"80339", 2}}));
   }
+  // A code stays where its positions say, not where an automaton finds it best.
+  TeraScanGraph* spans =
+      make_method({"66400"})->lookup("664 26007", DastOptions::FS_DETECT, AceReporter::null());
+  int node = -1;
+  spans->find_any([&](int from, const TeraCand*) { return node = from, true; });
+  spans->decr_ref();
+  EXPECT_EQ(node, 0);
   EXPECT_EQ(find_texts(*method, "", DastOptions::APPROX), Texts{});
   EXPECT_EQ(method->lookup(nullptr, DastOptions::APPROX, AceReporter::null()), nullptr);
   const TeraQueryRef unmapped(method->eval(DastOptions::APPROX, "--", AceReporter::null()));

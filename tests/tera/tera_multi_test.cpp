@@ -280,6 +280,20 @@ TEST(TeraMulti, lines_are_found_by_other_words_than_skip_words_unless_there_are_
   }
 }
 
+TEST(TeraMulti, a_line_is_found_by_a_word_beside_a_skip_word) {
+  Lines lines(900, "zentrum park");
+  for (const char* more : {"zentrun hotel", "zentrum hotel", "hotels", "hotfl", "hotl"})
+    lines.emplace_back(more);
+  lines.resize(1000, "zug");
+  Plan plan;
+  plan.skip = 10;
+  for (const TeraEval::Model model : {TeraEval::QUERY, TeraEval::MAXIMUM}) {
+    const Found found = recall(*make(lines, plan), "zentrum hotel", USUAL, model);
+    EXPECT_EQ(found.at(902), 255);
+    EXPECT_EQ(found, recall(*make(lines), "zentrum hotel", USUAL, model));
+  }
+}
+
 TEST(TeraMulti, words_in_many_lines_are_looked_for_in_the_lines_of_rare_ones) {
   samples::Random random(13);
   Asked asked;
@@ -427,6 +441,15 @@ TEST(TeraMulti, lines_and_words_are_found_in_free_texts) {
   EXPECT_EQ(best.at(2), 255);
   EXPECT_GT(best.at(1), 220);
   EXPECT_EQ(best.at(3), 255);
+  Plan cut;
+  cut.addSeps = "-";
+  const auto hyphens = make({"Baden-Baden", "Karlsruhe"}, cut);
+  const std::string text =
+      "in baden-baden heute " + std::string(1100, 'x');  // a word that is too long to be looked up
+  TeraScanGraph parts(0, text.c_str(), 200, 100, 255, 0);
+  EXPECT_GT(hyphens->multi_detect(&parts, USUAL, TeraEval::LONG, 165, 3, 50, nullptr, AceReporter::null()),
+            0);
+  EXPECT_TRUE(parts.find_any([](int, const TeraCand* cand) { return cand->get_first_info() == 1; }));
   TeraScanGraph words(0, "im adler", 200, 100, 255, 0);
   EXPECT_EQ(multi->single_detect(&words, USUAL, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 3, 100, nullptr),
             2);
