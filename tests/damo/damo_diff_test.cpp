@@ -233,6 +233,8 @@ TEST(DamoDiff, says_what_it_leaves_out_and_refuses) {
       std::string::npos);
   EXPECT_NE(rep.all().find("Updated 3 lines from input '"), std::string::npos);
   EXPECT_NE(rep.all().find("Processed 0 remaining difference lines\n"), std::string::npos);
+  EXPECT_THROW(diff.update(&rep), AceException) << "its inputs have been read";
+  EXPECT_EQ(contents(folder.file("out")), "a\tk\nold\tm\nb\tn\n");
   DamoDiff many(&key, 1, 2, 0, 0);
   for (int i = 0; i < DamoDiff::MAX_PARTS; ++i)
     many.add_file(folder.file("in").c_str(), folder.file("out" + std::to_string(i)).c_str());

@@ -129,7 +129,8 @@ TEST(DamoJsonInput, refuses_what_is_none_and_says_why) {
   EXPECT_EQ(fault("{\"a\": 1}", "b", paths, 4), "");
   EXPECT_EQ(fault("{\"a\": 1}", "a[*]", paths, 4), "");
   EXPECT_EQ(fault("", "@", paths, 4).find("Internal Exception: "), 0U);
-  for (const char* text : {"[{}", "[{},", "[{}] x", "{\"a\": [{}]", "[{\"a\": }]", "[{}, nonsense]"})
+  for (const char* text : {"[{}", "[{},", "[{}] x", "{\"a\": [{}]", "[{\"a\": }]", "[{}, nonsense]",
+                           "{\"a\": {}} x", "{\"b\": {}} x"})
     EXPECT_NE(fault(text, *text == '[' ? "@" : "a", paths, 4), "") << text;
   EXPECT_NE(fault(std::string(100000, '['), "@", paths, 4), "");
   EXPECT_NE(fault("[" + std::string(100000, '['), "[0]", paths, 4), "");

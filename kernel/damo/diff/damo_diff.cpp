@@ -399,6 +399,13 @@ VInt DamoDiff::update(AceReporter* rep) {
   }
   collectTree->start();
   VInt numBad = 0;
+  // The inputs are read once, whatever happens: a second call finds no parts and refuses.
+  const auto close = [this](DamoDiff*) {
+    for (const auto& part : parts) part->inStream.reset(), part->outStream.reset();
+    outStreamDelete.reset();
+    outStreamDeleteExplicit.reset();
+  };
+  const std::unique_ptr<DamoDiff, decltype(close)> closing(this, close);
   try {
     for (curPart = 0; curPart < static_cast<int>(parts.size()); ++curPart) update_part(rep, &numBad);
     curPart = static_cast<int>(parts.size()) - 1;
@@ -409,8 +416,5 @@ VInt DamoDiff::update(AceReporter* rep) {
     rep->printf("Cannot write record to file in applying diffs\n");
     throw;
   }
-  for (const auto& part : parts) part->inStream.reset(), part->outStream.reset();
-  outStreamDelete.reset();
-  outStreamDeleteExplicit.reset();
   return numBad;
 }

@@ -172,10 +172,6 @@ void report_end(const Run& run, VInt num_cleaned) {
     rep->ev_wprintf("%ld deletions: a difference file, which no base is built from\n", run.numDeletions);
 }
 
-}  // namespace
-
-namespace {
-
 /// The rows of the present record. Returns whether there are any; false, counted, for a bad one.
 bool make_rows(_DamoExtract* extract, Run* run, std::string* rows, AceAttach* at) {
   rows->clear();

@@ -46,7 +46,7 @@ struct _DamoJsonInput::Document {
   std::ifstream stream;
   std::unique_ptr<json_stream_cursor> cursor;  // in the list; null where it is in memory
   DamoJsonValue list;
-  std::size_t next = 0;
+  std::size_t next = 0;    // record
   bool dropsNull = false;  // as the engine's "[*]" does
   DamoJsonValue record;
 
@@ -57,6 +57,7 @@ struct _DamoJsonInput::Document {
   void stream_to(const DamoJsonMembers& members, AceReporter* rep);
   bool find_member(const std::string& name);
   void skip_value();
+  void check_rest();
   void take(DamoJsonValue selected, bool is_projection, AceReporter* rep);
   void read_whole(const std::string& path, AceReporter* rep);
   DamoJsonValue decode();
@@ -78,6 +79,12 @@ void _DamoJsonInput::Document::skip_value() {
   } while (depth > 0 && !cursor->done());
 }
 
+/// What lies behind the records must be JSON, too, up to one end.
+void _DamoJsonInput::Document::check_rest() {
+  while (!cursor->done()) cursor->next();
+  cursor->check_done();
+}
+
 /// To the value of a member of the object that the cursor is at.
 bool _DamoJsonInput::Document::find_member(const std::string& name) {
   if (cursor->done() || cursor->current().event_type() != staj_event_type::begin_object) return false;
@@ -97,6 +104,7 @@ void _DamoJsonInput::Document::stream_to(const DamoJsonMembers& members, AceRepo
   if (cursor->done()) throw std::runtime_error("the document is empty");
   for (const std::string& name : members.names)
     if (!find_member(name)) {
+      check_rest();
       take(DamoJsonValue::null(), members.isList, rep);
       return;
     }
@@ -104,7 +112,9 @@ void _DamoJsonInput::Document::stream_to(const DamoJsonMembers& members, AceRepo
     cursor->next();
     return;
   }
-  take(decode(), members.isList, rep);
+  DamoJsonValue selected = decode();
+  check_rest();
+  take(std::move(selected), members.isList, rep);
 }
 
 /// The records of a value that is no list which is read from the file.
@@ -157,8 +167,7 @@ bool _DamoJsonInput::Document::read() {
   try {
     if (cursor->done()) throw std::runtime_error("the document ends within the list of records");
     if (cursor->current().event_type() == staj_event_type::end_array) {
-      while (!cursor->done()) cursor->next();  // what lies behind must be JSON, too
-      cursor->check_done();
+      check_rest();
       return false;
     }
     do {
@@ -166,7 +175,9 @@ bool _DamoJsonInput::Document::read() {
       cursor->next();
     } while (dropsNull && record.is_null() && !cursor->done() &&
              cursor->current().event_type() != staj_event_type::end_array);
-    return !(dropsNull && record.is_null()) || read();
+    if (dropsNull && record.is_null()) return read();  // at the end
+    ++next;
+    return true;
   } catch (const std::exception& error) {
     throw AceException("Cannot read JSON source", "'%s', behind record %zu: %s", filePath.c_str(), next,
                        error.what());

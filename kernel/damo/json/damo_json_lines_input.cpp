@@ -11,10 +11,7 @@ struct _DamoJsonLinesInput::Line {
   enum State { GOOD, BLANK, MISSING, BROKEN };
 
   Line(const char* const* paths, int num_paths)
-      : fields(paths, num_paths, "Failed to initialize DamoInput for JSON Lines source."),
-        parser(decoder_options()) {}
-
-  static jsoncons::json_options decoder_options() { return {}; }
+      : fields(paths, num_paths, "Failed to initialize DamoInput for JSON Lines source.") {}
 
   DamoJsonFields fields;
   jsoncons::json_parser parser;
