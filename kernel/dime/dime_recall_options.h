@@ -19,8 +19,8 @@ class SORV_API DimeRecallOptions {
 
   /// Declares "min_value", "max_dist" and "num_cands", with the present values as defaults.
   void append(AceOptionsParser* parser) const;
-  /// Takes over what was parsed. Returns 0; -1, and nothing changes, for qualities outside 0..255 and numbers
-  /// outside 1..MOST_CANDS.
+  /// Takes over what was parsed. Returns 0; -1, with a warning, and nothing changes, for qualities outside
+  /// 0..255 and numbers outside 1..MOST_CANDS.
   int assign(const AceOptionsParser* parser);
   void configure(const DimeRecallOptions& other) { *this = other; }
   VInt save(AceFile* file) const;

@@ -10,6 +10,7 @@
 #include "dast/dast_field_flags.h"
 #include "dast/dast_magic_constructor.h"
 #include "dime/method/dime_checked_reader_internal.h"
+#include "dime/method/dime_phonetics_internal.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_scan_graph.h"
 #include "tera/tera_scan_query.h"
@@ -52,14 +53,7 @@ int DimeAutoMethod::magic() const {
 
 int DimeAutoMethod::init(const TeraMap* map) {
   std::unique_ptr<TeraTransform> trafo;
-  if (!phoneTrafo.empty()) {
-    trafo.reset(TeraTransform::factory(phoneTrafo.c_str(), nullptr));
-    if (trafo == nullptr) {
-      AceReporter::use_default()->ev_wprintf("The phonetic transform '%s' is not known\n",
-                                             phoneTrafo.c_str());
-      return -1;
-    }
-  }
+  if (dime_make_phonetics(phoneTrafo, &trafo) < 0) return -1;
   if (map == nullptr || autoStruct.init(map, trafo.get()) < 0)
     return ace_error(__FILE__, __LINE__, "autoStruct.init(map, trafo)", -1, 0, -1);
   return 0;

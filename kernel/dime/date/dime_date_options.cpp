@@ -100,11 +100,7 @@ int DimeDateRecallOptions::apply(const char* config_string) {
   if (const int rc = parser->parse(config_string, rep); rc < 0)
     return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
   DimeDateRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) {
-    rep->ev_wprintf("Qualities from 0 to 255 and 1 to %d candidates expected in '%s'\n",
-                    DimeRecallOptions::MOST_CANDS, config_string);
-    return -1;
-  }
+  if (parsed.primaryOptions.assign(parser) < 0) return -1;
   const int model = find_choice("dist", parser->get_string_value("dist"), MODELS);
   const int method = find_choice("smth", parser->get_string_value("smth"), METHODS);
   if (model < 0 || method < 0) return -1;

@@ -10,6 +10,7 @@
 #include "ace/ace_reporter.h"
 #include "dast/dast_field_flags.h"
 #include "dast/dast_magic_constructor.h"
+#include "dime/method/dime_phonetics_internal.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_reader.h"
 #include "tera/tera_result.h"
@@ -76,14 +77,7 @@ int DimeEditMethod::magic() const {
 
 int DimeEditMethod::init(const TeraMap* map) {
   std::unique_ptr<TeraTransform> trafo;
-  if (!phoneTrafo.empty()) {
-    trafo.reset(TeraTransform::factory(phoneTrafo.c_str(), nullptr));
-    if (trafo == nullptr) {
-      AceReporter::use_default()->ev_wprintf("The phonetic transform '%s' is not known\n",
-                                             phoneTrafo.c_str());
-      return -1;
-    }
-  }
+  if (dime_make_phonetics(phoneTrafo, &trafo) < 0) return -1;
   if (map == nullptr || editStruct.init(map, trafo.get()) < 0)
     return ace_error(__FILE__, __LINE__, "editStruct.init(map, trafo)", -1, 0, -1);
   return 0;

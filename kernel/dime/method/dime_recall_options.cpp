@@ -2,6 +2,7 @@
 
 #include "ace/ace_file.h"
 #include "ace/ace_options_parser.h"
+#include "ace/ace_reporter.h"
 
 void DimeRecallOptions::append(AceOptionsParser* parser) const {
   parser->add_int_option("min_value", minValue, "Minimum quality for candidate in result set");
@@ -18,7 +19,13 @@ bool DimeRecallOptions::is_valid() const {
 int DimeRecallOptions::assign(const AceOptionsParser* parser) {
   const DimeRecallOptions parsed(parser->get_int_value("min_value"), parser->get_int_value("max_dist"),
                                  parser->get_int_value("num_cands"));
-  if (!parsed.is_valid()) return -1;
+  if (!parsed.is_valid()) {
+    AceReporter::use_default()->ev_wprintf(
+        "Qualities from 0 to %d and 1 to %d candidates expected; min_value %d, max_dist %d, num_cands %d "
+        "found\n",
+        MAX_QUALITY, MOST_CANDS, parsed.minValue, parsed.maxDist, parsed.numCands);
+    return -1;
+  }
   *this = parsed;
   return 0;
 }

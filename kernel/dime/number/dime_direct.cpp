@@ -80,11 +80,7 @@ int DimeDirectRecallOptions::apply(const char* config_string) {
   if (const int rc = parser->parse(config_string, rep); rc < 0)
     return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
   DimeDirectRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) {
-    rep->ev_wprintf("Qualities from 0 to 255 and 1 to %d candidates expected in '%s'\n",
-                    DimeRecallOptions::MOST_CANDS, config_string);
-    return -1;
-  }
+  if (parsed.primaryOptions.assign(parser) < 0) return -1;
   parsed.logMax = parser->get_int_value("log_max");
   parsed.scaleFactor = parser->get_int_value("factor");
   if (parsed.logMax < 0 || parsed.scaleFactor < 0) {

@@ -73,11 +73,7 @@ int DimeDoubleRecallOptions::apply(const char* config_string) {
   if (const int rc = parser->parse(config_string, rep); rc < 0)
     return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
   DimeDoubleRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) {
-    rep->ev_wprintf("Qualities from 0 to 255 and 1 to %d candidates expected in '%s'\n",
-                    DimeRecallOptions::MOST_CANDS, config_string);
-    return -1;
-  }
+  if (parsed.primaryOptions.assign(parser) < 0) return -1;
   parsed.scaleFactor = parser->get_int_value("factor") / FACTOR_UNIT;
   parsed.minIntPlaces = parser->get_int_value("min_int_place");
   parsed.numDecPlaces = parser->get_int_value("num_dec_place");

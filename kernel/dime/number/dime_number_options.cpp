@@ -56,11 +56,7 @@ int DimeNumberRecallOptions::apply(const char* config_string) {
   if (const int rc = parser->parse(config_string, rep); rc < 0)
     return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
   DimeNumberRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) {
-    rep->ev_wprintf("Qualities from 0 to 255 and 1 to %d candidates expected in '%s'\n",
-                    DimeRecallOptions::MOST_CANDS, config_string);
-    return -1;
-  }
+  if (parsed.primaryOptions.assign(parser) < 0) return -1;
   parsed.doTranspose = parser->get_bool_value("do_transpose");
   parsed.noNormalization = parser->get_bool_value("no_normalization");
   parsed.allowWildcards = parser->get_bool_value("allow_wildcards");

@@ -10,6 +10,7 @@
 #include "ace/ace_time_analysis.h"
 #include "dast/dast_field_flags.h"
 #include "dast/dast_magic_constructor.h"
+#include "dime/method/dime_phonetics_internal.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_result.h"
 #include "tera/tera_scan_graph.h"
@@ -58,14 +59,7 @@ int DimeWordsMethod::magic() const {
 
 int DimeWordsMethod::init(const TeraMap* map) {
   std::unique_ptr<TeraTransform> trafo;
-  if (!phoneTrafo.empty()) {
-    trafo.reset(TeraTransform::factory(phoneTrafo.c_str(), nullptr));
-    if (trafo == nullptr) {
-      AceReporter::use_default()->ev_wprintf("The phonetic transform '%s' is not known\n",
-                                             phoneTrafo.c_str());
-      return -1;
-    }
-  }
+  if (dime_make_phonetics(phoneTrafo, &trafo) < 0) return -1;
   if (multiStruct.init(map, sepChar, trafo.get(), useAuto) < 0)
     return ace_error(__FILE__, __LINE__, "multiStruct.init(map, sepChar, trafo, useAuto)", -1, 0, -1);
   return 0;

@@ -113,7 +113,7 @@ int DimeWordsRecallOptions::apply(const char* config_string) {
   if (const int rc = parser->parse(config_string, rep); rc < 0)
     return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
   DimeWordsRecallOptions parsed;
-  const bool hasLimits = parsed.primaryOptions.assign(parser) >= 0;
+  if (parsed.primaryOptions.assign(parser) < 0) return -1;
   parsed.doReeval = parser->get_bool_value("reeval");
   parsed.noTeaser = parser->get_bool_value("no_teaser");
   parsed.splitAtUnmapped = parser->get_bool_value("split_unmapped");
@@ -129,7 +129,7 @@ int DimeWordsRecallOptions::apply(const char* config_string) {
   if (!is_model(parsed.evalModel, parser->get_string_value("model")) ||
       !is_model(parsed.detModel, parser->get_string_value("det_model")))
     return -1;
-  if (!hasLimits || !parsed.is_valid()) {
+  if (!parsed.is_valid()) {
     rep->ev_wprintf(
         "Qualities from 0 to 255, weights from 0 to 100 and 1 to %d candidates expected in '%s'\n",
         DimeRecallOptions::MOST_CANDS, config_string);
