@@ -7,20 +7,22 @@
 ///
 /// Query and entry are compared in the form that the map gives them; a position that only one of them has
 /// counts in the total. From the last weight on all positions have that, up to 32 positions; what is behind
-/// does not count. An entry of exactly as many positions as there are weights that begins with 0 is compared
-/// with the query and a 0 in front, at `lead_zero_pen`, where the query has one position less and does not
-/// begin with 0. Only one dropped zero is put back: 123 does not find 00123.
+/// does not count. A query with '*' for any run of positions is a pattern: codes that it matches as a whole
+/// have 255, others 0. An entry of exactly as many positions as there are weights that begins with 0 is
+/// compared with the query and a 0 in front, at `lead_zero_pen`, where the query has one position less and
+/// does not begin with 0. Only one dropped zero is put back: 123 does not find 00123.
 ///
 /// Recall options:
 ///
 ///     min_value, max_dist, num_cands   190, 255, 2500
-///     no_glob            flag           "[" and "]" are no alternatives
+///     no_glob            flag           "[" and "]" are no alternatives, '*' and '?' no wildcards
 ///     no_transpose       flag           look-ups: swaps are two errors
 ///     leven_comp         flag           positions are those of an alignment with the fewest errors, and of
 ///     those
 ///                                       one with the most matched weight; a character that only the query
 ///                                       has weighs as the entry's position behind it
-///     restricted_length  int     2      largest difference of lengths of what is looked up; 0: any
+///     restricted_length  int     2      largest difference of lengths of what is looked up, except for codes
+///                                       that go on in COMPLETE; 0: any
 ///     auto_max_edit      int     3      errors of what is looked up
 ///     lead_zero_pen      int     20
 ///     length_pen         int     0      for each position that one has more than the other
@@ -28,7 +30,7 @@
 ///     weight_str         string  5-4-3-2-1     1 to 32 weights from 0 on, not all 0
 ///
 /// There are no build options. Calls: EXACT finds the code, or else codes that begin so; COMPLETE also codes
-/// that go on (by `restricted_length` at most); DETECT each word of a text, with the quality of the word's
+/// that go on, however far; DETECT each word of a text, with the quality of the word's
 /// errors; FS_DETECT and FS_COMPLETE the codes in a text; others codes within the errors. Wherever a single
 /// code is compared, its quality is that of the query object; candidates are looked up without limits, and
 /// cut by those of the options afterwards.
@@ -54,6 +56,7 @@
 #include "tera/tera_auto.h"
 #include "tera/tera_eval.h"
 #include "tera/tera_query.h"
+#include "tera/tera_query_kinds.h"
 
 class AceOptionsParser;
 class TeraResult;
@@ -113,6 +116,8 @@ class SORV_API PostCodeQuery : public TeraQuery {
   PostCodeQuery(const char* query, const TeraMap* map, const DimePostCodeRecallOptions& options);
 
   int is_empty() const override { return isGiven ? 0 : 1; }
+  /// Whether there is a '*' in the query.
+  bool is_pattern() const { return pattern != nullptr; }
   /// 0 for a null or empty entry and for a null or empty query; 255 where only the map leaves nothing of
   /// both.
   int compare(const char* entry) override;
@@ -139,6 +144,7 @@ class SORV_API PostCodeQuery : public TeraQuery {
   bool isGiven;
   Token zeroToken = 0;
   std::vector<Position> positions;  // tokens that each position accepts
+  TeraQueryRef pattern;             // of a query with runs
 };
 
 class SORV_API DimePostCodeMethod : public DastBaseMethod {
@@ -179,6 +185,7 @@ class SORV_API DimePostCodeMethod : public DastBaseMethod {
  private:
   int lookup_options() const;
   int recall(DastOptions::Call call, TeraResult* result, AceReporter* rep) const;
+  int find_exact(TeraResult* result) const;
   std::unique_ptr<TeraResult> reevaluate(TeraResult* result) const;
   TeraScanGraph* detect(DastOptions::Call call, const char* text) const;
 

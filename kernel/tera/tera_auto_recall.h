@@ -128,7 +128,8 @@ class SORV_API TeraAutoRecall {
   int recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int options, int max_edit,
              int alias_penalty, AceReporter* rep, int orig_weight = NO_PHONETICS) const;
   /// `recall` in LEVENSHTEIN mode of entries whose length differs by at most `restrict_len` (0 and below: by
-  /// any) from the query's; with `complete` also of entries that go on where the query ends. Plain qualities.
+  /// any) from the query's; with `complete` in PREFIX mode with model SHORT, also of entries that go on where
+  /// the query ends, by any length. Plain qualities.
   int recall_r(TeraResult* result, int options, int max_edit, int restrict_len, int complete,
                int alias_penalty = 0) const;
   /// Recalls every word of the query, and all of it, in LEVENSHTEIN mode; an entry has its best quality.

@@ -110,6 +110,13 @@ TEST(DimePostCodeMethod, each_call_finds_what_it_is_for) {
   EXPECT_EQ(find_texts(*method, "8033[19]", DastOptions::EXACT), (Texts{{"80331", 255}, {"80339", 255}}));
   EXPECT_EQ(find_texts(*method, "8033", DastOptions::EXACT), (Texts{{"80331", 238}, {"80339", 238}}))
       << "codes that go on";
+  for (const DastOptions::Call call : {DastOptions::EXACT, DastOptions::COMPLETE, DastOptions::APPROX}) {
+    EXPECT_EQ(find_texts(*method, "80*", call), (Texts{{"80331", 255}, {"80339", 255}, {"8000", 255}}));
+    EXPECT_EQ(find_texts(*method, "*3*9", call), (Texts{{"80339", 255}}));
+    EXPECT_EQ(find_texts(*method, "9*", call), Texts{});
+    EXPECT_EQ(support::quality_of(*method, "8*1", call, "80331"), 255);
+    EXPECT_EQ(support::quality_of(*method, "8*1", call, "80339"), 0);
+  }
   EXPECT_EQ(find_texts(*method, "803", DastOptions::COMPLETE), (Texts{{"80331", 204}, {"80339", 204}}));
   EXPECT_EQ(find_texts(*method, "Berlin 10115", DastOptions::DETECT), (Texts{{"10115", 255}}));
   for (const DastOptions::Call call : {DastOptions::FS_DETECT, DastOptions::FS_COMPLETE}) {
@@ -152,8 +159,10 @@ TEST(DimePostCodeMethod, every_option_has_an_effect_and_wrong_ones_are_refused) 
   EXPECT_EQ(with("-no_glob", "8033[19]", DastOptions::EXACT).size(), 0U);
   EXPECT_EQ(with("-min_value 100 -auto_max_edit 1", "80313").size(), 1U) << "a swap is one error";
   EXPECT_EQ(with("-min_value 100 -auto_max_edit 1 -no_transpose", "80313").size(), 0U);
-  EXPECT_EQ(with("-min_value 100", "80", DastOptions::COMPLETE).size(), 1U);
-  EXPECT_EQ(with("-min_value 100 -restricted_length 3", "80", DastOptions::COMPLETE).size(), 3U);
+  EXPECT_EQ(with("-no_glob", "80*", DastOptions::EXACT).size(), 0U);
+  EXPECT_EQ(with("-min_value 100", "80", DastOptions::COMPLETE).size(), 3U) << "codes that go on may be long";
+  EXPECT_EQ(with("-min_value 100", "80").size(), 1U);
+  EXPECT_EQ(with("-min_value 100 -restricted_length 3", "80").size(), 3U);
   EXPECT_EQ(with("-min_value 100 -restricted_length 0 -eval_mode PREFIX", "80").size(), 3U);
   EXPECT_EQ(with("-weight_str 1-1-1-1-1", "80331").at("80339"), 204);
 

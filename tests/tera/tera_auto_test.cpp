@@ -619,7 +619,8 @@ TEST(TeraAutoScan, lengths_are_restricted_and_entries_that_go_on_are_asked_for) 
   EXPECT_EQ(recall(2, 0, 0), (Strings{"a", "ab", "abc", "abcd", "abcde"}));
   EXPECT_EQ(recall(2, 1, 0), (Strings{"ab", "abc", "abcd"}));
   EXPECT_EQ(recall(0, 0, 1), (Strings{"abc", "abcd", "abcde"}));
-  EXPECT_EQ(recall(0, 1, 1), (Strings{"abc", "abcd"}));
+  EXPECT_EQ(recall(0, 1, 1), (Strings{"abc", "abcd", "abcde"})) << "what goes on may be of any length";
+  EXPECT_EQ(recall(2, 1, 1), (Strings{"ab", "abc", "abcd", "abcde"}));
 }
 
 TEST(TeraAutoScan, compounds_are_two_entries) {

@@ -166,16 +166,19 @@ TeraResult* DimePostCodeMethod::scan(DastOptions::Call call, const char* query, 
   return reevaluate(&found).release();
 }
 
+int DimePostCodeMethod::find_exact(TeraResult* result) const {
+  const AceTimeSection section("POSTCODE_EXACT");
+  const int options = recallOpts.get_no_glob() ? TeraAutoRecall::NO_OPERATORS : 0;
+  const int rc = autoStruct.exact(result, options);
+  if (rc < 0) return ace_error(__FILE__, __LINE__, "autoStruct.exact(result, options)", rc, 0, -1);
+  if (result->remove_no_info_cands() > 0) return rc;
+  result->clear_resolved();
+  return autoStruct.interval(result, 0, 1);
+}
+
 int DimePostCodeMethod::recall(DastOptions::Call call, TeraResult* result, AceReporter* rep) const {
-  if (call == DastOptions::EXACT) {
-    const AceTimeSection section("POSTCODE_EXACT");
-    const int options = recallOpts.get_no_glob() ? TeraAutoRecall::NO_OPERATORS : 0;
-    const int rc = autoStruct.exact(result, options);
-    if (rc < 0) return ace_error(__FILE__, __LINE__, "autoStruct.exact(result, options)", rc, 0, -1);
-    if (result->remove_no_info_cands() > 0) return rc;
-    result->clear_resolved();
-    return autoStruct.interval(result, 0, 1);
-  }
+  const bool isPattern = PostCodeQuery(result->get_string(), get_map(), recallOpts).is_pattern();
+  if (call == DastOptions::EXACT || isPattern) return find_exact(result);
   const int options = lookup_options();
   const int maxEdit = recallOpts.get_auto_max_edit();
   const int restricted = recallOpts.get_restricted_length();

@@ -5,6 +5,7 @@
 
 #include "dime/dime_postcode.h"
 #include "tera/tera_map.h"
+#include "tera/tera_standard_query.h"
 #include "tera/text/tera_token_walk_internal.h"
 
 namespace {
@@ -31,8 +32,11 @@ PostCodeQuery::PostCodeQuery(const char* query, const TeraMap* map, const DimePo
     position.set(token);
     if (token == TOKEN_WILDCARD && teraMap->is_operator(token)) position.set();
   };
-  const auto ignore = [](int) {};
-  walk_positions(map->convert(query, !operators, &at), operators, accept, ignore, ignore);
+  bool hasRun = false;
+  walk_positions(
+      map->convert(query, !operators, &at), operators, accept, [](int) {}, [&](int) { hasRun = true; });
+  if (hasRun)
+    pattern = TeraQueryRef(new TeraStandardQuery(query, TeraEval::WILDCARD, TeraEval::QUERY, map, 0));
 }
 
 bool PostCodeQuery::equals(const char* entry) const {
@@ -98,6 +102,7 @@ PostCodeQuery::Score PostCodeQuery::align(const Token* entry, int length, bool p
 
 int PostCodeQuery::compare(const char* entry) {
   if (!isGiven || entry == nullptr || *entry == '\0') return 0;
+  if (pattern) return pattern->compare(entry) > 0 ? TeraEval::PERFECT : 0;
   Token tokens[MAX_ENTRY];
   const int length = teraMap->convert(entry, tokens, MAX_ENTRY, true);
   if (length == 0 && positions.empty()) return TeraEval::PERFECT;

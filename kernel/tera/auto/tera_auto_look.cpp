@@ -82,11 +82,14 @@ TeraAutoLook::TeraAutoLook(const TeraBidirectAuto& automata, const Token* tokens
       stepBudget(budget),
       queryLength(count_positions(tokens, operators)) {}
 
-void TeraAutoLook::set_options(int options, int max_edit, int restrict_len) {
+void TeraAutoLook::set_options(int options, int max_edit, int restrict_len, bool goes_on) {
   transpose = (options & TeraAutoRecall::TRANSPOSE) != 0;
   hasWild = (options & TeraAutoRecall::HAS_WILD) != 0;
   maxEdit = std::clamp(max_edit, 0, std::max(queryLength, FEW_EDITS));
-  lenDiff = std::min(restrict_len, TeraAutoData::MAX_TOKENS);
+  if (restrict_len <= 0) return;
+  const int lenDiff = std::min(restrict_len, TeraAutoData::MAX_TOKENS);
+  shortest = std::max(queryLength - lenDiff, 0);
+  if (!goes_on) longest = queryLength + lenDiff;
 }
 
 // ---------------------------------------------------------------- qualities
@@ -130,15 +133,13 @@ void TeraAutoLook::unite() {
 // ---------------------------------------------------------------- walks
 
 bool TeraAutoLook::look() {
-  int lenMin = lenDiff > 0 ? queryLength - lenDiff : 0;
-  int lenMax = lenDiff > 0 ? queryLength + lenDiff : TeraAutoData::MAX_TOKENS;
   Halves halves{};
   bool isWhole = true;
   if (halves_of(evalMode, &halves)) {
-    isWhole = look_in(ends_of(halves.shorter), lenMin, std::min(lenMax, queryLength - 1)) &&
-              look_in(ends_of(halves.others), std::max(lenMin, queryLength), lenMax);
+    isWhole = look_in(ends_of(halves.shorter), shortest, std::min(longest, queryLength - 1)) &&
+              look_in(ends_of(halves.others), std::max(shortest, queryLength), longest);
   } else {
-    isWhole = look_in(ends_of(evalMode), lenMin, lenMax);
+    isWhole = look_in(ends_of(evalMode), shortest, longest);
   }
   unite();
   return isWhole;

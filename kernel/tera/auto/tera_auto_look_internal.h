@@ -20,7 +20,8 @@ class TeraAutoLook {
 
   /// Positions of the query; -1 for what cannot be looked up.
   int length() const { return queryLength; }
-  void set_options(int options, int max_edit, int restrict_len);
+  /// With `restrict_len` above 0, lengths differ by at most that; longer ones by any where the entry goes on.
+  void set_options(int options, int max_edit, int restrict_len, bool goes_on = false);
   /// For modes of edits. False when the budget ended before the walk.
   bool look();
   /// For patterns.
@@ -53,7 +54,8 @@ class TeraAutoLook {
   TeraAutoBudget* stepBudget;
   int queryLength;
   int maxEdit = 0;
-  int lenDiff = 0;
+  int shortest = 0;
+  int longest = TeraAutoData::MAX_TOKENS;
   bool transpose = false;
   bool hasWild = false;
 };

@@ -198,6 +198,7 @@ int TeraAutoRecall::recall_r(TeraResult* result, int options, int max_edit, int 
                   alias_penalty, NO_PHONETICS,          nullptr,           &budget};
   request.restrictLen = restrict_len;
   if (complete == 0) return look(request);
+  request.goesOn = true;
   request.mode = TeraEval::PREFIX;
   request.model = TeraEval::SHORT;
   return look(request);
@@ -231,7 +232,7 @@ int TeraAutoRecall::look(const Request& asked) const {
     return GENERAL_ERROR;
   }
   if (lookUp.length() == 0) return result->num_cands();
-  lookUp.set_options(request.options, request.maxEdit, request.restrictLen);
+  lookUp.set_options(request.options, request.maxEdit, request.restrictLen, request.goesOn);
   if (!lookUp.look()) result->set_unreliable();
   const bool isHeard = phoneAuto.forward && request.percent < NO_PHONETICS;
   const MixedDist dist(result, isHeard);

@@ -19,5 +19,6 @@ struct TeraAutoRecall::Request {
   TeraAutoBudget* budget;
   const Token* tokens = nullptr;
   bool hasOperators = false;  ///< among the tokens are some
-  int restrictLen = 0;        ///< above 0: lengths differ by at most that
+  int restrictLen = 0;        ///< above 0: lengths differ by at most that,
+  bool goesOn = false;        ///< or only those of shorter entries
 };
