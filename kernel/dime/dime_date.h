@@ -29,9 +29,10 @@
 /// have quality 255. Years and months alone are the range of their days. COMPLETE asks for a date and all
 /// after it, DETECT for it and all before, others for those near it. EXACT finds the same date only, years
 /// and months alone included; "?" stands for any digit, up to MAX_EXPANSIONS dates in the years that there
-/// are, also in the other calls. A query that is no date is looked up as a text: EXACT literally, in STRING
-/// search with errors. FS_DETECT and FS_COMPLETE look for dates in a text: for the longest runs of words that
-/// read as one.
+/// are, also in the other calls, where years and months alone ("198?", "??.1985") are their days. A query
+/// that is no date is looked up as a text: EXACT literally, in STRING search with errors. FS_DETECT and
+/// FS_COMPLETE look for dates in a text: for the longest runs of up to three words that read as one, between
+/// signs of any kind, but not inside longer numbers such as 1.2.3.4.
 ///
 /// Stored years and months alone lie at their first day: within ranges, before and after a date; near a date
 /// they are not.
@@ -129,11 +130,18 @@ struct SORV_API DimeDateAsk {
   };
   /// Quality of a stored day number.
   int compare(int value, const DimeDateRecallOptions& options) const;
+  /// The marks of what the pattern stands for.
+  int pattern_marks() const;
+  /// Whether the pattern asks for the days of years or months.
+  bool is_of_days() const { return !isExact && pattern_marks() != 0; }
 
   std::vector<Range> ranges;
   bool isExact = false;              ///< only the very dates
   bool hasPattern = false;           ///< `pattern` has wildcards
   DimeDateText::Parts pattern = {};  ///< alone, without ranges
+
+ private:
+  bool matches(int value) const;
 };
 
 class SORV_API DimeDateMethod : public DastBaseMethod {
@@ -202,7 +210,9 @@ class SORV_API DimeDateMethod : public DastBaseMethod {
   void add_date(int date, int direction, int penalty, bool is_switched, DimeDateAsk* ask) const;
   int make_index(const Values& values, AceReporter* rep);
   int find_dates(const DimeDateAsk& ask, TeraResult* result) const;
-  int find_expansions(const DimeDateText::Parts& pattern, TeraResult* result) const;
+  int find_expansions(const DimeDateAsk& ask, TeraResult* result) const;
+  std::vector<int> years_of(const DimeDateText::Parts& pattern) const;
+  void add_days(int from, int to, TeraResult* result) const;
   void find_range(const DimeDateAsk& ask, const DimeDateAsk::Range& range, TeraResult* result) const;
   int find_strings(DastOptions::Call call, TeraResult* result, AceReporter* rep) const;
   std::unique_ptr<TeraResult> merge(TeraResult* times, TeraResult* strings) const;

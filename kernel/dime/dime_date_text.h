@@ -21,7 +21,8 @@
 ///
 /// Reading: numbers in the order of the format, with any of . / - blank and comma between; with four digits
 /// in front always y-m-d; eight digits without anything between, in the format's order; one of the numbers
-/// may be the name of the month, in English or German, in full, abbreviated or misspelled. The day may have a
+/// may be the name of the month, in English or German, in full, abbreviated or misspelled (by a letter of
+/// four, from 5 letters on). The day may have a
 /// point, or st, nd, rd, th behind. A year alone has four digits; two parts are month and year. Years of up
 /// to two digits are those of 1930 to 2029. A day or month of 0, or empty between two of . / -, is not known.
 /// With wildcards,
@@ -72,6 +73,8 @@ class SORV_API DimeDateText {
     /// -1 with wildcards.
     int value() const;
     bool matches(int number) const;
+    /// Without digits, or 0.
+    bool is_unknown() const { return value() == 0; }
     int count = 0;  ///< digits there are
   };
   /// What is read: unknown parts have no digits.

@@ -116,9 +116,10 @@ TEST(DimeDateText, formats_are_printed_as_documented) {
 TEST(DimeDateText, texts_are_read_in_the_order_of_the_format) {
   const int april = Text::make_time(3, 4, 1985);
   const int march = Text::make_time(4, 3, 1985);
-  for (const char* text : {"3.4.1985", "3/4/85", "03-04-1985", "3 4 1985", "3, 4, 1985", "03041985",
-                           "1985-04-03", "1985/4/3", "3. April 1985", "3rd April 1985", "April 3rd, 1985",
-                           "3 apr 85", "3 APRIL 1985", "3.Apr.1985", "Aprril 3 1985", " 3. 4. 1985 "})
+  for (const char* text :
+       {"3.4.1985", "3/4/85", "03-04-1985", "3 4 1985", "3, 4, 1985", "03041985", "1985-04-03", "1985/4/3",
+        "3. April 1985", "3rd April 1985", "April 3rd, 1985", "3 apr 85", "3 Apirl 1985", "3 APRIL 1985",
+        "3.Apr.1985", "Aprril 3 1985", " 3. 4. 1985 "})
     EXPECT_EQ(read(text, Text::SHORT_DE), april) << text;
   EXPECT_EQ(read("3/4/1985", Text::SHORT_US), march);
   EXPECT_EQ(read("04031985", Text::SHORT_US), april);
@@ -132,9 +133,31 @@ TEST(DimeDateText, texts_are_read_in_the_order_of_the_format) {
     EXPECT_EQ(read(text, Text::SHORT_DE), Text::make_time(0, 0, 1985)) << text;
   for (const char* text : {"4.1985", "00.04.1985", ".04.1985", "April 1985", "1985-04", "4/1985"})
     EXPECT_EQ(read(text, Text::SHORT_DE), Text::make_time(0, 4, 1985)) << text;
-  for (const char* text : {"", "x", "31.4.1985", "30.2.2000", "13.13.2000", "32.1.2000", "1.2.3.4", "85",
-                           "1.2", "12345", "3.4.10000", "-3.4.1985x", "3.4.1985 um", "Ma 1985",
-                           "3. Juxx 1985", "123456789", "?.4.1985", "3 4. April 1985 5", "3:4:1985"})
+  for (const char* text : {"",
+                           "x",
+                           "31.4.1985",
+                           "30.2.2000",
+                           "13.13.2000",
+                           "32.1.2000",
+                           "1.2.3.4",
+                           "85",
+                           "1.2",
+                           "12345",
+                           "3.4.10000",
+                           "-3.4.1985x",
+                           "3.4.1985 um",
+                           "Ma 1985",
+                           "3. Juxx 1985",
+                           "123456789",
+                           "?.4.1985",
+                           "3 4. April 1985 5",
+                           "3:4:1985",
+                           "market 1985",
+                           "summary 1985",
+                           "mart 1985",
+                           "Jane 1985",
+                           "5 3. April",
+                           "mayor 1985"})
     EXPECT_EQ(read(text, Text::SHORT_DE), 0) << text;
   EXPECT_EQ(Text::read_date(nullptr, Text::SIMPLE, &months()), 0);
   EXPECT_EQ(Text::read_date("3 April 1985", Text::LONG_EUR, nullptr), 0);
@@ -165,7 +188,7 @@ TEST(DimeDateMethod, qualities_are_the_definition) {
 
 TEST(DimeDateMethod, look_ups_are_the_query_object_over_all_values) {
   std::mt19937 random(5);
-  std::vector<std::string> values;
+  std::vector<std::string> values = {"00.00.1999", "00.03.1999", "00.06.2000", "00.00.1880"};
   for (int i = 0; i < 600; ++i) {
     const int day = static_cast<int>(random() % 34);
     const int month = static_cast<int>(random() % 14);
@@ -179,7 +202,8 @@ TEST(DimeDateMethod, look_ups_are_the_query_object_over_all_values) {
         "-switched -switch_penalty 0 -min_value 200", "-scale_factor 0", "-max_dist 20"}) {
     ASSERT_EQ(method->configure_recall_options(options), 0);
     for (const char* query : {"15.6.2000", "3.4.2000", "2000", "2.2000", "1.3.2000;1.2.2000",
-                              "1.12.1999 - 5.1.2000", "1.1.2000..2001", "4.4.1990", "?.6.2000", "1?.1.20??"})
+                              "1.12.1999 - 5.1.2000", "1.1.2000..2001", "4.4.1990", "?.6.2000", "1?.1.20??",
+                              "199?", "??.1999", "0?.199?", "1?.2000", "00.??.1999", "April ????", "18??"})
       for (const DastOptions::Call call :
            {DastOptions::EXACT, DastOptions::APPROX, DastOptions::COMPLETE, DastOptions::DETECT}) {
         const TeraQueryRef object(method->eval(call, query, AceReporter::null()));
@@ -215,6 +239,12 @@ TEST(DimeDateMethod, each_call_finds_what_it_is_for) {
   EXPECT_EQ(find_texts(*method, "??.??.1985", DastOptions::EXACT),
             (Texts{{"03.04.1985", 255}, {"04.03.1985", 255}, {"10.04.1985", 255}}));
   EXPECT_EQ(find_texts(*method, "1985", DastOptions::APPROX).at("10.04.1985"), 255) << "all its days";
+  EXPECT_EQ(find_texts(*method, "198?", DastOptions::EXACT), (Texts{{"1985", 255}}));
+  EXPECT_EQ(find_texts(*method, "??.1985", DastOptions::EXACT), (Texts{{"05.1985", 255}}));
+  EXPECT_EQ(find_texts(*method, "?4.1985", DastOptions::APPROX),
+            (Texts{{"03.04.1985", 255}, {"10.04.1985", 255}}));
+  EXPECT_EQ(find_texts(*method, "198?", DastOptions::APPROX).size(), 5U)
+      << "its days, the month and the year";
   EXPECT_EQ(find_texts(*method, "31.4.1985", DastOptions::EXACT), (Texts{{"31.4.1985", 255}}))
       << "a text, no date";
   EXPECT_EQ(find_texts(*method, "??.??.85", DastOptions::EXACT).size(), 3U) << "two digits are a year";
@@ -224,18 +254,32 @@ TEST(DimeDateMethod, each_call_finds_what_it_is_for) {
   EXPECT_EQ(find_texts(*method, "", DastOptions::APPROX), Texts{});
   EXPECT_EQ(find_texts(*method, "nonsense", DastOptions::APPROX), Texts{});
   EXPECT_EQ(method->lookup(nullptr, DastOptions::APPROX, AceReporter::null()), nullptr);
+}
 
-  TeraScanGraph* graph = method->lookup("born 3 April, 1985 in Bern, died 1.1.2001.", DastOptions::FS_DETECT,
-                                        AceReporter::null());
-  ASSERT_NE(graph, nullptr);
-  Texts nodes;
-  graph->find_any([&](int node, const TeraCand* cand) {
-    nodes[cand->represent()] = node;
-    return false;
-  });
-  graph->decr_ref();
-  EXPECT_EQ(nodes.at("03.04.1985"), 1);
-  EXPECT_EQ(nodes.at("01.01.2001"), 7);
+TEST(DimeDateMethod, dates_in_texts_are_found_at_signs_but_not_inside_longer_numbers) {
+  const auto method = make_method(DAYS, DE);
+  using Nodes = std::map<std::string, std::vector<int>>;
+  const auto nodes_in = [&](const char* text) {
+    Nodes nodes;
+    TeraScanGraph* graph = method->lookup(text, DastOptions::FS_DETECT, AceReporter::null());
+    if (graph == nullptr) return nodes;
+    graph->find_any([&](int node, const TeraCand* cand) {
+      if (cand->represent() == std::string("03.04.1985") || cand->represent() == std::string("01.01.2001"))
+        nodes[cand->represent()].push_back(node);
+      return false;
+    });
+    graph->decr_ref();
+    return nodes;
+  };
+  EXPECT_EQ(nodes_in("born 3 April, 1985 in Bern, died 1.1.2001."),
+            (Nodes{{"03.04.1985", {1}}, {"01.01.2001", {7}}}));
+  for (const char* text :
+       {"geb.:3.4.1985", "Bern/3.4.1985", "Bern (3.4.1985)", "Bern,3.4.1985;", "Bern=3. April 1985/Ulm",
+        "Bern 3.4.1985?", "5 3. April 1985", "Bern-3.4.1985-x"})
+    EXPECT_EQ(nodes_in(text).count("03.04.1985"), 1U) << text;
+  EXPECT_EQ(nodes_in("3.4.1985-1.1.2001"), (Nodes{{"03.04.1985", {0}}, {"01.01.2001", {3}}}));
+  for (const char* text : {"3.4.85.7", "1.3.4.1985", "1/3.4.1985", "3.4.1985.2", "summary 3"})
+    EXPECT_EQ(nodes_in(text), Nodes{}) << text;
 }
 
 TEST(DimeDateMethod, every_option_has_an_effect_and_wrong_ones_are_refused) {
@@ -258,6 +302,10 @@ TEST(DimeDateMethod, every_option_has_an_effect_and_wrong_ones_are_refused) {
   EXPECT_EQ(exactly->compare("3.4.1985"), 255);
   EXPECT_EQ(with("-smth STRING_TIME", "3.4.1985").at("03.04.1985"), 255);
   EXPECT_EQ(with("-smth STRING_TIME", "2.4.1985").count("31.4.1985"), 1U);
+  const auto twice = make_method({"3.4.1985", "31.4.1985", "03.04.1985"}, DE);
+  EXPECT_EQ(twice->configure_recall_options("-smth STRING_TIME"), 0);
+  const std::unique_ptr<TeraResult> ofBoth(twice->scan(DastOptions::APPROX, "3.4.1985", AceReporter::null()));
+  EXPECT_EQ(ofBoth->num_cands(), 2) << "values of one day are one candidate";
   const support::QuietReports quiet;
   for (const char* wrong : {"-dist QUADRATIC", "-smth BOTH", "-scale_factor -1", "-switch_penalty 256",
                             "-min_value 256", "-swiched"})

@@ -152,18 +152,25 @@ int DimeDateRecallOptions::compare_dates(int a, int b, int direction) const {
 }
 
 /// The best of the ranges, without their penalties.
+int DimeDateAsk::pattern_marks() const {
+  if (pattern.month.is_unknown()) return DimeDateText::YEAR_ONLY;
+  return pattern.day.is_unknown() ? DimeDateText::MONTH_ONLY : 0;
+}
+
+bool DimeDateAsk::matches(int value) const {
+  const int marks = pattern_marks();
+  if (!is_of_days() && (value & DimeDateText::MARKS) != marks) return false;
+  int parts[3];
+  DimeDateText::decompose(value, parts, parts + 1, parts + 2);
+  return (marks != 0 || pattern.day.matches(parts[0])) &&
+         (marks == DimeDateText::YEAR_ONLY || pattern.month.matches(parts[1])) &&
+         pattern.matches_year(parts[2]);
+}
+
 int DimeDateAsk::compare(int value, const DimeDateRecallOptions& options) const {
   if (value == DimeDateText::NO_DATE) return 0;
+  if (hasPattern) return matches(value) ? PERFECT : 0;
   const int day = DimeDateText::plain(value);
-  if (hasPattern) {
-    int parts[3];
-    DimeDateText::decompose(value, parts, parts + 1, parts + 2);
-    const bool isWhole = day == value && pattern.day.count > 0 && pattern.month.count > 0;
-    return isWhole && pattern.day.matches(parts[0]) && pattern.month.matches(parts[1]) &&
-                   pattern.matches_year(parts[2])
-               ? PERFECT
-               : 0;
-  }
   int best = 0;
   for (const Range& range : ranges) {
     int quality = 0;

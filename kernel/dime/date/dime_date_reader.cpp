@@ -20,7 +20,9 @@ using Part = DimeDateText::Part;
 using Parts = DimeDateText::Parts;
 
 constexpr int LEAST_QUALITY = 190;
-constexpr std::size_t LEAST_NAME = 3;
+constexpr int LEAST_NAME = 3;
+/// Letters of a name with an error: "mart" and "Jane" are words.
+constexpr int LEAST_MISSPELLED = 5;
 constexpr int MAX_PIECES = 3;
 constexpr int MAX_DIGITS = 4;
 constexpr int UNSEPARATED = 8;
@@ -168,6 +170,7 @@ bool assign_named(const Pieces& pieces, Order order, const TeraEdit* months, Par
   }
   const Part& second = pieces.parts[1];
   const bool isYearFirst = first.count == MAX_DIGITS || (order == YMD && second.count < MAX_DIGITS);
+  if (pieces.namePlace == 2 && !isYearFirst) return false;  // "5 3. April" is a number and a date
   parts->year = isYearFirst ? first : second;
   parts->day = isYearFirst ? second : first;
   return true;
@@ -283,14 +286,16 @@ int DimeDateText::make_month_finder(TeraEdit* months) {
 }
 
 int DimeDateText::find_month(const char* name, const TeraEdit& months) {
-  if (std::strlen(name) < LEAST_NAME) return 0;
+  const int length = months.get_tera_map()->tok_len(name, true);
+  if (length < LEAST_NAME) return 0;
   TeraResult exact(name, TeraEval::PERFECT, TeraResult::MAX_CANDS, 0);
   constexpr int literal = TeraEdit::NO_OPERATORS;
   months.recall(&exact, TeraEval::EXACT, TeraEval::MAXIMUM, 0, 0, literal, 100, AceReporter::null());
   if (exact.num_cands() > 0) return unique_month(exact);
+  if (length < LEAST_MISSPELLED) return 0;
   TeraResult month_result(name, LEAST_QUALITY, TeraResult::MAX_CANDS, 0);
-  months.recall(&month_result, TeraEval::COVER, TeraEval::LONG, 0, 0, literal | TeraEdit::TRANSPOSE, 100,
-                AceReporter::null());
+  months.recall(&month_result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, 0, literal | TeraEdit::TRANSPOSE,
+                100, AceReporter::null());
   return unique_month(month_result);
 }
 

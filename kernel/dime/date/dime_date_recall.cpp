@@ -21,8 +21,11 @@ namespace {
 constexpr int ANY_ORIGIN = -1;
 constexpr int LAST_DAY = (DimeDateText::MAX_YEAR + 1) * DimeDateText::DAYS_PER_YEAR - 1;
 constexpr int CLIFF = 256;
+constexpr int MARKS_IN_ORDER[] = {0, DimeDateText::MONTH_ONLY, DimeDateText::YEAR_ONLY};
 /// Words of the longest date in a text.
-constexpr int MAX_DATE_WORDS = 5;
+constexpr int MAX_DATE_WORDS = 3;
+/// What separates the words of a text beside blanks.
+constexpr const char* SIGNS = "!\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~";
 
 int direction_of(DastOptions::Call call) {
   return call == DastOptions::COMPLETE ? 1 : call == DastOptions::DETECT ? -1 : 0;
@@ -30,6 +33,15 @@ int direction_of(DastOptions::Call call) {
 
 std::unique_ptr<TeraResult> make_result(const char* query, const DimeRecallOptions& limits, int min_value) {
   return std::make_unique<TeraResult>(query, min_value, limits.numCands, limits.maxDist, nullptr);
+}
+
+/// The numbers up to `most` that a part stands for; 0 for one that is unknown.
+std::vector<int> numbers_of(const DimeDateText::Part& part, int most) {
+  if (part.is_unknown()) return {0};
+  std::vector<int> numbers;
+  for (int number = 1; number <= most; ++number)
+    if (part.matches(number)) numbers.push_back(number);
+  return numbers;
 }
 
 /// The quality of stored texts.
@@ -144,7 +156,7 @@ void DimeDateMethod::add_key(int quality, Large key, TeraResult* result) const {
 void DimeDateMethod::find_range(const DimeDateAsk& ask, const DimeDateAsk::Range& range,
                                 TeraResult* result) const {
   const int reach = ask.isExact ? 0 : std::min(recallOpts.get_tolerance(), CLIFF);
-  for (const int mark : {0, DimeDateText::MONTH_ONLY, DimeDateText::YEAR_ONLY}) {
+  for (const int mark : MARKS_IN_ORDER) {
     const Large first = static_cast<Large>(std::max(range.from - reach, 0) + mark);
     const Large last = static_cast<Large>(std::min(range.to + reach, LAST_DAY) + mark);
     for (Large slot = lower_slot(first);; ++slot) {
@@ -162,7 +174,7 @@ void DimeDateMethod::find_range(const DimeDateAsk& ask, const DimeDateAsk::Range
 
 int DimeDateMethod::find_dates(const DimeDateAsk& ask, TeraResult* result) const {
   if (infoHandle == nullptr || infoHandle->get_num_keys() == 0) return 0;
-  if (ask.hasPattern) return find_expansions(ask.pattern, result);
+  if (ask.hasPattern) return find_expansions(ask, result);
   if (ask.isExact) {
     for (const DimeDateAsk::Range& range : ask.ranges)
       add_key(TeraEval::PERFECT, static_cast<Large>(range.date), result);
@@ -172,22 +184,40 @@ int DimeDateMethod::find_dates(const DimeDateAsk& ask, TeraResult* result) const
   return 0;
 }
 
-/// Every day that the wildcards stand for, in the years that there are.
-int DimeDateMethod::find_expansions(const DimeDateText::Parts& pattern, TeraResult* result) const {
-  const AceTimeSection section("EXACT_WILDCARD");
+/// The years with dates of any kind that a pattern accepts.
+std::vector<int> DimeDateMethod::years_of(const DimeDateText::Parts& pattern) const {
   std::vector<int> years;
-  const Large end = lower_slot(static_cast<Large>(DimeDateText::MONTH_ONLY));
-  for (Large slot = 0; slot < end;) {
-    const int year = static_cast<int>(infoHandle->get_key(slot)) / DimeDateText::DAYS_PER_YEAR;
-    if (pattern.matches_year(year)) years.push_back(year);
-    slot = std::max(slot + 1, lower_slot(static_cast<Large>((year + 1) * DimeDateText::DAYS_PER_YEAR)));
+  for (const int mark : MARKS_IN_ORDER) {
+    const Large end = lower_slot(static_cast<Large>(LAST_DAY + 1 + mark));
+    for (Large slot = lower_slot(static_cast<Large>(mark)); slot < end;) {
+      const int year =
+          DimeDateText::plain(static_cast<int>(infoHandle->get_key(slot))) / DimeDateText::DAYS_PER_YEAR;
+      if (pattern.matches_year(year)) years.push_back(year);
+      const int next = (year + 1) * DimeDateText::DAYS_PER_YEAR;
+      slot = std::max(slot + 1, lower_slot(static_cast<Large>(next + mark)));
+    }
   }
-  std::vector<int> days;
-  std::vector<int> months;
-  for (int day = 1; day <= 31; ++day)
-    if (pattern.day.matches(day)) days.push_back(day);
-  for (int month = 1; month <= 12; ++month)
-    if (pattern.month.matches(month)) months.push_back(month);
+  std::sort(years.begin(), years.end());
+  years.erase(std::unique(years.begin(), years.end()), years.end());
+  return years;
+}
+
+void DimeDateMethod::add_days(int from, int to, TeraResult* result) const {
+  for (const int mark : MARKS_IN_ORDER)
+    for (Large slot = lower_slot(static_cast<Large>(from + mark));; ++slot) {
+      const Large key = infoHandle->get_key(slot);
+      if (key == AceIdMap::NONE || key > static_cast<Large>(to + mark)) break;
+      add_key(TeraEval::PERFECT, key, result);
+    }
+}
+
+/// All that the wildcards stand for, in the years that there are.
+int DimeDateMethod::find_expansions(const DimeDateAsk& ask, TeraResult* result) const {
+  const AceTimeSection section("EXACT_WILDCARD");
+  const std::vector<int> years = years_of(ask.pattern);
+  const std::vector<int> months = numbers_of(ask.pattern.month, 12);
+  const bool isYear = ask.pattern.month.is_unknown();
+  const std::vector<int> days = isYear ? std::vector<int>{0} : numbers_of(ask.pattern.day, 31);
   if (years.size() * months.size() * days.size() > MAX_EXPANSIONS) {
     AceReporter::use_default()->printf("A query that stands for at most %d dates expected, '%s' has %zu\n",
                                        MAX_EXPANSIONS, result->get_string(),
@@ -196,9 +226,14 @@ int DimeDateMethod::find_expansions(const DimeDateText::Parts& pattern, TeraResu
   }
   for (const int year : years)
     for (const int month : months)
-      for (const int day : days)
-        if (DimeDateText::is_day(day, month))
-          add_key(TeraEval::PERFECT, static_cast<Large>(make_time(day, month, year)), result);
+      for (const int day : days) {
+        if (day > 0 && !DimeDateText::is_day(day, month)) continue;
+        const int date = make_time(day, month, year);
+        if (ask.is_of_days())
+          add_days(DimeDateText::plain(date), DimeDateText::last_day(date), result);
+        else
+          add_key(TeraEval::PERFECT, static_cast<Large>(date), result);
+      }
   return 0;
 }
 
@@ -219,7 +254,7 @@ int DimeDateMethod::find_strings(DastOptions::Call call, TeraResult* result, Ace
                          rc, 0, -1);
 }
 
-/// Each base id with the better of its qualities.
+/// Each base id with the better of its qualities; those of one quality and text are one candidate.
 std::unique_ptr<TeraResult> DimeDateMethod::merge(TeraResult* times, TeraResult* strings) const {
   std::map<Large, int> best;
   for (const TeraResult* result : {times, strings})
@@ -230,9 +265,20 @@ std::unique_ptr<TeraResult> DimeDateMethod::merge(TeraResult* times, TeraResult*
       }
       return false;
     });
+  AceAttach at;
+  std::map<std::pair<int, std::string>, std::vector<Large>> cands;
+  for (const auto& [id, quality] : best) {
+    const char* const text = show(id, &at);
+    cands[{quality, text != nullptr ? text : ""}].push_back(id);
+  }
   auto merged = make_result(times->get_string(), recallOpts.get_primary(), recallOpts.get_primary().minValue);
-  for (const auto& [id, quality] : best)
-    if (merged->accept(quality)) merged->add(quality, new TeraCand(show(id, merged.get()), id));
+  for (const auto& [shown, ids] : cands) {
+    if (!merged->accept(shown.first)) continue;
+    Large* kept = nullptr;
+    std::copy(ids.begin(), ids.end(), merged->malloc(kept, static_cast<VInt>(ids.size())));
+    merged->add(shown.first,
+                new TeraCand(merged->attach(shown.second.c_str()), static_cast<Large>(ids.size()), kept));
+  }
   if (times->is_unreliable() || strings->is_unreliable()) merged->set_unreliable();
   return merged;
 }
@@ -274,12 +320,26 @@ TeraScanGraph* DimeDateMethod::lookup(const char* query, DastOptions::Call call,
 
 namespace {
 
-/// Without the punctuation around.
-std::string trimmed(std::string_view text) {
-  constexpr std::string_view around = ".,;:!?()[]\"'";
-  const std::size_t from = text.find_first_not_of(around);
-  if (from == std::string_view::npos) return "";
-  return std::string(text.substr(from, text.find_last_not_of(around) + 1 - from));
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+/// Whether a word of the text ends with a year: with four digits.
+bool ends_with_year(const char* text, int end) {
+  int count = 0;
+  while (count < end && is_digit(text[end - 1 - count])) ++count;
+  return count == 4;
+}
+
+/// Whether what is read from a run is not part of a longer number, which goes on behind one of . / - : none
+/// does behind the point of a year, or (`is_first`: no date ended there) in front.
+bool stands_alone(const char* text, int from, int to, bool is_first) {
+  const auto joins = [text](int sign, int beyond) {
+    return std::strchr("./-", text[sign]) != nullptr && text[sign] != '\0' && is_digit(text[beyond]);
+  };
+  if (is_first && from > 1 && joins(from - 1, from - 2)) return false;
+  if (text[to] == '\0' || !joins(to, to + 1)) return true;
+  return text[to] != '.' && ends_with_year(text, to);
 }
 
 }  // namespace
@@ -293,18 +353,20 @@ TeraScanGraph* DimeDateMethod::detect(const char* text, AceReporter* rep) const 
   const DimeRecallOptions& limits = recallOpts.get_primary();
   std::unique_ptr<TeraScanGraph, Unref> graph(
       new TeraScanGraph(0, text, limits.minValue, limits.numCands, limits.maxDist, ANY_ORIGIN));
-  const TeraSplitResult split(text, TeraSplitter::BLANKS | TeraSplitter::NO_OPERATORS, nullptr, nullptr,
+  const TeraSplitResult split(text, TeraSplitter::BLANKS | TeraSplitter::NO_OPERATORS, nullptr, SIGNS,
                               nullptr);
   if (split.numNodes == 0) return nullptr;
   graph->init(&split, ANY_ORIGIN, 0);
-  AceAttach at;
+  int behindDate = 0;  // the node where the last date ended
   for (int from = 0; from + 1 < split.numNodes;) {
+    const int begin = split.nodePos[from].litIn;
     int to = std::min(from + MAX_DATE_WORDS, split.numNodes - 1);
     std::string det_string;
     for (; to > from; --to) {
-      const char* const part = split.get_lit_string(from, to, &at);
-      det_string = part != nullptr ? trimmed(part) : "";
-      if (DimeDateText::read_date(det_string.c_str(), dateFormat, &monthFinder) != DimeDateText::NO_DATE)
+      const int end = split.nodePos[to].litOut;
+      det_string.assign(text + begin, text + end);
+      if (stands_alone(text, begin, end, from == 0 || from != behindDate) &&
+          DimeDateText::read_date(det_string.c_str(), dateFormat, &monthFinder) != DimeDateText::NO_DATE)
         break;
     }
     if (to == from) {
@@ -317,7 +379,7 @@ TeraScanGraph* DimeDateMethod::detect(const char* text, AceReporter* rep) const 
       return nullptr;
     }
     graph->get_node(from)->add(new TeraScanGraph::Edge(to, result, ANY_ORIGIN, 0, 0));
-    from = to;
+    from = behindDate = to;
   }
   graph->set_resolved();
   return graph.release();
