@@ -133,8 +133,8 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   /// for the index's own. `filter` is f, 0 to 6; `fine` the refinement: 0 leaves the order of the strings,
   /// else entries move by at most `fine` groups; `options` the first four features. Of the strings of
   /// `aliases`, which may be null, those that are no entries yet become entries without attributes, and each
-  /// string is an alias of those it makes pairs with, with the least penalty of the two. The sixth argument
-  /// is unused.
+  /// string is an alias of those it makes pairs with, with the least penalty of the two; a string stands for
+  /// all entries that have its tokens. The sixth argument is unused.
   ///
   /// An entry that cannot be tokenised (with ALLOW_ALT: an alternative that is not closed), and one of more
   /// than MAX_POSITIONS positions, is left out, with a warning. Returns 0, or -1.

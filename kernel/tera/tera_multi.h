@@ -285,6 +285,7 @@ class SORV_API TeraMulti : public AceWrap {
   friend class MultiExact;
   friend class MultiRecall;
   friend class TeraMultiEval;
+  class Undo;
 
   const MultiRules& get_rules() const { return *splitRules; }
   void clean_lines();

@@ -56,6 +56,9 @@ TEST(DimeWordsMethod, each_call_finds_what_it_is_for) {
   EXPECT_EQ(find_ids(*method, "adler", DastOptions::DETECT0), (Ids{{4, 255}, {5, 255}}))
       << "all with that word";
   EXPECT_EQ(support::quality_of(*method, "adler", DastOptions::DETECT0, "hotel adler"), 255);
+  const TeraQueryRef byNumber(method->eval(DastOptions::DETECT0, "adler", AceReporter::null()));
+  EXPECT_EQ(byNumber->compare(4U), 255);
+  EXPECT_EQ(byNumber->compare(99U), 0) << "no such value";
   const support::QuietReports quiet;
   EXPECT_EQ(method->lookup("weber", DastOptions::EMPTY, AceReporter::null()), nullptr);
   EXPECT_EQ(method->scan(DastOptions::FS_DETECT, "weber", nullptr), nullptr);

@@ -595,6 +595,19 @@ TEST_F(EditTest, aliases_are_added_in_both_directions) {
   EXPECT_EQ(recall(edit, "jenny", TeraEval::EXACT, TeraEval::MAXIMUM, 255, 0), (Found{{3, 255}}));
 }
 
+TEST_F(EditTest, a_string_of_an_alias_stands_for_all_entries_with_its_tokens) {
+  entries = {"r-obert", "robert", "bob"};
+  char lines[] = "ro-bert\tb-ob|rob\n";
+  AceInput input(lines, true);
+  TeraAliasFileReader aliases(&input, nullptr, 0);
+  ListReader reader(entries);
+  TeraEdit edit;
+  ASSERT_EQ(edit.make(&reader, &map, 0, 0, 0, 0, nullptr, &aliases), 0);
+  EXPECT_EQ(recall(edit, "rob", TeraEval::EXACT, TeraEval::MAXIMUM, 255, 0), (Found{{1, 255}, {2, 255}}));
+  EXPECT_EQ(recall(edit, "robert", TeraEval::EXACT, TeraEval::MAXIMUM, 255, 0),
+            (Found{{1, 255}, {2, 255}, {3, 255}}));
+}
+
 TEST_F(EditOracle, aliases_have_the_quality_of_a_hit_less_the_penalty) {
   samples::Random random(8);
   for (int round = 0; round < 30; ++round) {

@@ -410,6 +410,67 @@ TEST(TeraMulti, exact_lines_have_the_words_in_their_order_whatever_the_separator
   EXPECT_EQ(multi->exact(nullptr, USUAL, AceReporter::null()), nullptr);
 }
 
+TEST(TeraMulti, exact_lines_are_found_by_short_parts_too) {
+  const Lines lines = {"a-b cd", "a b-cd", "a b", "ab cd", "x a-b", "A-B", "a-bc", "abc-d ef"};
+  Plan plan;
+  plan.addSeps = "-/";
+  for (const int options : {0, int{TeraMulti::USE_AUTO}}) {
+    plan.options = TeraMulti::MAKE_INFO | TeraMulti::MULTIPLE | options;
+    const auto multi = make(lines, plan);
+    for (const auto& [query, numbers] : {std::pair("a b cd", std::vector{1, 2}),
+                                         {"a/b-cd", {1, 2}},
+                                         {"a b", {3, 6}},
+                                         {"a-b", {3, 6}},
+                                         {"b", {}}}) {
+      const std::unique_ptr<TeraResult> result(multi->exact(query, USUAL, AceReporter::null()));
+      Found expected;
+      for (const int number : numbers) expected[number] = 255;
+      EXPECT_EQ(found_in(result.get()), expected) << query << " with " << options;
+    }
+  }
+}
+
+TEST(TeraMulti, a_word_that_is_too_long_to_measure_matches_literally) {
+  const std::string word(1200, 'a');
+  for (const int options : {0, int{TeraMulti::USE_AUTO}}) {
+    Plan plan;
+    plan.options = TeraMulti::MAKE_INFO | TeraMulti::MULTIPLE | options;
+    const auto multi = make({word.substr(0, 1020) + " berg", "berg"}, plan);
+    EXPECT_EQ(recall(*multi, "berg " + word, USUAL, TeraEval::ENTRY), (Found{{2, 254}}));
+    EXPECT_EQ(recall(*multi, word), Found{});
+    EXPECT_EQ(recall(*multi, word, USUAL | TeraMulti::COMPLETE), Found{});
+  }
+  EXPECT_EQ(recall(*make({word + " berg", "berg"}), word + " bexg").size(), 1U);
+}
+
+TEST(TeraMulti, words_are_cut_as_long_as_there_is_room_for_more) {
+  std::string query;
+  for (int i = 0; i < 63; ++i) query += "haupt ";
+  const auto multi = make({"haupt bahnhof"});
+  constexpr int cuts = USUAL | TeraMulti::DECOMPOSE;
+  EXPECT_EQ(recall(*multi, query + "hauptbahnhof", cuts, TeraEval::ENTRY).size(), 0U) << "64 words stay so";
+  EXPECT_EQ(recall(*multi, query.substr(6) + "hauptbahnhof", cuts, TeraEval::ENTRY), (Found{{1, 254}}));
+}
+
+TEST(TeraMulti, after_a_build_that_failed_the_next_one_works) {
+  const std::unique_ptr<TeraTransform> trafo(TeraTransform::factory("KOELNER", nullptr));
+  for (const bool isAuto : {false, true}) {
+    TeraMulti multi;
+    ASSERT_EQ(multi.init(&letters(), ' ', trafo.get(), isAuto), 0);
+    for (const bool fails : {true, false}) {
+      std::string text = fails ? "1\tx\n1\ty\n" : "1\tmeier hans\n";
+      AceInput input(text.data(), true);
+      TeraStandardReader reader(&input, 10);
+      WordsReader words(&reader, nullptr);
+      EXPECT_EQ(multi.make_reader(&words, nullptr, ' ', 0, 0,
+                                  TeraMulti::MAKE_INFO | (isAuto ? TeraMulti::USE_AUTO : 0), nullptr, 4, 100,
+                                  100, nullptr, nullptr, nullptr, AceReporter::null(), 190),
+                fails ? -1 : 0);
+      EXPECT_EQ(recall(multi, "mayer hans"), fails ? Found{} : (Found{{1, 246}}));
+    }
+  }
+}
+
 TEST(TeraMulti, single_words_lead_to_all_their_lines) {
   Plan plan;
   plan.skip = 10;

@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <numeric>
+#include <span>
 
 #include "ace/ace_error.h"
 #include "ace/ace_reporter.h"
@@ -435,23 +437,60 @@ int TeraEdit::make_info(const Entries& entries, AceReporter* rep) {
   return 0;
 }
 
+namespace {
+
+/// Slots by what the map makes of their strings.
+class PreparedSlots {
+ public:
+  explicit PreparedSlots(const std::vector<const Token*>& tokens) : tokensOf(tokens) {
+    for (Large slot = 0; slot < tokens.size(); ++slot)
+      if (tokens[slot] != nullptr) slots.push_back(slot);
+    std::sort(slots.begin(), slots.end(), [this](Large a, Large b) {
+      const int order = compare(tokensOf[a], tokensOf[b]);
+      return order != 0 ? order < 0 : a < b;
+    });
+  }
+  std::span<const Large> find(const Token* wanted) const {
+    const auto isLess = [&](Large slot, const Token* tokens) { return compare(tokensOf[slot], tokens) < 0; };
+    const auto first = std::lower_bound(slots.begin(), slots.end(), wanted, isLess);
+    const auto last =
+        std::find_if(first, slots.end(), [&](Large slot) { return compare(tokensOf[slot], wanted) != 0; });
+    return {first, last};
+  }
+
+ private:
+  static int compare(const Token* a, const Token* b) {
+    return std::strcmp(reinterpret_cast<const char*>(a), reinterpret_cast<const char*>(b));
+  }
+
+  const std::vector<const Token*>& tokensOf;
+  std::vector<Large> slots;
+};
+
+}  // namespace
+
+/// A string of a pair stands for all entries that the map does not tell from it.
 int TeraEdit::make_aliases(const Entries& entries, AceReporter* rep) {
   if (entries.aliases == nullptr) return 0;
   rep->psect(0, "Adding Aliases");
   if (entries.aliases->rewind() < 0) return ace_error(__FILE__, __LINE__, "aliases->rewind()", -1, 0, -1);
-  TeraBigTree<VInt> slots(-1);
-  for (Large slot = 0; slot < numEntry; ++slot)
-    if (entries.strings[slot] != nullptr) slots.insert(entries.strings[slot]) = slot;
+  const PreparedSlots slots(entries.tokens);
+  const bool noGlob = (editFeatures & ALLOW_ALT) == 0;
   TeraAliasMap::Pairs pairs(numEntry);
   const char* target = nullptr;
   const char* alias = nullptr;
   int penalty = 0;
   int rc = 0;
   while ((rc = entries.aliases->read_entry(&target, &alias, &penalty, nullptr)) > 0) {
-    const VInt ofTarget = slots.search(target);
-    const VInt ofAlias = slots.search(alias);
-    if (ofTarget < 0 || ofAlias < 0 || ofTarget == ofAlias) continue;
-    pairs.add(static_cast<Large>(ofTarget), static_cast<Large>(ofAlias), penalty);
+    AceAttach at;
+    const auto slots_of = [&](const char* string) {
+      return mapConfig.alt_len(string, noGlob) > 0 ? slots.find(mapConfig.convert(string, noGlob, &at))
+                                                   : std::span<const Large>();
+    };
+    const auto aliasSlots = slots_of(alias);
+    for (const Large ofTarget : slots_of(target))
+      for (const Large ofAlias : aliasSlots)
+        if (ofTarget != ofAlias) pairs.add(ofTarget, ofAlias, penalty);
   }
   if (rc < 0)
     return ace_error(__FILE__, __LINE__, "aliases->read_entry(&target, &alias, &penalty, 0)", rc, 0, -1);

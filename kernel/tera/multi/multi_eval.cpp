@@ -146,16 +146,22 @@ void TeraMultiEval::sort_hits(std::vector<Hit>* list) {
   *list = std::move(sorted);
 }
 
-/// Cuts words that resemble no key in two that do; then all is recalled once more.
+/// Cuts words that resemble no key in two that do, while the query can have more words; then all is recalled
+/// once more.
 int TeraMultiEval::decompose_words(AceReporter* rep) {
   std::string cut;
   std::size_t done = 0;
+  int numAtoms = queryParts.num_atoms();
+  MultiText pieces;
   AceAttach at;
   for (std::size_t unit = 0; unit < hits.size(); ++unit) {
     const MultiText::Unit& part = queryParts.get_units()[unit];
     if (!part.is_single() || !hits[unit].empty()) continue;
     const char* parts = index.decompose(queryParts.text_of(part), recallAsk.singleMinQual, &at);
     if (parts == nullptr) continue;
+    pieces.split(parts, queryRules);
+    if (numAtoms + pieces.num_atoms() - 1 > MAX_PARTS) continue;
+    numAtoms += pieces.num_atoms() - 1;
     cut.append(queryString, done, static_cast<std::size_t>(part.from) - done).append(parts);
     done = static_cast<std::size_t>(part.to);
   }

@@ -56,6 +56,11 @@ int MultiSingleQuery::compare(const char* entry) {
   return best;
 }
 
+int MultiSingleQuery::compare(Large entry) {
+  AceAttach at;
+  return compare(index.get_multiword(entry, &at));
+}
+
 // ---------------------------------------------------------------- the index's
 
 TeraQuery* TeraMulti::make_query(const char* text, const MultiAsk& ask, AceReporter* rep) const {
@@ -94,6 +99,6 @@ TeraQuery* TeraMulti::eval(const char* query, const TeraMap*, char, int options,
 TeraQuery* TeraMulti::seval(const char* query, int options, TeraEval::Mode mode,
                             TeraEval::Model model) const {
   if (query == nullptr) return nullptr;
-  return new MultiSingleQuery(get_rules(),
+  return new MultiSingleQuery(*this, get_rules(),
                               get_word_query(query, mode, model, options & WORD_OPTIONS, ORIG_WEIGHT));
 }

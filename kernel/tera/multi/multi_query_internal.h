@@ -35,14 +35,17 @@ class MultiQuery : public TeraQuery {
 /// The best word of a line for a query of one word.
 class MultiSingleQuery : public TeraQuery {
  public:
-  MultiSingleQuery(const MultiRules& rules, TeraQuery* word) : lineRules(rules), wordQuery(word) {}
+  MultiSingleQuery(const TeraMulti& multi, const MultiRules& rules, TeraQuery* word)
+      : index(multi), lineRules(rules), wordQuery(word) {}
 
   int is_empty() const override { return wordQuery->is_empty(); }
   int compare(const char* entry) override;
-  using TeraQuery::compare;
+  /// By its number.
+  int compare(Large entry) override;
   bool equals(const char* entry) const override { return entry != nullptr && wordQuery->equals(entry); }
 
  private:
+  const TeraMulti& index;
   MultiRules lineRules;
   TeraQueryRef wordQuery;
   MultiText line;

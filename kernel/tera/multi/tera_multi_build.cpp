@@ -15,6 +15,7 @@
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_multi.h"
 #include "tera/tera_reader.h"
+#include "tera/tera_transform.h"
 #include "tera/tera_words_reader.h"
 
 namespace {
@@ -413,6 +414,35 @@ int MultiBuild::make_words(const TeraMap* map, int filter, int refine, TeraAlias
 
 // ---------------------------------------------------------------- the index
 
+/// Half an index answers nothing: unless it is kept, what `init` made is there again, and can be built.
+class TeraMulti::Undo {
+ public:
+  explicit Undo(TeraMulti* multi) : index(multi), sep(multi->sepChar), isAuto(multi->autoStruct != nullptr) {
+    map.copy(multi->get_tera_map());
+    const TeraTransform* const made = multi->editStruct->get_phonetics();
+    if (made != nullptr) phonetics.reset(made->copy());
+  }
+  Undo(const Undo&) = delete;
+  Undo& operator=(const Undo&) = delete;
+  ~Undo() {
+    if (isKept) return;
+    try {
+      index->init(&map, sep, phonetics.get(), isAuto);
+    } catch (...) {
+      index->clean();
+    }
+  }
+  void keep() { isKept = true; }
+
+ private:
+  TeraMulti* index;
+  char sep;
+  bool isAuto;
+  bool isKept = false;
+  TeraMap map;
+  std::unique_ptr<TeraTransform> phonetics;
+};
+
 int TeraMulti::make_reader(WordsReader* reader, const TeraMap* map, char sep, int filter, int refine,
                            int options, const char* add_seps, int add_len, int sort, int skip,
                            TeraAliasReader* aliases, const char* skip_file, const char* skip_export,
@@ -425,6 +455,7 @@ int TeraMulti::make_reader(WordsReader* reader, const TeraMap* map, char sep, in
                  skip);
     return -1;
   }
+  Undo undo(this);
   const int phonetics = optionFlags & HAS_PHONETICS;
   clean_lines();
   sepChar = sep;
@@ -435,19 +466,14 @@ int TeraMulti::make_reader(WordsReader* reader, const TeraMap* map, char sep, in
     for (const char separator : addSeps) addMap[static_cast<unsigned char>(separator)] = 1;
   }
   make_rules();
-  int rc = -1;
-  try {
-    MultiBuild build(this, map, reader->get_chunk_file(), sort, told);
-    rc = build.collect(reader);
-    if (rc >= 0) rc = build.place_lines();
-    if (rc >= 0) rc = build.make_lists(skip, skip_file, skip_export);
-    if (rc >= 0) rc = build.make_lines();
-    if (rc >= 0) rc = build.make_words(map, filter, refine, aliases);
-  } catch (...) {
-    clean();  // half an index answers nothing
-    throw;
-  }
-  if (rc < 0) clean();
+  MultiBuild build(this, map, reader->get_chunk_file(), sort, told);
+  int rc = build.collect(reader);
+  if (rc >= 0) rc = build.place_lines();
+  if (rc >= 0) rc = build.make_lists(skip, skip_file, skip_export);
+  if (rc >= 0) rc = build.make_lines();
+  if (rc >= 0) rc = build.make_words(map, filter, refine, aliases);
+  if (rc < 0) return rc;
+  undo.keep();
   make_rules();
   return rc;
 }

@@ -19,6 +19,8 @@ constexpr int PLAIN_WEIGHT = 100;
 constexpr int MIN_PART = 3;
 constexpr int MOST_CUTS = 10;
 constexpr int ANY_DISTANCE = 255;
+/// Positions of a query word up to which the index of words measures errors; longer words match literally.
+constexpr int MOST_MEASURED = TeraAutoRecall::MAX_POSITIONS;
 
 }  // namespace
 
@@ -31,6 +33,11 @@ int TeraMulti::recall_word(TeraResult* result, TeraEval::Mode mode, TeraEval::Mo
   const bool isShort = plain && mode == TeraEval::EXTEND && ask.markers.empty();
   AceReporter* const told = rep != nullptr ? rep : AceReporter::use_default();
   const int weight = plain ? PLAIN_WEIGHT : ask.origWeight;
+  const bool isLong = get_tera_map()->tok_len(result->get_string(), true) > MOST_MEASURED;
+  if (isShort && isLong) return result->num_cands();
+  if (isLong && autoStruct != nullptr)
+    return autoStruct->exact(result, options | TeraAutoRecall::NO_OPERATORS);
+  if (isLong) return recall_keys(result, TeraEval::EXACT, TeraEval::MAXIMUM, options, 0, weight, told);
   if (isShort) return abbreviations->get(*this).recall(result, mode, model, 0, 0, options, weight, told);
   return recall_keys(result, mode, model, options, ask.singleMaxEdit, weight, told);
 }
@@ -178,7 +185,7 @@ class MultiExact {
     return entries;
   }
 
-  /// Of the words that have keys wherever they are; else of all units, short parts among them.
+  /// Of the words that have keys wherever they are; else of those in which a line may begin.
   std::vector<Large> rarest_keys() const {
     std::vector<Large> best;
     VInt fewest = -1;
@@ -191,10 +198,33 @@ class MultiExact {
       fewest = entries;
       best = std::move(keys);
     }
-    if (fewest >= 0) return best;
-    for (const MultiText::Unit& unit : query.get_units())
-      for (const Large key : keys_of(query.text_of(unit))) best.push_back(key);
-    return best;
+    return fewest >= 0 ? best : keys_beginning_with(query.atom_text(0));
+  }
+
+  /// Of words that are the text, or whose first part it is: short parts have no keys of their own.
+  std::vector<Large> keys_beginning_with(const char* text) const {
+    std::vector<Large> keys = keys_of(text);
+    if (index.addLen == 0) return keys;
+    TeraResult result(text, TeraEval::PERFECT, TeraResult::MAX_CANDS, 0);
+    constexpr int options = TeraEdit::NO_OPERATORS | TeraEdit::NO_ALIASES;
+    if (index.recall_keys(&result, TeraEval::PREFIX, TeraEval::QUERY, options, 0, PLAIN_WEIGHT,
+                          AceReporter::use_default()) < 0)
+      return keys;
+    AceAttach at;
+    MultiText word;
+    result.find_any([&](int, const TeraCand* cand) {
+      for (Large i = 0; i < cand->get_num_infos(); ++i) {
+        const Large key = cand->get_info(i);
+        const char* const string =
+            key < static_cast<Large>(index.numWords) ? index.get_word(key, &at) : nullptr;
+        if (string == nullptr) continue;
+        word.split(string, lineRules);
+        if (word.num_atoms() > 1 && lineRules.map->strings_are_equal(word.atom_text(0), text) != 0)
+          keys.push_back(key);
+      }
+      return false;
+    });
+    return keys;
   }
 
   bool is_same(Large number) {
