@@ -45,6 +45,10 @@ class SORV_API TeraTeaser : public AceAttach {
   /// Strings of more tokens are not marked.
   static constexpr int MAX_TOKENS = 1024;
 
+  /// The marks of what a multi-word recall finds, and of teasers that are not told others.
+  static constexpr const char* MARK_PREFIX = "<b>";
+  static constexpr const char* MARK_SUFFIX = "</b>";
+
   /// What is known of a string that matched.
   struct MatchValue {
     void set(int word, bool alias, int matched_quality) {
@@ -59,7 +63,7 @@ class SORV_API TeraTeaser : public AceAttach {
     int queryWord = -1;         ///< -1: none yet
   };
 
-  /// Null for "<b>" and "</b>"; a length outside 1..LONGEST means LONGEST.
+  /// Null for MARK_PREFIX and MARK_SUFFIX; a length outside 1..LONGEST means LONGEST.
   TeraTeaser(const TeraMap* map, const char* prefix, const char* suffix, int max_length);
   /// With the settings of another one, but neither words nor strings.
   explicit TeraTeaser(const TeraTeaser* other);
@@ -84,7 +88,8 @@ class SORV_API TeraTeaser : public AceAttach {
   /// Strings of one quality for one query word; none for a null or empty query.
   int add_query_matches(int n, const char* const* strings, const char* query, int quality);
   /// The candidates of groups below `limit`, for the result's query. Of "alias|text" the text, and with
-  /// `with_alias` the alias, too. Candidates without a string, or with an empty one, are left out.
+  /// `with_alias` the alias, too; of a line that a recall of several words has marked the marked words.
+  /// Candidates without a string, or with an empty one, are left out.
   int add_result_matches(const TeraResult* result, bool with_alias, int limit);
   /// The same for every edge of the graph; -1 when that fails.
   int add_graph_matches(const TeraScanGraph* graph, int with_alias, int limit);
@@ -118,12 +123,13 @@ class SORV_API TeraTeaser : public AceAttach {
   const char* normalized(const char* word);
   int append_word(const char* word, const TeraMap* map);
   int add_candidate(const char* string, int word, int quality, bool with_alias);
+  int add_marked(const char* string, int word, int quality);
   bool is_unicode() const { return markMap->has_uni() != 0; }
   const char* make_teaser(const char* text, AceAttach* at, bool free_start, bool free_end, int max) const;
   void find_matches(const char* text, bool free_start, bool free_end, TeaserText* marked) const;
 
-  const char* markPrefix = "<b>";
-  const char* markSuffix = "</b>";
+  const char* markPrefix = MARK_PREFIX;
+  const char* markSuffix = MARK_SUFFIX;
   int maxLength = LONGEST;
   int minQual = LEAST_QUALITY;
   int totalMarkLength = 0;

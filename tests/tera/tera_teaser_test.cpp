@@ -129,6 +129,19 @@ TEST_F(Teaser, a_long_text_is_cut_around_its_marks) {
   EXPECT_EQ(generate(plain, "one and two and three"), "one and tw...");
 }
 
+TEST_F(Teaser, the_context_of_many_marks_grows_in_few_steps) {
+  TeraTeaser teaser(&map, nullptr, nullptr, 0);
+  teaser.add_match("beta", 0, 255, false);
+  std::string text;
+  for (int i = 0; i < 20000; ++i) text += "beta ";
+  text += std::string(2'000'000, 'x');
+  constexpr int most = 1'000'000;  // one step after the other would be as many, of 20,000 marks each
+  const std::string made = generate(teaser, text, most);
+  EXPECT_EQ(made.size(), most + 0U);
+  EXPECT_EQ(made.substr(0, 23), "<b>beta</b> <b>beta</b>");
+  EXPECT_EQ(made.substr(made.size() - 5), "xx...");
+}
+
 TEST_F(Teaser, whatever_the_text_a_teaser_is_short_whole_and_made_of_it) {
   samples::Random random(11);
   static const char* const PIECES[] = {"alpha",    "beta", " ",           " ",           "-",
@@ -174,6 +187,13 @@ TEST_F(Teaser, results_and_graphs_give_their_strings_with_aliases_on_demand) {
   TeraScanGraph graph(result.release(), "bern", 0);
   EXPECT_EQ(graphed.add_graph_matches(&graph, 0, 256), 2);
   EXPECT_EQ(generate(graphed, "berne bern"), "berne <b>bern</b>");
+  TeraResult lines("kaisre weber", 0, 10, 255);
+  lines.add(230, new TeraCand("<b>Kaiser</b> zum <b>Weber</b>", Large{1}));
+  lines.add(220, new TeraCand("a <b>b", Large{2}));
+  TeraTeaser marked(&map, "[", "]", 0);
+  EXPECT_EQ(marked.add_result_matches(&lines, true, 256), 3);
+  EXPECT_EQ(generate(marked, "Weber zum Kaiser, Kaiser zum Weber"),
+            "[Weber] zum [Kaiser], [Kaiser] zum [Weber]");
   const char* strings[] = {"uno", "due"};
   EXPECT_EQ(graphed.add_query_matches(2, strings, "", 255), 0);
   EXPECT_EQ(graphed.add_query_matches(2, strings, "one two", 255), 2);

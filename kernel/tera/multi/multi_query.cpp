@@ -6,16 +6,11 @@
 #include "tera/teaser/teaser_text_internal.h"
 #include "tera/tera_multi.h"
 #include "tera/tera_result.h"
-
-namespace {
-
-constexpr const char* MARK_START = "<b>";
-constexpr const char* MARK_STOP = "</b>";
-
-}  // namespace
+#include "tera/tera_teaser.h"
 
 char* multi_marked_line(const TeraMultiEval& eval, const std::string& line, AceAttach* at) {
-  const TeaserStyle style{MARK_START, MARK_STOP, static_cast<int>(line.size()), 0, false};
+  const TeaserStyle style{TeraTeaser::MARK_PREFIX, TeraTeaser::MARK_SUFFIX, static_cast<int>(line.size()), 0,
+                          false};
   std::vector<TeaserSpan> spans;
   for (const MultiMatch::Pair& pair : eval.get_match().get_chosen()) {
     const MultiText::Unit& unit = eval.get_line().get_units()[static_cast<std::size_t>(pair.line)];

@@ -35,7 +35,7 @@ char* in_attach(const std::string& text, AceAttach* at) {
 
 /// What `length` bytes of text take where `context` of them are kept for sure.
 VInt shortened(int length, int context) {
-  return std::min(length, context + TeaserText::LENGTH_OF_DOTS);
+  return std::min(VInt{length}, VInt{context} + TeaserText::LENGTH_OF_DOTS);
 }
 VInt shortened_gap(int length, int context) {
   return std::min(VInt{length}, 2 * VInt{context} + TeaserText::LENGTH_OF_DOTS);
@@ -147,17 +147,26 @@ bool TeaserText::fit_spans() {
   return !spans.empty();
 }
 
+/// The least context with which the teaser is long enough, or a wider one would not make it longer, or not
+/// fit. Lengths grow with the context by less and less: each of the three stays true once it is.
 int TeaserText::widest_context() const {
   std::size_t count = 0;
-  int context = textStyle.minContext;
-  VInt total = count_len(context, &count);
-  while (total < textStyle.maxLength - SLACK) {
+  const auto is_wide = [&](int context) {
+    const VInt total = count_len(context, &count);
+    if (total >= textStyle.maxLength - SLACK) return true;
     const VInt wider = count_len(context + 1, &count);
-    if (wider == total || wider > textStyle.maxLength) break;
-    total = wider;
-    ++context;
+    return wider == total || wider > textStyle.maxLength;
+  };
+  int low = textStyle.minContext;
+  int high = std::max(low, textStyle.maxLength);
+  while (low < high) {
+    const int middle = low + (high - low) / 2;
+    if (is_wide(middle))
+      high = middle;
+    else
+      low = middle + 1;
   }
-  return context;
+  return low;
 }
 
 void TeaserText::put_mark(std::size_t span, Output* out) const {

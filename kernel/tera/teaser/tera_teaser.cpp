@@ -160,10 +160,31 @@ int TeraTeaser::add_query_matches(int n, const char* const* strings, const char*
   return added;
 }
 
+/// What is marked in a candidate that a recall has marked; all of any other.
+int TeraTeaser::add_marked(const char* string, int word, int quality) try {
+  AceAttach at;
+  int added = 0;
+  bool isMarked = false;
+  for (const char* start = std::strstr(string, MARK_PREFIX); start != nullptr;
+       start = std::strstr(start, MARK_PREFIX)) {
+    start += std::strlen(MARK_PREFIX);
+    const char* const stop = std::strstr(start, MARK_SUFFIX);
+    if (stop == nullptr) break;
+    const int rc = add_match(at.attach(start, stop - start), word, quality, false);
+    if (rc < 0) return rc;
+    added += rc;
+    isMarked = true;
+    start = stop;
+  }
+  return isMarked ? added : add_match(string, word, quality, false);
+} catch (const std::bad_alloc&) {
+  return ace_error(__FILE__, __LINE__, "attach(start, stop - start)", -1, 0, -1);
+}
+
 int TeraTeaser::add_candidate(const char* string, int word, int quality, bool with_alias) try {
   if (string == nullptr || string[0] == '\0') return 0;
   const char* bar = std::strchr(string, LITERAL_SEPARATOR);
-  if (bar == nullptr) return add_match(string, word, quality, false);
+  if (bar == nullptr) return add_marked(string, word, quality);
   const int added = add_match(bar + 1, word, quality, false);
   if (added < 0 || !with_alias) return added;
   AceAttach at;
