@@ -23,7 +23,8 @@
 ///
 /// With "allow_wildcards", and always in EXACT, '*' stands for any run of digits in a query and '?' for one
 /// digit. Such a query is not filled, and is compared with values without their filling: 47*1 finds 4711 and
-/// 47001, not 14711. What it matches has quality 255.
+/// 47001, not 14711. What a query has of filling in front is dropped, too: 00?? is ??, as 0047 is 47. What
+/// it matches has quality 255.
 ///
 /// Build options:
 ///
@@ -108,6 +109,8 @@ class SORV_API DimeNumberMethod : public DastBaseMethod {
   const char* add_leading(const char* text, std::string* scratch) const;
   /// The other way round, into `*scratch`: the digits behind all leading characters, at least one.
   const char* strip_leading(const char* text, std::string* scratch) const;
+  /// A query with wildcards from the first character on that is no leading one.
+  const char* bare_pattern(const char* query) const;
 
   using DastBaseMethod::make;
   using DastBaseMethod::reconfigure;

@@ -18,6 +18,9 @@
 ///
 /// and 0 otherwise, as in all other modes. It shows the part that matches. Record of `save`: nothing.
 ///
+/// Where only the query's text is wanted, an expression must match all of a string, and of a list the string
+/// must be a word.
+///
 /// Both build nothing: `make` gives -2, and there is nothing to look up.
 /// Thread safety: as DastBaseMethod.
 #pragma once

@@ -123,10 +123,11 @@ TEST(DimeNumberMethod, wildcards_stand_for_digits_of_values_without_their_fillin
   std::mt19937 random(5);
   for (int i = 0; i < 300; ++i) values.push_back(std::to_string(random() % 60000));
   const auto method = make_method(values, "-allow_wildcards");
-  for (const char* pattern : {"47*1", "4?1?", "*1", "47*", "*7?", "?", "*", "4*7*1", "0", "00??", "?*0"})
+  for (const char* pattern :
+       {"47*1", "4?1?", "*1", "47*", "*7?", "?", "*", "4*7*1", "0", "00??", "0*", "-0047*1", "0?0", "?*0"})
     for (const auto call : {DastOptions::APPROX, DastOptions::EXACT}) {
       if (std::strpbrk(pattern, "*?") == nullptr) continue;
-      std::string expression = pattern;
+      std::string expression = pattern + std::strspn(pattern, "-0");
       expression = std::regex_replace(expression, std::regex("\\?"), "[0-9A-F]");
       expression = std::regex_replace(expression, std::regex("\\*"), "[0-9A-F]*");
       std::map<Large, int> expected;

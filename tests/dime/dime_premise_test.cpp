@@ -11,15 +11,71 @@
 
 namespace {
 
-constexpr const char* SHAPES[] = {
-    "12",     "13",        "14",     "012",   " 12",         "12a",       "12A",   "12b",   "12 A.",
-    "12a-c",  "12b-d",     "12B*F",  "12x-z", "12a-",        "12-a",      "12ab",  "12a1",  "12a-c x",
-    "12 bis", "12BIS",     "12 ter", "12 bi", "12 1/2",      "12/2",      "12/3",  "10-20", "11-21",
-    "20-10",  "21-10",     "1*9",    "1!9",   "2%10",        "1*99",      "12*13", "14!30", "12-12",
-    "10-20a", "10-20 bis", "10-20b", "12-",   "12*",         "12!",       "12%",   "12%x",  "10--20",
-    "10-0",   "12.",       ". .",    "",      "a",           "a-c",       "b",     "bis",   "bi",
-    "-5",     "+12",       "0",      "0a",    "99999999999", "12\xC3\xA4"};
-static_assert(std::size(SHAPES) == 60);
+constexpr const char* SHAPES[] = {"12",
+                                  "13",
+                                  "14",
+                                  "012",
+                                  " 12",
+                                  "12a",
+                                  "12A",
+                                  "12b",
+                                  "12 A.",
+                                  "12a-c",
+                                  "12b-d",
+                                  "12B*F",
+                                  "12x-z",
+                                  "12a-",
+                                  "12-a",
+                                  "12ab",
+                                  "12a1",
+                                  "12a-c x",
+                                  "12 bis",
+                                  "12BIS",
+                                  "12 ter",
+                                  "12 bi",
+                                  "12 1/2",
+                                  "12/2",
+                                  "12/3",
+                                  "10-20",
+                                  "11-21",
+                                  "20-10",
+                                  "21-10",
+                                  "1*9",
+                                  "1!9",
+                                  "2%10",
+                                  "1*99",
+                                  "12*13",
+                                  "14!30",
+                                  "12-12",
+                                  "10-20a",
+                                  "10-20 bis",
+                                  "10-20b",
+                                  "12-",
+                                  "12*",
+                                  "12!",
+                                  "12%",
+                                  "12%x",
+                                  "10--20",
+                                  "10-0",
+                                  "12.",
+                                  ". .",
+                                  "",
+                                  "a",
+                                  "a-c",
+                                  "b",
+                                  "bis",
+                                  "bi",
+                                  "-5",
+                                  "+12",
+                                  "0",
+                                  "0a",
+                                  "99999999999",
+                                  "12\xC3\xA4",
+                                  "99999999998",
+                                  "12-99999999999",
+                                  "2147483647",
+                                  "2147483648"};
+static_assert(std::size(SHAPES) >= 60);
 
 struct Variant {
   const char* options;
@@ -33,7 +89,7 @@ const Variant VARIANTS[] = {
      "-extension_penalty -use_lcs",
      {7, 33, 100, 90, true, true}}};
 
-TEST(DimePremiseMethod, all_pairs_of_sixty_shapes_are_scored_by_the_rule_table) {
+TEST(DimePremiseMethod, all_pairs_of_shapes_are_scored_by_the_rule_table) {
   for (const Variant& variant : VARIANTS) {
     DimePremiseMethod method;
     ASSERT_EQ(method.configure_recall_options(variant.options), 0);

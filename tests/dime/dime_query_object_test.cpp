@@ -36,4 +36,42 @@ TEST(DimeQueryObjects, compare_values_without_allocating) {
   }
 }
 
+TEST(DimeQueryObjects, know_the_values_that_are_the_query_among_those_that_match_it) {
+  struct Case {
+    const char* method;
+    const char* recall;
+    const char* query;
+    DastOptions::Call call;
+    std::vector<std::string> same;
+    std::vector<std::string> others;
+  };
+  const std::vector<Case> cases = {
+      {"REGEXP", "", "a.c|a.cd", DastOptions::APPROX, {"abc", "abcd"}, {"xabc", "abcde", "abc\n"}},
+      {"REGEXP", "", "^\\Qa.c", DastOptions::COMPLETE, {"a.c"}, {"a.cd"}},
+      {"REGEXP", "-ignore_case", "a", DastOptions::DETECT, {"A"}, {"ba"}},
+      {"CATEGORY", "", "red|green", DastOptions::COMPLETE, {"red", "green"}, {"redder"}},
+      {"CATEGORY", "", "red", DastOptions::DETECT0, {"RED"}, {"redder"}},
+      {"PREMISE", "", "12 a.", DastOptions::APPROX, {"12A", "12 a"}, {"12a-c"}},
+      {"PREMISE", "", "14", DastOptions::APPROX, {"14"}, {"10-20", "1*99"}},
+      {"NUMBER", "", "4711", DastOptions::APPROX, {"4711", "47-11", "0004711"}, {}},
+      {"NUMBER", "-eval_model QUERY -no_normalization", "11", DastOptions::APPROX, {"11"}, {"411", "4711"}},
+      {"NUMBER", "-allow_wildcards", "0047*1", DastOptions::APPROX, {"4711", "47001"}, {}},
+  };
+  for (const Case& asked : cases) {
+    const std::unique_ptr<DastBaseMethod> method(MagicConstructor<DastBaseMethod>::create(asked.method));
+    ASSERT_EQ(method->configure_build_options("", &support::letter_map()), 0);
+    ASSERT_EQ(method->configure_recall_options(asked.recall), 0);
+    const auto made = [&] { return method->eval(asked.call, asked.query, AceReporter::null()); };
+    const TeraQueryRef query(made());
+    TeraForceExactQuery exact(made(), [](Large, AceAttach*) -> const char* { return nullptr; });
+    for (const std::string& value : asked.same)
+      EXPECT_EQ(exact.compare(value.c_str()), 255) << asked.method << " " << value;
+    for (const std::string& value : asked.others) {
+      EXPECT_EQ(query->compare(value.c_str()), 255) << asked.method << " " << value;
+      EXPECT_EQ(exact.compare(value.c_str()), 0) << asked.method << " " << value;
+    }
+    EXPECT_LE(exact.compare(1U), 0) << asked.method << " of no value";
+  }
+}
+
 }  // namespace

@@ -80,6 +80,21 @@ TEST(DimeWordsMethod, query_objects_give_what_the_look_up_gives) {
     }
 }
 
+TEST(DimeWordsMethod, only_the_words_of_the_query_in_its_order_are_the_query) {
+  const auto method = make_method(NAMES, "-filter 0 -skip 100 -add -");
+  for (const auto& [query, call, same, other] :
+       {std::tuple("karl weber", DastOptions::APPROX, "karl-weber", "weber karl"),
+        {"hotel adl", DastOptions::COMPLETE, "hotel adl", "hotel adler"},
+        {"adler", DastOptions::DETECT0, "adler", "hotel adler"}}) {
+    const TeraQueryRef object(method->eval(call, query, AceReporter::null()));
+    EXPECT_GT(object->compare(other), 190) << query;
+    TeraForceExactQuery exact(object.get());
+    object->ref();
+    EXPECT_EQ(exact.compare(same), 255) << query;
+    EXPECT_EQ(exact.compare(other), 0) << query;
+  }
+}
+
 TEST(DimeWordsMethod, every_recall_option_has_an_effect_and_unknown_ones_are_refused) {
   const auto method = make_method(NAMES);
   const auto with = [&](const std::string& options, const char* query,

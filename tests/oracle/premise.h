@@ -26,8 +26,8 @@ struct Premise {
     std::smatch match;
     std::string rest = text;
     std::string front;
-    if (std::regex_match(text, match, withNumber)) {
-      number = match.str(1).size() > 10 ? 2147483647 : std::min(2147483647L, std::stol(match.str(1)));
+    if (std::regex_match(text, match, withNumber) && is_int(match.str(1))) {
+      number = std::stol(match.str(1));
       rest = match.str(2);
       front = text.substr(0, text.size() - rest.size());
     }
@@ -46,8 +46,8 @@ struct Premise {
     admits(number);
     const char first = cleaned.empty() ? '\0' : cleaned[0];
     const char sign = number == 0 && first == '-' ? '\0' : first;  // a signed text has no number
-    if (sign != '\0' && std::regex_match(cleaned, match, range)) {
-      lastNumber = match.str(2).size() > 12 ? 2147483647 : std::min(2147483647L, std::stol(match.str(2)));
+    if (sign != '\0' && std::regex_match(cleaned, match, range) && is_int(match.str(2))) {
+      lastNumber = std::stol(match.str(2));
       if (number > lastNumber) std::swap(number, lastNumber);
       admits(number);
       extension = match.str(3);
@@ -67,6 +67,10 @@ struct Premise {
   }
 
  private:
+  static bool is_int(std::string digits) {
+    digits.erase(0, digits.find_first_not_of('0'));
+    return digits.size() < 10 || (digits.size() == 10 && digits <= "2147483647");
+  }
   void admits(long of) {
     admitsOdd = of > 0 && of % 2 == 1;
     admitsEven = of > 0 && of % 2 == 0;

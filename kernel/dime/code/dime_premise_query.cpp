@@ -28,13 +28,14 @@ int parity_of(int number) {
   return number % 2 != 0 ? DimePremise::ODD : DimePremise::EVEN;
 }
 
-/// Moves behind a number without sign. Returns it; or 0 and stays, when there is none above 0.
+/// Moves behind a number without sign. Returns it; or 0 and stays, when there is none from 1 to INT_MAX.
 int read_number(const char*& text) {
   constexpr int DECIMAL = 10;
   Huge number = 0;
   const char* pos = text;
-  for (; is_digit(*pos); ++pos) number = std::min<Huge>(DECIMAL * number + (*pos - '0'), INT_MAX);
-  if (number > 0) text = pos;
+  for (; is_digit(*pos); ++pos) number = std::min<Huge>(DECIMAL * number + (*pos - '0'), Huge{INT_MAX} + 1);
+  if (number == 0 || number > INT_MAX) return 0;
+  text = pos;
   return static_cast<int>(number);
 }
 

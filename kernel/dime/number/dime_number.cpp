@@ -201,6 +201,16 @@ const char* DimeNumberMethod::strip_leading(const char* text, std::string* scrat
   return scratch->c_str();
 }
 
+const char* DimeNumberMethod::bare_pattern(const char* query) const {
+  const auto& digits = digit_table();
+  const auto digit_of = [&](char c) { return digits[static_cast<unsigned char>(c)]; };
+  const char* rest = query;
+  while (*rest != '\0' && std::strchr(WILDCARDS, *rest) == nullptr &&
+         (digit_of(*rest) == '\0' || digit_of(*rest) == digit_of(leadingChar)))
+    ++rest;
+  return rest;
+}
+
 int DimeNumberMethod::make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) {
   LeadingReader lreader(reader, this);
   if (const int rc = editStruct.make(&lreader, &number_map(), INDEX_FILTER, INDEX_REFINE, 0, 0, rep, nullptr);
@@ -220,7 +230,7 @@ TeraQuery* DimeNumberMethod::eval(DastOptions::Call call, const char* query, Ace
   if (query == nullptr) return nullptr;
   const bool takesWildcards = recallOpts.get_allow_wildcards() || call == DastOptions::EXACT;
   if (takesWildcards && has_wildcard(query))
-    return new LeadingQuery(query, TeraEval::WILDCARD, TeraEval::QUERY, 0, true, this);
+    return new LeadingQuery(bare_pattern(query), TeraEval::WILDCARD, TeraEval::QUERY, 0, true, this);
   TeraEval::Mode mode = recallOpts.get_eval_algorithm();
   TeraEval::Model model = recallOpts.get_eval_model();
   int transpose = recallOpts.get_do_transpose() ? 1 : 0;
@@ -251,7 +261,7 @@ TeraScanGraph* DimeNumberMethod::lookup(const char* query, DastOptions::Call cal
     ace_error_msg(__FILE__, __LINE__, "tquery = eval(mode, query, rep)", -1);
     return nullptr;
   }
-  const int rc = isPattern ? recall_pattern(result.get(), query, tquery.get(), rep)
+  const int rc = isPattern ? recall_pattern(result.get(), bare_pattern(query), tquery.get(), rep)
                            : recall(result.get(), asked, options, rep);
   if (rc < 0) {
     ace_error_msg(__FILE__, __LINE__,

@@ -52,28 +52,41 @@ int refuse_options(const char* name, const char* options) {
 
 class RegexpQuery : public TeraQuery {
  public:
-  RegexpQuery(std::string pattern, int options) : expression(std::move(pattern), options) {}
+  RegexpQuery(std::string pattern, int options)
+      : expression(std::move(pattern), options), patternOptions(options) {}
 
   int is_empty() const override { return expression.is_valid() ? 0 : 1; }
-  int compare(const char* entry) override {
-    int offsets[DimeExpression::MAX_OFFSETS];
-    return expression.is_valid() && execute(entry, offsets) >= 0 ? PERFECT : 0;
-  }
+  int compare(const char* entry) override { return matches(expression, entry) ? PERFECT : 0; }
   using TeraQuery::compare;
   char* display(const char* entry, AceAttach* at) const override;
+  /// Whether the expression matches all of the entry.
+  bool equals(const char* entry) const override {
+    if (!expression.is_valid()) return false;
+    // The end of a quotation, which the pattern may have left open, means nothing elsewhere.
+    if (whole == nullptr)
+      whole = std::make_unique<DimeExpression>("\\A(?:" + std::string(expression.get_pattern()) + "\\E)\\z",
+                                               patternOptions);
+    return matches(*whole, entry);
+  }
 
  private:
-  int execute(const char* entry, int* offsets) const {
-    return expression.match(entry, static_cast<int>(std::strlen(entry)), 0, 0, offsets);
+  static bool matches(const DimeExpression& with, const char* entry) {
+    int offsets[DimeExpression::MAX_OFFSETS];
+    return with.is_valid() && entry != nullptr && execute(with, entry, offsets) >= 0;
+  }
+  static int execute(const DimeExpression& with, const char* entry, int* offsets) {
+    return with.match(entry, static_cast<int>(std::strlen(entry)), 0, 0, offsets);
   }
 
   DimeExpression expression;
+  int patternOptions;
+  mutable std::unique_ptr<DimeExpression> whole;  // made when it is asked for
 };
 
 char* RegexpQuery::display(const char* entry, AceAttach* at) const {
   if (!expression.is_valid()) return at->attach(entry);
   int offsets[DimeExpression::MAX_OFFSETS];
-  const int rc = execute(entry, offsets);
+  const int rc = execute(expression, entry, offsets);
   if (rc == PCRE_ERROR_NOMATCH) return nullptr;
   if (rc < 0)
     throw AceException("Error in regular expression execution\n", "Code %d in '%s' when comparing to %s\n",
@@ -94,8 +107,12 @@ class CategoryQuery : public TeraQuery {
   CategoryQuery(DastOptions::Call call, const char* words) : recallMode(call), trie(words) {}
 
   int is_empty() const override { return 0; }
-  int compare(const char* entry) override { return !knows_mode() || find(entry) == nullptr ? 0 : PERFECT; }
+  int compare(const char* entry) override {
+    return entry == nullptr || !knows_mode() || find(entry) == nullptr ? 0 : PERFECT;
+  }
   using TeraQuery::compare;
+  /// Whether the entry is one of the words.
+  bool equals(const char* entry) const override { return entry != nullptr && trie.is_exact(entry); }
   char* display(const char* entry, AceAttach* at) const override;
 
  private:
