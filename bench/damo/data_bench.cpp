@@ -2,6 +2,8 @@
 /// copying.
 ///
 /// A million made people of five fields, 88 MB; BENCH_RECORDS says how many.
+#include <libxml/xmlreader.h>
+
 #include <array>
 #include <cstdlib>
 #include <filesystem>
@@ -178,8 +180,55 @@ void BM_ApplyDifferences(benchmark::State& state) {
   if (contents(file("updated")) != contents(file("changed"))) std::abort();
 }
 
+constexpr long XML_RECORDS = 500'000;
+
+/// Half of the people, 160 MB with all that is not asked for.
+void make_xml() {
+  if (std::filesystem::exists(file("people.xml"))) return;
+  std::mt19937 random(1);
+  std::ofstream xml(file("xml.new"));
+  xml << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<people>\n";
+  for (long i = 0; i < std::min(XML_RECORDS, num_records()); ++i) {
+    xml << "  <person id=\"" << 10'000'000 + i << "\">\n    <name><given>" << word(&random, 4, 14)
+        << "</given><surname>" << word(&random, 5, 25) << "</surname></name>\n    <address><street>"
+        << word(&random, 10, 40) << "</street><city>" << word(&random, 5, 25)
+        << "</city></address>\n    "
+           "<tag>a</tag><tag>b</tag><visits><visit>1</visit><visit>2</visit></visits>\n"
+           "    <note status=\"none\"/><checked by=\"nobody\">2024-01-01</checked>\n  </person>\n";
+  }
+  xml << "</people>\n";
+  xml.close();
+  std::filesystem::rename(file("xml.new"), file("people.xml"));
+}
+
+void BM_ExtractXml(benchmark::State& state) {
+  constexpr int NUM_PATHS = 6;
+  make_xml();
+  const char* paths[NUM_PATHS] = {"@id",          "name/given", "name/surname", "address/street",
+                                  "address/city", "tag"};
+  const long count = std::min(XML_RECORDS, num_records());
+  bench::compare(
+      state, static_cast<double>(count),
+      [&] {
+        std::vector<DamoField> fields(paths, paths + NUM_PATHS);
+        DamoExtract run(NUM_PATHS, NUM_PATHS, file("records").c_str(), 0, 0);
+        for (int i = 0; i < NUM_PATHS; ++i) {
+          fields[i].set_source(i);
+          run.add_field(&fields[i]);
+        }
+        run.xml_file("/people/person", paths, NUM_PATHS, nullptr, 0, file("people.xml").c_str());
+        if (run.extract(0, nullptr, 0, AceReporter::null(), nullptr, nullptr, 0, 1) != count) std::abort();
+      },
+      [] {
+        xmlTextReader* const reader = xmlReaderForFile(file("people.xml").c_str(), nullptr, 0);
+        while (xmlTextReaderRead(reader) == 1) continue;
+        xmlFreeTextReader(reader);
+      });
+}
+
 BENCHMARK(BM_ExtractSeparated)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ExtractJsonLines)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ExtractXml)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Statistic)
     ->ArgName("utf")
     ->Arg(0)

@@ -43,6 +43,7 @@
 #include <memory>
 
 #include "ace/ace_types.h"
+#include "damo/damo_xml_input.h"
 
 class AceAttach;
 class AceReporter;
@@ -83,6 +84,10 @@ class SORV_API DamoExtract {
   /// See damo_json_input.h. `num_fields` source fields, one for each path; `skip` lines in front are none.
   void json_file(const char* source_file, const char* record_path, const char** field_paths, int num_fields);
   void json_lines(const char* source_file, int skip, const char** field_paths, int num_fields);
+
+  /// See damo_xml_input.h. `namespaces`: `num_namespaces` texts, prefix and URI in turn.
+  void xml_file(const char* record_path, const char** field_paths, int num_fields, const char** namespaces,
+                int num_namespaces, const char* source_file, const DamoXmlLimits& limits = {});
 
   /// The lines of the record file for one source record, without a last newline, in `at`; null when a field
   /// has no value.

@@ -35,8 +35,8 @@ class SORV_API DamoJsonNode {
 
   const char* get_key() const { return nodeKey.c_str(); }
   const char* get_value() const { return nodeValue.c_str(); }
-  /// The child of that key, new or not.
-  DamoJsonNode* add_child(const std::string& key);
+  /// The child of that key, new or not, which `*is_new` tells (if given).
+  DamoJsonNode* add_child(const std::string& key, bool* is_new = nullptr);
   /// The first value stays.
   void set_value(std::string value);
 

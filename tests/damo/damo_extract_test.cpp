@@ -227,15 +227,19 @@ TEST(DamoExtract, reads_one_table_in_every_notation) {
   support::write_file(
       folder.file("lines"),
       "not read\n{\"n\": \"A,\\tnn\", \"t\": [\"x\", \"y\"]}\n\n{\"n\": \"Bob\", \"t\": \"\"}\n");
+  support::write_file(folder.file("xml"),
+                      "<r xmlns='urn:r'><p n='A,&#9;nn'><t>x</t><t>y</t></p><p n='Bob'><t/></p></r>");
   DamoField name("name"), tags("tags");
   StandardTransform trim(StandardTransform::TRIM_ALL);
   name.set_source(0);
   tags.set_source(1);
   tags.set_transform(&trim);
   const char* paths[] = {"n", "t"};
+  const char* xpaths[] = {"@n", "r:t"};
+  const char* spaces[] = {"r", "urn:r"};
   const int stops[] = {6, 10};
   std::string statistics;
-  for (const char kind : std::string("cfjl")) {
+  for (const char kind : std::string("cfjlx")) {
     DamoExtract extract(2, 2, folder.file("out").c_str(), 0, 0);
     extract.add_field(&name);
     extract.add_field(&tags);
@@ -244,6 +248,7 @@ TEST(DamoExtract, reads_one_table_in_every_notation) {
     if (kind == 'f') extract.fixed_width(folder.file("fixed").c_str(), 2, stops, 0);
     if (kind == 'j') extract.json_file(folder.file("json").c_str(), "rows", paths, 2);
     if (kind == 'l') extract.json_lines(folder.file("lines").c_str(), 1, paths, 2);
+    if (kind == 'x') extract.xml_file("/r:r/r:p", xpaths, 2, spaces, 2, folder.file("xml").c_str());
     DamoStatistic statistic(1, '\t', 2, paths);
     EXPECT_EQ(extract.extract(0, nullptr, 0, AceReporter::null(), nullptr, &statistic, 0, 1), 2);
     EXPECT_EQ(contents(folder.file("out")), "A, nn\tx|y\nBob\t\n") << kind;

@@ -374,6 +374,21 @@ void DamoExtract::json_lines(const char* source_file, int skip, const char** fie
       0, num_fields);
 }
 
+void DamoExtract::xml_file(const char* record_path, const char** field_paths, int num_fields,
+                           const char** namespaces, int num_namespaces, const char* source_file,
+                           const DamoXmlLimits& limits) {
+  extractData->select(
+      [file = std::string(source_file != nullptr ? source_file : ""),
+       record = std::string(record_path != nullptr ? record_path : ""),
+       paths = Paths(field_paths, num_fields), spaces = Paths(namespaces, num_namespaces), num_namespaces,
+       limits](AceReporter* rep) {
+        std::vector<const char*> fields = paths.get(), list = spaces.get();
+        return new _DamoXmlInput(file.c_str(), record.c_str(), fields.empty() ? nullptr : fields.data(),
+                                 paths.size(), list.data(), num_namespaces, rep, limits);
+      },
+      0, num_fields);
+}
+
 char* DamoExtract::extract_line(const char** fields, int n, AceAttach* at) {
   std::string rows;
   return extractData->append_record(fields, n, &rows, at) ? at->attach(rows.c_str()) : nullptr;

@@ -9,8 +9,9 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_input.h"
 
-DamoJsonNode* DamoJsonNode::add_child(const std::string& key) {
+DamoJsonNode* DamoJsonNode::add_child(const std::string& key, bool* is_new) {
   std::unique_ptr<DamoJsonNode>& child = children[key];
+  if (is_new != nullptr) *is_new = child == nullptr;
   if (child == nullptr) child = std::make_unique<DamoJsonNode>(key);
   return child.get();
 }
