@@ -33,7 +33,7 @@ class DamoXmlXpath {
 
  private:
   struct DeleteContext {
-    void operator()(xmlXPathContext* context) const { xmlXPathFreeContext(context); }
+    void operator()(xmlXPathContext* open) const { xmlXPathFreeContext(open); }
   };
   static void take(void* self, xmlError* error) noexcept;
   [[noreturn]] void fail(const std::string& what) const;
