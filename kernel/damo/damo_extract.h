@@ -81,6 +81,11 @@ class SORV_API DamoExtract {
   void csv_file(const char* source_file, char source_sep, int source_header, int sfields_num, char text_quote,
                 char escape_char);
 
+  /// See damo_odbc_input.h. The columns are the source fields. Passwords are wiped with the extraction. Bad
+  /// records are shown as lines with TABs.
+  void odbc_conn(const char* data_source, const char* user, const char* pass, const char* secure_pass,
+                 const char* key_file, const char* sql);
+
   /// See damo_json_input.h. `num_fields` source fields, one for each path; `skip` lines in front are none.
   void json_file(const char* source_file, const char* record_path, const char** field_paths, int num_fields);
   void json_lines(const char* source_file, int skip, const char** field_paths, int num_fields);

@@ -14,6 +14,7 @@
 #include "damo/damo_statistic.h"
 #include "damo/damo_storage.h"
 #include "gtest/gtest.h"
+#include "support/odbc_databases.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
 #include "tera/tera_standard_transform.h"
@@ -238,8 +239,15 @@ TEST(DamoExtract, reads_one_table_in_every_notation) {
   const char* xpaths[] = {"@n", "r:t"};
   const char* spaces[] = {"r", "urn:r"};
   const int stops[] = {6, 10};
-  std::string statistics;
-  for (const char kind : std::string("cfjlx")) {
+  std::string statistics, kinds = "cfjlx";
+  support::OdbcDatabases databases;
+  if (support::OdbcDatabases::missing().empty()) {
+    kinds += "sp";
+    ASSERT_TRUE(databases.make(
+        "create table people (id integer, name text, tags text);\n"
+        "insert into people values (1, 'A,\tnn', 'x|y');\ninsert into people values (2, 'Bob', null);\n"));
+  }
+  for (const char kind : kinds) {
     DamoExtract extract(2, 2, folder.file("out").c_str(), 0, 0);
     extract.add_field(&name);
     extract.add_field(&tags);
@@ -249,6 +257,9 @@ TEST(DamoExtract, reads_one_table_in_every_notation) {
     if (kind == 'j') extract.json_file(folder.file("json").c_str(), "rows", paths, 2);
     if (kind == 'l') extract.json_lines(folder.file("lines").c_str(), 1, paths, 2);
     if (kind == 'x') extract.xml_file("/r:r/r:p", xpaths, 2, spaces, 2, folder.file("xml").c_str());
+    if (kind == 's' || kind == 'p')
+      extract.odbc_conn(kind == 's' ? "sqlite" : "postgres", "sv", nullptr, nullptr, nullptr,
+                        "select name, tags from people order by id");
     DamoStatistic statistic(1, '\t', 2, paths);
     EXPECT_EQ(extract.extract(0, nullptr, 0, AceReporter::null(), nullptr, &statistic, 0, 1), 2);
     EXPECT_EQ(contents(folder.file("out")), "A, nn\tx|y\nBob\t\n") << kind;

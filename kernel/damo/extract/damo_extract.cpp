@@ -15,6 +15,7 @@
 #include "damo/damo_field.h"
 #include "damo/damo_fixed_input.h"
 #include "damo/damo_json_input.h"
+#include "damo/damo_odbc_input.h"
 #include "damo/damo_standard_input.h"
 #include "damo/damo_statistic.h"
 #include "damo/extract/damo_extract_internal.h"
@@ -387,6 +388,18 @@ void DamoExtract::xml_file(const char* record_path, const char** field_paths, in
                                  paths.size(), list.data(), num_namespaces, rep, limits);
       },
       0, num_fields);
+}
+
+void DamoExtract::odbc_conn(const char* data_source, const char* user, const char* pass,
+                            const char* secure_pass, const char* key_file, const char* sql) {
+  const auto text = [](const char* given) { return std::string(given != nullptr ? given : ""); };
+  extractData->select(
+      [source = text(data_source), user = text(user), password = std::make_shared<DamoSecret>(pass),
+       secure = text(secure_pass), key = text(key_file), statements = text(sql)](AceReporter* rep) {
+        return DamoOdbcInput(source.c_str(), user.c_str(), password->get(), secure.c_str(), key.c_str(),
+                             statements.c_str(), rep);
+      },
+      0, 0);
 }
 
 char* DamoExtract::extract_line(const char** fields, int n, AceAttach* at) {
