@@ -258,8 +258,8 @@ TEST(DamoExtract, reads_one_table_in_every_notation) {
     if (kind == 'l') extract.json_lines(folder.file("lines").c_str(), 1, paths, 2);
     if (kind == 'x') extract.xml_file("/r:r/r:p", xpaths, 2, spaces, 2, folder.file("xml").c_str());
     if (kind == 's' || kind == 'p')
-      extract.odbc_conn(kind == 's' ? "sqlite" : "postgres", "sv", nullptr, nullptr, nullptr,
-                        "select name, tags from people order by id");
+      extract.odbc_conn(databases.source(kind == 's' ? "sqlite" : "postgres").c_str(), "sv", nullptr, nullptr,
+                        nullptr, "select name, tags from people order by id");
     DamoStatistic statistic(1, '\t', 2, paths);
     EXPECT_EQ(extract.extract(0, nullptr, 0, AceReporter::null(), nullptr, &statistic, 0, 1), 2);
     EXPECT_EQ(contents(folder.file("out")), "A, nn\tx|y\nBob\t\n") << kind;

@@ -15,7 +15,7 @@ std::string repeated(const std::string& text, int count) {
   return all;
 }
 
-TEST(DamoOdbc, reads_what_databases_hold) {
+void read_what_databases_hold() {
   if (const std::string packages = support::OdbcDatabases::missing(); !packages.empty())
     GTEST_SKIP() << "needs Debian's packages" << packages;
   support::OdbcDatabases databases;
@@ -28,7 +28,9 @@ TEST(DamoOdbc, reads_what_databases_hold) {
                      "insert into people values (4, null, null);\n"
                      "insert into people values (5, 'x" +
                      umlauts + "', null);\n"));
-  for (const char* source : {"sqlite", "postgres"}) {
+  for (const char* kind : {"sqlite", "postgres"}) {
+    const std::string name = databases.source(kind);
+    const char* const source = name.c_str();
     support::RecordingReporter rep;
     const auto open = [&](const char* sql) {
       return std::unique_ptr<DamoInput>(DamoOdbcInput(source, "sv", "", nullptr, nullptr, sql, &rep));
@@ -68,6 +70,15 @@ TEST(DamoOdbc, reads_what_databases_hold) {
     EXPECT_EQ(connection.fetch_row(), -1);
     connection.disconnectDB();
     EXPECT_EQ(connection.executeSQL("select 1"), -1);
+  }
+}
+
+TEST(DamoOdbc, reads_what_databases_hold) {
+  try {
+    read_what_databases_hold();
+  } catch (const AceException& error) {
+    AceAttach at;
+    FAIL() << error.what(&at);
   }
 }
 
