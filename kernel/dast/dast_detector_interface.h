@@ -48,6 +48,11 @@ class SORV_API DastDetectorInterface {
   virtual VInt read(AceFile* file) = 0;
   virtual VInt save(AceFile* file) = 0;
 
+  /// Whether values can be added while it is asked.
+  virtual bool is_extendable() const { return false; }
+  /// Turns values that were added on or off. Returns 0; -1, reported, to turn them on where none can be.
+  virtual int set_instant_enabled(bool enabled);
+
   /// Whether several threads may ask at once.
   virtual bool is_parallelizable() const { return true; }
 };

@@ -211,9 +211,10 @@ class SORV_API DimeDateMethod : public DastBaseMethod {
   int make_index(const Values& values, AceReporter* rep);
   int find_dates(const DimeDateAsk& ask, TeraResult* result) const;
   int find_expansions(const DimeDateAsk& ask, TeraResult* result) const;
-  std::vector<int> years_of(const DimeDateText::Parts& pattern) const;
+  std::vector<int> get_available_years(const DimeDateText::Parts& pattern) const;
+  void exact_query_internal(int date, TeraResult* result) const;
   void add_days(int from, int to, TeraResult* result) const;
-  void find_range(const DimeDateAsk& ask, const DimeDateAsk::Range& range, TeraResult* result) const;
+  void get_range_cands(const DimeDateAsk& ask, const DimeDateAsk::Range& range, TeraResult* result) const;
   int find_strings(DastOptions::Call call, TeraResult* result, AceReporter* rep) const;
   std::unique_ptr<TeraResult> merge(TeraResult* times, TeraResult* strings) const;
   TeraScanGraph* detect(const char* text, AceReporter* rep) const;

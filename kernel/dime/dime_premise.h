@@ -7,8 +7,8 @@
 ///     1*9         both sides                          12BIS     with an extension: any other text
 ///     1!9  2%10   even numbers only, odd ones only    12*       both sides, without end
 ///
-/// Numbers are from 1 to 2147483647 and have no sign; a text without one is all letter and extension. A range whose ends
-/// fall is read the other way round. Letters are A to Z, other characters are extensions.
+/// Numbers are from 1 to 2147483647 and have no sign; a text without one is all letter and extension. A range
+/// whose ends fall is read the other way round. Letters are A to Z, other characters are extensions.
 ///
 /// Stored values are scored one by one: 255 less a penalty, never below 0. With the query's number (or range)
 /// q, and the value's e, each with the parities that it admits:

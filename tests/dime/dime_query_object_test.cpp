@@ -3,6 +3,7 @@
 
 #include "support/failing_new.h"
 #include "support/method_asks.h"
+#include "support/recording_reporter.h"
 
 namespace {
 
@@ -71,6 +72,31 @@ TEST(DimeQueryObjects, know_the_values_that_are_the_query_among_those_that_match
       EXPECT_EQ(exact.compare(value.c_str()), 0) << asked.method << " " << value;
     }
     EXPECT_LE(exact.compare(1U), 0) << asked.method << " of no value";
+  }
+}
+
+TEST(DimeMethods, cannot_be_extended_while_they_are_asked) {
+  for (const auto& [name, shown] : {std::pair("EDIT", "Edit"),
+                                    {"AUTO", "Auto"},
+                                    {"WORDS", "Words"},
+                                    {"DATE", "Date"},
+                                    {"NUMBER", "Number"},
+                                    {"DOUBLE", "Double"},
+                                    {"DIRECT", "Direct"},
+                                    {"POSTCODE", "Postcode"},
+                                    {"PREMISE", "Premise"},
+                                    {"GEOMETRIC", "Geometric"},
+                                    {"UUID", "Uuid"}}) {
+    const std::unique_ptr<DastBaseMethod> method(MagicConstructor<DastBaseMethod>::create(name));
+    ASSERT_NE(method, nullptr) << name;
+    support::RecordingReporter rep;
+    rep.set_as_default();
+    EXPECT_FALSE(method->is_extendable());
+    EXPECT_EQ(method->set_instant_enabled(false), 0);
+    EXPECT_EQ(method->set_instant_enabled(true), -1);
+    EXPECT_EQ(rep.all(), std::string(shown) + " method has no instant extension.\n");
+    static AceReporter standard;
+    standard.set_as_default();
   }
 }
 

@@ -583,6 +583,38 @@ TEST(TeraAutoScan, an_entry_stays_on_its_best_span_unless_all_are_asked_for) {
   EXPECT_EQ(spans(TeraAutoRecall::DONT_DEDUP), 2U);
 }
 
+TEST(TeraAutoScan, a_text_has_one_budget_behind_which_words_find_themselves) {
+  TeraMap map;
+  make_map(&map, "abc");
+  Strings entries;
+  for (const samples::Tokens& tokens : samples::all_words(3, 9)) {
+    std::string word;
+    for (size_t i = 0; i + 1 < tokens.size(); ++i) word += static_cast<char>('a' - 1 + tokens[i]);
+    if (!word.empty()) entries.push_back(word);
+  }
+  const std::string longWord = "abcabcabcabcabcabcabcabcabcabcabcabcabcabc";
+  entries.push_back(longWord);
+  TeraAuto automaton;
+  build(&automaton, entries, map, 0);
+  constexpr int numWords = 40;
+  std::string text;
+  for (int i = 0; i < numWords; ++i) text += longWord + " ";
+  TeraScanGraph graph(0, text.c_str(), 0, 1'000'000, 255, -1);
+  EXPECT_GE(automaton.scan(&graph, TeraEval::MAXIMUM, TeraAutoRecall::DONT_DEDUP, 99), numWords);
+  int numUnreliable = 0;
+  for (int node = 0; node < numWords; ++node) {
+    const TeraScanGraph::Edge* const edge =
+        graph.get_edge(node, node + 1, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
+    ASSERT_NE(edge, nullptr) << node;
+    EXPECT_NE(edge->get_result()->get_cand(longWord.c_str(), 255), nullptr) << node;
+    numUnreliable += edge->get_result()->is_unreliable() ? 1 : 0;
+  }
+  EXPECT_GT(numUnreliable, numWords / 2);
+  TeraResult words(text.c_str(), 0, 1'000'000, 255);
+  EXPECT_GE(automaton.recall_s(&words, TeraEval::MAXIMUM, 0, 99, 100, nullptr, nullptr), 1);
+  EXPECT_TRUE(words.is_unreliable());
+}
+
 TEST(TeraAutoScan, words_and_the_whole_query_are_recalled_into_one_result) {
   TeraMap map;
   make_map(&map, "a-z ");

@@ -292,6 +292,28 @@ void use(const TeraCount& count) {
   result.add_strings(nullptr);
 }
 
+TEST(TeraCount, a_histogram_of_more_or_fewer_entries_stays_within_them) {
+  for (const int numCounted : {2, 6, 10}) {
+    TeraCount::Histo histo(4);
+    for (int i = 0; i < numCounted; ++i) histo.add(i % 2 == 0 ? 1 : 3);
+    TeraCount count(6, 3, &histo);
+    const int flags[] = {0, 2};
+    for (int entry = 0; entry < 6; ++entry) count.set_flags_horizontal(entry, 2, flags);
+    for (int entry = 0; entry < 6; ++entry) EXPECT_LE(count.num_groups(entry), 4) << numCounted;
+    const std::string image = support::image_by([&](AceFile* file) { count.save(file); });
+    support::PayloadFile file(image);
+    TeraCount read;
+    ASSERT_GE(read.read(file.get()), 0) << numCounted;
+    for (const TeraCount* asked :
+         {static_cast<const TeraCount*>(&count), static_cast<const TeraCount*>(&read)}) {
+      TeraResult result(nullptr, 1, 100, 255);
+      const VBit* bits[] = {asked->get_array(0)};
+      EXPECT_GE(asked->match(&result, 1, bits, TeraEval::QUERY), 0);
+      EXPECT_LE(result.num_cands(), 6);
+    }
+  }
+}
+
 TEST(TeraCount, a_file_answers_as_before_in_every_mode_and_damaged_ones_are_survived) {
   TeraCount::Histo histo(4);
   for (int i = 0; i < 70; ++i) histo.add(i < 20 ? 0 : 2);

@@ -471,6 +471,26 @@ TEST(TeraMulti, after_a_build_that_failed_the_next_one_works) {
   }
 }
 
+TEST(TeraMulti, a_word_that_was_not_looked_for_to_the_end_makes_the_answer_unreliable) {
+  Lines lines;
+  for (const samples::Tokens& tokens : samples::all_words(3, 9)) {
+    std::string word;
+    for (std::size_t i = 0; i + 1 < tokens.size(); ++i) word += static_cast<char>('a' - 1 + tokens[i]);
+    if (!word.empty()) lines.push_back(word);
+  }
+  Plan plan;
+  plan.options |= TeraMulti::USE_AUTO;
+  const auto multi = make(lines, plan);
+  for (const bool isLong : {false, true}) {
+    const std::string query(isLong ? 300 : 3, 'a');
+    TeraResult result(query.c_str(), 1, 100, 255);
+    EXPECT_GE(multi->recall(&result, USUAL, TeraEval::SHORT, AceReporter::null(), 1, 1'000'000, 50, nullptr,
+                            TeraEval::FACTOR),
+              0);
+    EXPECT_EQ(result.is_unreliable(), isLong);
+  }
+}
+
 TEST(TeraMulti, single_words_lead_to_all_their_lines) {
   Plan plan;
   plan.skip = 10;

@@ -10,10 +10,11 @@
 #include "ace/ace_error.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_time_analysis.h"
+#include "dime/date/dime_date_transformation_internal.h"
+#include "dime/date/dime_wildcard_scanner_internal.h"
 #include "dime/dime_date.h"
 #include "dime/method/dime_values_internal.h"
 #include "tera/tera_scan_graph.h"
-#include "tera/tera_splitter.h"
 #include "tera/tera_standard_query.h"
 
 namespace {
@@ -22,10 +23,6 @@ constexpr int ANY_ORIGIN = -1;
 constexpr int LAST_DAY = (DimeDateText::MAX_YEAR + 1) * DimeDateText::DAYS_PER_YEAR - 1;
 constexpr int CLIFF = 256;
 constexpr int MARKS_IN_ORDER[] = {0, DimeDateText::MONTH_ONLY, DimeDateText::YEAR_ONLY};
-/// Words of the longest date in a text.
-constexpr int MAX_DATE_WORDS = 3;
-/// What separates the words of a text beside blanks.
-constexpr const char* SIGNS = "!\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~";
 
 int direction_of(DastOptions::Call call) {
   return call == DastOptions::COMPLETE ? 1 : call == DastOptions::DETECT ? -1 : 0;
@@ -33,15 +30,6 @@ int direction_of(DastOptions::Call call) {
 
 std::unique_ptr<TeraResult> make_result(const char* query, const DimeRecallOptions& limits, int min_value) {
   return std::make_unique<TeraResult>(query, min_value, limits.numCands, limits.maxDist, nullptr);
-}
-
-/// The numbers up to `most` that a part stands for; 0 for one that is unknown.
-std::vector<int> numbers_of(const DimeDateText::Part& part, int most) {
-  if (part.is_unknown()) return {0};
-  std::vector<int> numbers;
-  for (int number = 1; number <= most; ++number)
-    if (part.matches(number)) numbers.push_back(number);
-  return numbers;
 }
 
 /// The quality of stored texts.
@@ -152,9 +140,13 @@ void DimeDateMethod::add_key(int quality, Large key, TeraResult* result) const {
   result->add(quality, new TeraCand(print_time(static_cast<int>(key), result), ids.count, ids.values));
 }
 
+void DimeDateMethod::exact_query_internal(int date, TeraResult* result) const {
+  add_key(TeraEval::PERFECT, static_cast<Large>(date), result);
+}
+
 /// Of days, months alone and years alone in turn. A key that an earlier range reaches has been counted.
-void DimeDateMethod::find_range(const DimeDateAsk& ask, const DimeDateAsk::Range& range,
-                                TeraResult* result) const {
+void DimeDateMethod::get_range_cands(const DimeDateAsk& ask, const DimeDateAsk::Range& range,
+                                     TeraResult* result) const {
   const int reach = ask.isExact ? 0 : std::min(recallOpts.get_tolerance(), CLIFF);
   for (const int mark : MARKS_IN_ORDER) {
     const Large first = static_cast<Large>(std::max(range.from - reach, 0) + mark);
@@ -176,16 +168,15 @@ int DimeDateMethod::find_dates(const DimeDateAsk& ask, TeraResult* result) const
   if (infoHandle == nullptr || infoHandle->get_num_keys() == 0) return 0;
   if (ask.hasPattern) return find_expansions(ask, result);
   if (ask.isExact) {
-    for (const DimeDateAsk::Range& range : ask.ranges)
-      add_key(TeraEval::PERFECT, static_cast<Large>(range.date), result);
+    for (const DimeDateAsk::Range& range : ask.ranges) exact_query_internal(range.date, result);
     return 0;
   }
-  for (const DimeDateAsk::Range& range : ask.ranges) find_range(ask, range, result);
+  for (const DimeDateAsk::Range& range : ask.ranges) get_range_cands(ask, range, result);
   return 0;
 }
 
 /// The years with dates of any kind that a pattern accepts.
-std::vector<int> DimeDateMethod::years_of(const DimeDateText::Parts& pattern) const {
+std::vector<int> DimeDateMethod::get_available_years(const DimeDateText::Parts& pattern) const {
   std::vector<int> years;
   for (const int mark : MARKS_IN_ORDER) {
     const Large end = lower_slot(static_cast<Large>(LAST_DAY + 1 + mark));
@@ -214,26 +205,18 @@ void DimeDateMethod::add_days(int from, int to, TeraResult* result) const {
 /// All that the wildcards stand for, in the years that there are.
 int DimeDateMethod::find_expansions(const DimeDateAsk& ask, TeraResult* result) const {
   const AceTimeSection section("EXACT_WILDCARD");
-  const std::vector<int> years = years_of(ask.pattern);
-  const std::vector<int> months = numbers_of(ask.pattern.month, 12);
-  const bool isYear = ask.pattern.month.is_unknown();
-  const std::vector<int> days = isYear ? std::vector<int>{0} : numbers_of(ask.pattern.day, 31);
-  if (years.size() * months.size() * days.size() > MAX_EXPANSIONS) {
+  const WildcardScanner scanner(ask.pattern, get_available_years(ask.pattern));
+  if (scanner.count() > MAX_EXPANSIONS) {
     AceReporter::use_default()->printf("A query that stands for at most %d dates expected, '%s' has %zu\n",
-                                       MAX_EXPANSIONS, result->get_string(),
-                                       years.size() * months.size() * days.size());
+                                       MAX_EXPANSIONS, result->get_string(), scanner.count());
     return -1;
   }
-  for (const int year : years)
-    for (const int month : months)
-      for (const int day : days) {
-        if (day > 0 && !DimeDateText::is_day(day, month)) continue;
-        const int date = make_time(day, month, year);
-        if (ask.is_of_days())
-          add_days(DimeDateText::plain(date), DimeDateText::last_day(date), result);
-        else
-          add_key(TeraEval::PERFECT, static_cast<Large>(date), result);
-      }
+  scanner.for_each([&](int date) {
+    if (ask.is_of_days())
+      add_days(DimeDateText::plain(date), DimeDateText::last_day(date), result);
+    else
+      exact_query_internal(date, result);
+  });
   return 0;
 }
 
@@ -318,33 +301,7 @@ TeraScanGraph* DimeDateMethod::lookup(const char* query, DastOptions::Call call,
 
 // ---------------------------------------------------------------- dates in texts
 
-namespace {
-
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-/// Whether a word of the text ends with a year: with four digits.
-bool ends_with_year(const char* text, int end) {
-  int count = 0;
-  while (count < end && is_digit(text[end - 1 - count])) ++count;
-  return count == 4;
-}
-
-/// Whether what is read from a run is not part of a longer number, which goes on behind one of . / - : none
-/// does behind the point of a year, or (`is_first`: no date ended there) in front.
-bool stands_alone(const char* text, int from, int to, bool is_first) {
-  const auto joins = [text](int sign, int beyond) {
-    return std::strchr("./-", text[sign]) != nullptr && text[sign] != '\0' && is_digit(text[beyond]);
-  };
-  if (is_first && from > 1 && joins(from - 1, from - 2)) return false;
-  if (text[to] == '\0' || !joins(to, to + 1)) return true;
-  return text[to] != '.' && ends_with_year(text, to);
-}
-
-}  // namespace
-
-/// From the left, the longest run of words that reads as a date; the next one begins behind it.
+/// Each text that reads as a date, with what is found for it.
 TeraScanGraph* DimeDateMethod::detect(const char* text, AceReporter* rep) const {
   const AceTimeSection section("DATE_METHOD_DETECT");
   struct Unref {
@@ -353,33 +310,16 @@ TeraScanGraph* DimeDateMethod::detect(const char* text, AceReporter* rep) const 
   const DimeRecallOptions& limits = recallOpts.get_primary();
   std::unique_ptr<TeraScanGraph, Unref> graph(
       new TeraScanGraph(0, text, limits.minValue, limits.numCands, limits.maxDist, ANY_ORIGIN));
-  const TeraSplitResult split(text, TeraSplitter::BLANKS | TeraSplitter::NO_OPERATORS, nullptr, SIGNS,
-                              nullptr);
-  if (split.numNodes == 0) return nullptr;
-  graph->init(&split, ANY_ORIGIN, 0);
-  int behindDate = 0;  // the node where the last date ended
-  for (int from = 0; from + 1 < split.numNodes;) {
-    const int begin = split.nodePos[from].litIn;
-    int to = std::min(from + MAX_DATE_WORDS, split.numNodes - 1);
-    std::string det_string;
-    for (; to > from; --to) {
-      const int end = split.nodePos[to].litOut;
-      det_string.assign(text + begin, text + end);
-      if (stands_alone(text, begin, end, from == 0 || from != behindDate) &&
-          DimeDateText::read_date(det_string.c_str(), dateFormat, &monthFinder) != DimeDateText::NO_DATE)
-        break;
-    }
-    if (to == from) {
-      ++from;
-      continue;
-    }
+  const DimeDateTransformation dateTrafo(dateFormat, &monthFinder);
+  std::vector<DimeDateTransformation::Found> found;
+  if (dateTrafo.detect(graph.get(), &found) < 0) return nullptr;
+  for (const auto& [from, to, det_string] : found) {
     TeraResult* const result = scan(DastOptions::APPROX, det_string.c_str(), rep);
     if (result == nullptr) {
       ace_error_msg(__FILE__, __LINE__, "res = scan(DastOptions::APPROX, det_string, rep)", -1);
       return nullptr;
     }
     graph->get_node(from)->add(new TeraScanGraph::Edge(to, result, ANY_ORIGIN, 0, 0));
-    from = behindDate = to;
   }
   graph->set_resolved();
   return graph.release();
