@@ -28,7 +28,7 @@
 /// "<first output>.incomplete" lists them, a line each: where it stays, a process was killed in between.
 ///
 /// Derived classes see each difference (`process_diff`) and so cascade deletions into other tables
-///.
+/// (damo_dimension_diff.h, damo_relation_diff.h).
 ///
 /// Cost: one look-up a record; memory is the difference lines, and about 100 bytes for each key.
 /// Errors: `AceException` for files that cannot be opened or written; bad lines are reported and left out.

@@ -350,9 +350,14 @@ TEST(DamoXmlInput, refuses_what_is_not_configured) {
   EXPECT_NE(fault(file.c_str(), "count(//b)", paths, 1, nullptr, 0).find("selects no elements"),
             std::string::npos);
   const char* wrong[] = {"f(.)"};
+  testing::internal::CaptureStderr();
+  for (const char* path : {"//b[f()]", "(//b)[f()]"})
+    EXPECT_NE(fault(file.c_str(), path, paths, 1, nullptr, 0).find("there is no such function"),
+              std::string::npos);
   EXPECT_EQ(fault(file.c_str(), "//b", wrong, 1, nullptr, 0),
             "Cannot evaluate XPath: '" + file +
                 "', record 1: field path 0, 'f(.)': there is no such function, at character 1");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 /// Depth, key and sample of each node.

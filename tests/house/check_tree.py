@@ -33,7 +33,7 @@ ROOMS = {
     "dast": ["info", "alias", "method", "detect", "base", "build", "recall", "count"],
     "dime": ["method", "edit", "auto", "words", "date", "number", "pattern", "detect", "code", "place"],
     "dare": ["logic", "result", "context", "rule", "config", "evaluate", "command", "manager"],
-    "damo": ["output", "statistic", "input", "json", "xml", "odbc", "diff", "extract"],
+    "damo": ["output", "statistic", "input", "json", "xml", "odbc", "diff", "cascade", "extract"],
 }
 LEVEL = {folder: level for level, row in enumerate(LAYERS) for folder in row}
 HASH = re.compile(r"#.*")

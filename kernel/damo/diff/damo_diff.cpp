@@ -18,7 +18,6 @@ namespace {
 constexpr int BUFFER_SIZE = 4 << 20;
 constexpr char SEPARATOR = '\t';
 constexpr std::string_view DELETION_MARKER = "<del>";
-constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 /// Joined keys in the order of their columns: a TAB, which ends one, comes before every other byte.
 bool key_less(std::string_view a, std::string_view b) {
@@ -194,12 +193,6 @@ DifKey* DamoDiff::create_key(const char* const* words, AceAttach* at) const {
 
 namespace {
 
-std::string joined(const DifKey& key) {
-  std::string text;
-  for (int i = 0; i < key.numKeys; ++i) text.append(i > 0 ? "\t" : "").append(key.keyStrings[i]);
-  return text;
-}
-
 /// Cuts a line, in place, into its fields; beyond `most` they are counted as one.
 std::vector<const char*> cut(char* line, int most) {
   std::vector<const char*> words{line};
@@ -211,11 +204,6 @@ std::vector<const char*> cut(char* line, int most) {
   return words;
 }
 
-std::string_view without_mark(std::string_view line, VInt line_num) {
-  if (line_num == 1 && line.starts_with(BYTE_ORDER_MARK)) line.remove_prefix(BYTE_ORDER_MARK.size());
-  return line;
-}
-
 }  // namespace
 
 void DamoDiff::process_diff(DiffStructure* diff, AceReporter* /*rep*/) {
@@ -223,14 +211,14 @@ void DamoDiff::process_diff(DiffStructure* diff, AceReporter* /*rep*/) {
 }
 
 void DamoDiff::process_single_diff(const DiffStructure& diff) {
-  Collected::Difference* const collected = collectTree->get(joined(*diff.difKey));
+  Collected::Difference* const collected = collectTree->get(damo_joined(*diff.difKey));
   if (diff.isDeletion || implicitDelete) collected->first = collected->last = nullptr;
   collected->isExplicit = diff.isDeletion && diff.isExplicit;
   if (!diff.isDeletion) collectTree->append(collected, diff.procLine);
 }
 
 int DamoDiff::is_deleted(const DifKey& key) const {
-  const Collected::Difference* const collected = collectTree->find(joined(key));
+  const Collected::Difference* const collected = collectTree->find(damo_joined(key));
   return collected == nullptr ? -1 : collected->first == nullptr ? 1 : 0;
 }
 
@@ -245,7 +233,7 @@ VInt DamoDiff::add_diff(const char* file, AceReporter* rep) {
   std::string text;
   char* line = nullptr;
   for (int length; (length = input->read_line(&line)) >= 0;) {
-    const std::string_view whole = without_mark({line, static_cast<std::size_t>(length)}, ++line_num);
+    const std::string_view whole = damo_without_mark({line, static_cast<std::size_t>(length)}, ++line_num);
     text = whole;
     const bool isText = !whole.empty() && whole.find('\0') == std::string_view::npos;
     std::vector<const char*> words = isText ? cut(text.data(), numFields + 2) : std::vector<const char*>();
@@ -277,7 +265,7 @@ bool DamoDiff::read_line(std::string_view* line, VInt* line_num) {
   const int length = parts[static_cast<std::size_t>(curPart)]->inStream->read_line(&text);
   if (length < 0) return false;
   *line_num = ++lineNum;
-  *line = without_mark({text, static_cast<std::size_t>(length)}, lineNum);
+  *line = damo_without_mark({text, static_cast<std::size_t>(length)}, lineNum);
   return true;
 }
 

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "damo/damo_diff.h"
+
 /// Field `column` of a line that has it.
 inline std::string_view damo_field_of(std::string_view line, int column) {
   for (; column > 0; --column) line.remove_prefix(line.find('\t') + 1);
@@ -21,4 +23,18 @@ inline std::string_view damo_key_of(std::string_view line, const std::vector<int
     *room += damo_field_of(line, columns[i]);
   }
   return *room;
+}
+
+/// The values of a key with TABs in between.
+inline std::string damo_joined(const DifKey& key) {
+  std::string text;
+  for (int i = 0; i < key.numKeys; ++i) text.append(i > 0 ? "\t" : "").append(key.keyStrings[i]);
+  return text;
+}
+
+/// A line without the byte order mark that the first one may have.
+inline std::string_view damo_without_mark(std::string_view line, VInt line_num) {
+  constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+  if (line_num == 1 && line.starts_with(BYTE_ORDER_MARK)) line.remove_prefix(BYTE_ORDER_MARK.size());
+  return line;
 }

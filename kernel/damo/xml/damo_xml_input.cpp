@@ -172,6 +172,7 @@ _DamoXmlInput::_DamoXmlInput(const char* file, const char* record_path, const ch
     : DamoInput(rep, std::max(num_paths, MAX_FIELDS)) {
   const std::string path = checked_paths(record_path, field_paths, num_paths);
   const std::vector<std::string> list = namespace_list(namespaces, num_namespaces);
+  const DamoXmlQuiet quiet;
   document =
       std::make_unique<Document>(checked_file(file), path, field_paths, num_paths, list, limits, reporter);
   numFields = num_paths;
