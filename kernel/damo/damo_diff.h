@@ -9,10 +9,10 @@
 ///
 /// A difference file has a line a record, fields with TABs in between, as the record file:
 ///
-///     4711 <tab> Ann <tab> Bern              the record of 4711 is this, or these where several lines have
-///     the key <del> <tab> 4711 <tab> Ann <tab> Bern  the record of 4711 is deleted; what else the line has
-///     counts for nothing 4711 <tab> <tab>                       the same (where all fields are the key, only
-///     "<del>" deletes)
+///     4711 <tab> Ann <tab> Bern              the record of 4711 is this one; where several lines have the
+///                                            key, these
+///     <del> <tab> 4711 <tab> Ann <tab> Bern  the record of 4711 is deleted, whatever the other fields are
+///     4711 <tab> <tab>                       the same (where all fields are the key, only "<del>" deletes)
 ///
 /// Lines with another number of fields, blank ones, and ones with a zero byte are ignored with a message.
 /// Several lines of a key stand side by side in the order in which they came; with `implicit_delete` each

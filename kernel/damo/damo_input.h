@@ -209,6 +209,9 @@ class SORV_API DamoFileInput : public DamoInput {
   /// Cuts a line into the record's strings, in place where it can. Returns their number; those that
   /// `field_room()` has no place for are counted only. -1 when the source cannot be read to the record's end.
   virtual int split(char* line, int length, int as_is) = 0;
+  /// The bytes of the current record in the file, line end apart, in `at`: for records of which not all
+  /// fields are kept. Null when it has no more fields than that, and where the file cannot be read again.
+  char* long_source_text(AceAttach* at);
   /// Reads and counts the next line, whatever the part's end. Returns its length, or -1 at the end of the
   /// file.
   int next_line(char** line);
@@ -222,4 +225,6 @@ class SORV_API DamoFileInput : public DamoInput {
   void skip_byte_order_mark();
   int report_unreadable();
   bool is_at_end() const;
+
+  Huge recordStart = 0;  // where the current record begins in the file
 };

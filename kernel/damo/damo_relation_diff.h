@@ -12,8 +12,8 @@
 ///     orders.update(rep);
 ///
 /// The rows as they are lie in a record base, which was built from the record files and keeps the strings of
-/// the key columns and of those that carry keys (not as numbers). A master that has rows there, and none once all differences are
-/// applied, gets a "<del>" line in the cascade of its table.
+/// the key columns and of those that carry keys (not as numbers). A master that has rows there, and none once
+/// all differences are applied, gets a "<del>" line in the cascade of its table.
 ///
 ///     <del> <tab> * <tab> 4711 <tab> <tab>      all rows of 4711 with whatever number
 ///

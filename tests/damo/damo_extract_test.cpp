@@ -185,6 +185,38 @@ TEST(DamoExtract, accounts_for_every_bad_record) {
   EXPECT_EQ(contents(rejects), "id;name\n");
 }
 
+/// Of records with more fields than are kept, too.
+TEST(DamoExtract, rejects_the_whole_of_long_records) {
+  const support::TempFolder folder;
+  const std::string source = folder.file("source"), rejects = folder.file("rejects");
+  std::string plain =
+                  "\xEF\xBB\xBF"
+                  "a\tb\n",
+              quoted = "a\tb\r\n", longRecord = "1", longQuoted = "\"1\n\"\"\"";
+  for (int i = 2; i <= 400; ++i) {
+    longRecord += "\t" + std::to_string(i);
+    longQuoted += "\t\"" + std::to_string(i) + "\"";
+  }
+  plain += longRecord + "\n1\t2\n<del>\t" + longRecord + "\r\n3\n" + longRecord;
+  quoted += longQuoted + "\r\n1\t2\r\n" + longQuoted;
+  DamoField field("f");
+  field.set_source(0);
+  for (const bool isQuoted : {false, true}) {
+    support::write_file(source, isQuoted ? quoted : plain);
+    DamoExtract extract(2, 1, folder.file("records").c_str(), 0, 1);
+    if (isQuoted)
+      extract.csv_file(source.c_str(), '\t', 0, 2, '"', '\0');
+    else
+      extract.simple_file('\t', 0, source.c_str());
+    extract.add_field(&field);
+    extract.set_rejects(rejects.c_str());
+    EXPECT_EQ(extract.extract(0, nullptr, 0, AceReporter::null(), nullptr, nullptr, 0, 1), 2);
+    EXPECT_EQ(contents(rejects), isQuoted
+                                     ? longQuoted + "\n" + longQuoted + "\n"
+                                     : longRecord + "\n<del>\t" + longRecord + "\n3\n" + longRecord + "\n");
+  }
+}
+
 TEST(DamoExtract, refuses_what_is_not_configured) {
   const support::TempFolder folder;
   support::write_file(folder.file("source"), "a b\tc\n");

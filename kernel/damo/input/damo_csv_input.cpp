@@ -250,6 +250,7 @@ Huge _DamoCsvInput::record_start(Huge from, Huge pos) {
 }
 
 char* _DamoCsvInput::get_source_text(AceAttach* at) {
+  if (char* const text = long_source_text(at); text != nullptr) return text;
   const char special[] = {fieldSep, '\n', '\r', textQuote, '\0'};  // a quote of 0 ends the list
   return joined_source(fieldSep, at, [&](const char* field, std::string* text) {
     const bool isQuoted = textQuote != '\0' && std::strpbrk(field, special) != nullptr;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <numeric>
@@ -216,6 +217,7 @@ int DamoFileInput::read_line(VInt* line_num, int as_is) {
   int outcome = SKIP;
   while (outcome == SKIP) {
     begin_record();
+    recordStart = srcFile != nullptr ? srcFile->get_pos() : 0;
     char* line = nullptr;
     const int length = is_at_end() ? -1 : next_line(&line);
     const int pieces = length >= 0 ? split(line, length, as_is) : 0;
@@ -230,6 +232,18 @@ int DamoFileInput::read_line(VInt* line_num, int as_is) {
   }
   if (line_num != nullptr) *line_num = lineIdx;
   return outcome == ACCEPT ? static_cast<int>(std::min<Huge>(srcFile->get_pos() - start, INT_MAX)) : REJECTED;
+}
+
+char* DamoFileInput::long_source_text(AceAttach* at) {
+  if (srcFile == nullptr || recordSize < field_room()) return nullptr;
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::fopen(get_source_name(), "rbe"),
+                                                                &std::fclose);
+  std::string text(static_cast<std::size_t>(srcFile->get_pos() - recordStart), '\0');
+  if (file == nullptr || fseeko(file.get(), recordStart, SEEK_SET) != 0 ||
+      std::fread(text.data(), 1, text.size(), file.get()) != text.size())
+    return nullptr;
+  while (text.ends_with('\n') || text.ends_with('\r')) text.pop_back();
+  return at->attach(text.c_str());
 }
 
 int DamoFileInput::partition(int part, int num_parts) {

@@ -12,6 +12,7 @@ int _DamoStandardInput::split(char* line, int length, int /*as_is*/) {
 }
 
 char* _DamoStandardInput::get_source_text(AceAttach* at) {
+  if (char* const text = long_source_text(at); text != nullptr) return text;
   return joined_source(static_cast<char>(fieldSep), at,
                        [](const char* field, std::string* text) { *text += field; });
 }
