@@ -48,7 +48,7 @@
 
 #include <string>
 
-#include "dast/dast_base_method.h"
+#include "dime/dime_method.h"
 #include "dime/dime_recall_options.h"
 #include "tera/tera_auto.h"
 #include "tera/tera_eval.h"
@@ -92,10 +92,11 @@ class SORV_API DimeAutoRecallOptions {
   TeraEval::Mode evalMode = TeraEval::LEVENSHTEIN;
 };
 
-class SORV_API DimeAutoMethod : public DastBaseMethod {
+class SORV_API DimeAutoMethod : public DimeMethod<DimeAutoMethod, DimeAutoRecallOptions> {
  public:
   static constexpr const char* NAME = "AUTO";
   static constexpr const char* MAGIC = "MAUTO";
+  static constexpr const char* RECONFIGURE = "config_method = dynamic_cast<const DimeAutoMethod*> (method)";
   /// Bits of the build flags; stored in files, not to be renumbered.
   enum MakeOption : int {
     SERVES_STRINGS = 1,
@@ -116,20 +117,14 @@ class SORV_API DimeAutoMethod : public DastBaseMethod {
   int init(const TeraMap* map);
 
   using DastBaseMethod::make;
-  using DastBaseMethod::reconfigure;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;
   void clean() override;
-  int magic() const override;
-  const char* get_name() const override { return NAME; }
-  int reconfigure(const DastDetectorInterface* other) override;
-  int reconfigure(const DastBaseMethod* other) override;
   const TeraMap* get_map() const override { return autoStruct.get_tera_map(); }
   VInt read(AceFile* file) override;
   VInt save(AceFile* file) override;
   bool is_parallelizable() const override { return autoStruct.is_parallelizable() != 0; }
 
-  int configure_recall_options(const char* options) override;
   int configure_build_options(const char* options, const TeraMap* map) override;
   TeraQuery* eval(DastOptions::Call call, const char* query, AceReporter* rep) const override;
   const char* show(Large id, AceAttach* at) const override { return autoStruct.get_string(id, at); }
@@ -152,7 +147,6 @@ class SORV_API DimeAutoMethod : public DastBaseMethod {
   int makeOpt = 0;  // of MakeOption
   std::string aliasFile;
   std::string phoneTrafo;
-  DimeAutoRecallOptions recallOpts;
 };
 
 /// Makes sure that the method is known, for hosts that link statically.

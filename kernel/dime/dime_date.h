@@ -64,8 +64,8 @@
 
 #include "ace/ace_attach.h"
 #include "ace/ace_id_map.h"
-#include "dast/dast_base_method.h"
 #include "dime/dime_date_text.h"
+#include "dime/dime_method.h"
 #include "dime/dime_recall_options.h"
 #include "tera/tera_auto.h"
 #include "tera/tera_edit.h"
@@ -144,10 +144,11 @@ struct SORV_API DimeDateAsk {
   bool matches(int value) const;
 };
 
-class SORV_API DimeDateMethod : public DastBaseMethod {
+class SORV_API DimeDateMethod : public DimeMethod<DimeDateMethod, DimeDateRecallOptions> {
  public:
   static constexpr const char* NAME = "DATE";
   static constexpr const char* MAGIC = "DATEM";
+  static constexpr const char* RECONFIGURE = "config_method = dynamic_cast<const DimeDateMethod*> (method)";
   using DateFormat = DimeDateText::DateFormat;
   using enum DimeDateText::DateFormat;
   /// Stored in files, not to be renumbered.
@@ -173,20 +174,14 @@ class SORV_API DimeDateMethod : public DastBaseMethod {
   }
 
   using DastBaseMethod::make;
-  using DastBaseMethod::reconfigure;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;
   void clean() override;
-  int magic() const override;
-  const char* get_name() const override { return NAME; }
-  int reconfigure(const DastDetectorInterface* other) override;
-  int reconfigure(const DastBaseMethod* other) override;
   const TeraMap* get_map() const override { return &prepareMap; }
   VInt read(AceFile* file) override;
   VInt save(AceFile* file) override;
   bool is_parallelizable() const override { return true; }
 
-  int configure_recall_options(const char* options) override { return recallOpts.apply(options); }
   int configure_build_options(const char* options, const TeraMap* map) override;
   TeraQuery* eval(DastOptions::Call call, const char* query, AceReporter* rep) const override;
   /// The date; of a value that is none its text.
@@ -200,7 +195,6 @@ class SORV_API DimeDateMethod : public DastBaseMethod {
   TeraResult* scan(DastOptions::Call call, const char* query, AceReporter* rep) const;
   /// Reads a query text. False for what is no date.
   bool read_query(DastOptions::Call call, const char* query, DimeDateAsk* ask) const;
-  const DimeDateRecallOptions& get_recall_options() const { return recallOpts; }
   DateFormat get_format() const { return dateFormat; }
   const TeraEdit& get_month_finder() const { return monthFinder; }
 
@@ -222,7 +216,6 @@ class SORV_API DimeDateMethod : public DastBaseMethod {
   Large num_keys() const;
   Large lower_slot(Large key) const;
 
-  DimeDateRecallOptions recallOpts;
   int dateFeatures = 0;
   DateFormat dateFormat = SIMPLE;
   TeraEdit monthFinder;

@@ -64,7 +64,7 @@
 #include "ace/ace_attach.h"
 #include "ace/ace_block_index.h"
 #include "ace/ace_id_map.h"
-#include "dast/dast_base_method.h"
+#include "dime/dime_method.h"
 #include "dime/dime_recall_options.h"
 #include "tera/tera_query.h"
 
@@ -90,10 +90,11 @@ class SORV_API DimeDirectRecallOptions {
   int scaleFactor = 100;
 };
 
-class SORV_API DimeDirectMethod : public DastBaseMethod {
+class SORV_API DimeDirectMethod : public DimeMethod<DimeDirectMethod, DimeDirectRecallOptions> {
  public:
   static constexpr const char* NAME = "DIRECT";
   static constexpr const char* MAGIC = "DIRCT";
+  static constexpr const char* RECONFIGURE = "config_method = dynamic_cast<const DimeDirectMethod*> (method)";
   /// Stored in files, not to be renumbered.
   enum DirectFeatures : int { IS_PRIMARY = 1 };
   enum EvalType : int { EQUAL = 0, ABOUT = 1, AT_MOST = 2, AT_LEAST = 3 };
@@ -114,19 +115,13 @@ class SORV_API DimeDirectMethod : public DastBaseMethod {
   static Huge scale(Huge value, int factor, int expo_bits);
 
   using DastBaseMethod::make;
-  using DastBaseMethod::reconfigure;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;
   void clean() override;
-  int magic() const override;
-  const char* get_name() const override { return NAME; }
-  int reconfigure(const DastDetectorInterface* other) override;
-  int reconfigure(const DastBaseMethod* other) override;
   const TeraMap* get_map() const override { return nullptr; }
   VInt read(AceFile* file) override;
   VInt save(AceFile* file) override;
 
-  int configure_recall_options(const char* options) override;
   /// The map is not used.
   int configure_build_options(const char* options, const TeraMap* map) override;
   TeraQuery* eval(DastOptions::Call call, const char* query, AceReporter* rep) const override;
@@ -153,7 +148,6 @@ class SORV_API DimeDirectMethod : public DastBaseMethod {
   int fill_dense(const KeyList& keys);
   int fill_infos(const KeyList& keys, AceReporter* rep);
 
-  DimeDirectRecallOptions recallOpts;
   int directFeatures = IS_PRIMARY;
   std::unique_ptr<BlockIndex> denseArray = std::make_unique<BlockIndex>();
   Large numFar = 0;

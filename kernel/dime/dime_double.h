@@ -57,7 +57,7 @@
 
 #include "ace/ace_attach.h"
 #include "ace/ace_id_map.h"
-#include "dast/dast_base_method.h"
+#include "dime/dime_method.h"
 #include "dime/dime_recall_options.h"
 
 class AceOptionsParser;
@@ -96,10 +96,11 @@ class SORV_API DimeDoubleRecallOptions {
   double scaleFactor = 100.0;
 };
 
-class SORV_API DimeDoubleMethod : public DastBaseMethod {
+class SORV_API DimeDoubleMethod : public DimeMethod<DimeDoubleMethod, DimeDoubleRecallOptions> {
  public:
   static constexpr const char* NAME = "DOUBLE";
   static constexpr const char* MAGIC = "DOUBL";
+  static constexpr const char* RECONFIGURE = "config_method = dynamic_cast<const DimeDoubleMethod*> (method)";
   /// Stored in files, not to be renumbered.
   enum DoubleFeatures : int { IS_PRIMARY = 1 };
   enum EvalType : int { ABOUT = 0, EQUAL = 1, AT_LEAST = 2, AT_MOST = 3 };
@@ -121,19 +122,13 @@ class SORV_API DimeDoubleMethod : public DastBaseMethod {
   VInt bin_search(double value, int upper) const;
 
   using DastBaseMethod::make;
-  using DastBaseMethod::reconfigure;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;
   void clean() override;
-  int magic() const override;
-  const char* get_name() const override { return NAME; }
-  int reconfigure(const DastDetectorInterface* other) override;
-  int reconfigure(const DastBaseMethod* other) override;
   const TeraMap* get_map() const override { return nullptr; }
   VInt read(AceFile* file) override;
   VInt save(AceFile* file) override;
 
-  int configure_recall_options(const char* options) override;
   /// The map is not used.
   int configure_build_options(const char* options, const TeraMap* map) override;
   TeraQuery* eval(DastOptions::Call call, const char* query, AceReporter* rep) const override;
@@ -153,7 +148,6 @@ class SORV_API DimeDoubleMethod : public DastBaseMethod {
   double distance(double a, double b) const;
 
   int doubleFeatures = IS_PRIMARY;
-  DimeDoubleRecallOptions recallOpts;
   Large numKeys = 0;
   const double* keyArray = nullptr;
   std::unique_ptr<AceIdMap> infoHandle;

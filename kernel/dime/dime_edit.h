@@ -37,7 +37,7 @@
 #include <memory>
 #include <string>
 
-#include "dast/dast_base_method.h"
+#include "dime/dime_method.h"
 #include "dime/dime_recall_options.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_eval.h"
@@ -78,10 +78,11 @@ class SORV_API DimeEditRecallOptions {
   TeraEval::Mode evalAlgorithm = TeraEval::LEVENSHTEIN;
 };
 
-class SORV_API DimeEditMethod : public DastBaseMethod {
+class SORV_API DimeEditMethod : public DimeMethod<DimeEditMethod, DimeEditRecallOptions> {
  public:
   static constexpr const char* NAME = "EDIT";
   static constexpr const char* MAGIC = "MEDIT";
+  static constexpr const char* RECONFIGURE = "config_method = dynamic_cast<const DimeEditMethod*> (method)";
   /// Stored in files, not to be renumbered.
   enum EditFeatures : int {
     IS_PRIMARY = 1,  ///< an index is built
@@ -103,20 +104,14 @@ class SORV_API DimeEditMethod : public DastBaseMethod {
   void assign_phonetics(const char* name);
 
   using DastBaseMethod::make;
-  using DastBaseMethod::reconfigure;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;
   void clean() override;
-  int magic() const override;
-  const char* get_name() const override { return NAME; }
-  int reconfigure(const DastDetectorInterface* other) override;
-  int reconfigure(const DastBaseMethod* other) override;
   const TeraMap* get_map() const override { return editStruct.get_tera_map(); }
   VInt read(AceFile* file) override;
   VInt save(AceFile* file) override;
   bool is_parallelizable() const override { return editStruct.is_parallelizable() != 0; }
 
-  int configure_recall_options(const char* options) override;
   int configure_build_options(const char* options, const TeraMap* map) override;
   TeraQuery* eval(DastOptions::Call call, const char* query, AceReporter* rep) const override;
   const char* show(Large id, AceAttach* at) const override;
@@ -139,7 +134,6 @@ class SORV_API DimeEditMethod : public DastBaseMethod {
 
   TeraEdit editStruct;
   int editFeatures = 0;
-  DimeEditRecallOptions recallOpts;
   int filterLog = 3;
   int makeOpts = 0;  // flags of TeraEdit::make, and 8 for strings that are served from the index
   int filterRefine = 1000;

@@ -42,6 +42,7 @@
 #pragma once
 
 #include "ace/ace_attach.h"
+#include "dime/dime_method.h"
 #include "dime/dime_pattern_methods.h"
 #include "tera/tera_query.h"
 
@@ -99,7 +100,7 @@ class SORV_API DimeGeoRecallOptions {
   static AceOptionsParser* get_parser();
   /// Parses. `rep` may be null. Returns 0; -1 for a text that cannot be parsed; and -1 for units below 1,
   /// which are taken even so.
-  int apply(const char* config_string, AceReporter* rep);
+  int apply(const char* config_string, AceReporter* rep = nullptr);
   void configure(const DimeGeoRecallOptions& other) { *this = other; }
   VInt save(AceFile* file) const;
   VInt read(AceFile* file);
@@ -116,19 +117,16 @@ class SORV_API DimeGeoRecallOptions {
   double lattitude = 0;  // central latitude of the data
 };
 
-class SORV_API DimeGeoMethod : public DimeIndexlessMethod {
+class SORV_API DimeGeoMethod : public DimeMethod<DimeGeoMethod, DimeGeoRecallOptions, DimeIndexlessMethod> {
  public:
   static constexpr const char* NAME = "GEOMETRIC";
   static constexpr const char* MAGIC = "GEO2";
+  static constexpr const char* RECONFIGURE = "config_method = dynamic_cast<const DimeGeoMethod*> (method)";
 
   using DimeIndexlessMethod::make;
-  using DimeIndexlessMethod::reconfigure;
-  int magic() const override;
-  const char* get_name() const override { return NAME; }
+  using DimeMethod::reconfigure;
   /// Takes over features and recall options.
   int reconfigure(const DastDetectorInterface* other) override;
-  int reconfigure(const DastBaseMethod* other) override;
-  int configure_recall_options(const char* options) override { return recallOpts.apply(options, nullptr); }
   int configure_build_options(const char*, const TeraMap*) override { return 0; }
   TeraQuery* eval(DastOptions::Call call, const char* query, AceReporter* rep) const override;
   VInt read(AceFile* file) override;
@@ -137,11 +135,8 @@ class SORV_API DimeGeoMethod : public DimeIndexlessMethod {
   int get_num_items() const override { return -1; }
   int get_items(int pos, const Large** ids, AceAttach* at) const override;
 
-  const DimeGeoRecallOptions& get_recall_options() const { return recallOpts; }
-
  private:
   int geoFeatures = 0;
-  DimeGeoRecallOptions recallOpts;
 };
 
 /// Makes sure that the method is known, for hosts that link statically.

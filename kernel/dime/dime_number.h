@@ -52,7 +52,7 @@
 
 #include <string>
 
-#include "dast/dast_base_method.h"
+#include "dime/dime_method.h"
 #include "dime/dime_recall_options.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_eval.h"
@@ -91,10 +91,12 @@ class SORV_API DimeNumberRecallOptions {
   TeraEval::Mode evalAlgorithm = TeraEval::SEQ;
 };
 
-class SORV_API DimeNumberMethod : public DastBaseMethod {
+class SORV_API DimeNumberMethod : public DimeMethod<DimeNumberMethod, DimeNumberRecallOptions> {
  public:
   static constexpr const char* NAME = "NUMBER";
   static constexpr const char* MAGIC = "MNUMB";
+  static constexpr const char* RECONFIGURE =
+      "config_method = dynamic_cast <const DimeNumberMethod*> (method)";
   /// As long as a query of the edit index may be.
   static constexpr int MAX_DIGITS = 1024;
 
@@ -113,21 +115,15 @@ class SORV_API DimeNumberMethod : public DastBaseMethod {
   const char* bare_pattern(const char* query) const;
 
   using DastBaseMethod::make;
-  using DastBaseMethod::reconfigure;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;
   void clean() override { editStruct.clean(); }
-  int magic() const override;
-  const char* get_name() const override { return NAME; }
-  int reconfigure(const DastDetectorInterface* other) override;
-  int reconfigure(const DastBaseMethod* other) override;
   /// Its own map, whatever field it serves.
   const TeraMap* get_map() const override;
   VInt read(AceFile* file) override;
   VInt save(AceFile* file) override;
   bool is_parallelizable() const override { return editStruct.is_parallelizable() != 0; }
 
-  int configure_recall_options(const char* options) override;
   /// The map is not used.
   int configure_build_options(const char* options, const TeraMap* map) override;
   TeraQuery* eval(DastOptions::Call call, const char* query, AceReporter* rep) const override;
@@ -147,7 +143,6 @@ class SORV_API DimeNumberMethod : public DastBaseMethod {
   TeraEdit editStruct;
   int numDigits = 10;
   char leadingChar = '0';
-  DimeNumberRecallOptions recallOpts;
 };
 
 /// Makes sure that the method is known, for hosts that link statically.

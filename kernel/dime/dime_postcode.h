@@ -51,7 +51,7 @@
 #include <memory>
 #include <vector>
 
-#include "dast/dast_base_method.h"
+#include "dime/dime_method.h"
 #include "dime/dime_recall_options.h"
 #include "tera/tera_auto.h"
 #include "tera/tera_eval.h"
@@ -147,29 +147,25 @@ class SORV_API PostCodeQuery : public TeraQuery {
   TeraQueryRef pattern;             // of a query with runs
 };
 
-class SORV_API DimePostCodeMethod : public DastBaseMethod {
+class SORV_API DimePostCodeMethod : public DimeMethod<DimePostCodeMethod, DimePostCodeRecallOptions> {
  public:
   static constexpr const char* NAME = "POSTCODE";
   static constexpr const char* MAGIC = "PCODE";
+  static constexpr const char* RECONFIGURE =
+      "config_method = dynamic_cast<const DimePostCodeMethod*> (method)";
 
   DimePostCodeMethod();
   ~DimePostCodeMethod() override;
 
   using DastBaseMethod::make;
-  using DastBaseMethod::reconfigure;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;
   void clean() override { autoStruct.clean(); }
-  int magic() const override;
-  const char* get_name() const override { return NAME; }
-  int reconfigure(const DastDetectorInterface* other) override;
-  int reconfigure(const DastBaseMethod* other) override;
   const TeraMap* get_map() const override { return autoStruct.get_tera_map(); }
   VInt read(AceFile* file) override;
   VInt save(AceFile* file) override;
   bool is_parallelizable() const override { return true; }
 
-  int configure_recall_options(const char* options) override { return recallOpts.apply(options); }
   int configure_build_options(const char* options, const TeraMap* map) override;
   TeraQuery* eval(DastOptions::Call call, const char* query, AceReporter* rep) const override;
   const char* show(Large id, AceAttach* at) const override { return autoStruct.get_string(id, at); }
@@ -190,7 +186,6 @@ class SORV_API DimePostCodeMethod : public DastBaseMethod {
   TeraScanGraph* detect(DastOptions::Call call, const char* text) const;
 
   TeraAuto autoStruct;
-  DimePostCodeRecallOptions recallOpts;
 };
 
 /// Makes sure that the method is known, for hosts that link statically.

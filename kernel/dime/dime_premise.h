@@ -64,6 +64,7 @@
 #include <memory>
 #include <string>
 
+#include "dime/dime_method.h"
 #include "dime/dime_pattern_methods.h"
 #include "dime/dime_regex_detector.h"
 #include "tera/tera_lcs.h"
@@ -154,23 +155,20 @@ class SORV_API DimePremiseQuery : public TeraQuery {
   DimePremise scratch;              // the value that is compared
 };
 
-class SORV_API DimePremiseMethod : public DimeIndexlessMethod {
+class SORV_API DimePremiseMethod
+    : public DimeMethod<DimePremiseMethod, DimePremiseRecallOptions, DimeIndexlessMethod> {
  public:
   static constexpr const char* NAME = "PREMISE";
   static constexpr const char* MAGIC = "PREM1";
+  static constexpr const char* RECONFIGURE =
+      "config_method = dynamic_cast<const DimePremiseMethod*> (method)";
 
   /// Prepares the pattern detector. Returns 0 or -1.
   int init();
 
   using DimeIndexlessMethod::make;
-  using DimeIndexlessMethod::reconfigure;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;
-  int magic() const override;
-  const char* get_name() const override { return NAME; }
-  int reconfigure(const DastDetectorInterface* other) override;
-  int reconfigure(const DastBaseMethod* other) override;
-  int configure_recall_options(const char* options) override { return recallOpts.apply(options); }
   int configure_build_options(const char* options, const TeraMap* map) override;
   TeraQuery* eval(DastOptions::Call call, const char* query, AceReporter* rep) const override;
   VInt read(AceFile* file) override;
@@ -178,7 +176,6 @@ class SORV_API DimePremiseMethod : public DimeIndexlessMethod {
 
  private:
   int premiseFeatures = 0;
-  DimePremiseRecallOptions recallOpts;
   DimeRegexDetector patternDetector;
 };
 

@@ -52,7 +52,7 @@
 #include "ace/ace_attach.h"
 #include "ace/ace_bits.h"
 #include "ace/ace_block_index.h"
-#include "dast/dast_base_method.h"
+#include "dime/dime_method.h"
 
 class AceOptionsParser;
 class TeraResult;
@@ -106,10 +106,11 @@ class SORV_API DimeUuidRecallOptions {
   bool noSeparators = false;
 };
 
-class SORV_API DimeUuidMethod : public DastBaseMethod {
+class SORV_API DimeUuidMethod : public DimeMethod<DimeUuidMethod, DimeUuidRecallOptions> {
  public:
   static constexpr const char* NAME = "UUID";
   static constexpr const char* MAGIC = "MUUID";
+  static constexpr const char* RECONFIGURE = "config_method = dynamic_cast<const DimeUuidMethod*>(other)";
   /// Stored in files, not to be renumbered.
   enum Options : int {
     SORTED = 1,        ///< there is a sortArray
@@ -124,19 +125,13 @@ class SORV_API DimeUuidMethod : public DastBaseMethod {
   int parse_options(const char* config_string);
 
   using DastBaseMethod::make;
-  using DastBaseMethod::reconfigure;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;
   void clean() override;
-  int magic() const override;
-  const char* get_name() const override { return NAME; }
-  int reconfigure(const DastDetectorInterface* other) override;
-  int reconfigure(const DastBaseMethod* other) override;
   const TeraMap* get_map() const override { return nullptr; }
   VInt read(AceFile* file) override;
   VInt save(AceFile* file) override;
 
-  int configure_recall_options(const char* options) override;
   /// The map is not used.
   int configure_build_options(const char* options, const TeraMap* map) override;
   TeraQuery* eval(DastOptions::Call call, const char* query, AceReporter* rep) const override;
@@ -190,8 +185,7 @@ class SORV_API DimeUuidMethod : public DastBaseMethod {
   Large numValues = 0;
   int optionFlags = 0;
   bool isMapped = false;  // the arrays point into a mapping
-  DimeUuidRecallOptions recallOpts;
-  AceAttach memAt;  // holds them otherwise
+  AceAttach memAt;        // holds them otherwise
 };
 
 /// Makes sure that the method is known, for hosts that link statically.

@@ -52,7 +52,7 @@
 
 #include <string>
 
-#include "dast/dast_base_method.h"
+#include "dime/dime_method.h"
 #include "dime/dime_recall_options.h"
 #include "tera/tera_amortized_query.h"
 #include "tera/tera_eval.h"
@@ -120,10 +120,11 @@ class SORV_API WordsAmortizedQuery : public TeraAmortizedQuery {
   std::vector<int> wordWeights;  // tokens
 };
 
-class SORV_API DimeWordsMethod : public DastBaseMethod {
+class SORV_API DimeWordsMethod : public DimeMethod<DimeWordsMethod, DimeWordsRecallOptions> {
  public:
   static constexpr const char* NAME = "WORDS";
   static constexpr const char* MAGIC = "WORDS";
+  static constexpr const char* RECONFIGURE = "config_method = dynamic_cast <const DimeWordsMethod*> (method)";
   /// Stored in files, not to be renumbered.
   enum Features : int {
     HAS_DIRECT_HIT = 1,  ///< there are lists of single words
@@ -140,23 +141,17 @@ class SORV_API DimeWordsMethod : public DastBaseMethod {
   int init(const TeraMap* map);
 
   using DastBaseMethod::make;
-  using DastBaseMethod::reconfigure;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
   /// -1 also without a file name: part of the values may wait in "name.chunk". -2 for a value that cannot be
   /// given back as it was.
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;
   int make(WordsReader* reader, int flags, AceReporter* rep);
   void clean() override;
-  int magic() const override;
-  const char* get_name() const override { return NAME; }
-  int reconfigure(const DastDetectorInterface* other) override;
-  int reconfigure(const DastBaseMethod* other) override;
   const TeraMap* get_map() const override { return multiStruct.get_tera_map(); }
   VInt read(AceFile* file) override;
   VInt save(AceFile* file) override;
   bool is_parallelizable() const override { return multiStruct.is_parallelizable() != 0; }
 
-  int configure_recall_options(const char* options) override;
   int configure_build_options(const char* options, const TeraMap* map) override;
   TeraQuery* eval(DastOptions::Call call, const char* query, AceReporter* rep) const override;
   const char* show(Large id, AceAttach* at) const override;
@@ -198,7 +193,6 @@ class SORV_API DimeWordsMethod : public DastBaseMethod {
   std::string skipExport;
   std::string skipFile;
   std::string phoneTrafo;
-  DimeWordsRecallOptions recallOpts;
 };
 
 /// Makes sure that the method is known, for hosts that link statically.

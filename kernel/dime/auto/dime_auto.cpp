@@ -47,10 +47,6 @@ DimeAutoMethod::DimeAutoMethod() = default;
 
 DimeAutoMethod::~DimeAutoMethod() = default;
 
-int DimeAutoMethod::magic() const {
-  return magic_number(MAGIC);
-}
-
 int DimeAutoMethod::init(const TeraMap* map) {
   std::unique_ptr<TeraTransform> trafo;
   if (dime_make_phonetics(phoneTrafo, &trafo) < 0) return -1;
@@ -63,24 +59,6 @@ int DimeAutoMethod::configure_build_options(const char* options, const TeraMap* 
   if (parse_options(options) < 0)
     return ace_error(__FILE__, __LINE__, "parse_options(config_string)", -1, 0, -1);
   if (init(map) < 0) return ace_error(__FILE__, __LINE__, "init(map)", -1, 0, -1);
-  return 0;
-}
-
-int DimeAutoMethod::configure_recall_options(const char* options) {
-  return recallOpts.apply(options);
-}
-
-int DimeAutoMethod::reconfigure(const DastBaseMethod* other) {
-  return reconfigure(static_cast<const DastDetectorInterface*>(other));
-}
-
-int DimeAutoMethod::reconfigure(const DastDetectorInterface* other) {
-  const auto* config_method = dynamic_cast<const DimeAutoMethod*>(other);
-  if (config_method == nullptr)
-    return ace_error(__FILE__, __LINE__, "config_method = dynamic_cast<const DimeAutoMethod*> (method)", -1,
-                     0, -1);
-  autoFeatures = config_method->autoFeatures;
-  recallOpts.configure(config_method->recallOpts);
   return 0;
 }
 

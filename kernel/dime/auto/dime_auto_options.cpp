@@ -1,6 +1,5 @@
 // The options of the AUTO method: what can be said, and what the call modes make of it.
 #include <cstring>
-#include <mutex>
 
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
@@ -9,6 +8,7 @@
 #include "ace/ace_reporter.h"
 #include "dime/dime_auto.h"
 #include "dime/dime_detect_settings.h"
+#include "dime/method/dime_parse_internal.h"
 
 namespace {
 
@@ -68,10 +68,8 @@ AceOptionsParser* DimeAutoMethod::get_parser() {
 }
 
 int DimeAutoMethod::parse_options(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* const parser = get_parser();
-  if (const int rc = parser->parse(config_string, AceReporter::use_default()); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, AceReporter::use_default());
+  if (parser.has_failed()) return -1;
   makeOpt = (parser->get_bool_value("fast") ? FAST : 0) |
             (parser->get_bool_value("allow_wild") ? ALLOW_WILD : 0) |
             (parser->get_bool_value("path_compress") ? PATH_COMPRESS : 0);
@@ -81,13 +79,11 @@ int DimeAutoMethod::parse_options(const char* config_string) {
 }
 
 int DimeAutoRecallOptions::apply(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* const parser = get_parser();
   AceReporter* const rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep, "parser->parse(string, rep)");
+  if (parser.has_failed()) return -1;
   DimeAutoRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) return -1;
+  if (parsed.primaryOptions.assign(parser.get()) < 0) return -1;
   parsed.noGlob = parser->get_bool_value("no_glob");
   parsed.noTranspose = parser->get_bool_value("no_transpose");
   parsed.splitAtUnmapped = parser->get_bool_value("split_unmapped");

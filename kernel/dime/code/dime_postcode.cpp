@@ -84,10 +84,6 @@ DimePostCodeMethod::DimePostCodeMethod() = default;
 
 DimePostCodeMethod::~DimePostCodeMethod() = default;
 
-int DimePostCodeMethod::magic() const {
-  return magic_number(MAGIC);
-}
-
 int DimePostCodeMethod::configure_build_options(const char* options, const TeraMap* map) {
   if (options != nullptr && options[0] != '\0') {
     AceReporter::use_default()->ev_wprintf("Unknown build option(s) '%s' for postcode method\n", options);
@@ -95,19 +91,6 @@ int DimePostCodeMethod::configure_build_options(const char* options, const TeraM
   }
   if (map == nullptr || autoStruct.init(map, nullptr) < 0)
     return ace_error(__FILE__, __LINE__, "autoStruct.init(map, nullptr)", -1, 0, -1);
-  return 0;
-}
-
-int DimePostCodeMethod::reconfigure(const DastBaseMethod* other) {
-  return reconfigure(static_cast<const DastDetectorInterface*>(other));
-}
-
-int DimePostCodeMethod::reconfigure(const DastDetectorInterface* other) {
-  const auto* config_method = dynamic_cast<const DimePostCodeMethod*>(other);
-  if (config_method == nullptr)
-    return ace_error(__FILE__, __LINE__, "config_method = dynamic_cast<const DimePostCodeMethod*> (method)",
-                     -1, 0, -1);
-  recallOpts.configure(config_method->recallOpts);
   return 0;
 }
 

@@ -1,7 +1,6 @@
 // The options of the POSTCODE method.
 #include <algorithm>
 #include <charconv>
-#include <mutex>
 #include <string_view>
 
 #include "ace/ace_error.h"
@@ -9,6 +8,7 @@
 #include "ace/ace_options_parser.h"
 #include "ace/ace_reporter.h"
 #include "dime/dime_postcode.h"
+#include "dime/method/dime_parse_internal.h"
 
 namespace {
 
@@ -79,13 +79,11 @@ int DimePostCodeRecallOptions::set_weights(const char* text) {
 }
 
 int DimePostCodeRecallOptions::apply(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* const parser = get_parser();
   AceReporter* const rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   DimePostCodeRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) return -1;
+  if (parsed.primaryOptions.assign(parser.get()) < 0) return -1;
   parsed.noGlob = parser->get_bool_value("no_glob");
   parsed.noTranspose = parser->get_bool_value("no_transpose");
   parsed.levenComp = parser->get_bool_value("leven_comp");

@@ -2,14 +2,13 @@
 
 #include <pcre.h>
 
-#include <mutex>
-
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
 #include "ace/ace_magic.h"
 #include "ace/ace_options_parser.h"
 #include "ace/ace_reporter.h"
 #include "dast/dast_magic_constructor.h"
+#include "dime/method/dime_parse_internal.h"
 #include "tera/tera_eval.h"
 #include "tera/tera_result.h"
 #include "tera/tera_scan_graph.h"
@@ -92,11 +91,9 @@ bool DimePremiseRecallOptions::is_valid() const {
 }
 
 int DimePremiseRecallOptions::apply(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
   AceReporter* rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   DimePremiseRecallOptions parsed;
   parsed.penalizeExtensionInRange = parser->get_bool_value("extension_penalty");
   parsed.useLcs = parser->get_bool_value("use_lcs");
@@ -136,10 +133,6 @@ VInt DimePremiseRecallOptions::read(AceFile* file) {
 
 // ---------------------------------------------------------------- method
 
-int DimePremiseMethod::magic() const {
-  return magic_number(MAGIC);
-}
-
 int DimePremiseMethod::init() {
   patternDetector.set_compile_options(PCRE_UTF8);  // without other digits than 0 to 9
   return patternDetector.init(NUM_SHAPES, SHAPES, nullptr, nullptr);
@@ -173,19 +166,6 @@ TeraQuery* DimePremiseMethod::eval(DastOptions::Call call, const char* query, Ac
   if (query == nullptr) return nullptr;
   return new DimePremiseQuery(query,
                               call == DastOptions::EXACT ? DimePremiseRecallOptions::exact() : recallOpts);
-}
-
-int DimePremiseMethod::reconfigure(const DastBaseMethod* other) {
-  return reconfigure(static_cast<const DastDetectorInterface*>(other));
-}
-
-int DimePremiseMethod::reconfigure(const DastDetectorInterface* other) {
-  const auto* config_method = dynamic_cast<const DimePremiseMethod*>(other);
-  if (config_method == nullptr)
-    return ace_error(__FILE__, __LINE__, "config_method = dynamic_cast<const DimePremiseMethod*> (method)",
-                     -1, 0, -1);
-  recallOpts.configure(config_method->recallOpts);
-  return 0;
 }
 
 VInt DimePremiseMethod::save(AceFile* file) {

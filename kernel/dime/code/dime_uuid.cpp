@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <mutex>
 #include <numeric>
 #include <vector>
 
@@ -12,6 +11,7 @@
 #include "ace/ace_options_parser.h"
 #include "dast/dast_field_flags.h"
 #include "dast/dast_magic_constructor.h"
+#include "dime/method/dime_parse_internal.h"
 #include "dime/method/dime_values_internal.h"
 #include "tera/store/tera_progress_internal.h"
 #include "tera/tera_query_kinds.h"
@@ -107,10 +107,8 @@ AceOptionsParser* DimeUuidMethod::get_parser() {
 }
 
 int DimeUuidRecallOptions::apply(const char* string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
-  if (const int rc = parser->parse(string, AceReporter::use_default()); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), string, AceReporter::use_default(), "parser->parse(string, rep)");
+  if (parser.has_failed()) return -1;
   capitalLetters = parser->get_bool_value("capital");
   noSeparators = parser->get_bool_value("no_sep");
   return 0;
@@ -132,39 +130,16 @@ VInt DimeUuidRecallOptions::read(AceFile* file) {
 }
 
 int DimeUuidMethod::parse_options(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
-  if (const int rc = parser->parse(config_string, AceReporter::use_default()); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, AceReporter::use_default());
+  if (parser.has_failed()) return -1;
   optionFlags = (parser->get_bool_value("sorted") ? SORTED : 0) |
                 (parser->get_bool_value("skip_invalid") ? SKIP_INVALID : 0);
   return 0;
 }
 
-int DimeUuidMethod::configure_recall_options(const char* options) {
-  return recallOpts.apply(options);
-}
-
 int DimeUuidMethod::configure_build_options(const char* options, const TeraMap*) {
   if (parse_options(options) < 0)
     return ace_error(__FILE__, __LINE__, "parse_options(config_string)", -1, 0, -1);
-  return 0;
-}
-
-int DimeUuidMethod::magic() const {
-  return magic_number(MAGIC);
-}
-
-int DimeUuidMethod::reconfigure(const DastBaseMethod* other) {
-  return reconfigure(static_cast<const DastDetectorInterface*>(other));
-}
-
-int DimeUuidMethod::reconfigure(const DastDetectorInterface* other) {
-  const auto* config_method = dynamic_cast<const DimeUuidMethod*>(other);
-  if (config_method == nullptr)
-    return ace_error(__FILE__, __LINE__, "config_method = dynamic_cast<const DimeUuidMethod*>(other)", -1, 0,
-                     -1);
-  recallOpts.configure(config_method->recallOpts);
   return 0;
 }
 

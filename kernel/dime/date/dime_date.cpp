@@ -84,10 +84,6 @@ DimeDateMethod::DimeDateMethod() = default;
 
 DimeDateMethod::~DimeDateMethod() = default;
 
-int DimeDateMethod::magic() const {
-  return magic_number(MAGIC);
-}
-
 int DimeDateMethod::configure_build_options(const char* options, const TeraMap* map) {
   if (parse_options(options) < 0)
     return ace_error(__FILE__, __LINE__, "parse_options(config_string)", -1, 0, -1);
@@ -95,19 +91,6 @@ int DimeDateMethod::configure_build_options(const char* options, const TeraMap* 
   if (prepareMap.copy(used) < 0 || datesAuto.init(&prepareMap, nullptr) < 0 ||
       DimeDateText::make_month_finder(&monthFinder) < 0)
     return ace_error(__FILE__, __LINE__, "init(map)", -1, 0, -1);
-  return 0;
-}
-
-int DimeDateMethod::reconfigure(const DastBaseMethod* other) {
-  return reconfigure(static_cast<const DastDetectorInterface*>(other));
-}
-
-int DimeDateMethod::reconfigure(const DastDetectorInterface* other) {
-  const auto* config_method = dynamic_cast<const DimeDateMethod*>(other);
-  if (config_method == nullptr)
-    return ace_error(__FILE__, __LINE__, "config_method = dynamic_cast<const DimeDateMethod*> (method)", -1,
-                     0, -1);
-  recallOpts.configure(config_method->recallOpts);
   return 0;
 }
 

@@ -3,13 +3,13 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
-#include <mutex>
 
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
 #include "ace/ace_options_parser.h"
 #include "ace/ace_reporter.h"
 #include "dime/dime_date.h"
+#include "dime/method/dime_parse_internal.h"
 
 namespace {
 
@@ -72,11 +72,9 @@ AceOptionsParser* DimeDateMethod::get_parser() {
 }
 
 int DimeDateMethod::parse_options(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* const parser = get_parser();
   AceReporter* const rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   const char* const name = parser->get_string_value("format");
   const int format = get_date_format(name);
   if (format < 0) {
@@ -94,13 +92,11 @@ bool DimeDateRecallOptions::is_valid() const {
 }
 
 int DimeDateRecallOptions::apply(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* const parser = get_parser();
   AceReporter* const rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   DimeDateRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) return -1;
+  if (parsed.primaryOptions.assign(parser.get()) < 0) return -1;
   const int model = find_choice("dist", parser->get_string_value("dist"), MODELS);
   const int method = find_choice("smth", parser->get_string_value("smth"), METHODS);
   if (model < 0 || method < 0) return -1;

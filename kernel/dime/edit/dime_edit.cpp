@@ -71,10 +71,6 @@ DimeEditMethod::DimeEditMethod() = default;
 
 DimeEditMethod::~DimeEditMethod() = default;
 
-int DimeEditMethod::magic() const {
-  return magic_number(MAGIC);
-}
-
 int DimeEditMethod::init(const TeraMap* map) {
   std::unique_ptr<TeraTransform> trafo;
   if (dime_make_phonetics(phoneTrafo, &trafo) < 0) return -1;
@@ -87,23 +83,6 @@ int DimeEditMethod::configure_build_options(const char* options, const TeraMap* 
   if (parse_options(options) < 0)
     return ace_error(__FILE__, __LINE__, "parse_options(config_string)", -1, 0, -1);
   if (init(map) < 0) return ace_error(__FILE__, __LINE__, "init(map)", -1, 0, -1);
-  return 0;
-}
-
-int DimeEditMethod::configure_recall_options(const char* options) {
-  return recallOpts.apply(options);
-}
-
-int DimeEditMethod::reconfigure(const DastBaseMethod* other) {
-  return reconfigure(static_cast<const DastDetectorInterface*>(other));
-}
-
-int DimeEditMethod::reconfigure(const DastDetectorInterface* other) {
-  const auto* config_method = dynamic_cast<const DimeEditMethod*>(other);
-  if (config_method == nullptr)
-    return ace_error(__FILE__, __LINE__, "config_method = dynamic_cast<const DimeEditMethod*> (method)", -1,
-                     0, -1);
-  recallOpts.configure(config_method->recallOpts);
   return 0;
 }
 

@@ -1,6 +1,5 @@
 // The options of the EDIT method: what can be said, and what the call modes make of it.
 #include <cstring>
-#include <mutex>
 
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
@@ -9,6 +8,7 @@
 #include "ace/ace_reporter.h"
 #include "dime/dime_detect_settings.h"
 #include "dime/dime_edit.h"
+#include "dime/method/dime_parse_internal.h"
 
 namespace {
 
@@ -65,13 +65,11 @@ AceOptionsParser* DimeEditMethod::get_parser() {
 }
 
 int DimeEditRecallOptions::apply(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
   AceReporter* rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   DimeEditRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) return -1;
+  if (parsed.primaryOptions.assign(parser.get()) < 0) return -1;
   parsed.noGlob = parser->get_bool_value("no_glob");
   parsed.noTranspose = parser->get_bool_value("no_transpose");
   parsed.subsetCont = parser->get_bool_value("subset_cont");
@@ -181,11 +179,9 @@ VInt DimeEditRecallOptions::read(AceFile* file) {
 }
 
 int DimeEditMethod::parse_options(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
   AceReporter* rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   const int filter = parser->get_int_value("filter");
   if (filter < 0 || filter > TeraEdit::MAX_FILTER || parser->get_int_value("refine") < 0) {
     rep->ev_wprintf("A filter from 0 to %d and a refinement from 0 on expected, %d and %d found\n",

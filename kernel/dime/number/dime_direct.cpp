@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cstring>
 #include <limits>
-#include <mutex>
 #include <span>
 #include <vector>
 
@@ -15,6 +14,7 @@
 #include "ace/ace_options_parser.h"
 #include "dast/dast_field_flags.h"
 #include "dast/dast_magic_constructor.h"
+#include "dime/method/dime_parse_internal.h"
 #include "dime/method/dime_values_internal.h"
 #include "dime/number/dime_number_text_internal.h"
 #include "tera/tera_query_kinds.h"
@@ -74,13 +74,11 @@ AceOptionsParser* DimeDirectMethod::get_parser() {
 }
 
 int DimeDirectRecallOptions::apply(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
   AceReporter* rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   DimeDirectRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) return -1;
+  if (parsed.primaryOptions.assign(parser.get()) < 0) return -1;
   parsed.logMax = parser->get_int_value("log_max");
   parsed.scaleFactor = parser->get_int_value("factor");
   if (parsed.logMax < 0 || parsed.scaleFactor < 0) {
@@ -119,38 +117,15 @@ VInt DimeDirectRecallOptions::read(AceFile* file) {
 }
 
 int DimeDirectMethod::parse_options(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
-  if (const int rc = parser->parse(config_string, AceReporter::use_default()); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, AceReporter::use_default());
+  if (parser.has_failed()) return -1;
   directFeatures = parser->get_bool_value("secondary") ? 0 : IS_PRIMARY;
   return 0;
-}
-
-int DimeDirectMethod::configure_recall_options(const char* options) {
-  return recallOpts.apply(options);
 }
 
 int DimeDirectMethod::configure_build_options(const char* options, const TeraMap*) {
   if (parse_options(options) < 0)
     return ace_error(__FILE__, __LINE__, "parse_options(config_string)", -1, 0, -1);
-  return 0;
-}
-
-int DimeDirectMethod::magic() const {
-  return magic_number(MAGIC);
-}
-
-int DimeDirectMethod::reconfigure(const DastBaseMethod* other) {
-  return reconfigure(static_cast<const DastDetectorInterface*>(other));
-}
-
-int DimeDirectMethod::reconfigure(const DastDetectorInterface* other) {
-  const auto* config_method = dynamic_cast<const DimeDirectMethod*>(other);
-  if (config_method == nullptr)
-    return ace_error(__FILE__, __LINE__, "config_method = dynamic_cast<const DimeDirectMethod*> (method)", -1,
-                     0, -1);
-  recallOpts.configure(config_method->recallOpts);
   return 0;
 }
 

@@ -106,30 +106,9 @@ struct DimeDoubleMethod::ValueList {
   DimeSkippedValues cut;  // with something behind the number
 };
 
-int DimeDoubleMethod::magic() const {
-  return magic_number(MAGIC);
-}
-
-int DimeDoubleMethod::configure_recall_options(const char* options) {
-  return recallOpts.apply(options);
-}
-
 int DimeDoubleMethod::configure_build_options(const char* options, const TeraMap*) {
   if (parse_options(options) < 0)
     return ace_error(__FILE__, __LINE__, "parse_options(config_string)", -1, 0, -1);
-  return 0;
-}
-
-int DimeDoubleMethod::reconfigure(const DastBaseMethod* other) {
-  return reconfigure(static_cast<const DastDetectorInterface*>(other));
-}
-
-int DimeDoubleMethod::reconfigure(const DastDetectorInterface* other) {
-  const auto* config_method = dynamic_cast<const DimeDoubleMethod*>(other);
-  if (config_method == nullptr)
-    return ace_error(__FILE__, __LINE__, "config_method = dynamic_cast<const DimeDoubleMethod*> (method)", -1,
-                     0, -1);
-  recallOpts.configure(config_method->recallOpts);
   return 0;
 }
 

@@ -3,13 +3,13 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <mutex>
 
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
 #include "ace/ace_options_parser.h"
 #include "ace/ace_reporter.h"
 #include "dime/dime_double.h"
+#include "dime/method/dime_parse_internal.h"
 
 namespace {
 
@@ -67,13 +67,11 @@ bool DimeDoubleRecallOptions::is_valid() const {
 }
 
 int DimeDoubleRecallOptions::apply(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
   AceReporter* rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   DimeDoubleRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) return -1;
+  if (parsed.primaryOptions.assign(parser.get()) < 0) return -1;
   parsed.scaleFactor = parser->get_int_value("factor") / FACTOR_UNIT;
   parsed.minIntPlaces = parser->get_int_value("min_int_place");
   parsed.numDecPlaces = parser->get_int_value("num_dec_place");
@@ -135,11 +133,9 @@ VInt DimeDoubleRecallOptions::read(AceFile* file) {
 }
 
 int DimeDoubleMethod::parse_options(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
   AceReporter* rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   const double smallest = parser->get_double_value("smallest");
   if (!std::isfinite(smallest)) {
     rep->ev_wprintf("A finite number expected as smallest, %g found\n", smallest);

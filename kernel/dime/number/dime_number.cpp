@@ -137,34 +137,13 @@ class LeadingQuery : public TeraStandardQuery {
 
 void DimeNumberMethod_init() {}
 
-int DimeNumberMethod::magic() const {
-  return magic_number(MAGIC);
-}
-
 const TeraMap* DimeNumberMethod::get_map() const {
   return &number_map();
-}
-
-int DimeNumberMethod::configure_recall_options(const char* options) {
-  return recallOpts.apply(options);
 }
 
 int DimeNumberMethod::configure_build_options(const char* options, const TeraMap*) {
   if (parse_options(options) < 0)
     return ace_error(__FILE__, __LINE__, "parse_options(config_string)", -1, 0, -1);
-  return 0;
-}
-
-int DimeNumberMethod::reconfigure(const DastBaseMethod* other) {
-  return reconfigure(static_cast<const DastDetectorInterface*>(other));
-}
-
-int DimeNumberMethod::reconfigure(const DastDetectorInterface* other) {
-  const auto* config_method = dynamic_cast<const DimeNumberMethod*>(other);
-  if (config_method == nullptr)
-    return ace_error(__FILE__, __LINE__, "config_method = dynamic_cast <const DimeNumberMethod*> (method)",
-                     -1, 0, -1);
-  recallOpts.configure(config_method->recallOpts);
   return 0;
 }
 

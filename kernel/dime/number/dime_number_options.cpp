@@ -1,6 +1,5 @@
 // The options of the NUMBER method: what can be said, and what the call modes make of it.
 #include <cctype>
-#include <mutex>
 
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
@@ -8,6 +7,7 @@
 #include "ace/ace_reporter.h"
 #include "dime/dime_detect_settings.h"
 #include "dime/dime_number.h"
+#include "dime/method/dime_parse_internal.h"
 
 namespace {
 
@@ -50,13 +50,11 @@ AceOptionsParser* DimeNumberMethod::get_parser() {
 }
 
 int DimeNumberRecallOptions::apply(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
   AceReporter* rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   DimeNumberRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) return -1;
+  if (parsed.primaryOptions.assign(parser.get()) < 0) return -1;
   parsed.doTranspose = parser->get_bool_value("do_transpose");
   parsed.noNormalization = parser->get_bool_value("no_normalization");
   parsed.allowWildcards = parser->get_bool_value("allow_wildcards");
@@ -132,11 +130,9 @@ VInt DimeNumberRecallOptions::read(AceFile* file) {
 }
 
 int DimeNumberMethod::parse_options(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
   AceReporter* rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   const int digits = parser->get_int_value("num_digits");
   const char leading = parser->get_char_value("leading");
   if (digits < 0 || digits > MAX_DIGITS || std::isxdigit(static_cast<unsigned char>(leading)) == 0) {

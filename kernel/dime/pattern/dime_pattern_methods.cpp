@@ -1,7 +1,6 @@
 #include "dime/dime_pattern_methods.h"
 
 #include <cstring>
-#include <mutex>
 #include <string_view>
 
 #include "ace/ace_error.h"
@@ -11,6 +10,7 @@
 #include "ace/ace_options_parser.h"
 #include "ace/ace_reporter.h"
 #include "dast/dast_magic_constructor.h"
+#include "dime/method/dime_parse_internal.h"
 #include "dime/pattern/dime_expression_internal.h"
 #include "tera/tera_query.h"
 #include "tera/tera_string_trie.h"
@@ -153,10 +153,8 @@ AceOptionsParser* DimeRegexpRecallOptions::get_parser() {
 }
 
 int DimeRegexpRecallOptions::apply(const char* options, AceReporter* rep) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
-  if (const int rc = parser->parse(options, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), options, rep, "parser->parse(string, rep)");
+  if (parser.has_failed()) return -1;
   ignoreCase = parser->get_bool_value("ignore_case");
   return 0;
 }

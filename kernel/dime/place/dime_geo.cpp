@@ -2,7 +2,6 @@
 
 #include <charconv>
 #include <cmath>
-#include <mutex>
 
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
@@ -10,6 +9,7 @@
 #include "ace/ace_options_parser.h"
 #include "ace/ace_reporter.h"
 #include "dast/dast_magic_constructor.h"
+#include "dime/method/dime_parse_internal.h"
 
 namespace {
 
@@ -141,10 +141,8 @@ AceOptionsParser* DimeGeoRecallOptions::get_parser() {
 }
 
 int DimeGeoRecallOptions::apply(const char* config_string, AceReporter* rep) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   unitCord = {parser->get_int_value("xunit"), parser->get_int_value("yunit")};
   approxHit = {parser->get_int_value("hitcircle_approx"), parser->get_int_value("half_approx")};
   completeHit = {parser->get_int_value("hitcircle_complete"), parser->get_int_value("half_complete")};
@@ -200,10 +198,6 @@ VInt DimeGeoRecallOptions::read(AceFile* file) {
 
 // ---------------------------------------------------------------- method
 
-int DimeGeoMethod::magic() const {
-  return magic_number(MAGIC);
-}
-
 TeraQuery* DimeGeoMethod::eval(DastOptions::Call call, const char* query, AceReporter*) const {
   return new GeoQuery(query, recallOpts.get_geo_hit(call), recallOpts.get_unit_cord());
 }
@@ -213,17 +207,9 @@ int DimeGeoMethod::get_items(int, const Large** ids, AceAttach*) const {
   return -1;
 }
 
-int DimeGeoMethod::reconfigure(const DastBaseMethod* other) {
-  return reconfigure(static_cast<const DastDetectorInterface*>(other));
-}
-
 int DimeGeoMethod::reconfigure(const DastDetectorInterface* other) {
-  const auto* config_method = dynamic_cast<const DimeGeoMethod*>(other);
-  if (config_method == nullptr)
-    return ace_error(__FILE__, __LINE__, "config_method = dynamic_cast<const DimeGeoMethod*> (method)", -1, 0,
-                     -1);
-  geoFeatures = config_method->geoFeatures;
-  recallOpts.configure(config_method->recallOpts);
+  if (DimeMethod::reconfigure(other) < 0) return -1;
+  geoFeatures = static_cast<const DimeGeoMethod*>(other)->geoFeatures;
   return 0;
 }
 

@@ -51,10 +51,6 @@ DimeWordsMethod::DimeWordsMethod() = default;
 
 DimeWordsMethod::~DimeWordsMethod() = default;
 
-int DimeWordsMethod::magic() const {
-  return magic_number(MAGIC);
-}
-
 // ---------------------------------------------------------------- building
 
 int DimeWordsMethod::init(const TeraMap* map) {
@@ -69,23 +65,6 @@ int DimeWordsMethod::configure_build_options(const char* options, const TeraMap*
   if (parse_options(options) < 0)
     return ace_error(__FILE__, __LINE__, "parse_options(config_string)", -1, 0, -1);
   return init(map);
-}
-
-int DimeWordsMethod::configure_recall_options(const char* options) {
-  return recallOpts.apply(options);
-}
-
-int DimeWordsMethod::reconfigure(const DastBaseMethod* other) {
-  return reconfigure(static_cast<const DastDetectorInterface*>(other));
-}
-
-int DimeWordsMethod::reconfigure(const DastDetectorInterface* other) {
-  const auto* config_method = dynamic_cast<const DimeWordsMethod*>(other);
-  if (config_method == nullptr)
-    return ace_error(__FILE__, __LINE__, "config_method = dynamic_cast <const DimeWordsMethod*> (method)", -1,
-                     0, -1);
-  recallOpts.configure(config_method->recallOpts);
-  return 0;
 }
 
 int DimeWordsMethod::index_options(int flags) const {

@@ -1,6 +1,5 @@
 // The options of the WORDS method: what can be said, and what the call modes make of it.
 #include <cstring>
-#include <mutex>
 
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
@@ -9,6 +8,7 @@
 #include "ace/ace_reporter.h"
 #include "dime/dime_detect_settings.h"
 #include "dime/dime_words.h"
+#include "dime/method/dime_parse_internal.h"
 
 namespace {
 
@@ -107,13 +107,11 @@ AceOptionsParser* DimeWordsMethod::get_parser() {
 }
 
 int DimeWordsRecallOptions::apply(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
   AceReporter* rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   DimeWordsRecallOptions parsed;
-  if (parsed.primaryOptions.assign(parser) < 0) return -1;
+  if (parsed.primaryOptions.assign(parser.get()) < 0) return -1;
   parsed.doReeval = parser->get_bool_value("reeval");
   parsed.noTeaser = parser->get_bool_value("no_teaser");
   parsed.splitAtUnmapped = parser->get_bool_value("split_unmapped");
@@ -237,11 +235,9 @@ VInt DimeWordsRecallOptions::read(AceFile* file) {
 // ---------------------------------------------------------------- building
 
 int DimeWordsMethod::parse_options(const char* config_string) {
-  const std::scoped_lock lock(dast_options_mutex());
-  AceOptionsParser* parser = get_parser();
   AceReporter* rep = AceReporter::use_default();
-  if (const int rc = parser->parse(config_string, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(config_string, rep)", rc, 0, -1);
+  const DimeParse parser(get_parser(), config_string, rep);
+  if (parser.has_failed()) return -1;
   const int filter = parser->get_int_value("filter");
   const int sort = parser->get_int_value("sort");
   if (filter < 0 || filter > TeraEdit::MAX_FILTER || parser->get_int_value("refine") < 0 || sort < 1 ||
