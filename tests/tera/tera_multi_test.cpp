@@ -1,8 +1,11 @@
 #include "tera/tera_multi.h"
 
 #include <algorithm>
+#include <fstream>
 #include <map>
 #include <memory>
+#include <sstream>
+#include <unordered_map>
 
 #include "ace/ace_exception.h"
 #include "ace/ace_file.h"
@@ -159,11 +162,8 @@ int pair_quality(const Asked& asked, const oracle::MultiWords& query, const orac
   return quality >= asked.minWord ? quality : 0;
 }
 
-int expected_quality(const Asked& asked, const std::string& query, const std::string& line) {
-  const oracle::MultiWords from(query, asked.rules, true), to(line, asked.rules, false);
-  const auto pair = [&](const auto& words, const auto& a, const auto& b) {
-    return pair_quality(asked, words, a, b);
-  };
+int quality_by(const Asked& asked, const oracle::MultiWords& from, const oracle::MultiWords& to,
+               const oracle::MultiPair& pair) {
   const oracle::MultiBest best = oracle::best_pairs(from, to, pair);
   if (best.weight == 0) return 0;
   if ((asked.options & TeraMulti::REEVALUATE) != 0 && best.covered < static_cast<int>(from.atoms.size()))
@@ -172,6 +172,13 @@ int expected_quality(const Asked& asked, const std::string& query, const std::st
   const int value =
       std::clamp(fine(255 * from.tokens(), static_cast<int>(best.weight), 255 * to.tokens()), 0, 255);
   return from == to ? value : std::min(value, 254);
+}
+
+int expected_quality(const Asked& asked, const std::string& query, const std::string& line) {
+  const auto pair = [&](const auto& words, const auto& a, const auto& b) {
+    return pair_quality(asked, words, a, b);
+  };
+  return quality_by(asked, {query, asked.rules, true}, {line, asked.rules, false}, pair);
 }
 
 /// Whether the query has a pair in the line with a word that is not skipped, or skipped ones alone.
@@ -256,6 +263,130 @@ TEST(TeraMulti, finds_every_line_that_is_worth_it_and_none_else) {
       }
     }
   }
+}
+
+namespace {
+
+/// Letters, digits, hyphens and dots of the words of a text, those without letters and digits left out.
+Lines plain_words(const std::string& text) {
+  std::istringstream input(text);
+  Lines words;
+  for (std::string word; input >> word;) {
+    std::erase_if(word, [](unsigned char c) { return std::isalnum(c) == 0 && c != '-' && c != '.'; });
+    if (oracle::multi_tokens(word) > 0) words.push_back(word);
+  }
+  return words;
+}
+
+std::string joined(const Lines& words, std::size_t from, std::size_t count) {
+  std::string line;
+  for (std::size_t i = from; i < std::min(from + count, words.size()); ++i)
+    line += (i > from ? " " : "") + words[i];
+  return line;
+}
+
+/// The names of characters, and runs of the descriptions of what is installed here (of these names where
+/// nothing is).
+Lines real_lines(std::size_t count, samples::Random& random) {
+  Lines lines;
+  Lines words;
+  std::ifstream names(TEST_UNICODE_DATA);
+  for (std::string line; std::getline(names, line) && lines.size() < count / 2;) {
+    const std::size_t start = line.find(';') + 1;
+    const Lines name = plain_words(line.substr(start, line.find(';', start) - start));
+    if (!name.empty()) lines.push_back(joined(name, 0, name.size()));
+    if (words.size() < count / 8) words.insert(words.end(), name.begin(), name.end());
+  }
+  std::ifstream packages("/var/lib/dpkg/status");
+  Lines described;
+  for (std::string line; std::getline(packages, line);)
+    if (!line.empty() && line[0] == ' ')
+      for (std::string& word : plain_words(line)) described.push_back(std::move(word));
+  if (!described.empty()) words = std::move(described);
+  while (lines.size() < count)
+    lines.push_back(joined(words, static_cast<std::size_t>(random.below(static_cast<int>(words.size()))),
+                           static_cast<std::size_t>(1 + random.below(8))));
+  return lines;
+}
+
+/// Words of a line in any order, some with an error.
+std::string query_near(const std::string& line, samples::Random& random) {
+  Lines words = plain_words(line);
+  for (std::size_t i = words.size(); i > 1; --i)
+    std::swap(words[i - 1], words[static_cast<std::size_t>(random.below(static_cast<int>(i)))]);
+  words.resize(std::min<std::size_t>(words.size(), static_cast<std::size_t>(1 + random.below(5))));
+  for (std::string& word : words)
+    if (word.size() > 3 && random.below(2) == 0)
+      word[static_cast<std::size_t>(random.below(static_cast<int>(word.size())))] =
+          static_cast<char>('a' + random.below(26));
+  return joined(words, 0, words.size());
+}
+
+}  // namespace
+
+TEST(TeraMulti, of_many_real_lines_it_finds_those_that_are_worth_it_and_none_else) {
+  samples::Random random(17);
+  const Lines lines = real_lines(samples::SLOW ? 3000 : 200'000, random);
+  std::size_t numFound = 0;
+  struct Case {
+    int buildOptions;
+    const char* addSeps;
+    TeraEval::Model model;
+    int numQueries;
+  };
+  for (const Case& how :
+       {Case{0, nullptr, TeraEval::SHORT, 10}, Case{TeraMulti::MERGE_ENTRIES, "-", TeraEval::MEAN, 2}}) {
+    Asked asked;
+    asked.rules = {how.addSeps != nullptr ? how.addSeps : "", how.addSeps != nullptr ? 4 : 1,
+                   (how.buildOptions & TeraMulti::MERGE_ENTRIES) != 0};
+    asked.model = how.model;
+    std::vector<oracle::MultiWords> split;
+    std::unordered_map<std::string, std::size_t> numbers;  // of distinct spans
+    std::vector<const oracle::MultiSpan*> distinct;
+    std::vector<std::vector<std::size_t>> numbersOf;
+    for (const std::string& line : lines) split.emplace_back(line, asked.rules, false);
+    for (const oracle::MultiWords& words : split) {
+      numbersOf.emplace_back();
+      for (const oracle::MultiSpan& span : words.spans) {
+        const auto [place, isNew] = numbers.emplace(span.text, numbers.size());
+        if (isNew) distinct.push_back(&span);
+        numbersOf.back().push_back(place->second);
+      }
+    }
+    Plan plan;
+    plan.options |= how.buildOptions;
+    plan.addSeps = how.addSeps;
+    const auto multi = make(lines, plan);
+    for (int i = 0; i < how.numQueries; ++i) {
+      const std::string query =
+          query_near(lines[static_cast<std::size_t>(random.below(static_cast<int>(lines.size())))], random);
+      const oracle::MultiWords from(query, asked.rules, true);
+      std::vector<std::vector<int>> qualities(from.spans.size());
+      std::vector<bool> isHit(distinct.size());
+      for (std::size_t a = 0; a < from.spans.size(); ++a)
+        for (std::size_t b = 0; b < distinct.size(); ++b) {
+          qualities[a].push_back(pair_quality(asked, from, from.spans[a], *distinct[b]));
+          if (qualities[a][b] > 0) isHit[b] = true;
+        }
+      Found expected;
+      for (std::size_t k = 0; k < lines.size(); ++k) {
+        if (std::none_of(numbersOf[k].begin(), numbersOf[k].end(),
+                         [&](auto number) { return isHit[number]; }))
+          continue;
+        const auto pair = [&](const oracle::MultiWords&, const oracle::MultiSpan& a,
+                              const oracle::MultiSpan& b) {
+          const auto number = numbersOf[k][static_cast<std::size_t>(&b - split[k].spans.data())];
+          return qualities[static_cast<std::size_t>(&a - from.spans.data())][number];
+        };
+        if (const int quality = quality_by(asked, from, split[k], pair); quality >= asked.min)
+          expected[static_cast<int>(k) + 1] = quality;
+      }
+      EXPECT_EQ(recall(*multi, query, asked.options, asked.model, asked.min), expected)
+          << "query '" << query << "'";
+      numFound += expected.size();
+    }
+  }
+  EXPECT_GT(numFound, samples::SLOW ? 12U : 100U);
 }
 
 TEST(TeraMulti, lines_are_found_by_other_words_than_skip_words_unless_there_are_none) {
