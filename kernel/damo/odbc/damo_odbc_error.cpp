@@ -1,6 +1,7 @@
 // What drivers say of errors, and what can be done about the usual ones.
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 
 #include "ace/ace_exception.h"
@@ -18,10 +19,10 @@ constexpr std::size_t SHORTEST_SECRET = 4;
 
 struct Kind {
   int kind;
-  const char* lead;  // "<lead>: %d."
+  const char* condition;  // an exception has ": " and the code behind it
 };
 constexpr Kind KINDS[] = {
-    {SQL_HANDLE_ENV, "::Error in DamoODBCConnection Environment"},  // "...Environment: %d."
+    {SQL_HANDLE_ENV, "::Error in DamoODBCConnection Environment"},
     {SQL_HANDLE_DBC, "::Error in DamoODBCConnection DB Connection"},
     {SQL_HANDLE_STMT, "::Error in DamoODBCConnection Statement"},
 };
@@ -89,10 +90,13 @@ std::string DamoODBCConnection::diagnostics(int kind, std::string* states) const
 
 /// What to do where nothing is connected because something is not there.
 std::string DamoODBCConnection::hint(const std::string& states, const std::string& text) {
-  const auto sources = listDataSources();
+  if (std::strchr(sourceName, '=') != nullptr)  // which may have a password
+    return ". The name of a data source is expected, not a connection string: its settings belong into " +
+           source_files();
+  const bool isNotFound = states.find("IM002") != std::string::npos;
+  const auto sources = isNotFound ? listDataSources() : std::vector<DataSource>();
   const bool isKnown = std::any_of(sources.begin(), sources.end(),
                                    [this](const DataSource& source) { return source.name == sourceName; });
-  const bool isNotFound = states.find("IM002") != std::string::npos;
   if (isNotFound && !isKnown) {
     std::string names;
     for (const DataSource& source : sources) names += (names.empty() ? "" : ", ") + source.name;
@@ -121,7 +125,7 @@ void DamoODBCConnection::throw_error(int kind, int code) {
     } catch (const AceException&) {  // no list of data sources, either
     }
   }
-  throw AceException(known->lead, "%d.%s%s", code, text.c_str(), help.c_str());
+  throw AceException(known->condition, "%d.%s%s", code, text.c_str(), help.c_str());
 }
 
 void DamoODBCConnection::check(int kind, int code) {

@@ -106,7 +106,9 @@ TEST(DamoOdbc, tells_what_is_missing) {
   EXPECT_NE(lost.find("libsqliteodbc"), std::string::npos) << lost;
   EXPECT_NE(bare.find("'bare' has in"), std::string::npos) << bare;
   EXPECT_NE(unnamed.find("/odbcinst.ini names"), std::string::npos) << unnamed;
-  for (const std::string& text : {none, lost, bare, unnamed})
+  const std::string whole = refusal("Driver=x;Database=y;PWD=tomato");
+  EXPECT_NE(whole.find("not a connection string"), std::string::npos) << whole;
+  for (const std::string& text : {none, lost, bare, unnamed, whole})
     EXPECT_EQ(text.find("tomato"), std::string::npos) << text;
 }
 
