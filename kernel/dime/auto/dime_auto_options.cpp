@@ -15,40 +15,32 @@ namespace {
 constexpr const char* MAGIC = "AUROP";
 constexpr int FULL_WEIGHT = 100;
 
-struct RecallParser {
-  RecallParser() {
-    parser.add_flag_option("no_glob", "Do not interpret wildcards or local alternatives");
-    parser.add_flag_option("no_transpose", "Do not use transpose operations");
-    parser.add_flag_option("split_unmapped", "In scan mode, use unmapped characters as separators");
-    parser.add_int_option("orig_weight", 50, "The weight of the literal string recall when using phonetics");
-    parser.add_int_option("max_edit", 2,
-                          "Maximum number of edit operations to allow, should be between 1 and 3 inclusive");
-    parser.add_string_option(
-        "complete_markers", "",
-        "If one of these characters is at the end of a query word try to complete this word");
-    parser.add_string_option("add_seps", "",
-                             "Separators within a string that make parts standalone access keys");
-    parser.add_string_option("eval_type", TeraEval::get_mode_name(TeraEval::LEVENSHTEIN),
-                             "Algorithm used for recall");
-    parser.add_string_option("eval_model", TeraEval::get_model_name(TeraEval::REDUNDANT),
-                             "Evaluation model used for recall");
-    DimeRecallOptions(190, 255, 2500).append(&parser);
-    dast_recall_options_parser(DimeAutoMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  parser->add_flag_option("no_glob", "Do not interpret wildcards or local alternatives");
+  parser->add_flag_option("no_transpose", "Do not use transpose operations");
+  parser->add_flag_option("split_unmapped", "In scan mode, use unmapped characters as separators");
+  parser->add_int_option("orig_weight", 50, "The weight of the literal string recall when using phonetics");
+  parser->add_int_option("max_edit", 2,
+                         "Maximum number of edit operations to allow, should be between 1 and 3 inclusive");
+  parser->add_string_option(
+      "complete_markers", "",
+      "If one of these characters is at the end of a query word try to complete this word");
+  parser->add_string_option("add_seps", "",
+                            "Separators within a string that make parts standalone access keys");
+  parser->add_string_option("eval_type", TeraEval::get_mode_name(TeraEval::LEVENSHTEIN),
+                            "Algorithm used for recall");
+  parser->add_string_option("eval_model", TeraEval::get_model_name(TeraEval::REDUNDANT),
+                            "Evaluation model used for recall");
+  DimeRecallOptions(190, 255, 2500).append(parser);
+}
 
-struct BuildParser {
-  BuildParser() {
-    parser.add_flag_option("fast", "Compiles speed optimised version of structure");
-    parser.add_flag_option("allow_wild", "Automaton may contain wild card characters (*?)");
-    parser.add_flag_option("path_compress", "Optimize automaton using path compression");
-    parser.add_string_option("alias", "", "File that has aliases with weights");
-    parser.add_string_option("phonetics", "", "Phonetic transformation of index");
-    dast_build_options_parser(DimeAutoMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_build_options(AceOptionsParser* parser) {
+  parser->add_flag_option("fast", "Compiles speed optimised version of structure");
+  parser->add_flag_option("allow_wild", "Automaton may contain wild card characters (*?)");
+  parser->add_flag_option("path_compress", "Optimize automaton using path compression");
+  parser->add_string_option("alias", "", "File that has aliases with weights");
+  parser->add_string_option("phonetics", "", "Phonetic transformation of index");
+}
 
 /// "" for null, "" and "{}".
 std::string name_of(const char* text) {
@@ -58,13 +50,13 @@ std::string name_of(const char* text) {
 }  // namespace
 
 AceOptionsParser* DimeAutoRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimeAutoMethod::NAME, declare_recall_options);
+  return listed.get();
 }
 
 AceOptionsParser* DimeAutoMethod::get_parser() {
-  static BuildParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_build_options_parser, DimeAutoMethod::NAME, declare_build_options);
+  return listed.get();
 }
 
 int DimeAutoMethod::parse_options(const char* config_string) {

@@ -15,24 +15,20 @@ namespace {
 constexpr const char* MAGIC = "PCROP";
 constexpr int MAX_PENALTY = 255;
 
-struct RecallParser {
-  RecallParser() {
-    parser.add_flag_option("no_glob", "Don't use '[' and ']' for local alternatives");
-    parser.add_flag_option("no_transpose", "Deactivate transposition of characters");
-    parser.add_flag_option("leven_comp", "Use the Levenshtein based variable position comparison");
-    parser.add_int_option("restricted_length", 2, "Minimum quality during single word recall");
-    parser.add_int_option("auto_max_edit", 3, "Maximum edit distance of the automaton");
-    parser.add_int_option("lead_zero_pen", 20, "Penalty for leading zero correction");
-    parser.add_int_option("length_pen", 0, "Penalty for length differences of query and entry");
-    parser.add_string_option("eval_mode", TeraEval::get_mode_name(TeraEval::LEVENSHTEIN),
-                             "Evaluation algorithm to be used in the recall");
-    parser.add_string_option("weight_str", "5-4-3-2-1",
-                             "String representing position weights (example '5-4-3-2-1')");
-    DimeRecallOptions(190, 255, 2500).append(&parser);
-    dast_recall_options_parser(DimePostCodeMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  parser->add_flag_option("no_glob", "Don't use '[' and ']' for local alternatives");
+  parser->add_flag_option("no_transpose", "Deactivate transposition of characters");
+  parser->add_flag_option("leven_comp", "Use the Levenshtein based variable position comparison");
+  parser->add_int_option("restricted_length", 2, "Minimum quality during single word recall");
+  parser->add_int_option("auto_max_edit", 3, "Maximum edit distance of the automaton");
+  parser->add_int_option("lead_zero_pen", 20, "Penalty for leading zero correction");
+  parser->add_int_option("length_pen", 0, "Penalty for length differences of query and entry");
+  parser->add_string_option("eval_mode", TeraEval::get_mode_name(TeraEval::LEVENSHTEIN),
+                            "Evaluation algorithm to be used in the recall");
+  parser->add_string_option("weight_str", "5-4-3-2-1",
+                            "String representing position weights (example '5-4-3-2-1')");
+  DimeRecallOptions(190, 255, 2500).append(parser);
+}
 
 bool is_penalty(int value) {
   return value >= 0 && value <= MAX_PENALTY;
@@ -41,8 +37,9 @@ bool is_penalty(int value) {
 }  // namespace
 
 AceOptionsParser* DimePostCodeRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimePostCodeMethod::NAME,
+                                 declare_recall_options);
+  return listed.get();
 }
 
 int DimePostCodeRecallOptions::set_weights(const char* text) {

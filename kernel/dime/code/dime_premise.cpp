@@ -44,17 +44,13 @@ constexpr NumberOption NUMBER_OPTIONS[] = {
     {"parity_fault", &DimePremiseRecallOptions::parityFault, "Penalty for incorrect parity in range"},
     {"display_minqual", &DimePremiseRecallOptions::minDisplay, "Minimum value for display"}};
 
-struct RecallParser {
-  RecallParser() {
-    const DimePremiseRecallOptions defaults;
-    parser.add_flag_option("extension_penalty", "Penalize extensions in query if entry contains a range");
-    parser.add_flag_option("use_lcs", "Use LCS string comparison additionally");
-    for (const NumberOption& option : NUMBER_OPTIONS)
-      parser.add_int_option(option.name, defaults.*option.field, option.help);
-    dast_recall_options_parser(DimePremiseMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  const DimePremiseRecallOptions defaults;
+  parser->add_flag_option("extension_penalty", "Penalize extensions in query if entry contains a range");
+  parser->add_flag_option("use_lcs", "Use LCS string comparison additionally");
+  for (const NumberOption& option : NUMBER_OPTIONS)
+    parser->add_int_option(option.name, defaults.*option.field, option.help);
+}
 
 void mark_artificial(TeraScanGraph* graph) {
   for (int i = 0; i < graph->get_num_nodes(); ++i)
@@ -73,8 +69,8 @@ void DimePremiseMethod_init() {}
 // ---------------------------------------------------------------- options
 
 AceOptionsParser* DimePremiseRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimePremiseMethod::NAME, declare_recall_options);
+  return listed.get();
 }
 
 DimePremiseRecallOptions DimePremiseRecallOptions::exact() {

@@ -32,23 +32,15 @@ const MagicConstructor<DastBaseMethod> DastBaseMethodDimeUuidMethod_constructor(
 const bool parsersAreListed =
     DimeUuidRecallOptions::get_parser() != nullptr && DimeUuidMethod::get_parser() != nullptr;
 
-struct RecallParser {
-  RecallParser() {
-    parser.add_flag_option("capital", "Flag to display UUIDs with capital letters");
-    parser.add_flag_option("no_sep", "Flag to display UUIDs without separators");
-    dast_recall_options_parser(DimeUuidMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  parser->add_flag_option("capital", "Flag to display UUIDs with capital letters");
+  parser->add_flag_option("no_sep", "Flag to display UUIDs without separators");
+}
 
-struct BuildParser {
-  BuildParser() {
-    parser.add_flag_option("sorted", "Build a sorted array for fast search");
-    parser.add_flag_option("skip_invalid", "Skip invalid UUID entries during build");
-    dast_build_options_parser(DimeUuidMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_build_options(AceOptionsParser* parser) {
+  parser->add_flag_option("sorted", "Build a sorted array for fast search");
+  parser->add_flag_option("skip_invalid", "Skip invalid UUID entries during build");
+}
 
 /// The UUIDs that a query text means.
 struct UuidRange {
@@ -97,13 +89,13 @@ void DimeUuidMethod_init() {}
 // ---------------------------------------------------------------- options
 
 AceOptionsParser* DimeUuidRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimeUuidMethod::NAME, declare_recall_options);
+  return listed.get();
 }
 
 AceOptionsParser* DimeUuidMethod::get_parser() {
-  static BuildParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_build_options_parser, DimeUuidMethod::NAME, declare_build_options);
+  return listed.get();
 }
 
 int DimeUuidRecallOptions::apply(const char* string) {

@@ -22,29 +22,21 @@ constexpr VInt CLIFF = 256;  // days
 constexpr const char* MODELS[] = {"LINEAR", "LOG", "SQUARED"};
 constexpr const char* METHODS[] = {"TIME", "STRING", "STRING_TIME"};
 
-struct RecallParser {
-  RecallParser() {
-    parser.add_flag_option("switched", "Flag that allows additional search with switched day/month");
-    parser.add_int_option("switch_penalty", 20, "Penalty for the search with switched day/month");
-    parser.add_int_option("edit_distance", 3, "Maximum edit distance for the automaton");
-    parser.add_float_option("scale_factor", 1.0F, "Factor that scales the difference in days");
-    parser.add_string_option(
-        "dist", MODELS[0], "Distance model (how to penalize distances) Choices are: LINEAR, LOG and SQUARED");
-    parser.add_string_option("smth", METHODS[0],
-                             "Default search mode for the dates. Choices are: TIME, STRING and STRING_TIME");
-    DimeRecallOptions(190, 255, 2500).append(&parser);
-    dast_recall_options_parser(DimeDateMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  parser->add_flag_option("switched", "Flag that allows additional search with switched day/month");
+  parser->add_int_option("switch_penalty", 20, "Penalty for the search with switched day/month");
+  parser->add_int_option("edit_distance", 3, "Maximum edit distance for the automaton");
+  parser->add_float_option("scale_factor", 1.0F, "Factor that scales the difference in days");
+  parser->add_string_option(
+      "dist", MODELS[0], "Distance model (how to penalize distances) Choices are: LINEAR, LOG and SQUARED");
+  parser->add_string_option("smth", METHODS[0],
+                            "Default search mode for the dates. Choices are: TIME, STRING and STRING_TIME");
+  DimeRecallOptions(190, 255, 2500).append(parser);
+}
 
-struct BuildParser {
-  BuildParser() {
-    parser.add_string_option("format", "SIMPLE", "Order and print of dates");
-    dast_build_options_parser(DimeDateMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_build_options(AceOptionsParser* parser) {
+  parser->add_string_option("format", "SIMPLE", "Order and print of dates");
+}
 
 /// The place of a name; -1, reported, when it is none of the three.
 int find_choice(const char* option, const char* name, const char* const (&choices)[3]) {
@@ -62,13 +54,13 @@ int clamp_to_int(double value) {
 }  // namespace
 
 AceOptionsParser* DimeDateRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimeDateMethod::NAME, declare_recall_options);
+  return listed.get();
 }
 
 AceOptionsParser* DimeDateMethod::get_parser() {
-  static BuildParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_build_options_parser, DimeDateMethod::NAME, declare_build_options);
+  return listed.get();
 }
 
 int DimeDateMethod::parse_options(const char* config_string) {

@@ -16,37 +16,29 @@ constexpr const char* MAGIC = "EDROP";
 constexpr int FULL_WEIGHT = 100;
 
 /// The recall parser, declared and listed once.
-struct RecallParser {
-  RecallParser() {
-    parser.add_flag_option("no_glob", "Do not interpret wildcards or local alternatives");
-    parser.add_flag_option("no_transpose", "Do not use transpose operations");
-    parser.add_flag_option("subset_cont",
-                           "Use subset with completion (only available for SUBSET, SUPERSET or BLOCK)");
-    parser.add_flag_option("allow_wildcards", "Flag to allow wildcard queries");
-    parser.add_int_option("orig_weight", 50, "The weight of the literal string recall when using phonetics");
-    parser.add_string_option("eval_type", TeraEval::get_mode_name(TeraEval::LEVENSHTEIN),
-                             "Evaluation algorithm to be used");
-    parser.add_string_option("eval_model", TeraEval::get_model_name(TeraEval::REDUNDANT),
-                             "Evaluation model to be used");
-    DimeRecallOptions(190, 255, 2500).append(&parser);
-    dast_recall_options_parser(DimeEditMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  parser->add_flag_option("no_glob", "Do not interpret wildcards or local alternatives");
+  parser->add_flag_option("no_transpose", "Do not use transpose operations");
+  parser->add_flag_option("subset_cont",
+                          "Use subset with completion (only available for SUBSET, SUPERSET or BLOCK)");
+  parser->add_flag_option("allow_wildcards", "Flag to allow wildcard queries");
+  parser->add_int_option("orig_weight", 50, "The weight of the literal string recall when using phonetics");
+  parser->add_string_option("eval_type", TeraEval::get_mode_name(TeraEval::LEVENSHTEIN),
+                            "Evaluation algorithm to be used");
+  parser->add_string_option("eval_model", TeraEval::get_model_name(TeraEval::REDUNDANT),
+                            "Evaluation model to be used");
+  DimeRecallOptions(190, 255, 2500).append(parser);
+}
 
-struct BuildParser {
-  BuildParser() {
-    parser.add_flag_option("allow_glob", "Allow character alternatives in data, only if filter=0");
-    parser.add_flag_option("compact", "Don't align entries with equal length, only if filter=0");
-    parser.add_flag_option("secondary", "Do not build an index and use the edit purely secondary");
-    parser.add_int_option("filter", 3, "Set logarithm of filter size, 0 is no filter");
-    parser.add_int_option("refine", 1000, "Controls the filter optimization effort to improve recall times.");
-    parser.add_string_option("alias", nullptr, "File that has global aliases with weights");
-    parser.add_string_option("phonetics", nullptr, "Type of phonetics used for extra comparison structure");
-    dast_build_options_parser(DimeEditMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_build_options(AceOptionsParser* parser) {
+  parser->add_flag_option("allow_glob", "Allow character alternatives in data, only if filter=0");
+  parser->add_flag_option("compact", "Don't align entries with equal length, only if filter=0");
+  parser->add_flag_option("secondary", "Do not build an index and use the edit purely secondary");
+  parser->add_int_option("filter", 3, "Set logarithm of filter size, 0 is no filter");
+  parser->add_int_option("refine", 1000, "Controls the filter optimization effort to improve recall times.");
+  parser->add_string_option("alias", nullptr, "File that has global aliases with weights");
+  parser->add_string_option("phonetics", nullptr, "Type of phonetics used for extra comparison structure");
+}
 
 bool is_given(const char* name) {
   return name != nullptr && name[0] != '\0' && std::strcmp(name, "{}") != 0;
@@ -55,13 +47,13 @@ bool is_given(const char* name) {
 }  // namespace
 
 AceOptionsParser* DimeEditRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimeEditMethod::NAME, declare_recall_options);
+  return listed.get();
 }
 
 AceOptionsParser* DimeEditMethod::get_parser() {
-  static BuildParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_build_options_parser, DimeEditMethod::NAME, declare_build_options);
+  return listed.get();
 }
 
 int DimeEditRecallOptions::apply(const char* config_string) {

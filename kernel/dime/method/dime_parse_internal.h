@@ -1,4 +1,4 @@
-/// Parsing the options of a method.
+/// The parsers of a method's options, and parsing.
 #pragma once
 
 #include <mutex>
@@ -27,4 +27,20 @@ class DimeParse {
   std::scoped_lock<std::recursive_mutex> parserLock;
   AceOptionsParser* usedParser;
   int parseCode;
+};
+
+/// A parser that is listed under a method's name when it is made.
+class DimeListedParser {
+ public:
+  /// `list` is one of `dast_recall_options_parser` and `dast_build_options_parser`; `declare` adds the
+  /// options.
+  DimeListedParser(AceOptionsParser* list(const char*, AceOptionsParser*), const char* name,
+                   void declare(AceOptionsParser*)) {
+    declare(&listedParser);
+    list(name, &listedParser);
+  }
+  AceOptionsParser* get() { return &listedParser; }
+
+ private:
+  AceOptionsParser listedParser;
 };

@@ -32,23 +32,15 @@ const MagicConstructor<DastBaseMethod> DastBaseMethodDimeDirectMethod_constructo
 const bool parsersAreListed =
     DimeDirectRecallOptions::get_parser() != nullptr && DimeDirectMethod::get_parser() != nullptr;
 
-struct RecallParser {
-  RecallParser() {
-    parser.add_int_option("log_max", 0, "Value that should definitely be mapped to 255");
-    parser.add_int_option("factor", 100, "Scaling factor before further processing");
-    DimeRecallOptions(190, 255, 2500).append(&parser);
-    dast_recall_options_parser(DimeDirectMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  parser->add_int_option("log_max", 0, "Value that should definitely be mapped to 255");
+  parser->add_int_option("factor", 100, "Scaling factor before further processing");
+  DimeRecallOptions(190, 255, 2500).append(parser);
+}
 
-struct BuildParser {
-  BuildParser() {
-    parser.add_flag_option("secondary", "Use as a secondary method; primary index will be disabled.");
-    dast_build_options_parser(DimeDirectMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_build_options(AceOptionsParser* parser) {
+  parser->add_flag_option("secondary", "Use as a secondary method; primary index will be disabled.");
+}
 
 const char* print(Huge value, AceAttach* at) {
   char* text = nullptr;
@@ -64,13 +56,13 @@ void DimeDirectMethod_init() {}
 // ---------------------------------------------------------------- options
 
 AceOptionsParser* DimeDirectRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimeDirectMethod::NAME, declare_recall_options);
+  return listed.get();
 }
 
 AceOptionsParser* DimeDirectMethod::get_parser() {
-  static BuildParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_build_options_parser, DimeDirectMethod::NAME, declare_build_options);
+  return listed.get();
 }
 
 int DimeDirectRecallOptions::apply(const char* config_string) {

@@ -21,38 +21,30 @@ constexpr int MAX_PRINTED = 310 + 2 + DimeDoubleRecallOptions::MAX_PLACES;
 constexpr const char* FUNCTION_NAMES[DimeDoubleRecallOptions::NUM_EVAL_MODES] = {"LINEAR", "DIFF_OF_LOGS",
                                                                                  "SQRT_OF_DIFF"};
 
-struct RecallParser {
-  RecallParser() {
-    parser.add_int_option("factor", 10000, "Scaling factor before further processing");
-    parser.add_int_option("min_int_place", 1, "Minimum number of digits to be printed before decimal point");
-    parser.add_int_option("num_dec_place", 4, "Digits to be printed after decimal point");
-    parser.add_string_option("function", FUNCTION_NAMES[DimeDoubleRecallOptions::LINEAR],
-                             "evaluation mode being LINEAR, DIFF_OF_LOGS, or SQRT_OF_DIFF");
-    DimeRecallOptions(190, 255, 2500).append(&parser);
-    dast_recall_options_parser(DimeDoubleMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  parser->add_int_option("factor", 10000, "Scaling factor before further processing");
+  parser->add_int_option("min_int_place", 1, "Minimum number of digits to be printed before decimal point");
+  parser->add_int_option("num_dec_place", 4, "Digits to be printed after decimal point");
+  parser->add_string_option("function", FUNCTION_NAMES[DimeDoubleRecallOptions::LINEAR],
+                            "evaluation mode being LINEAR, DIFF_OF_LOGS, or SQRT_OF_DIFF");
+  DimeRecallOptions(190, 255, 2500).append(parser);
+}
 
-struct BuildParser {
-  BuildParser() {
-    parser.add_flag_option("secondary", "Use as a secondary method; primary index will be disabled");
-    parser.add_double_option("smallest", 0.0, "The smallest value in the index");
-    dast_build_options_parser(DimeDoubleMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_build_options(AceOptionsParser* parser) {
+  parser->add_flag_option("secondary", "Use as a secondary method; primary index will be disabled");
+  parser->add_double_option("smallest", 0.0, "The smallest value in the index");
+}
 
 }  // namespace
 
 AceOptionsParser* DimeDoubleRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimeDoubleMethod::NAME, declare_recall_options);
+  return listed.get();
 }
 
 AceOptionsParser* DimeDoubleMethod::get_parser() {
-  static BuildParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_build_options_parser, DimeDoubleMethod::NAME, declare_build_options);
+  return listed.get();
 }
 
 DimeDoubleRecallOptions::EvalMode DimeDoubleRecallOptions::get_eval_mode(const char* name) {

@@ -13,40 +13,32 @@ namespace {
 
 constexpr const char* MAGIC = "NUROP";
 
-struct RecallParser {
-  RecallParser() {
-    parser.add_flag_option("do_transpose", "Allow transpositions");
-    parser.add_flag_option("no_normalization", "Do not fill string with leading zeros");
-    parser.add_flag_option("allow_wildcards", "Allows wildcards in query string");
-    parser.add_string_option("eval_type", TeraEval::get_mode_name(TeraEval::SEQ),
-                             "Evaluation algorithm to be used");
-    parser.add_string_option("eval_model", TeraEval::get_model_name(TeraEval::MAXIMUM),
-                             "Evaluation model to be used");
-    DimeRecallOptions(190, 255, 2500).append(&parser);
-    dast_recall_options_parser(DimeNumberMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  parser->add_flag_option("do_transpose", "Allow transpositions");
+  parser->add_flag_option("no_normalization", "Do not fill string with leading zeros");
+  parser->add_flag_option("allow_wildcards", "Allows wildcards in query string");
+  parser->add_string_option("eval_type", TeraEval::get_mode_name(TeraEval::SEQ),
+                            "Evaluation algorithm to be used");
+  parser->add_string_option("eval_model", TeraEval::get_model_name(TeraEval::MAXIMUM),
+                            "Evaluation model to be used");
+  DimeRecallOptions(190, 255, 2500).append(parser);
+}
 
-struct BuildParser {
-  BuildParser() {
-    parser.add_int_option("num_digits", 10, "String length to which strings have to be filled up to");
-    parser.add_char_option("leading", '0', "Character to be used to fill prefix");
-    dast_build_options_parser(DimeNumberMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_build_options(AceOptionsParser* parser) {
+  parser->add_int_option("num_digits", 10, "String length to which strings have to be filled up to");
+  parser->add_char_option("leading", '0', "Character to be used to fill prefix");
+}
 
 }  // namespace
 
 AceOptionsParser* DimeNumberRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimeNumberMethod::NAME, declare_recall_options);
+  return listed.get();
 }
 
 AceOptionsParser* DimeNumberMethod::get_parser() {
-  static BuildParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_build_options_parser, DimeNumberMethod::NAME, declare_build_options);
+  return listed.get();
 }
 
 int DimeNumberRecallOptions::apply(const char* config_string) {

@@ -28,13 +28,9 @@ const MagicConstructor<DastBaseMethod> DastBaseMethodDimeCategoryMethod_construc
     DimeCategoryMethod::MAGIC);
 const bool parserIsListed = DimeRegexpRecallOptions::get_parser() != nullptr;
 
-struct RecallParser {
-  RecallParser() {
-    parser.add_flag_option("ignore_case", "Ignore character case when matching");
-    dast_recall_options_parser(DimeRegexpMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  parser->add_flag_option("ignore_case", "Ignore character case when matching");
+}
 
 /// What stands between '^' and '$'.
 std::string strip_anchors(const char* text) {
@@ -148,8 +144,8 @@ void DimeCategoryMethod_init() {}
 // ---------------------------------------------------------------- REGEXP
 
 AceOptionsParser* DimeRegexpRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimeRegexpMethod::NAME, declare_recall_options);
+  return listed.get();
 }
 
 int DimeRegexpRecallOptions::apply(const char* options, AceReporter* rep) {

@@ -31,26 +31,22 @@ DimeGeoHit* detect_row(int row) {
   return row >= 0 && row < NUM_ROWS ? &geo_detect_hits[row] : nullptr;
 }
 
-struct RecallParser {
-  RecallParser() {
-    parser.add_int_option("xunit", 100, "Size of the grid, i.e. number of units in the x direction");
-    parser.add_int_option("yunit", 100, "Size of the grid, i.e. number of units in the y direction");
-    parser.add_int_option("half_approx", 100, "Half distance in units to use in approx mode");
-    parser.add_int_option("half_complete", 500, "Half distance in units to use in complete mode");
-    parser.add_int_option("half_detect", 1000, "Half distance in units to use in detect mode");
-    parser.add_int_option("hitcircle_approx", 0,
-                          "Distance in units that is still a perfect hit in approx mode");
-    parser.add_int_option("hitcircle_complete", 0,
-                          "Distance in units that is still a perfect hit in complete mode");
-    parser.add_int_option("hitcircle_detect", 0,
-                          "Distance in units that is still a perfect hit in detect mode");
-    parser.add_double_option(
-        "latitude", 0.0,
-        "Central Latitude of the data if using spherical coordinates on earth in degree floating-point");
-    dast_recall_options_parser(DimeGeoMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  parser->add_int_option("xunit", 100, "Size of the grid, i.e. number of units in the x direction");
+  parser->add_int_option("yunit", 100, "Size of the grid, i.e. number of units in the y direction");
+  parser->add_int_option("half_approx", 100, "Half distance in units to use in approx mode");
+  parser->add_int_option("half_complete", 500, "Half distance in units to use in complete mode");
+  parser->add_int_option("half_detect", 1000, "Half distance in units to use in detect mode");
+  parser->add_int_option("hitcircle_approx", 0,
+                         "Distance in units that is still a perfect hit in approx mode");
+  parser->add_int_option("hitcircle_complete", 0,
+                         "Distance in units that is still a perfect hit in complete mode");
+  parser->add_int_option("hitcircle_detect", 0,
+                         "Distance in units that is still a perfect hit in detect mode");
+  parser->add_double_option(
+      "latitude", 0.0,
+      "Central Latitude of the data if using spherical coordinates on earth in degree floating-point");
+}
 
 /// How far a position is outside of a range, in units.
 double units_outside(int pos, int low, int high, int unit) {
@@ -136,8 +132,8 @@ const DimeGeoHit* get_geo_detect_hit(int row) {
 // ---------------------------------------------------------------- options
 
 AceOptionsParser* DimeGeoRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimeGeoMethod::NAME, declare_recall_options);
+  return listed.get();
 }
 
 int DimeGeoRecallOptions::apply(const char* config_string, AceReporter* rep) {

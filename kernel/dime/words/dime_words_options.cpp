@@ -17,66 +17,58 @@ constexpr int PERCENT = 100;
 constexpr int MAX_QUALITY = 255;
 
 /// The recall parser, declared and listed once.
-struct RecallParser {
-  RecallParser() {
-    parser.add_flag_option("reeval", "Ensure all words are hit approximately");
-    parser.add_flag_option("no_teaser", "Do not generate a teaser");
-    parser.add_flag_option("split_unmapped", "In scan mode, use unmapped characters as separators");
-    parser.add_flag_option("decompose", "Trigger decomposition of single words");
-    parser.add_flag_option("no_transpose", "Disables transpositions use pure levenshtein distance instead");
-    parser.add_int_option("single_minqual", TeraMulti::SINGLE_MIN_QUAL,
-                          "Minimum quality during single word recall");
-    parser.add_int_option("single_maxedit", TeraMulti::SINGLE_MAX_EDIT,
-                          "Maximum edit distance during automaton single word recall");
-    parser.add_int_option("orig_weight", TeraMulti::ORIG_WEIGHT,
-                          "Weight of the literal index as percentage when combining with phonetic hit");
-    parser.add_string_option("complete_markers", nullptr, "Markers for word completion");
-    parser.add_string_option("model", TeraEval::get_model_name(TeraEval::SHORT),
-                             "Evaluation model during intersection of single word hits");
-    parser.add_string_option("det_model", TeraEval::get_model_name(TeraEval::SHORT),
-                             "Evaluation model during intersection of single word hits in detection");
-    parser.add_string_option("eval_mode", TeraEval::get_mode_name(TeraEval::LEVENSHTEIN),
-                             "Evaluation mode to be used in single words recall");
-    DimeRecallOptions(190, 255, 2500).append(&parser);
-    dast_recall_options_parser(DimeWordsMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_recall_options(AceOptionsParser* parser) {
+  parser->add_flag_option("reeval", "Ensure all words are hit approximately");
+  parser->add_flag_option("no_teaser", "Do not generate a teaser");
+  parser->add_flag_option("split_unmapped", "In scan mode, use unmapped characters as separators");
+  parser->add_flag_option("decompose", "Trigger decomposition of single words");
+  parser->add_flag_option("no_transpose", "Disables transpositions use pure levenshtein distance instead");
+  parser->add_int_option("single_minqual", TeraMulti::SINGLE_MIN_QUAL,
+                         "Minimum quality during single word recall");
+  parser->add_int_option("single_maxedit", TeraMulti::SINGLE_MAX_EDIT,
+                         "Maximum edit distance during automaton single word recall");
+  parser->add_int_option("orig_weight", TeraMulti::ORIG_WEIGHT,
+                         "Weight of the literal index as percentage when combining with phonetic hit");
+  parser->add_string_option("complete_markers", nullptr, "Markers for word completion");
+  parser->add_string_option("model", TeraEval::get_model_name(TeraEval::SHORT),
+                            "Evaluation model during intersection of single word hits");
+  parser->add_string_option("det_model", TeraEval::get_model_name(TeraEval::SHORT),
+                            "Evaluation model during intersection of single word hits in detection");
+  parser->add_string_option("eval_mode", TeraEval::get_mode_name(TeraEval::LEVENSHTEIN),
+                            "Evaluation mode to be used in single words recall");
+  DimeRecallOptions(190, 255, 2500).append(parser);
+}
 
-struct BuildParser {
-  BuildParser() {
-    parser.add_flag_option("unique",
-                           "Build flag, set to true to avoid double occurrences of complete entries\n"
-                           "Requires more memory at build time if set.\n"
-                           "Note: Skipword frequency will be calculated based on number of unique entries.");
-    parser.add_flag_option("unbound_recall", "Use the boundary free recall in approx mode");
-    parser.add_flag_option("single_hits", "Allows quick lookup for single word hits");
-    parser.add_flag_option("use_auto", "Use a TeraAuto instead of TeraEdit as single word index");
-    parser.add_flag_option("merge_entries",
-                           "Create decomposition aliases during index build by merging adjacent entry words");
-    parser.add_int_option("add_len", 4,
-                          "Minimum length of additional single word keys after splitting using add_sep");
-    parser.add_int_option("sort", 80,
-                          "Percentage of sortable items to be considered (default 80)\n"
-                          "for reducing memory requirement during build put it down to 60");
-    parser.add_int_option("skip", 10,
-                          "Percentage of entries containing a given word to treat is as skip word");
-    parser.add_int_option("filter", 3,
-                          "Triggers generation of finer filters with specified granularity\n"
-                          " in the inner edit structure");
-    parser.add_int_option("refine", 150, "Determines whether filter optimisation is used");
-    parser.add_char_option("sep", ' ', "Word separator character (e.g. space)");
-    parser.add_string_option("add", nullptr, "Additional word separator (e.g. hyphen)");
-    parser.add_string_option("phonetics", nullptr, "Type of phonetics used for extra comparison structure");
-    parser.add_string_option("single_alias_file", nullptr, "A file that keeps aliases for single words");
-    parser.add_string_option("skip_export_file", nullptr,
-                             "A file in that that used skipwords will be written");
-    parser.add_string_option("skip_file", nullptr,
-                             "File that holds a list of words that shall be treated as skip words");
-    dast_build_options_parser(DimeWordsMethod::NAME, &parser);
-  }
-  AceOptionsParser parser;
-};
+void declare_build_options(AceOptionsParser* parser) {
+  parser->add_flag_option("unique",
+                          "Build flag, set to true to avoid double occurrences of complete entries\n"
+                          "Requires more memory at build time if set.\n"
+                          "Note: Skipword frequency will be calculated based on number of unique entries.");
+  parser->add_flag_option("unbound_recall", "Use the boundary free recall in approx mode");
+  parser->add_flag_option("single_hits", "Allows quick lookup for single word hits");
+  parser->add_flag_option("use_auto", "Use a TeraAuto instead of TeraEdit as single word index");
+  parser->add_flag_option("merge_entries",
+                          "Create decomposition aliases during index build by merging adjacent entry words");
+  parser->add_int_option("add_len", 4,
+                         "Minimum length of additional single word keys after splitting using add_sep");
+  parser->add_int_option("sort", 80,
+                         "Percentage of sortable items to be considered (default 80)\n"
+                         "for reducing memory requirement during build put it down to 60");
+  parser->add_int_option("skip", 10,
+                         "Percentage of entries containing a given word to treat is as skip word");
+  parser->add_int_option("filter", 3,
+                         "Triggers generation of finer filters with specified granularity\n"
+                         " in the inner edit structure");
+  parser->add_int_option("refine", 150, "Determines whether filter optimisation is used");
+  parser->add_char_option("sep", ' ', "Word separator character (e.g. space)");
+  parser->add_string_option("add", nullptr, "Additional word separator (e.g. hyphen)");
+  parser->add_string_option("phonetics", nullptr, "Type of phonetics used for extra comparison structure");
+  parser->add_string_option("single_alias_file", nullptr, "A file that keeps aliases for single words");
+  parser->add_string_option("skip_export_file", nullptr,
+                            "A file in that that used skipwords will be written");
+  parser->add_string_option("skip_file", nullptr,
+                            "File that holds a list of words that shall be treated as skip words");
+}
 
 /// Lists the parsers while the library is loaded, so that they are found by name.
 const bool parsersAreListed =
@@ -97,13 +89,13 @@ bool is_model(TeraEval::Model model, const char* name) {
 }  // namespace
 
 AceOptionsParser* DimeWordsRecallOptions::get_parser() {
-  static RecallParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_recall_options_parser, DimeWordsMethod::NAME, declare_recall_options);
+  return listed.get();
 }
 
 AceOptionsParser* DimeWordsMethod::get_parser() {
-  static BuildParser listed;
-  return &listed.parser;
+  static DimeListedParser listed(dast_build_options_parser, DimeWordsMethod::NAME, declare_build_options);
+  return listed.get();
 }
 
 int DimeWordsRecallOptions::apply(const char* config_string) {
