@@ -193,11 +193,12 @@ std::vector<int> DimeDateMethod::get_available_years(const DimeDateText::Parts& 
   return years;
 }
 
+/// A key before the first is one of a damaged index, and the end.
 void DimeDateMethod::add_days(int from, int to, TeraResult* result) const {
   for (const int mark : MARKS_IN_ORDER)
     for (Large slot = lower_slot(static_cast<Large>(from + mark));; ++slot) {
       const Large key = infoHandle->get_key(slot);
-      if (key == AceIdMap::NONE || key > static_cast<Large>(to + mark)) break;
+      if (key < static_cast<Large>(from + mark) || key > static_cast<Large>(to + mark)) break;
       add_key(TeraEval::PERFECT, key, result);
     }
 }
