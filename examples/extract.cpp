@@ -102,11 +102,10 @@ void join(const std::string& places, const std::string& people) {
     const auto found = countries.find(person.get_field(CITY));
     ++counts[found != countries.end() ? found->second : "unknown places"];
   });
-  std::vector<std::pair<int, std::string>> order;
-  for (const auto& [country, count] : counts) order.emplace_back(-count, country);
-  std::sort(order.begin(), order.end());
+  std::vector<std::pair<std::string, int>> order(counts.begin(), counts.end());
+  std::sort(order.begin(), order.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
   order.resize(std::min<std::size_t>(order.size(), 6));
-  for (const auto& [count, country] : order) std::printf("  %7d in %s\n", -count, country.c_str());
+  for (const auto& [country, count] : order) std::printf("  %7d in %s\n", count, country.c_str());
 }
 
 /// Applies what has changed since. People who are neither there nor in the changes stay as they are.

@@ -1,5 +1,7 @@
 #include "damo/damo_odbc_conn.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -35,6 +37,22 @@ int whole_characters(const char* text, int length) {
     return size > back ? length - back : length;
   }
   return length;
+}
+
+/// Whether there is no zero byte, TAB or line end among the first `length` bytes, of which whole registers
+/// can be read.
+bool is_plain(const char* text, long length) {
+  constexpr long WIDTH = sizeof(__m128i);
+  static_assert(DamoODBCConnection::BUFFER_SIZE % WIDTH == 0, "the last register ends with the buffer");
+  const __m128i largest = _mm_set1_epi8('\r');  // of those looked for
+  for (long i = 0; i < length; i += WIDTH) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
+    auto found =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_min_epu8(bytes, largest), bytes)));
+    if (length - i < WIDTH) found &= (1U << (length - i)) - 1;
+    if (found != 0) return false;  // or another control character: looked at one by one
+  }
+  return true;
 }
 
 /// Blanks for TABs and line ends. Returns how many.
@@ -265,7 +283,12 @@ void DamoODBCConnection::finish_value(int column, bool is_cut) {
     return;
   }
   const bool isTold = told >= 0 && !is_cut;
+  const bool isPlain = isTold && is_plain(value, told);  // before a byte is written, which it would wait for
   value[isTold ? told : BUFFER_SIZE - 1] = '\0';
+  if (isPlain) {  // nearly always
+    valueLength[place] = static_cast<int>(told);
+    return;
+  }
   valueLength[place] = static_cast<int>(std::strlen(value));
   if (is_cut)
     cut(column);
@@ -274,9 +297,8 @@ void DamoODBCConnection::finish_value(int column, bool is_cut) {
                          numRows, get_column_name(column));
   if (clean(value, get_length(column)) > 0 && !std::exchange(hasReportedBlanks, true))
     reporter->ev_wprintf(
-        "Row %ld: a value of column '%s' has line ends or TABs, which become blanks (more "
-        "may)\n",
-        numRows, get_column_name(column));
+        "Row %ld: a value of column '%s' has line ends or TABs, which become blanks (more may)\n", numRows,
+        get_column_name(column));
 }
 
 void DamoODBCConnection::cut(int column) {
