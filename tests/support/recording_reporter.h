@@ -1,6 +1,7 @@
-/// A reporter that keeps what it is given.
+/// A reporter that keeps what it is given, by any thread; read it when the threads have ended, or by `all`.
 #pragma once
 
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -17,16 +18,19 @@ class RecordingReporter : public AceReporter {
   }
 
   int report_func(const char* text) override {
+    const std::scoped_lock lock(mutex);
     messages.emplace_back(text);
     return 1;
   }
   int event_func(const char* text, const char* code) override {
+    const std::scoped_lock lock(mutex);
     events.emplace_back(std::string(code) + " " + text);
     return 2;
   }
 
   /// Everything reported, events with their codes in front.
   std::string all() const {
+    const std::scoped_lock lock(mutex);
     std::string text;
     for (const auto& message : messages) text += message;
     for (const auto& event : events) text += event;
@@ -35,6 +39,9 @@ class RecordingReporter : public AceReporter {
 
   std::vector<std::string> messages;
   std::vector<std::string> events;
+
+ private:
+  mutable std::mutex mutex;
 };
 
 }  // namespace support
