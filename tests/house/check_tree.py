@@ -24,7 +24,8 @@ LAYERS = [
     ["dime"],
     ["dare"],
     ["damo"],
-    ["svcpp", "tie", "jie", "seam"],
+    ["svcpp", "seam"],
+    ["tie", "jie"],
     ["svtie", "svjava", "svpie"],
 ]
 # The rooms of a folder, from the bottom. A public header belongs to the room of the source that is named like it.

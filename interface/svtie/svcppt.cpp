@@ -1,0 +1,75 @@
+// The package "Svcppt" of Tcl: what `load` calls.
+#include <exception>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ace/ace_admin.h"
+#include "ace/ace_alloc.h"
+#include "ace/ace_reporter.h"
+#include "ace/ace_timer.h"
+#include "svtie/svcppt.h"
+#include "svtie/tie_modules.h"
+
+namespace {
+
+constexpr int CLOCK_ROUNDS = 10000;
+constexpr int ALLOCATOR_LIMIT = 2000;
+
+/// As a host in C++ begins (`sv_init`).
+void init_library() {
+  static const bool isReady = [] {
+    AceTimer::calibrate(CLOCK_ROUNDS);
+    ace_alloc_init(ALLOCATOR_LIMIT);
+    return true;
+  }();
+  static_cast<void>(isReady);
+}
+
+std::vector<TieModule*> all_modules() {
+  std::vector<TieModule*> modules = tie_table_modules();
+  modules.insert(modules.begin(), tie_framework_module());
+  return modules;
+}
+
+int refuse(Tcl_Interp* interp, const std::string& message) {
+  AceReporter::use_default()->ev_wprintf("%s\n", message.c_str());
+  Tcl_SetObjResult(interp, Tcl_NewStringObj(message.c_str(), -1));
+  return TCL_ERROR;
+}
+
+int init_package(Tcl_Interp* interp, const char* package, const char* components) {
+  if (Tcl_InitStubs(interp, "8.6", 0) == nullptr) return TCL_ERROR;
+  // Deliberately no version, which the index of the package puts in its place (pkgIndex.tcl).
+  if (Tcl_PkgProvideEx(interp, package, "SORVANTA_VERSION", nullptr) != TCL_OK) return TCL_ERROR;
+  try {
+    init_library();
+    if (svtie_alive(interp) < 0)
+      return refuse(interp, std::string(components) + ": the commands belong to another interpreter already");
+  } catch (const std::exception& exception) {
+    return refuse(interp, std::string(components) + ": " + exception.what());
+  }
+  return TCL_OK;
+}
+
+}  // namespace
+
+int svtie_alive(Tcl_Interp* interp) {
+  int count = 0;
+  for (TieModule* module : all_modules()) {
+    if (module->get_interp() != nullptr && module->get_interp() != interp) return -1;
+    count += module->alive(interp);
+  }
+  return count;
+}
+
+extern "C" {
+
+int Svcppt_Init(Tcl_Interp* interp) {
+  return init_package(interp, "Svcppt", "Svcppt_components(interp)");
+}
+
+int Svcpptd_Init(Tcl_Interp* interp) {
+  return init_package(interp, "Svcpptd", "Svcpptd_components(interp)");
+}
+}

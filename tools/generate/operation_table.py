@@ -1,0 +1,276 @@
+"""The table of operations: what hosts in other languages can call (interface/operations/*.ops).
+
+A module has enumerations, classes and functions:
+
+    module tie_edit "Words found in spite of typing errors"
+    include "tera/tera_edit.h"
+
+    enum TeraEdit::Cluster USE_GREEDY_CLUSTER USE_CONT_CLUSTER
+
+    class TeraEdit : TeraBitMatrix
+      An index of words that are found in spite of typing errors.
+
+    new map:TeraMap? phonetics:TeraTransform?
+      An empty index, or one for a map and a phonetic coding.
+      = new TeraEdit(map, phonetics)
+
+    get_string entry:large -> string
+      The string of an entry.
+      = self->get_string(entry, at)
+
+    delete
+
+A line at the margin starts a thing; indented ones describe it, and from "=" or "|" on they are C++: an expression for
+the result, and statements before it, in which `self` is the object, `at` an attach for the call and `rep` its
+reporter. Without an expression the method of that name is called with the arguments as they stand.
+
+    name           in front of the arguments: the method. "static name" has no object; "name!" ends the handles of what
+                   the object owns, as "<class>!" does it for an argument; "function name" is a function of the module
+    argument       name:type, name:type=default (a C++ expression) or name:type? (null when it is not given)
+    types          int, huge, large, double, bool, string, text (a string that a user typed), bytes, strings,
+                   <class>, enum:<enumeration>
+    results        none, the types above without text, ints, "number" (an int that may well be negative), "new <class>" (of
+                   the caller) and "<class>" (of the object)
+
+In C++ an argument `a` of type strings has its count beside it, `a_count`; a result of type strings is a SeamTexts, one of
+type ints a SeamNumbers, and bytes are SeamBytes.
+"""
+import dataclasses
+import pathlib
+import re
+import sys
+
+ARGUMENT = re.compile(r"^(?P<name>\w+):(?P<type>[\w:]+)(?P<ends>!)?(?P<null>\?)?(?:=(?P<default>.+))?$")
+SIMPLE = {"int", "huge", "large", "double", "bool", "string", "text", "bytes", "strings"}
+
+
+class TableError(Exception):
+    """The table is not what its form says."""
+
+
+@dataclasses.dataclass
+class Argument:
+    name: str
+    type: str
+    default: str | None  # a C++ expression; None: must be given
+    ends_owned: bool = False
+
+    @property
+    def is_class(self):
+        return self.type not in SIMPLE and not self.is_enum
+
+    @property
+    def is_enum(self):
+        return self.type.startswith("enum:")
+
+
+@dataclasses.dataclass
+class Operation:
+    owner: "Class | None"
+    kind: str  # method, static, function, new, delete
+    name: str
+    arguments: list
+    result: str = "none"
+    ends_owned: bool = False
+    line: int = 0
+    sentence: str = ""
+    statements: list = dataclasses.field(default_factory=list)
+    expression: str = ""
+
+    @property
+    def has_self(self):
+        return self.kind in ("method", "delete")
+
+    @property
+    def is_new(self):
+        return self.result.startswith("new ")
+
+    @property
+    def result_class(self):
+        name = self.result.removeprefix("new ")
+        known = SIMPLE | {"none", "number", "ints"}
+        return None if name in known or name.startswith("enum:") else name
+
+    def code(self):
+        return "\n".join([*self.statements, self.expression])
+
+    def uses(self, name):
+        return re.search(rf"\b{name}\b", self.code()) is not None
+
+    @property
+    def tcl_name(self):
+        if self.kind == "new":
+            return self.owner.name
+        if self.kind == "delete":
+            return "~" + self.owner.name
+        return f"{self.owner.name}::{self.name}" if self.owner else self.name
+
+    @property
+    def call_name(self):
+        return f"{self.owner.name}_{self.name}" if self.owner else self.name
+
+
+@dataclasses.dataclass
+class Class:
+    name: str
+    base: str | None
+    sentence: str = ""
+
+
+@dataclasses.dataclass
+class Enumeration:
+    name: str
+    values: list
+
+    @property
+    def cpp(self):
+        return self.name.replace("::", "_")
+
+
+@dataclasses.dataclass
+class Module:
+    name: str
+    title: str
+    path: pathlib.Path
+    includes: list = dataclasses.field(default_factory=list)
+    enums: list = dataclasses.field(default_factory=list)
+    classes: list = dataclasses.field(default_factory=list)
+    operations: list = dataclasses.field(default_factory=list)
+
+
+class Reader:
+    def __init__(self, path):
+        self.path = path
+        self.module = None
+        self.owner = None
+        self.current = None
+
+    def fail(self, number, message):
+        raise TableError(f"{self.path.name}:{number}: {message}")
+
+    def read(self):
+        for number, line in enumerate(self.path.read_text(encoding="utf-8").splitlines(), 1):
+            text = line.strip()
+            if not text or text.startswith("#"):
+                continue
+            if line[0] == " ":
+                self.describe(number, text)
+            else:
+                self.begin(number, text)
+        if self.module is None:
+            self.fail(1, 'expected: module <name> "<title>"')
+        for operation in self.module.operations:
+            if not operation.sentence and operation.kind != "delete":
+                self.fail(operation.line, f"{operation.call_name} has no sentence")
+        return self.module
+
+    def describe(self, number, text):
+        if self.current is None:
+            self.fail(number, "an indented line that belongs to nothing")
+        if isinstance(self.current, Enumeration):
+            self.current.values += text.split()
+        elif text.startswith("=") and isinstance(self.current, Operation):
+            self.current.expression = text[1:].strip()
+        elif text.startswith("|") and isinstance(self.current, Operation):
+            self.current.statements.append(text[1:].strip())
+        elif isinstance(self.current, Operation) and self.current.expression:
+            self.current.expression += " " + text
+        else:
+            self.current.sentence = (self.current.sentence + " " + text).strip()
+
+    def begin(self, number, text):
+        word, _, rest = text.partition(" ")
+        if word == "module":
+            name, _, title = rest.partition(" ")
+            self.module = Module(name, title.strip('"'), self.path)
+        elif self.module is None:
+            self.fail(number, 'expected first: module <name> "<title>"')
+        elif word == "include":
+            self.module.includes.append(rest.strip('"'))
+        elif word == "enum":
+            name, *values = rest.split()
+            self.current = Enumeration(name, values)
+            self.module.enums.append(self.current)
+        elif word == "class":
+            found = re.fullmatch(r"(\w+)(?:\s*:\s*(\w+))?", rest)
+            if not found:
+                self.fail(number, f"expected: class <name> [: <base>], found: {text}")
+            self.owner = self.current = Class(found[1], found[2])
+            self.module.classes.append(self.owner)
+        elif word == "functions":
+            self.owner = self.current = None
+        else:
+            self.operation(number, text)
+
+    def operation(self, number, text):
+        left, arrow, result = text.partition(" -> ")
+        words = left.split()
+        kind = words[0] if words[0] in ("new", "delete", "static", "function") else "method"
+        if kind in ("static", "function"):
+            words.pop(0)
+        name = words.pop(0)
+        operation = Operation(None if kind == "function" else self.owner, kind, name.rstrip("!"),
+                              [self.argument(number, word) for word in words], result.strip() or "none",
+                              name.endswith("!"), number)
+        if operation.owner is None and kind != "function":
+            self.fail(number, f"{name} belongs to no class")
+        if kind == "new":
+            operation.result = f"new {self.owner.name}"
+        if not arrow and kind == "method" and name == "":
+            self.fail(number, "an operation without a name")
+        self.current = operation
+        self.module.operations.append(operation)
+
+    def argument(self, number, word):
+        found = ARGUMENT.match(word)
+        if not found:
+            self.fail(number, f"expected <name>:<type>[=<default>] or <name>:<type>?, found: {word}")
+        default = "nullptr" if found["null"] else found["default"]
+        return Argument(found["name"], found["type"], default, found["ends"] is not None)
+
+
+class Table:
+    """All modules, in the order of their names."""
+
+    def __init__(self, folder):
+        self.modules = [Reader(path).read() for path in sorted(pathlib.Path(folder).glob("*.ops"))]
+        self.classes = {known.name: known for module in self.modules for known in module.classes}
+        self.enums = {known.name: known for module in self.modules for known in module.enums}
+        for module in self.modules:
+            for operation in module.operations:
+                self.check(module, operation)
+
+    def check(self, module, operation):
+        def known(name):
+            if name.startswith("enum:"):
+                return name[5:] in self.enums
+            return name in SIMPLE or name in self.classes
+
+        where = f"{module.path.name}:{operation.line}: {operation.call_name}"
+        for argument in operation.arguments:
+            if not known(argument.type):
+                raise TableError(f"{where}: {argument.type} is no type")
+        result = operation.result.removeprefix("new ")
+        if result not in ("none", "number", "ints") and not known(result):
+            raise TableError(f"{where}: {result} is no type of a result")
+        names = [argument.name for argument in operation.arguments]
+        if len(set(names)) != len(names):
+            raise TableError(f"{where}: two arguments of one name")
+
+
+def write(path, lines):
+    """Leaves a file alone that would not change, so that nothing is compiled again for it."""
+    text = "\n".join(lines) + "\n"
+    path = pathlib.Path(path)
+    if path.exists() and path.read_text(encoding="utf-8") == text:
+        path.touch()
+        return
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_text(text, encoding="utf-8")
+
+
+def run(main):
+    try:
+        main(*sys.argv[1:])
+    except TableError as error:
+        sys.exit(str(error))
