@@ -20,6 +20,8 @@ A module has enumerations, classes and functions:
 
     delete
 
+"utilities" is a class without objects, which C++ does not know: its operations are all static.
+
 A line at the margin starts a thing; indented ones describe it, and from "=" or "|" on they are C++: an expression for
 the result, and statements before it, in which `self` is the object, `at` an attach for the call and `rep` its
 reporter. Without an expression the method of that name is called with the arguments as they stand.
@@ -191,12 +193,13 @@ class Reader:
             name, *values = rest.split()
             self.current = Enumeration(name, values)
             self.module.enums.append(self.current)
-        elif word == "class":
+        elif word in ("class", "utilities"):
             found = re.fullmatch(r"(\w+)(?:\s*:\s*(\w+))?", rest)
             if not found:
-                self.fail(number, f"expected: class <name> [: <base>], found: {text}")
+                self.fail(number, f"expected: {word} <name> [: <base>], found: {text}")
             self.owner = self.current = Class(found[1], found[2])
-            self.module.classes.append(self.owner)
+            if word == "class":
+                self.module.classes.append(self.owner)
         elif word == "functions":
             self.owner = self.current = None
         else:

@@ -1,0 +1,36 @@
+#include "seam/seam_session.h"
+
+#include "ace/ace_exception.h"
+#include "dare/dare_record.h"
+#include "dare/dare_session.h"
+
+DareMultiQuery seam_query(const char* const* modes, int num_modes, const char* const* texts, int num_texts) {
+  if (num_modes != num_texts) throw AceException("Query with other fields", "%d modes, %d texts", num_modes, num_texts);
+  AceAttach at;
+  const char** given = nullptr;
+  at.malloc(given, num_modes);
+  for (int i = 0; i < num_modes; ++i) given[i] = modes[i][0] != '\0' ? modes[i] : nullptr;
+  return {num_modes, given, texts};
+}
+
+SeamTexts seam_record(const DastRecord* record, AceAttach* at) {
+  if (record == nullptr) return {nullptr, 0};
+  const int count = record->get_num_strings();
+  const char** values = nullptr;
+  at->malloc(values, count);
+  for (int i = 0; i < count; ++i) values[i] = record->get_string(i);
+  return {values, count};
+}
+
+SeamTexts seam_field_names(const DastSession* session, AceAttach* at) {
+  const DareSessionConfig* const config = session->get_config();
+  const int count = config->get_num_fields();
+  const char** names = nullptr;
+  at->malloc(names, count);
+  for (int i = 0; i < count; ++i) names[i] = config->get_field_name(i);
+  return {names, count};
+}
+
+int seam_context_size(const DastSession* session) {
+  return session->get_context()->get_size();
+}
