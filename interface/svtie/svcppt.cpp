@@ -32,7 +32,8 @@ std::vector<TieModule*> all_modules() {
   return modules;
 }
 
-int refuse(Tcl_Interp* interp, const std::string& message) {
+int refuse(Tcl_Interp* interp, const char* package, const std::string& message) {
+  Tcl_Eval(interp, (std::string("package forget ") + package).c_str());
   AceReporter::use_default()->ev_wprintf("%s\n", message.c_str());
   Tcl_SetObjResult(interp, Tcl_NewStringObj(message.c_str(), -1));
   return TCL_ERROR;
@@ -45,9 +46,9 @@ int init_package(Tcl_Interp* interp, const char* package, const char* components
   try {
     init_library();
     if (svtie_alive(interp) < 0)
-      return refuse(interp, std::string(components) + ": the commands belong to another interpreter already");
+      return refuse(interp, package, std::string(components) + ": the commands belong to another interpreter already");
   } catch (const std::exception& exception) {
-    return refuse(interp, std::string(components) + ": " + exception.what());
+    return refuse(interp, package, std::string(components) + ": " + exception.what());
   }
   return TCL_OK;
 }

@@ -48,7 +48,7 @@ TieModuleCommands::TieModuleCommands(TieModule* module, const char* version_name
 Large tie_large(TieHandle* handle, const char* name, int kind, Large def) {
   const Huge value = handle->arg(name, kind, Huge{def});
   if (value >= 0 && value <= LARGEST) return static_cast<Large>(value);
-  handle->error_cond(name, "expected a number from 0 to 4294967295 for");
+  handle->refuse_last(name, "Expected a number from 0 to 4294967295 for");
   return def;
 }
 

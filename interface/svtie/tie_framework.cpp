@@ -26,7 +26,7 @@ int new_reporter(ClientData data, Tcl_Interp* interp, int count, Tcl_Obj* const*
     if (!tie.ready()) return;
     const bool hasEvents = event != nullptr && *event != '\0';
     const AceReporter* const made = new TieReporter(interp, report, hasEvents ? event : nullptr, timeStamps);
-    tie._result(tie_class<AceReporter>(), made, nullptr);
+    tie._result(tie_class<AceReporter>(), made, true);
   });
 }
 
@@ -37,6 +37,7 @@ int delete_reporter(ClientData data, Tcl_Interp* interp, int count, Tcl_Obj* con
     tie.opt("-help", command.help());
     AceReporter* const none = nullptr;
     AceReporter* const self = tie_object<AceReporter>(&tie, "object", TieHandle::ARGUMENT, none);
+    tie.must_be_made(self);
     if (!tie.ready()) return;
     if (AceReporter::use_default() == self) AceReporter::clear_default();
     tie_erase(self);
@@ -58,7 +59,7 @@ int type_of(ClientData data, Tcl_Interp* interp, int count, Tcl_Obj* const* word
 }
 
 int num_objects(ClientData data, Tcl_Interp* interp, int count, Tcl_Obj* const* words) {
-  static TieCommand command("Tie::tie_num_objects", "Number of objects that have handles.");
+  static TieCommand command("Tie::tie_num_objects", "Number of objects that were made and not deleted.");
   TieHandle tie(interp, count, words, "tie_num_objects", command.options(), data);
   return command.run(&tie, [&] {
     tie.opt("-help", command.help());

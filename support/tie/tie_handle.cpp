@@ -98,8 +98,7 @@ int TieHandle::eval() {
 
 void TieHandle::give_help() {
   --curArg;
-  isMuted = curArg > 1;
-  if (!isMuted) isRepeated = false;
+  isMuted = true;
   returnCode = 1;
   put_in_usage_mode();
 }
@@ -155,6 +154,17 @@ void TieHandle::error_cond(const char* item, const char* message) {
   returnCode = 1;
   errorItem = keep(item);
   errorMsg = keep(message);
+}
+
+void TieHandle::must_be_made(const void* object) {
+  if (in_call_mode() && object != nullptr && !tie_is_made(object))
+    refuse_last(tie_type(object), "It belongs to another object or to the library:");
+}
+
+void TieHandle::refuse_last(const char* item, const char* message) {
+  if (returnCode != 0) return;
+  --curArg;
+  error_cond(item, message);
 }
 
 int TieHandle::check() {
@@ -261,9 +271,9 @@ int TieHandle::result(const char* const* texts, int count) {
   return Tcl_SetObjResult(tclInterp, list), 0;
 }
 
-int TieHandle::_result(const TieClass* type, const void* object, const void* owner) {
+int TieHandle::_result(const TieClass* type, const void* object, bool is_made) {
   if (object != nullptr) {
-    tie_declare(type, object, owner);
+    tie_declare(type, object, is_made);
     return result(static_cast<Huge>(reinterpret_cast<std::intptr_t>(object)));
   }
   if (checkReturn == 0) return result(Huge{0});

@@ -85,8 +85,8 @@ class SORV_API TieHandle : public AceAttach {
   int result(float value) { return result(double{value}); }
   int result(bool value);
   int result(const char* const* texts, int count);
-  /// A kernel object; `owner` is the one that it ends with, or null.
-  int _result(const TieClass* type, const void* object, const void* owner);
+  /// A kernel object, which the script has made or which belongs to another one.
+  int _result(const TieClass* type, const void* object, bool is_made);
 
   // State.
 
@@ -107,6 +107,10 @@ class SORV_API TieHandle : public AceAttach {
   void print(const char* format, ...) __attribute__((format(printf, 2, 3)));
   /// The words do not fit.
   void error_cond(const char* item, const char* message);
+  /// The last word does not fit, although it has the right type.
+  void refuse_last(const char* item, const char* message);
+  /// An object that is to be deleted is one that the script has made; anything else is an error.
+  void must_be_made(const void* object);
   void exception(const AceException& thrown);
   void ba_exception(const std::bad_alloc* thrown);
   void std_exception(const std::exception* thrown);
@@ -140,11 +144,11 @@ class SORV_API TieHandle : public AceAttach {
   TieOptionSet* optionSet;
   const char* errorMsg = "Unknown Error";
   const char* errorItem = "";
-  bool isMuted = false;    // help was given behind the first word: the usage is printed from the start
+  bool isMuted = false;     // help was given: the declarations come again for the usage
   bool isRepeated = false;
 };
 
-/// Objects of a class: specialised by the modules that know it.
+/// The class of objects: specialised by the modules that know it.
 template <class T>
 const TieClass* tie_class();
 

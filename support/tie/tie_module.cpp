@@ -96,7 +96,8 @@ void TieCommand::thrown(TieHandle* handle) {
 
 template <>
 const TieClass* tie_class<AceReporter>() {
-  static constexpr TieClass REPORTER = {"AceReporter", nullptr, nullptr};
+  static constexpr TieClass REPORTER = {"AceReporter", nullptr, nullptr,
+                                         [](void* reporter) { delete static_cast<AceReporter*>(reporter); }};
   return &REPORTER;
 }
 

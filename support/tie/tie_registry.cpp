@@ -1,5 +1,6 @@
 #include "tie/tie_registry.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <utility>
@@ -8,7 +9,7 @@ namespace {
 
 struct Structure {
   const TieClass* type = nullptr;
-  VInt owner = 0;
+  bool isMade = false;
 };
 
 VInt key_of(const void* object) {
@@ -17,48 +18,87 @@ VInt key_of(const void* object) {
 
 class Registry {
  public:
-  int declare(VInt object, const TieClass* type, VInt owner) {
-    const auto [known, isNew] = structures.try_emplace(object);
-    Structure& entry = known->second;
-    const bool isSame = entry.type == type;
-    if (!isNew && !isSame) erase_owned(object);
-    if (!isNew) ownedObjects.erase({entry.owner, object});
-    entry = {type, owner};
-    if (owner != 0) ownedObjects.emplace(owner, object);
-    return isNew ? 0 : isSame ? 1 : -1;
+  int declare(VInt object, const TieClass* type, bool isMade) {
+    const auto found = structures.find(object);
+    if (found == structures.end()) {
+      structures[object] = {type, isMade};
+      return 0;
+    }
+    if (found->second.type == type && !isMade) return 1;
+    const bool isSame = found->second.type == type;
+    forget(object);  // the address is in use again: what it was has ended
+    structures[object] = {type, isMade};
+    return isSame ? 1 : -1;
+  }
+
+  void needs(VInt object, VInt needed) {
+    if (object == 0 || needed == 0 || object == needed) return;
+    dependents.emplace(needed, object);
+    requirements.emplace(object, needed);
+  }
+
+  void shares(VInt object, VInt other) {
+    for (auto next = requirements.lower_bound({other, INT64_MIN}); next != requirements.end() && next->first == other;
+         next = requirements.upper_bound({other, next->second}))
+      needs(object, next->second);
   }
 
   int erase(VInt object) {
-    const auto found = structures.find(object);
-    if (found == structures.end()) return 0;
-    ownedObjects.erase({found->second.owner, object});
-    structures.erase(found);
-    return 1 + erase_owned(object);
-  }
-
-  int erase_owned(VInt owner) {
-    int count = 0;
-    for (auto first = ownedObjects.lower_bound({owner, INT64_MIN});
-         first != ownedObjects.end() && first->first == owner; first = ownedObjects.lower_bound({owner, INT64_MIN}))
-      count += erase(first->second);
+    if (!structures.contains(object)) return 0;
+    const int count = 1 + erase_dependents(object);
+    forget(object);
     return count;
   }
 
-  const TieClass* type_of(VInt object) const {
+  int erase_dependents(VInt needed) {
+    int count = 0;
+    while (const VInt object = first_of(dependents, needed)) {
+      const auto found = structures.find(object);
+      const Structure known = found != structures.end() ? found->second : Structure{};
+      count += erase(object);
+      forget(object);
+      if (known.isMade && known.type->destroy != nullptr)
+        known.type->destroy(reinterpret_cast<void*>(static_cast<std::intptr_t>(object)));
+    }
+    return count;
+  }
+
+  const Structure* find(VInt object) const {
     const auto found = structures.find(object);
-    return found != structures.end() ? found->second.type : nullptr;
+    return found != structures.end() ? &found->second : nullptr;
   }
 
   int size() const { return static_cast<int>(structures.size()); }
+  int num_made() const {
+    return static_cast<int>(
+        std::count_if(structures.begin(), structures.end(), [](const auto& known) { return known.second.isMade; }));
+  }
 
   void clear() {
     structures.clear();
-    ownedObjects.clear();
+    dependents.clear();
+    requirements.clear();
   }
 
  private:
+  using Pairs = std::set<std::pair<VInt, VInt>>;
+
+  static VInt first_of(const Pairs& pairs, VInt key) {
+    const auto first = pairs.lower_bound({key, INT64_MIN});
+    return first != pairs.end() && first->first == key ? first->second : 0;
+  }
+
+  void forget(VInt object) {
+    while (const VInt needed = first_of(requirements, object)) {
+      requirements.erase({object, needed});
+      dependents.erase({needed, object});
+    }
+    structures.erase(object);
+  }
+
   std::map<VInt, Structure> structures;
-  std::set<std::pair<VInt, VInt>> ownedObjects;  // owner and what it owns
+  Pairs dependents;    // an object, and one that needs it
+  Pairs requirements;  // the other way round
 };
 
 Registry& registry() {
@@ -68,33 +108,47 @@ Registry& registry() {
 
 }  // namespace
 
-int tie_declare(const TieClass* type, const void* object, const void* owner) {
-  return registry().declare(key_of(object), type, key_of(owner));
+int tie_declare(const TieClass* type, const void* object, bool is_made) {
+  return registry().declare(key_of(object), type, is_made);
+}
+
+void tie_needs(const void* object, const void* needed) {
+  registry().needs(key_of(object), key_of(needed));
+}
+
+void tie_shares(const void* object, const void* other) {
+  registry().shares(key_of(object), key_of(other));
 }
 
 int tie_erase(const void* object) {
   return registry().erase(key_of(object));
 }
 
-int tie_erase_owned(const void* owner) {
-  return registry().erase_owned(key_of(owner));
+int tie_erase_owned(const void* object) {
+  return registry().erase_dependents(key_of(object));
 }
 
 const char* tie_type(const void* object) {
-  const TieClass* const type = registry().type_of(key_of(object));
-  return type != nullptr ? type->name : nullptr;
+  const Structure* const known = registry().find(key_of(object));
+  return known != nullptr ? known->type->name : nullptr;
+}
+
+bool tie_is_made(const void* object) {
+  const Structure* const known = registry().find(key_of(object));
+  return known != nullptr && known->isMade;
 }
 
 void* tie_cast(const void* object, const TieClass* type) {
-  const TieClass* known = registry().type_of(key_of(object));
+  const Structure* const known = registry().find(key_of(object));
+  const TieClass* kind = known != nullptr ? known->type : nullptr;
   void* part = const_cast<void*>(object);
-  for (; known != nullptr && known != type; known = known->base)
-    if (known->to_base != nullptr) part = known->to_base(part);
-  return known != nullptr ? part : nullptr;
+  for (; kind != nullptr && kind != type; kind = kind->base)
+    if (kind->to_base != nullptr) part = kind->to_base(part);
+  return kind != nullptr ? part : nullptr;
 }
 
 int tie_num_objects() {
-  return registry().size();
+  return registry().num_made();
 }
 
 int tie_cleanup() {

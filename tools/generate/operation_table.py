@@ -34,6 +34,9 @@ reporter. Without an expression the method of that name is called with the argum
     results        none, the types above without text, ints, "number" (an int that may well be negative), "new <class>" (of
                    the caller) and "<class>" (of the object)
 
+"@ <name> needs <name>" tells that an object must not outlive another one, where a name is an argument's, self, result or
+rep; "@ <name> shares <name>" that it must not outlive what the other one must not outlive; "@ takes <name>" that the object of an argument belongs to the kernel from then on.
+
 In C++ an argument `a` of type strings has its count beside it, `a_count`; a result of type strings is a SeamTexts, one of
 type ints a SeamNumbers, and bytes are SeamBytes.
 """
@@ -78,6 +81,8 @@ class Operation:
     sentence: str = ""
     statements: list = dataclasses.field(default_factory=list)
     expression: str = ""
+    needs: list = dataclasses.field(default_factory=list)  # (one, other, needs or shares): self, result, rep or arguments
+    takes: list = dataclasses.field(default_factory=list)  # names of arguments whose objects go over
 
     @property
     def has_self(self):
@@ -94,7 +99,8 @@ class Operation:
         return None if name in known or name.startswith("enum:") else name
 
     def code(self):
-        return "\n".join([*self.statements, self.expression])
+        relations = [" ".join(words) for words in self.needs]
+        return "\n".join([*self.statements, self.expression, *relations])
 
     def uses(self, name):
         return re.search(rf"\b{name}\b", self.code()) is not None
@@ -173,12 +179,22 @@ class Reader:
             self.current.values += text.split()
         elif text.startswith("=") and isinstance(self.current, Operation):
             self.current.expression = text[1:].strip()
+        elif text.startswith("@") and isinstance(self.current, Operation):
+            self.relation(number, text[1:].split())
         elif text.startswith("|") and isinstance(self.current, Operation):
             self.current.statements.append(text[1:].strip())
         elif isinstance(self.current, Operation) and self.current.expression:
             self.current.expression += " " + text
         else:
             self.current.sentence = (self.current.sentence + " " + text).strip()
+
+    def relation(self, number, words):
+        if len(words) == 3 and words[1] in ("needs", "shares"):
+            self.current.needs.append((words[0], words[2], words[1]))
+        elif len(words) == 2 and words[0] == "takes":
+            self.current.takes.append(words[1])
+        else:
+            self.fail(number, f"expected: @ <name> needs|shares <name>, or @ takes <name>, found: @ {' '.join(words)}")
 
     def begin(self, number, text):
         word, _, rest = text.partition(" ")

@@ -60,7 +60,7 @@ def passed(argument):
 def handed(operation, call):
     """The call with its result handed to Tcl, as C++ statements."""
     if operation.kind == "delete":
-        return [f"{call};", "tie_erase(self);", "tie.result(0);"]
+        return ["tie_erase(self);", f"{call};", "tie.result(0);"]
     if operation.result == "none":
         return [f"{call};", "tie.result(0);"]
     if operation.result == "strings":
@@ -68,8 +68,11 @@ def handed(operation, call):
     if operation.result in ("ints", "bytes"):
         return [f"tie_result(&tie, {call});"]
     if operation.result_class:
-        owner = "nullptr" if operation.is_new or not operation.has_self else "self"
-        return [f"tie._result(tie_class<{operation.result_class}>(), {call}, {owner});"]
+        made = "true" if operation.is_new else "false"
+        needs = [("result", "self", "needs")] if operation.has_self and not operation.is_new else []
+        needs += [relation for relation in operation.needs if relation[0] == "result"]
+        return [f"auto* const result = {call};", f"tie._result(tie_class<{operation.result_class}>(), result, {made});",
+                *[f"tie_{how}({one}, {other});" for one, other, how in needs]]
     unchecked = ["tie.unset_return_check();"] if operation.result == "number" else []
     if operation.result.startswith("enum:"):
         return [f"tie_enum_result(&tie, seam::{operation.result[5:].replace('::', '_')}, {call});"]
@@ -88,14 +91,14 @@ def command(operation):
     yield '    tie.opt("-help", command.help());'
     if uses_reporter:
         yield '    tie.opt("-rep", &reporter);'
+    if any(argument.type == "text" for argument in operation.arguments):
+        yield "    tie.stop();"  # what a user typed may look like an option
     if operation.has_self:
         owner = operation.owner.name
         yield f'    auto* const self = tie_object<{owner}>(&tie, "object", TieHandle::ARGUMENT, static_cast<{owner}*>(nullptr));'
-    is_stopped = False
+    if operation.kind == "delete":
+        yield "    tie.must_be_made(self);"
     for argument in operation.arguments:
-        if argument.type == "text" and not is_stopped:
-            is_stopped = True
-            yield "    tie.stop();"
         yield f"    {declared(argument)}"
     yield "    if (!tie.ready()) return;"
     if operation.ends_owned:
@@ -105,9 +108,16 @@ def command(operation):
             yield f"    tie_erase_owned({argument.name});"
     arguments = ["self"] if operation.has_self else []
     arguments += [passed(argument) for argument in operation.arguments]
-    arguments += ["&tie", "reporter.get()" if uses_reporter else "AceReporter::use_default()"]
+    arguments += ["&tie", "rep" if uses_reporter else "AceReporter::use_default()"]
+    if operation.uses("rep"):
+        yield "    AceReporter* const rep = reporter.get();"
     for statement in handed(operation, f"seam::{operation.call_name}({', '.join(arguments)})"):
         yield f"    {statement}"
+    for one, other, how in operation.needs:
+        if one != "result":
+            yield f"    tie_{how}({one}, {other});"
+    for name in operation.takes:
+        yield f"    tie_erase({name});"
     yield "  });"
     yield "}"
 
@@ -157,6 +167,8 @@ def classes_header(table):
 
 def classes_source(table):
     yield '#include "svtie/tie_classes.h"'
+    deleted = {operation.owner.name for module in table.modules for operation in module.operations
+               if operation.kind == "delete"}
     for name, known in sorted(table.classes.items()):
         if name == "AceReporter":
             continue  # the framework knows it
@@ -165,7 +177,8 @@ def classes_source(table):
         yield ""
         yield "template <>"
         yield f"const TieClass* tie_class<{name}>() {{"
-        yield f'  static const TieClass CLASS = {{"{name}", {base}, {cast}}};'
+        destroy = f"[](void* object) {{ seam::{name}_delete(static_cast<{name}*>(object), nullptr, nullptr); }}"
+        yield f'  static const TieClass CLASS = {{"{name}", {base}, {cast}, {destroy if name in deleted else "nullptr"}}};'
         yield "  return &CLASS;"
         yield "}"
     yield ""
