@@ -25,3 +25,11 @@ file(RELATIVE_PATH SORVANTA_PC_PREFIX
   ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/sorvanta.pc.in ${PROJECT_BINARY_DIR}/sorvanta.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/sorvanta.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The package of Tcl, where Debian's interpreters look for packages; and in the build folder, for TCLLIBPATH.
+set(tcl_dir ${CMAKE_INSTALL_PREFIX}/lib/tcltk/Svcppt)
+file(RELATIVE_PATH SORVANTA_TCL_PLACE ${tcl_dir} ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libsorvanta.so.0)
+configure_file(cmake/pkgIndex.tcl.in ${PROJECT_BINARY_DIR}/install/pkgIndex.tcl @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/install/pkgIndex.tcl DESTINATION lib/tcltk/Svcppt)
+set(SORVANTA_TCL_PLACE libsorvanta.so.0)
+configure_file(cmake/pkgIndex.tcl.in ${PROJECT_BINARY_DIR}/pkgIndex.tcl @ONLY)

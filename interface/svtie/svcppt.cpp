@@ -1,14 +1,13 @@
 // The package "Svcppt" of Tcl: what `load` calls.
+#include "svtie/svcppt.h"
+
 #include <exception>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "ace/ace_admin.h"
 #include "ace/ace_alloc.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_timer.h"
-#include "svtie/svcppt.h"
 #include "svtie/tie_modules.h"
 
 namespace {
@@ -46,7 +45,8 @@ int init_package(Tcl_Interp* interp, const char* package, const char* components
   try {
     init_library();
     if (svtie_alive(interp) < 0)
-      return refuse(interp, package, std::string(components) + ": the commands belong to another interpreter already");
+      return refuse(interp, package,
+                    std::string(components) + ": the commands belong to another interpreter already");
   } catch (const std::exception& exception) {
     return refuse(interp, package, std::string(components) + ": " + exception.what());
   }

@@ -3,8 +3,9 @@
 ///     package require Svcppt
 ///     set map [TeraMapConfig::compile [TeraMapConfig utf-8]]
 ///
-/// One interpreter of a process has the commands at a time; another one is refused. Interpreters load the library
-/// by pkgIndex.tcl, and the library calls them through the table that they bring: it does not depend on Tcl.
+/// One interpreter of a process has the commands at a time; another one is refused. Interpreters load the
+/// library by pkgIndex.tcl, and the library calls them through the table that they bring: it does not depend
+/// on Tcl.
 #pragma once
 
 #include <tcl.h>

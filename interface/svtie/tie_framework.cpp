@@ -14,14 +14,16 @@ namespace {
 TieModule theModule("Tie");
 
 int new_reporter(ClientData data, Tcl_Interp* interp, int count, Tcl_Obj* const* words) {
-  static TieCommand command("Tie::AceReporter",
-                            "A reporter whose messages go to the command <report>, and its events, with their codes, to "
-                            "<event>; without that one they go to <report>, too.");
+  static TieCommand command(
+      "Tie::AceReporter",
+      "A reporter whose messages go to the command <report>, and its events, with their codes, to "
+      "<event>; without that one they go to <report>, too.");
   TieHandle tie(interp, count, words, "AceReporter", command.options(), data);
   return command.run(&tie, [&] {
     tie.opt("-help", command.help());
     const char* const report = tie.arg("report", TieHandle::OPTIONAL_ARGUMENT, "puts");
-    const char* const event = tie.arg("event", TieHandle::OPTIONAL_ARGUMENT, static_cast<const char*>(nullptr));
+    const char* const event =
+        tie.arg("event", TieHandle::OPTIONAL_ARGUMENT, static_cast<const char*>(nullptr));
     const int timeStamps = tie.arg("time_stamps", TieHandle::OPTIONAL_ARGUMENT, 0);
     if (!tie.ready()) return;
     const bool hasEvents = event != nullptr && *event != '\0';
@@ -47,7 +49,8 @@ int delete_reporter(ClientData data, Tcl_Interp* interp, int count, Tcl_Obj* con
 }
 
 int type_of(ClientData data, Tcl_Interp* interp, int count, Tcl_Obj* const* words) {
-  static TieCommand command("Tie::tie_type", "The class of the object with that handle; empty when there is none.");
+  static TieCommand command("Tie::tie_type",
+                            "The class of the object with that handle; empty when there is none.");
   TieHandle tie(interp, count, words, "tie_type", command.options(), data);
   return command.run(&tie, [&] {
     tie.opt("-help", command.help());
@@ -68,9 +71,10 @@ int num_objects(ClientData data, Tcl_Interp* interp, int count, Tcl_Obj* const* 
 }
 
 int info(ClientData data, Tcl_Interp* interp, int count, Tcl_Obj* const* words) {
-  static TieCommand command("Tie::tie_info",
-                            "The commands of a module, each with the line of its declaration; of all modules by name "
-                            "when none is given.");
+  static TieCommand command(
+      "Tie::tie_info",
+      "The commands of a module, each with the line of its declaration; of all modules by name "
+      "when none is given.");
   TieHandle tie(interp, count, words, "tie_info", command.options(), data);
   return command.run(&tie, [&] {
     tie.opt("-help", command.help());
@@ -89,7 +93,8 @@ int info(ClientData data, Tcl_Interp* interp, int count, Tcl_Obj* const* words) 
 /// A command by both of its names.
 struct Both {
   Both(Tcl_ObjCmdProc* function, const char* name, const char* tie_name, int line)
-      : call(&theModule, function, name, line, nullptr), tell(&theModule, function, tie_name, line, tie_describe()) {}
+      : call(&theModule, function, name, line, nullptr),
+        tell(&theModule, function, tie_name, line, tie_describe()) {}
   TieEntry call;
   TieEntry tell;
 };

@@ -6,7 +6,8 @@
 ///
 /// Lines go to the writer that `init` installs, a file or a log server, and with the console echo to standard
 /// output as well. Before the first `init` they go to the default reporter (`AceReporter::use_default`), from
-/// whichever threads write them and possibly from several at once; after `destroy` nowhere. What a reporter writes into the log while it takes a line from there is dropped.
+/// whichever threads write them and possibly from several at once; after `destroy` nowhere. What a reporter
+/// writes into the log while it takes a line from there is dropped.
 ///
 /// Rotation. A log file is one of a month (`housekeeping`). What is older moves into the folder "log_archive"
 /// beside it, as "<file name>.<year>.<month>", and is never overwritten there. Processes may share a log

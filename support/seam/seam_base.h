@@ -6,8 +6,8 @@
 class DastBase;
 class TeraMap;
 
-/// Gives a field the method of that name with its options. Returns what the base says; -1, reported, for an unknown
-/// method, and for options that it refuses.
+/// Gives a field the method of that name with its options. Returns what the base says; -1, reported, for an
+/// unknown method, and for options that it refuses.
 SORV_API int seam_configure_field(DastBase* base, const char* field, const char* method, const TeraMap* map,
                                   const char* build_options, const char* recall_options);
 /// The values of a record; a count of -1 for one that is not there.

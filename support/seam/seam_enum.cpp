@@ -69,9 +69,9 @@ std::string SeamEnum::refusal(const char* text) const {
 }
 
 const char* SeamEnum::nearest(const char* text) const {
-  const auto best =
-      std::min_element(enumValues.begin(), enumValues.end(), [=](const SeamEnumValue& a, const SeamEnumValue& b) {
-        return distance(text, a.name) < distance(text, b.name);
-      });
+  const auto best = std::min_element(enumValues.begin(), enumValues.end(),
+                                     [=](const SeamEnumValue& a, const SeamEnumValue& b) {
+                                       return distance(text, a.name) < distance(text, b.name);
+                                     });
   return best != enumValues.end() ? best->name : nullptr;
 }

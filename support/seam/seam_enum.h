@@ -1,4 +1,5 @@
-/// The values of an enumeration by name, for hosts in languages that have neither our headers nor our numbers.
+/// The values of an enumeration by name, for hosts in languages that have neither our headers nor our
+/// numbers.
 ///
 /// Thread safety: constant.
 #pragma once

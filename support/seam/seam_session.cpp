@@ -5,7 +5,8 @@
 #include "dare/dare_session.h"
 
 DareMultiQuery seam_query(const char* const* modes, int num_modes, const char* const* texts, int num_texts) {
-  if (num_modes != num_texts) throw AceException("Query with other fields", "%d modes, %d texts", num_modes, num_texts);
+  if (num_modes != num_texts)
+    throw AceException("Query with other fields", "%d modes, %d texts", num_modes, num_texts);
   AceAttach at;
   const char** given = nullptr;
   at.malloc(given, num_modes);

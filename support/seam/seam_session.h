@@ -7,9 +7,10 @@
 class DastRecord;
 class DastSession;
 
-/// A query from the signs of modes and the texts of all fields. Fields without a mode, or with an empty one, take no
-/// part. Throws an `AceException` where there are not as many modes as texts.
-SORV_API DareMultiQuery seam_query(const char* const* modes, int num_modes, const char* const* texts, int num_texts);
+/// A query from the signs of modes and the texts of all fields. Fields without a mode, or with an empty one,
+/// take no part. Throws an `AceException` where there are not as many modes as texts.
+SORV_API DareMultiQuery seam_query(const char* const* modes, int num_modes, const char* const* texts,
+                                   int num_texts);
 /// The values of a record; none for null.
 SORV_API SeamTexts seam_record(const DastRecord* record, AceAttach* at);
 SORV_API SeamTexts seam_field_names(const DastSession* session, AceAttach* at);

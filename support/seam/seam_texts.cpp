@@ -17,7 +17,7 @@ SeamBytes seam_image(AceWrap* object, AceAttach* at) {
 
 int seam_read_image(AceWrap* object, const SeamBytes& image) {
   if (image.bytes == nullptr || image.size < 0) return -1;
-  const VInt rc =
-      object->read_with_magic(reinterpret_cast<const char*>(image.bytes), static_cast<std::size_t>(image.size));
+  const VInt rc = object->read_with_magic(reinterpret_cast<const char*>(image.bytes),
+                                          static_cast<std::size_t>(image.size));
   return rc < 0 ? static_cast<int>(rc) : 0;
 }

@@ -1,5 +1,5 @@
-/// Results of operations that are more than one value. What they point to lies in the attach of the call or belongs to
-/// the object asked. A negative count or size is an error.
+/// Results of operations that are more than one value. What they point to lies in the attach of the call or
+/// belongs to the object asked. A negative count or size is an error.
 #pragma once
 
 #include <initializer_list>

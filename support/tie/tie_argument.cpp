@@ -65,7 +65,8 @@ void TieHandle::describe(const char* name, int kind, const TieKind& type, const 
   if (in_arg_mode()) {
     print("{%s %s%s%s} ", type.signature, name, hasDefault ? " " : "", hasDefault ? def : "");
   } else if (kind == OPTION) {
-    print("Option      :  %s %s%s%s\n", type.option, name, hasDefault ? ", default=" : "", hasDefault ? def : "");
+    print("Option      :  %s %s%s%s\n", type.option, name, hasDefault ? ", default=" : "",
+          hasDefault ? def : "");
   } else {
     print("%s %2d :  %s %s%s%s\n", kind == ARGUMENT ? "Argument" : "Optional", curArg, type.usage, name,
           hasDefault ? ", default=" : "", hasDefault ? def : "");
@@ -141,8 +142,9 @@ Tcl_Obj* TieHandle::arg(const char* name, int kind, Tcl_Obj* def) {
 const char** TieHandle::arg(const char* name, int kind, const char** def) {
   if (!in_call_mode()) return describe(name, kind, STRING_ARRAY, nullptr), def;
   const char** value = def;
-  return take(name, kind, STRING_ARRAY, [&](Tcl_Obj* word) { return strings_from_list(word, &value) >= 0; }) ? value
-                                                                                                          : def;
+  return take(name, kind, STRING_ARRAY, [&](Tcl_Obj* word) { return strings_from_list(word, &value) >= 0; })
+             ? value
+             : def;
 }
 
 int TieHandle::arg(const char* name, const SeamEnum* values, int kind, int def) {
@@ -155,7 +157,9 @@ int TieHandle::arg(const char* name, const SeamEnum* values, int kind, int def) 
   const auto convert = [&](Tcl_Obj* word) {
     const char* const text = Tcl_GetString(word);
     if (values->find(text, &value)) return true;
-    error_cond(name, (values->refusal(text) + " At").c_str());  // also where it may be left out: no other type has names
+    error_cond(
+        name,
+        (values->refusal(text) + " At").c_str());  // also where it may be left out: no other type has names
     return false;
   };
   return take(name, kind, type, convert) ? value : def;
@@ -169,7 +173,8 @@ void* TieHandle::_arg(const char* name, const TieClass* type, int kind, void* de
     } else if (in_arg_mode()) {
       describe(name, kind, texts, "default");
     } else {
-      const std::string described = std::string(name) + ", with" + (def == nullptr ? "out" : "") + " default structure";
+      const std::string described =
+          std::string(name) + ", with" + (def == nullptr ? "out" : "") + " default structure";
       describe(described.c_str(), kind, texts, nullptr);
     }
     return def;

@@ -10,8 +10,8 @@
 
 namespace {
 
-/// Tcl's own form of texts differs from UTF-8 by what starts with one of these: zeros, and halves of characters that
-/// take four bytes.
+/// Tcl's own form of texts differs from UTF-8 by what starts with one of these: zeros, and halves of
+/// characters that take four bytes.
 constexpr int ZERO_LEAD = 0xC0;
 constexpr int SURROGATE_LEAD = 0xED;
 constexpr unsigned char FOUR_BYTES = 0xF0;
@@ -38,8 +38,8 @@ class DString {
 
 }  // namespace
 
-TieHandle::TieHandle(Tcl_Interp* interp, int count, Tcl_Obj* const* words, const char* name, TieOptionSet* options,
-                     void* clientData)
+TieHandle::TieHandle(Tcl_Interp* interp, int count, Tcl_Obj* const* words, const char* name,
+                     TieOptionSet* options, void* clientData)
     : tclInterp(interp), objArray(words), objCount(count), functionName(name), optionSet(options) {
   if (optionSet != nullptr) optionSet->reset_all();
   Tcl_ResetResult(interp);
@@ -54,7 +54,8 @@ const char* TieHandle::text_of(Tcl_Obj* word) {
   int length = 0;
   const char* const text = Tcl_GetStringFromObj(word, &length);
   const auto size = static_cast<std::size_t>(length);
-  if (std::memchr(text, ZERO_LEAD, size) == nullptr && std::memchr(text, SURROGATE_LEAD, size) == nullptr) return text;
+  if (std::memchr(text, ZERO_LEAD, size) == nullptr && std::memchr(text, SURROGATE_LEAD, size) == nullptr)
+    return text;
   DString external;
   Tcl_UtfToExternalDString(utf8(), text, length, external.get());
   const auto bytes = static_cast<std::size_t>(external.length());
@@ -144,7 +145,8 @@ void TieHandle::stop() {
 void TieHandle::temp() {
   --curArg;
   put_in_usage_mode();
-  print("Template type %s call as %s has the following arguments:\n", functionName, Tcl_GetString(objArray[1]));
+  print("Template type %s call as %s has the following arguments:\n", functionName,
+        Tcl_GetString(objArray[1]));
 }
 
 // The check.
@@ -281,12 +283,14 @@ int TieHandle::_result(const TieClass* type, const void* object, bool is_made) {
   return fail(lead.c_str(), (std::string(type->name) + " returned\n").c_str(), "NO_OBJECT");
 }
 
-// What the kernel throws. The message comes first, so that it also heads the interpreter's account of the error.
+// What the kernel throws. The message comes first, so that it also heads the interpreter's account of the
+// error.
 
 void TieHandle::finish_thrown(const char* lead, const char* text, const char* condition) {
   Tcl_ResetResult(tclInterp);
   print("%s in tied function '%s', %s\n", lead, functionName, text);
-  const std::string frame = std::string("\n    invoked from within\n\"") + functionName + "\"\n    (TIE_FRAME C++Function)";
+  const std::string frame =
+      std::string("\n    invoked from within\n\"") + functionName + "\"\n    (TIE_FRAME C++Function)";
   Tcl_AddErrorInfo(tclInterp, frame.c_str());
   Tcl_SetErrorCode(tclInterp, "TIE", functionName, condition, nullptr);
   returnCode = 1;

@@ -1,20 +1,20 @@
 /// One call of a Tcl command: its words, its options and its result.
 ///
-/// A command declares its options, keywords and arguments in order. The same declarations parse a call, print the
-/// usage, and print the signature that generators of scripts read; which of these, the mode says:
+/// A command declares its options, keywords and arguments in order. The same declarations parse a call, print
+/// the usage, and print the signature that generators of scripts read; which of these, the mode says:
 ///
 ///     TeraEdit::recall $edit $result LEVENSHTEIN       CALL_MODE
 ///     Tie::TeraEdit::recall ??                         USAGE_MODE    lines for people
 ///     Tie::TeraEdit::recall                            ARG_MODE      "{Flag -help} {TeraEdit object} ..."
 ///
-/// Errors: a word that does not fit is kept until `check`, which turns it into a Tcl error with the usage behind;
-/// declarations after it do nothing. The kernel is called by correct calls only.
+/// Errors: a word that does not fit is kept until `check`, which turns it into a Tcl error with the usage
+/// behind; declarations after it do nothing. The kernel is called by correct calls only.
 ///
-/// Texts are UTF-8 towards the kernel, and are turned into what Tcl uses inside for characters of four bytes and for
-/// zeros; a text with a zero is refused, for the kernel would take it for its end.
+/// Texts are UTF-8 towards the kernel, and are turned into what Tcl uses inside for characters of four bytes
+/// and for zeros; a text with a zero is refused, for the kernel would take it for its end.
 ///
-/// What a call allocates for its words lies in the handle, which is an attach. Thread safety: the thread of the
-/// interpreter only.
+/// What a call allocates for its words lies in the handle, which is an attach. Thread safety: the thread of
+/// the interpreter only.
 #pragma once
 
 #include <tcl.h>
@@ -115,8 +115,8 @@ class SORV_API TieHandle : public AceAttach {
   void ba_exception(const std::bad_alloc* thrown);
   void std_exception(const std::exception* thrown);
 
-  /// Converts a list into an array in the handle, which ends with a null. Returns the number of strings; -1 for what
-  /// is no list.
+  /// Converts a list into an array in the handle, which ends with a null. Returns the number of strings; -1
+  /// for what is no list.
   int strings_from_list(Tcl_Obj* list, const char*** strings);
   /// Number of strings of an array that `arg` has given.
   static int num_strings(const char* const* strings);
@@ -144,7 +144,7 @@ class SORV_API TieHandle : public AceAttach {
   TieOptionSet* optionSet;
   const char* errorMsg = "Unknown Error";
   const char* errorItem = "";
-  bool isMuted = false;     // help was given: the declarations come again for the usage
+  bool isMuted = false;  // help was given: the declarations come again for the usage
   bool isRepeated = false;
 };
 

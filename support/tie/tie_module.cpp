@@ -97,7 +97,7 @@ void TieCommand::thrown(TieHandle* handle) {
 template <>
 const TieClass* tie_class<AceReporter>() {
   static constexpr TieClass REPORTER = {"AceReporter", nullptr, nullptr,
-                                         [](void* reporter) { delete static_cast<AceReporter*>(reporter); }};
+                                        [](void* reporter) { delete static_cast<AceReporter*>(reporter); }};
   return &REPORTER;
 }
 

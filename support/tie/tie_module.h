@@ -1,7 +1,8 @@
 /// Modules of Tcl commands, and how a command runs.
 ///
-/// Each command is known by two names: "TeraEdit::recall" executes it, "Tie::TeraEdit::recall" describes it. Each
-/// module also has <module>::version, <module>::built and <module>::cancel, which takes its commands away.
+/// Each command is known by two names: "TeraEdit::recall" executes it, "Tie::TeraEdit::recall" describes it.
+/// Each module also has <module>::version, <module>::built and <module>::cancel, which takes its commands
+/// away.
 ///
 /// A module is registered with one interpreter; when that is deleted, the module is cancelled.
 #pragma once
@@ -21,7 +22,8 @@ class SORV_API TieModule {
   TieModule(const TieModule&) = delete;
   TieModule& operator=(const TieModule&) = delete;
 
-  /// Creates the commands. Returns their number; 0 without interpreter and when the module is registered already.
+  /// Creates the commands. Returns their number; 0 without interpreter and when the module is registered
+  /// already.
   int alive(Tcl_Interp* interp);
   /// Deletes the commands. Returns their number.
   int cancel();
@@ -70,8 +72,8 @@ class SORV_API TieCommand {
   TieCommand(const char* tie_name, const char* help);
   TieOptionSet* options() { return &optionSet; }
   HelpOption* help() { return &helpOption; }
-  /// Runs the declarations, and again where they are to print the usage; turns what the kernel throws into errors
-  /// of Tcl. Returns the return code for Tcl.
+  /// Runs the declarations, and again where they are to print the usage; turns what the kernel throws into
+  /// errors of Tcl. Returns the return code for Tcl.
   template <class Declare>
   int run(TieHandle* handle, Declare declare);
 

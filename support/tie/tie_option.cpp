@@ -21,7 +21,8 @@ void TieOptionSet::reset_all() {
 
 // Flags.
 
-FlagOption::FlagOption(int bit, int* result, const char* name, TieOptionSet* set) : defVal(bit), resPtr(result) {
+FlagOption::FlagOption(int bit, int* result, const char* name, TieOptionSet* set)
+    : defVal(bit), resPtr(result) {
   set->add(name, this);
 }
 

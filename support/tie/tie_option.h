@@ -1,6 +1,7 @@
 /// Options of Tcl commands: words such as "-help" that may stand in front of any positional argument.
 ///
-/// A command has one set of options for the life of the process. Thread safety: the thread of the interpreter only.
+/// A command has one set of options for the life of the process. Thread safety: the thread of the interpreter
+/// only.
 #pragma once
 
 #include "ace/ace_str_avl.h"
@@ -24,7 +25,8 @@ class SORV_API TieOption {
   virtual ~TieOption();
 };
 
-/// The options of a command by name. Remembers the last one found: the next call of a command gives the same ones.
+/// The options of a command by name. Remembers the last one found: the next call of a command gives the same
+/// ones.
 class SORV_API TieOptionSet {
  public:
   /// The option's name is copied; the option itself stays its owner's.

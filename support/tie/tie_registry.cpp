@@ -38,7 +38,8 @@ class Registry {
   }
 
   void shares(VInt object, VInt other) {
-    for (auto next = requirements.lower_bound({other, INT64_MIN}); next != requirements.end() && next->first == other;
+    for (auto next = requirements.lower_bound({other, INT64_MIN});
+         next != requirements.end() && next->first == other;
          next = requirements.upper_bound({other, next->second}))
       needs(object, next->second);
   }
@@ -70,8 +71,8 @@ class Registry {
 
   int size() const { return static_cast<int>(structures.size()); }
   int num_made() const {
-    return static_cast<int>(
-        std::count_if(structures.begin(), structures.end(), [](const auto& known) { return known.second.isMade; }));
+    return static_cast<int>(std::count_if(structures.begin(), structures.end(),
+                                          [](const auto& known) { return known.second.isMade; }));
   }
 
   void clear() {

@@ -1,11 +1,11 @@
-/// The kernel objects that Tcl knows, by their addresses: a handle is an address in decimals, and the registry
-/// tells what lies there.
+/// The kernel objects that Tcl knows, by their addresses: a handle is an address in decimals, and the
+/// registry tells what lies there.
 ///
 /// Classes are known with their bases, so that an object is taken where one of a base is expected.
 ///
-/// Objects need others: a candidate its result, a session its base. When an object ends, or is about to change in a way
-/// that its parts do not survive, the handles of all that need it end first; those of them that were made by a script
-/// are deleted, for nothing could be done with them any more.
+/// Objects need others: a candidate its result, a session its base. When an object ends, or is about to
+/// change in a way that its parts do not survive, the handles of all that need it end first; those of them
+/// that were made by a script are deleted, for nothing could be done with them any more.
 ///
 /// Thread safety: the thread of the interpreter only.
 #pragma once
@@ -15,13 +15,14 @@
 /// A class that Tcl can hold objects of; static, one for each.
 struct TieClass {
   const char* name;
-  const TieClass* base;       ///< null for none
-  void* (*to_base)(void*);    ///< from an object's address to that of its base part; null for the same address
-  void (*destroy)(void*);     ///< null where scripts cannot delete objects
+  const TieClass* base;     ///< null for none
+  void* (*to_base)(void*);  ///< from an object's address to that of its base part; null for the same address
+  void (*destroy)(void*);   ///< null where scripts cannot delete objects
 };
 
-/// Enters an address; `is_made` for an object that the script has made, and is to delete. Returns 0 for a new one and 1
-/// for one that is there with the same class; -1 for one of another class, which is replaced after all that needed it.
+/// Enters an address; `is_made` for an object that the script has made, and is to delete. Returns 0 for a new
+/// one and 1 for one that is there with the same class; -1 for one of another class, which is replaced after
+/// all that needed it.
 SORV_API int tie_declare(const TieClass* type, const void* object, bool is_made = false);
 /// Notes that one object needs another one. Nothing happens for null and for equal ones.
 SORV_API void tie_needs(const void* object, const void* needed);

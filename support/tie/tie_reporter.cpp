@@ -102,8 +102,8 @@ int TieReporter::deliver(const char* text, const char* code) {
 
 void TieReporter::evaluate(const char* text, const char* code) {
   if (Tcl_InterpDeleted(tclInterp) != 0) return;
-  Tcl_Obj* words[] = {Tcl_NewStringObj(code != nullptr ? eventHandler : reportHandler, -1), TieHandle::new_text(text),
-                      code != nullptr ? TieHandle::new_text(code) : nullptr};
+  Tcl_Obj* words[] = {Tcl_NewStringObj(code != nullptr ? eventHandler : reportHandler, -1),
+                      TieHandle::new_text(text), code != nullptr ? TieHandle::new_text(code) : nullptr};
   const int count = code != nullptr ? 3 : 2;
   for (int i = 0; i < count; ++i) Tcl_IncrRefCount(words[i]);
   // A command of ours may be half way through its result.

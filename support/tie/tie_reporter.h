@@ -1,7 +1,7 @@
 /// A reporter that hands the kernel's messages to commands of Tcl.
 ///
-/// Only the thread of the interpreter evaluates anything. What other threads report waits in a queue, in order, until
-/// that thread reports, ends a command or runs its event loop, whichever comes first.
+/// Only the thread of the interpreter evaluates anything. What other threads report waits in a queue, in
+/// order, until that thread reports, ends a command or runs its event loop, whichever comes first.
 #pragma once
 
 #include <tcl.h>
@@ -15,8 +15,8 @@ class SORV_API TieReporter : public AceReporter {
  public:
   /// Messages go to "puts", events too.
   explicit TieReporter(Tcl_Interp* interp);
-  /// `report` is called with a text, `event` with a text and a code; null `event`: events go to `report`. Both are
-  /// names of commands and copied.
+  /// `report` is called with a text, `event` with a text and a code; null `event`: events go to `report`.
+  /// Both are names of commands and copied.
   TieReporter(Tcl_Interp* interp, const char* report, const char* event, int time_stamps);
   TieReporter(const TieReporter&) = delete;
   TieReporter& operator=(const TieReporter&) = delete;

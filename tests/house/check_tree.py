@@ -36,6 +36,8 @@ ROOMS = {
     "dare": ["logic", "result", "context", "rule", "config", "evaluate", "command", "manager"],
     "damo": ["output", "statistic", "input", "json", "xml", "odbc", "diff", "cascade", "extract"],
 }
+# What hosts in other languages look for by these names when they load the library.
+ENTRIES = {"Svcppt", "Svcpptd"}
 LEVEL = {folder: level for level, row in enumerate(LAYERS) for folder in row}
 HASH = re.compile(r"#.*")
 COMMENTS = {".h": re.compile(r"//.*"), ".cpp": re.compile(r"//.*"), ".py": HASH, ".cmake": HASH, ".md": None}
@@ -116,7 +118,7 @@ def check_exports(library):
     listing = subprocess.run(["nm", "-D", "--defined-only", library], capture_output=True, text=True, check=True)
     for line in listing.stdout.splitlines():
         kind, name = line.split()[-2:]
-        if kind in "TBDRVW" and not name.startswith("_Z") and name.split("_")[0] not in LEVEL:
+        if kind in "TBDRVW" and not name.startswith("_Z") and name.split("_")[0] not in {*LEVEL, *ENTRIES}:
             yield f"{library}: exports the C name {name}"
 
 

@@ -1,5 +1,5 @@
-// Runs the Tcl scripts of this folder in an interpreter of this process, so that sanitizers see all of it. A script
-// compares by `is expected actual` and says what it looks at by its comments; it ends without objects.
+// Runs the Tcl scripts of this folder in an interpreter of this process, so that sanitizers see all of it. A
+// script compares by `is expected actual` and says what it looks at by its comments; it ends without objects.
 #include <tcl.h>
 
 #include <filesystem>
@@ -46,7 +46,8 @@ void run_script(const char* name) {
   Tcl_SetVar(interp.get(), "tcl_scripts", SCRIPT_FOLDER, TCL_GLOBAL_ONLY);
   ASSERT_EQ(Tcl_Eval(interp.get(), PREAMBLE), TCL_OK);
   const std::string path = std::string(SCRIPT_FOLDER) + "/" + name + ".tcl";
-  EXPECT_EQ(Tcl_EvalFile(interp.get(), path.c_str()), TCL_OK) << Tcl_GetVar(interp.get(), "errorInfo", TCL_GLOBAL_ONLY);
+  EXPECT_EQ(Tcl_EvalFile(interp.get(), path.c_str()), TCL_OK)
+      << Tcl_GetVar(interp.get(), "errorInfo", TCL_GLOBAL_ONLY);
   EXPECT_STREQ(Tcl_GetVar(interp.get(), "failures", TCL_GLOBAL_ONLY), "");
   EXPECT_EQ(tie_num_objects(), 0) << "handles left";
   std::filesystem::remove_all(folder);
@@ -83,7 +84,9 @@ TEST(Tcl, one_interpreter_has_the_commands) {
   first.reset();  // which gives them back
   EXPECT_EQ(Svcppt_Init(second.get()), TCL_OK) << Tcl_GetStringResult(second.get());
   EXPECT_STREQ(Tcl_PkgPresent(second.get(), "Svcppt", nullptr, 0), "SORVANTA_VERSION");
-  ASSERT_EQ(Tcl_Eval(second.get(), "set n [tie_edit::cancel]; list [expr {$n > 20}] [info commands TeraEdit]"), TCL_OK);
+  ASSERT_EQ(
+      Tcl_Eval(second.get(), "set n [tie_edit::cancel]; list [expr {$n > 20}] [info commands TeraEdit]"),
+      TCL_OK);
   EXPECT_STREQ(Tcl_GetStringResult(second.get()), "1 {}");
 }
 

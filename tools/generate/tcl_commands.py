@@ -8,6 +8,7 @@ import json
 
 import operation_table
 
+INCLUDE = "#include"
 KINDS = {True: "TieHandle::ARGUMENT", False: "TieHandle::OPTIONAL_ARGUMENT"}
 ZERO = {"int": "0", "huge": "Huge{0}", "large": "Huge{0}", "double": "0.0", "bool": "0"}
 POINTER = {"string": "const char*", "text": "const char*", "strings": "const char**"}
@@ -132,7 +133,7 @@ def entries(module):
 
 def source(module):
     yield f'#include "seam/{module.name}.h"'
-    yield '#include "svtie/tie_classes.h"'
+    yield f'{INCLUDE} "svtie/tie_classes.h"'
     yield '#include "svtie/tie_common.h"'
     yield ""
     yield "namespace {"
@@ -166,7 +167,7 @@ def classes_header(table):
 
 
 def classes_source(table):
-    yield '#include "svtie/tie_classes.h"'
+    yield f'{INCLUDE} "svtie/tie_classes.h"'
     deleted = {operation.owner.name for module in table.modules for operation in module.operations
                if operation.kind == "delete"}
     for name, known in sorted(table.classes.items()):
