@@ -11,6 +11,7 @@ import operation_table
 PLAIN = {"int": "int", "number": "int", "huge": "Huge", "large": "Large", "double": "double", "bool": "bool",
          "string": "const char*", "text": "const char*", "bytes": "const SeamBytes&", "strings": "const char**",
          "none": "void"}
+SEVERAL = {"strings": "SeamTexts", "ints": "SeamNumbers", "bytes": "SeamBytes"}
 
 
 def cpp_argument(argument):
@@ -24,9 +25,8 @@ def cpp_argument(argument):
 
 
 def cpp_result(operation):
-    several = {"strings": "SeamTexts", "ints": "SeamNumbers", "bytes": "SeamBytes"}
-    if operation.result in several:
-        return several[operation.result]
+    if operation.result in SEVERAL:
+        return SEVERAL[operation.result]
     if operation.result.startswith("enum:"):
         return "int"
     if operation.result_class:
@@ -64,8 +64,11 @@ def body(operation):
             yield f"  {expression};"
         elif operation.result.startswith("enum:"):
             yield f"  return static_cast<int>({expression});"
+        elif operation.result in SEVERAL:
+            yield f"  return {{{expression}}};"
         else:
-            yield f"  return {{{expression}}};"  # braces refuse what would lose something
+            yield f"  {cpp_result(operation)} seam_value{{{expression}}};"  # braces refuse what would lose something
+            yield "  return seam_value;"
     yield "}"
 
 

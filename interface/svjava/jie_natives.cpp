@@ -1,0 +1,26 @@
+// The native methods that are about Java itself.
+#include <cstring>
+
+#include "jie/jie_handle.h"
+#include "svjava/jie_enums.h"
+
+extern "C" {
+
+/// From the thread of the garbage collection: what is forgotten waits for another one.
+JNIEXPORT void JNICALL Java_com_veltrane_jie_JieObject_release(JNIEnv*, jclass, jlong address, jlong serial) {
+  if (JieWrap* const wrap = JieWrap::find(address, serial); wrap != nullptr) wrap->unref(0);
+}
+
+JNIEXPORT jint JNICALL Java_com_veltrane_jie_JieObject_enumValue(JNIEnv* env, jclass, jstring enumeration,
+                                                                 jint position) {
+  JieHandle jie(env, "JieObject", "enumValue");
+  const char* const name = jie.jie_get_string(enumeration, "enumeration", false);
+  for (const SeamEnum* const* known = jie_all_enums(); name != nullptr && *known != nullptr; ++known) {
+    const auto values = (*known)->get_values();
+    if (std::strcmp((*known)->get_name(), name) == 0 && position >= 0 && static_cast<std::size_t>(position) < values.size())
+      return values[static_cast<std::size_t>(position)].value;
+  }
+  jie.throw_exception("no such value");
+  return -1;
+}
+}

@@ -1,0 +1,361 @@
+#include "jie/jie_handle.h"
+
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "ace/ace_exception.h"
+#include "ace/ace_thread.h"
+
+namespace {
+
+constexpr const char* EXCEPTION = "com/veltrane/jie/RuntimeException";
+constexpr const char* NULL_POINTER = "java/lang/NullPointerException";
+constexpr const char* BASE_CLASS = "com/veltrane/jie/JieObject";
+constexpr long LARGEST = 0xFFFFFFFF;
+constexpr char32_t REPLACEMENT = 0xFFFD;
+constexpr char32_t FIRST_HIGH = 0xD800, FIRST_LOW = 0xDC00, LAST_LOW = 0xDFFF, FIRST_OF_TWO = 0x10000;
+
+/// A thread of Java that comes here works beside the kernel's own ones, until it ends.
+class RegisteredThread {
+ public:
+  RegisteredThread() {
+    if (!isMain) AceThreadSafe::make_thread_safe();
+  }
+  RegisteredThread(const RegisteredThread&) = delete;
+  RegisteredThread& operator=(const RegisteredThread&) = delete;
+  ~RegisteredThread() {
+    if (!isMain) AceThreadSafe::terminate_thread();
+  }
+
+ private:
+  bool isMain = ace_is_main_thread();
+};
+
+void append_utf8(char32_t c, std::string* out) {
+  const auto add = [out](char32_t byte) { out->push_back(static_cast<char>(byte)); };
+  if (c < 0x80) {
+    add(c);
+  } else if (c < 0x800) {
+    add(0xC0 | c >> 6);
+    add(0x80 | (c & 0x3F));
+  } else if (c < FIRST_OF_TWO) {
+    add(0xE0 | c >> 12);
+    add(0x80 | (c >> 6 & 0x3F));
+    add(0x80 | (c & 0x3F));
+  } else {
+    add(0xF0 | c >> 18);
+    add(0x80 | (c >> 12 & 0x3F));
+    add(0x80 | (c >> 6 & 0x3F));
+    add(0x80 | (c & 0x3F));
+  }
+}
+
+/// A half of a character without its other half becomes the sign for what cannot be told.
+std::string to_utf8(const std::vector<jchar>& text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    char32_t c = text[i];
+    if (c >= FIRST_HIGH && c <= LAST_LOW) {
+      const bool isPair = c < FIRST_LOW && i + 1 < text.size() && text[i + 1] >= FIRST_LOW && text[i + 1] <= LAST_LOW;
+      c = isPair ? FIRST_OF_TWO + ((c - FIRST_HIGH) << 10) + (text[++i] - FIRST_LOW) : REPLACEMENT;
+    }
+    append_utf8(c, &out);
+  }
+  return out;
+}
+
+/// The next character of valid or broken UTF-8; of broken one a byte as that sign.
+char32_t next_character(const unsigned char*& at) {
+  const unsigned char lead = *at++;
+  if (lead < 0x80) return lead;
+  const int more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC2 ? 1 : 0;
+  if (more == 0 || lead > 0xF4) return REPLACEMENT;
+  char32_t c = lead & (0x3F >> more);
+  for (int i = 0; i < more; ++i) {
+    if ((at[i] & 0xC0) != 0x80) return REPLACEMENT;
+    c = c << 6 | (at[i] & 0x3F);
+  }
+  static constexpr char32_t LEAST[] = {0, 0x80, 0x800, 0x10000};
+  if (c < LEAST[more] || c > 0x10FFFF || (c >= FIRST_HIGH && c <= LAST_LOW)) return REPLACEMENT;
+  at += more;
+  return c;
+}
+
+std::vector<jchar> to_utf16(const char* text) {
+  std::vector<jchar> out;
+  out.reserve(std::strlen(text));
+  for (const auto* at = reinterpret_cast<const unsigned char*>(text); *at != 0;) {
+    const char32_t c = next_character(at);
+    if (c >= FIRST_OF_TWO) {
+      out.push_back(static_cast<jchar>(FIRST_HIGH + ((c - FIRST_OF_TWO) >> 10)));
+      out.push_back(static_cast<jchar>(FIRST_LOW + ((c - FIRST_OF_TWO) & 0x3FF)));
+    } else {
+      out.push_back(static_cast<jchar>(c));
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+JieHandle::JieHandle(JNIEnv* env, const char* class_name, const char* method_name)
+    : envPtr(env), className(class_name), methodName(method_name) {
+  thread_local const RegisteredThread registered;
+  static_cast<void>(registered);
+}
+
+// Failures.
+
+void JieHandle::throw_named(const char* java_class, const char* text) {
+  if (isError) return;
+  isError = true;
+  const jclass type = envPtr->FindClass(java_class);
+  if (type == nullptr) return;  // an exception of its own
+  const jstring message = jie_new_string(text);
+  const jmethodID make = envPtr->GetMethodID(type, "<init>", "(Ljava/lang/String;)V");
+  if (make == nullptr || message == nullptr) return;
+  auto* const thrown = static_cast<jthrowable>(envPtr->NewObject(type, make, message));
+  if (thrown != nullptr) envPtr->Throw(thrown);
+}
+
+void JieHandle::throw_exception(const char* text) {
+  throw_named(EXCEPTION, text);
+}
+
+void JieHandle::throw_exception(const char* text, const char* class_name, const char* method_name) {
+  const std::string whole = std::string(class_name) + "." + method_name + ": " + text;
+  throw_exception(whole.c_str());
+}
+
+void JieHandle::throw_caught() {
+  try {
+    throw;
+  } catch (const AceNullpointerException& exception) {
+    throw_named(NULL_POINTER, exception.get_name() != nullptr ? exception.get_name() : "");
+  } catch (const AceException& exception) {
+    const char* const text = exception.what(this);
+    throw_exception(text != nullptr ? text : "No condition", className, methodName);
+  } catch (const std::exception& exception) {
+    throw_exception(exception.what(), className, methodName);
+  } catch (...) {
+    throw_exception("Unknown exception occurred", className, methodName);
+  }
+}
+
+void JieHandle::refuse(const char* what, const char* name) {
+  const std::string text = std::string(name) + " " + what;
+  throw_exception(text.c_str(), className, methodName);
+}
+
+// Objects.
+
+jfieldID JieHandle::ref_field() {
+  static jfieldID field = nullptr;
+  if (field != nullptr) return field;
+  const jclass type = envPtr->FindClass(BASE_CLASS);
+  if (type == nullptr) throw AceException("Could not get Java class ID!", "Class: '%s'", BASE_CLASS);
+  field = envPtr->GetFieldID(type, "ref", "J");
+  if (field == nullptr) throw AceException("Could not get Java reference ID!", "Class: '%s'", BASE_CLASS);
+  envPtr->NewGlobalRef(type);  // the field is as long valid as the class stays
+  return field;
+}
+
+JieWrap* JieHandle::wrapper(jobject from) const {
+  if (from == nullptr) return nullptr;
+  const jlong address = envPtr->GetLongField(from, const_cast<JieHandle*>(this)->ref_field());
+  return reinterpret_cast<JieWrap*>(static_cast<std::intptr_t>(address));
+}
+
+void* JieHandle::object(jobject from, const JieClass* type, const char* name, bool optional) {
+  if (isError) return nullptr;
+  JieWrap* const wrap = wrapper(from);
+  void* const kernelObject = wrap != nullptr ? wrap->unwrap() : nullptr;
+  if (kernelObject != nullptr) return kernelObject;
+  static_cast<void>(type);  // Java has checked it
+  if (optional && from == nullptr) return nullptr;
+  if (from == nullptr) {
+    throw_named(NULL_POINTER, name);
+  } else {
+    refuse("has no kernel object; it was destroyed, or given away", name);
+  }
+  return nullptr;
+}
+
+jobject JieHandle::new_object(const JieClass* type, const void* object, bool is_made, jobject owner) {
+  if (isError || object == nullptr) return nullptr;
+  const jclass javaClass = envPtr->FindClass(type->name);
+  if (javaClass == nullptr) throw AceException("Could not get Java class ID!", "Class: '%s'", type->name);
+  const jmethodID make = envPtr->GetMethodID(javaClass, "<init>", "(JJ)V");
+  if (make == nullptr) throw AceException("Could not get Java reference ID!", "Class: '%s'", type->name);
+  if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING) JieGarbageCollector::instance().clean();
+  auto* const wrap = new JieObjectWrap(const_cast<void*>(object), type->destroy, is_made);
+  if (owner != nullptr) wrap->set_parent(wrapper(owner));
+  const jobject made = envPtr->NewObject(javaClass, make, static_cast<jlong>(reinterpret_cast<std::intptr_t>(wrap)),
+                                         static_cast<jlong>(wrap->get_serial()));
+  if (made == nullptr) {
+    isError = true;
+    wrap->unref(1);
+  }
+  return made;
+}
+
+void JieHandle::take(jobject self, const JieClass* type, void* object) {
+  if (isError) return;
+  if (object == nullptr) return throw_exception("no object could be made", className, methodName);
+  if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING) JieGarbageCollector::instance().clean();
+  auto* const wrap = new JieObjectWrap(object, type->destroy, true);
+  const jclass javaClass = envPtr->GetObjectClass(self);
+  const jmethodID adopt = envPtr->GetMethodID(javaClass, "adopt", "(JJ)V");
+  if (adopt == nullptr) {
+    wrap->unref(1);
+    throw AceException("Could not get Java reference ID!", "Class: '%s'", type->name);
+  }
+  envPtr->CallVoidMethod(self, adopt, static_cast<jlong>(reinterpret_cast<std::intptr_t>(wrap)),
+                         static_cast<jlong>(wrap->get_serial()));
+  if (envPtr->ExceptionCheck() != 0) isError = true;
+}
+
+void JieHandle::destroy(jobject self, bool keep) {
+  JieWrap* const wrap = wrapper(self);
+  if (wrap == nullptr) return;
+  envPtr->SetLongField(self, ref_field(), 0);
+  if (keep) wrap->clean(1);
+  wrap->unref(1);
+}
+
+void JieHandle::end_owned(jobject owner) {
+  JieWrap* const wrap = wrapper(owner);
+  if (!isError && wrap != nullptr) wrap->end_owned();
+}
+
+void JieHandle::needs(jobject one, jobject other) {
+  JieWrap* const wrap = wrapper(one);
+  if (!isError && wrap != nullptr) wrap->set_parent(wrapper(other));
+}
+
+void JieHandle::shares(jobject one, jobject other) {
+  JieWrap* const wrap = wrapper(one);
+  const JieWrap* const from = wrapper(other);
+  if (!isError && wrap != nullptr && from != nullptr) wrap->share_parents(from);
+}
+
+// Texts and arrays.
+
+const char* JieHandle::jie_get_string(jstring from, const char* name, bool optional) {
+  if (isError) return nullptr;
+  if (from == nullptr) {
+    if (!optional) throw_named(NULL_POINTER, name);
+    return nullptr;
+  }
+  std::vector<jchar> units(static_cast<std::size_t>(envPtr->GetStringLength(from)));
+  envPtr->GetStringRegion(from, 0, static_cast<jsize>(units.size()), units.data());
+  const std::string text = to_utf8(units);
+  if (text.find('\0') != std::string::npos) return refuse("has a zero", name), nullptr;
+  return attach(text.c_str(), static_cast<VInt>(text.size()));
+}
+
+const char** JieHandle::jie_get_strings(jobjectArray from, int* count, const char* name, bool optional) {
+  *count = 0;
+  if (isError) return nullptr;
+  if (from == nullptr) {
+    if (!optional) throw_named(NULL_POINTER, name);
+    return nullptr;
+  }
+  *count = envPtr->GetArrayLength(from);
+  const char** texts = nullptr;
+  malloc(texts, *count + 1L);
+  for (int i = 0; i < *count; ++i) {
+    auto* const element = static_cast<jstring>(envPtr->GetObjectArrayElement(from, i));
+    texts[i] = jie_get_string(element, name, false);
+    envPtr->DeleteLocalRef(element);
+    if (isError) return nullptr;
+  }
+  texts[*count] = nullptr;
+  return texts;
+}
+
+SeamBytes JieHandle::bytes(jbyteArray from, const char* name) {
+  if (isError) return {nullptr, 0};
+  if (from == nullptr) return throw_named(NULL_POINTER, name), SeamBytes{nullptr, 0};
+  const jsize size = envPtr->GetArrayLength(from);
+  jbyte* copy = nullptr;
+  malloc(copy, size + 1L);
+  envPtr->GetByteArrayRegion(from, 0, size, copy);
+  return {reinterpret_cast<const Token*>(copy), size};
+}
+
+int JieHandle::enum_value(jobject from, JieEnumToEnum* type, const char* name) {
+  if (isError) return 0;
+  if (from == nullptr) return throw_named(NULL_POINTER, name), 0;
+  if (type->fieldId == nullptr) type->fieldId = envPtr->GetFieldID(envPtr->GetObjectClass(from), type->fieldName, "I");
+  if (type->fieldId == nullptr) return isError = true, 0;
+  return envPtr->GetIntField(from, type->fieldId);
+}
+
+Large JieHandle::large(jlong from, const char* name) {
+  if (isError) return 0;
+  if (from >= 0 && from <= LARGEST) return static_cast<Large>(from);
+  return refuse("is no number from 0 to 4294967295", name), 0;
+}
+
+jstring JieHandle::jie_new_string(const char* text) {
+  if (text == nullptr) return nullptr;
+  const std::vector<jchar> units = to_utf16(text);
+  return envPtr->NewString(units.data(), static_cast<jsize>(units.size()));
+}
+
+jobjectArray JieHandle::jie_new_strings(const SeamTexts& texts) {
+  if (isError || checked(texts.count) < 0 || isError) return nullptr;
+  const jclass type = envPtr->FindClass("java/lang/String");
+  const jobjectArray array = envPtr->NewObjectArray(texts.count, type, nullptr);
+  if (array == nullptr) return isError = true, nullptr;
+  for (int i = 0; i < texts.count; ++i) {
+    const jstring text = jie_new_string(texts.texts[i]);
+    envPtr->SetObjectArrayElement(array, i, text);
+    envPtr->DeleteLocalRef(text);
+  }
+  return array;
+}
+
+jlongArray JieHandle::jie_new_integers(const SeamNumbers& numbers) {
+  if (isError || checked(numbers.count) < 0 || isError) return nullptr;
+  const jlongArray array = envPtr->NewLongArray(numbers.count);
+  if (array == nullptr) return isError = true, nullptr;
+  static_assert(sizeof(jlong) == sizeof(Huge));
+  envPtr->SetLongArrayRegion(array, 0, numbers.count, reinterpret_cast<const jlong*>(numbers.numbers));
+  return array;
+}
+
+jbyteArray JieHandle::new_bytes(const SeamBytes& bytes) {
+  if (isError) return nullptr;
+  if (bytes.size < 0) return static_cast<void>(checked(static_cast<int>(bytes.size))), nullptr;
+  if (bytes.size > std::numeric_limits<jsize>::max())
+    return throw_exception("an image of more than 2 GiB; write it to a file with dump", className, methodName), nullptr;
+  const jbyteArray array = envPtr->NewByteArray(static_cast<jsize>(bytes.size));
+  if (array == nullptr) return isError = true, nullptr;
+  envPtr->SetByteArrayRegion(array, 0, static_cast<jsize>(bytes.size), reinterpret_cast<const jbyte*>(bytes.bytes));
+  return array;
+}
+
+jobject JieHandle::new_enum(const JieEnumToEnum& type, const SeamEnum& values, int value) {
+  const char* const name = values.name_of(value);
+  if (isError || name == nullptr) return nullptr;
+  const jclass javaClass = envPtr->FindClass(type.enumClass);
+  const std::string signature = std::string("(Ljava/lang/String;)L") + type.enumClass + ";";
+  const jmethodID valueOf =
+      javaClass != nullptr ? envPtr->GetStaticMethodID(javaClass, "valueOf", signature.c_str()) : nullptr;
+  if (valueOf == nullptr) return isError = true, nullptr;
+  return envPtr->CallStaticObjectMethod(javaClass, valueOf, jie_new_string(name));
+}
+
+int JieHandle::checked(int code) {
+  if (code < 0 && !isError) {
+    const std::string text = "code " + std::to_string(code) + " returned";
+    throw_exception(text.c_str(), className, methodName);
+  }
+  return code;
+}
