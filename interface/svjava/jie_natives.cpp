@@ -17,7 +17,8 @@ JNIEXPORT jint JNICALL Java_com_veltrane_jie_JieObject_enumValue(JNIEnv* env, jc
   const char* const name = jie.jie_get_string(enumeration, "enumeration", false);
   for (const SeamEnum* const* known = jie_all_enums(); name != nullptr && *known != nullptr; ++known) {
     const auto values = (*known)->get_values();
-    if (std::strcmp((*known)->get_name(), name) == 0 && position >= 0 && static_cast<std::size_t>(position) < values.size())
+    if (std::strcmp((*known)->get_name(), name) == 0 && position >= 0 &&
+        static_cast<std::size_t>(position) < values.size())
       return values[static_cast<std::size_t>(position)].value;
   }
   jie.throw_exception("no such value");

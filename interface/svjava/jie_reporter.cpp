@@ -66,7 +66,8 @@ int JieReporter::event_func(const char* text, const char* code) {
 int JieReporter::deliver(const char* text, const char* code) {
   const Environment environment(javaVm);
   JNIEnv* const env = environment.get();
-  if (env == nullptr || env->ExceptionCheck() != 0) return 0;  // nothing may be called while one is on its way
+  if (env == nullptr || env->ExceptionCheck() != 0)
+    return 0;  // nothing may be called while one is on its way
   jobject object = nullptr;
   {
     const std::scoped_lock lock(objectLock);

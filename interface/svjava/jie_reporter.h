@@ -7,9 +7,9 @@
 
 #include "ace/ace_reporter.h"
 
-/// Keeps the object from being collected until `clean_global_ref`. Messages may come from any thread: one that Java
-/// does not know is attached for the call. What the object throws is an `AceException` in a thread of Java, and
-/// dropped in others.
+/// Keeps the object from being collected until `clean_global_ref`. Messages may come from any thread: one
+/// that Java does not know is attached for the call. What the object throws is an `AceException` in a thread
+/// of Java, and dropped in others.
 class JieReporter : public AceReporter {
  public:
   JieReporter(JNIEnv* env, jobject object);

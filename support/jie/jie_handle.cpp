@@ -60,7 +60,8 @@ std::string to_utf8(const std::vector<jchar>& text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     char32_t c = text[i];
     if (c >= FIRST_HIGH && c <= LAST_LOW) {
-      const bool isPair = c < FIRST_LOW && i + 1 < text.size() && text[i + 1] >= FIRST_LOW && text[i + 1] <= LAST_LOW;
+      const bool isPair =
+          c < FIRST_LOW && i + 1 < text.size() && text[i + 1] >= FIRST_LOW && text[i + 1] <= LAST_LOW;
       c = isPair ? FIRST_OF_TWO + ((c - FIRST_HIGH) << 10) + (text[++i] - FIRST_LOW) : REPLACEMENT;
     }
     append_utf8(c, &out);
@@ -191,11 +192,13 @@ jobject JieHandle::new_object(const JieClass* type, const void* object, bool is_
   if (javaClass == nullptr) throw AceException("Could not get Java class ID!", "Class: '%s'", type->name);
   const jmethodID make = envPtr->GetMethodID(javaClass, "<init>", "(JJ)V");
   if (make == nullptr) throw AceException("Could not get Java reference ID!", "Class: '%s'", type->name);
-  if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING) JieGarbageCollector::instance().clean();
+  if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING)
+    JieGarbageCollector::instance().clean();
   auto* const wrap = new JieObjectWrap(const_cast<void*>(object), type->destroy, is_made);
   if (owner != nullptr) wrap->set_parent(wrapper(owner));
-  const jobject made = envPtr->NewObject(javaClass, make, static_cast<jlong>(reinterpret_cast<std::intptr_t>(wrap)),
-                                         static_cast<jlong>(wrap->get_serial()));
+  const jobject made =
+      envPtr->NewObject(javaClass, make, static_cast<jlong>(reinterpret_cast<std::intptr_t>(wrap)),
+                        static_cast<jlong>(wrap->get_serial()));
   if (made == nullptr) {
     isError = true;
     wrap->unref(1);
@@ -206,7 +209,8 @@ jobject JieHandle::new_object(const JieClass* type, const void* object, bool is_
 void JieHandle::take(jobject self, const JieClass* type, void* object) {
   if (isError) return;
   if (object == nullptr) return throw_exception("no object could be made", className, methodName);
-  if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING) JieGarbageCollector::instance().clean();
+  if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING)
+    JieGarbageCollector::instance().clean();
   auto* const wrap = new JieObjectWrap(object, type->destroy, true);
   const jclass javaClass = envPtr->GetObjectClass(self);
   const jmethodID adopt = envPtr->GetMethodID(javaClass, "adopt", "(JJ)V");
@@ -291,7 +295,8 @@ SeamBytes JieHandle::bytes(jbyteArray from, const char* name) {
 int JieHandle::enum_value(jobject from, JieEnumToEnum* type, const char* name) {
   if (isError) return 0;
   if (from == nullptr) return throw_named(NULL_POINTER, name), 0;
-  if (type->fieldId == nullptr) type->fieldId = envPtr->GetFieldID(envPtr->GetObjectClass(from), type->fieldName, "I");
+  if (type->fieldId == nullptr)
+    type->fieldId = envPtr->GetFieldID(envPtr->GetObjectClass(from), type->fieldName, "I");
   if (type->fieldId == nullptr) return isError = true, 0;
   return envPtr->GetIntField(from, type->fieldId);
 }
@@ -334,10 +339,13 @@ jbyteArray JieHandle::new_bytes(const SeamBytes& bytes) {
   if (isError) return nullptr;
   if (bytes.size < 0) return static_cast<void>(checked(static_cast<int>(bytes.size))), nullptr;
   if (bytes.size > std::numeric_limits<jsize>::max())
-    return throw_exception("an image of more than 2 GiB; write it to a file with dump", className, methodName), nullptr;
+    return throw_exception("an image of more than 2 GiB; write it to a file with dump", className,
+                           methodName),
+           nullptr;
   const jbyteArray array = envPtr->NewByteArray(static_cast<jsize>(bytes.size));
   if (array == nullptr) return isError = true, nullptr;
-  envPtr->SetByteArrayRegion(array, 0, static_cast<jsize>(bytes.size), reinterpret_cast<const jbyte*>(bytes.bytes));
+  envPtr->SetByteArrayRegion(array, 0, static_cast<jsize>(bytes.size),
+                             reinterpret_cast<const jbyte*>(bytes.bytes));
   return array;
 }
 

@@ -1,10 +1,12 @@
 /// One call of a native method: its arguments, its result, and what goes wrong.
 ///
-/// What the kernel throws becomes an exception of Java: a null pointer java.lang.NullPointerException with the
-/// variable's name, anything else com.veltrane.jie.RuntimeException. A call that has raised one returns a neutral value.
+/// What the kernel throws becomes an exception of Java: a null pointer java.lang.NullPointerException with
+/// the variable's name, anything else com.veltrane.jie.RuntimeException. A call that has raised one returns a
+/// neutral value.
 ///
-/// Texts are UTF-8 towards the kernel and UTF-16 towards Java, whatever characters they have. A text with a zero is
-/// refused, for the kernel would take it for its end. What a call allocates lies in the handle, which is an attach.
+/// Texts are UTF-8 towards the kernel and UTF-16 towards Java, whatever characters they have. A text with a
+/// zero is refused, for the kernel would take it for its end. What a call allocates lies in the handle, which
+/// is an attach.
 #pragma once
 
 #include <jni.h>
@@ -29,7 +31,7 @@ struct JieClass {
 struct JieEnumToEnum {
   const char* enumClass;  ///< as "com/veltrane/jie/TeraEval$Mode"
   const char* fieldName;
-  jfieldID fieldId;       ///< found when first needed
+  jfieldID fieldId;  ///< found when first needed
 };
 
 class SORV_API JieHandle : public AceAttach {
@@ -39,8 +41,8 @@ class SORV_API JieHandle : public AceAttach {
 
   // Arguments. All do nothing once an exception was raised.
 
-  /// The kernel object behind a Java object. For null, or one that was destroyed: null, and an exception unless
-  /// `optional`.
+  /// The kernel object behind a Java object. For null, or one that was destroyed: null, and an exception
+  /// unless `optional`.
   void* object(jobject from, const JieClass* type, const char* name, bool optional);
   JieWrap* wrapper(jobject from) const;
   const char* jie_get_string(jstring from, const char* name, bool optional);
@@ -57,7 +59,8 @@ class SORV_API JieHandle : public AceAttach {
   jlongArray jie_new_integers(const SeamNumbers& numbers);
   jbyteArray new_bytes(const SeamBytes& bytes);
   jobject new_enum(const JieEnumToEnum& type, const SeamEnum& values, int value);
-  /// A new Java object for a kernel object, null for null. `owner` is the Java object whose wrapper it needs, or null.
+  /// A new Java object for a kernel object, null for null. `owner` is the Java object whose wrapper it needs,
+  /// or null.
   jobject new_object(const JieClass* type, const void* object, bool is_made, jobject owner);
   /// A kernel object becomes that of `self`, which has none yet.
   void take(jobject self, const JieClass* type, void* object);

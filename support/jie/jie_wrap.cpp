@@ -171,7 +171,8 @@ int JieSnapShot::check_leaks(int now) {
     lastVal = now;
     if (lastVal > preLastVal && lastVal > firstVal)
       warned += warn(
-          "Potential Leak: Gained %d scripting objects since beginning and %d since last (assumed) garbage collection.",
+          "Potential Leak: Gained %d scripting objects since beginning and %d since last (assumed) garbage "
+          "collection.",
           lastVal - firstVal, lastVal - preLastVal);
   }
   if (now > maxVal) {

@@ -1,13 +1,14 @@
 /// Kernel objects behind Java objects.
 ///
-/// A Java object has a field `ref`, the address of its wrapper, 0 when there is none. A wrapper counts the references
-/// to it: that of its Java object, and those of wrappers that need it; a session's wrapper needs that of its base, so
-/// that the base stays until both are gone, in whatever order Java forgets them.
+/// A Java object has a field `ref`, the address of its wrapper, 0 when there is none. A wrapper counts the
+/// references to it: that of its Java object, and those of wrappers that need it; a session's wrapper needs
+/// that of its base, so that the base stays until both are gone, in whatever order Java forgets them.
 ///
-/// The wrappers alive are known by a serial number each, so that a late message of the garbage collector about a
-/// wrapper that was destroyed by hand finds nothing.
+/// The wrappers alive are known by a serial number each, so that a late message of the garbage collector
+/// about a wrapper that was destroyed by hand finds nothing.
 ///
-/// Thread safety: counting and the list of the living are guarded by one lock; kernel objects are as safe as they say.
+/// Thread safety: counting and the list of the living are guarded by one lock; kernel objects are as safe as
+/// they say.
 #pragma once
 
 #include <vector>
@@ -22,14 +23,16 @@ class SORV_API JieWrap {
   JieWrap& operator=(const JieWrap&) = delete;
   virtual ~JieWrap();
 
-  /// Deletes the kernel object if it goes with the wrapper, unless `keep` is not 0; the wrapper is then empty.
+  /// Deletes the kernel object if it goes with the wrapper, unless `keep` is not 0; the wrapper is then
+  /// empty.
   virtual void clean(int keep) = 0;
   /// The kernel object.
   virtual void* unwrap() = 0;
 
   /// Adds a reference.
   void ref();
-  /// Removes one; the last one deletes the wrapper, at once where `now` is not 0, else by the garbage collection.
+  /// Removes one; the last one deletes the wrapper, at once where `now` is not 0, else by the garbage
+  /// collection.
   void unref(int now);
   /// This wrapper needs another one, which may be null.
   void set_parent(JieWrap* parent);
@@ -73,7 +76,8 @@ class SORV_API JieObjectWrap : public JieWrap {
   Destroy* destroyFunc;
 };
 
-/// Wrappers that Java has forgotten wait here until somebody deletes them: the thread that tells of it is Java's.
+/// Wrappers that Java has forgotten wait here until somebody deletes them: the thread that tells of it is
+/// Java's.
 class SORV_API JieGarbageCollector {
  public:
   /// So many may wait before a new wrapper makes them go.
@@ -90,8 +94,8 @@ class SORV_API JieGarbageCollector {
   std::vector<JieWrap*> waiting;
 };
 
-/// Watches the number of wrappers, and warns when it grows without end (trace setting "CHECK_SCRIPT_MEMLEAK"; at most
-/// "MAX_JIE_LEAK_WARNINGS" times; "JIE_NO_LEAK_WARNING" silences it).
+/// Watches the number of wrappers, and warns when it grows without end (trace setting "CHECK_SCRIPT_MEMLEAK";
+/// at most "MAX_JIE_LEAK_WARNINGS" times; "JIE_NO_LEAK_WARNING" silences it).
 class SORV_API JieSnapShot {
  public:
   static JieSnapShot& instance();
