@@ -24,7 +24,7 @@
 ///
 /// Errors: `AceException` where the file or a path is not usable, where a document breaks off (behind the
 /// records in front), and for a record path that gives a single value. Texts with zero bytes are no texts. Of
-/// members that have the same name the first one counts. Nesting ends at 1024 levels.
+/// members that have the same name the first one counts (reported once). Nesting ends at 1024 levels.
 #pragma once
 
 #include <memory>

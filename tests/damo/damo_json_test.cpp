@@ -162,6 +162,21 @@ TEST(DamoJsonInput, refuses_what_is_none_and_says_why) {
       names += size == DamoInput::REJECTED ? "-" : nulls->get_field(0);
     EXPECT_EQ(names, path[1] == '[' ? "xy" : "-x--y-") << path;
   }
+  support::write_file(
+      folder.file("json"),
+      R"([{"name": "x", "in": [{"a": {}}, {"a": 1}]}, {"in": [{"a": 1, "name": "z", "a": 2}]}, {"name": "y", "name": "z"}])");
+  for (const char* path : {"@", "[*]", "@ | @"}) {  // members of the same name
+    support::RecordingReporter twice;
+    const std::unique_ptr<DamoInput> input(
+        DamoJsonInput(folder.file("json").c_str(), path, paths, 1, &twice));
+    for (int i = 0; i < 3; ++i) input->read_line(nullptr, 0);
+    EXPECT_STREQ(input->get_field(0), "y");
+    EXPECT_NE(twice.all().find(*path == '@' && path[1] != '\0'
+                                   ? "record 1: an object has members of the same name"
+                                   : "record 2: an object has members of the same name"),
+              std::string::npos);
+    EXPECT_EQ(twice.all().find("record 3: "), std::string::npos);
+  }
   support::write_file(folder.file("json"), "{\"name\": \"one\"}");
   const std::unique_ptr<DamoInput> single(DamoJsonInput(folder.file("json").c_str(), "@", paths, 1, &rep));
   EXPECT_EQ(single->partition(0, 2), -1);

@@ -10,6 +10,7 @@
 
 #include "ace/ace_exception.h"
 #include "ace/ace_reporter.h"
+#include "damo/json/damo_json_decoder_internal.h"
 #include "damo/json/damo_json_fields_internal.h"
 
 namespace {
@@ -44,6 +45,8 @@ struct _DamoJsonInput::Document {
   DamoJsonFields fields;
   std::string filePath;
   std::ifstream stream;
+  DamoJsonDecoder decoder;
+  AceReporter* reporter = nullptr;
   std::unique_ptr<json_stream_cursor> cursor;  // in the list; null where it is in memory
   DamoJsonValue list;
   std::size_t next = 0;    // record
@@ -60,13 +63,15 @@ struct _DamoJsonInput::Document {
   void check_rest();
   void take(DamoJsonValue selected, bool is_projection, AceReporter* rep);
   void read_whole(const std::string& path, AceReporter* rep);
-  DamoJsonValue decode();
+  DamoJsonValue decode(VInt number);
 };
 
-DamoJsonValue _DamoJsonInput::Document::decode() {
-  jsoncons::json_decoder<DamoJsonValue> decoder;
+DamoJsonValue _DamoJsonInput::Document::decode(VInt number) {
+  decoder.reset();
   cursor->read_to(decoder);
-  return decoder.get_result();
+  DamoJsonValue value = decoder.take();
+  decoder.check_members(value, filePath.c_str(), number, reporter);
+  return value;
 }
 
 /// To behind the value that the cursor is at.
@@ -112,7 +117,7 @@ void _DamoJsonInput::Document::stream_to(const DamoJsonMembers& members, AceRepo
     cursor->next();
     return;
   }
-  DamoJsonValue selected = decode();
+  DamoJsonValue selected = decode(1);
   check_rest();
   take(std::move(selected), members.isList, rep);
 }
@@ -136,11 +141,15 @@ void _DamoJsonInput::Document::take(DamoJsonValue selected, bool is_projection, 
 
 void _DamoJsonInput::Document::read_whole(const std::string& path, AceReporter* rep) {
   const auto expression = jsoncons::jmespath::make_expression<DamoJsonValue>(path);
-  const DamoJsonValue whole = DamoJsonValue::parse(stream);
+  jsoncons::json_stream_reader reader(stream, decoder);
+  reader.read();
+  const DamoJsonValue whole = decoder.take();
+  decoder.check_members(whole, filePath.c_str(), 1, rep);
   take(expression.evaluate(whole), false, rep);
 }
 
 void _DamoJsonInput::Document::open(const char* record_path, AceReporter* rep) {
+  reporter = rep;
   try {
     stream.open(filePath, std::ios::binary);
     char mark[3] = {};
@@ -171,7 +180,7 @@ bool _DamoJsonInput::Document::read() {
       return false;
     }
     do {
-      record = decode();
+      record = decode(static_cast<VInt>(next) + 1);
       cursor->next();
     } while (dropsNull && record.is_null() && !cursor->done() &&
              cursor->current().event_type() != staj_event_type::end_array);

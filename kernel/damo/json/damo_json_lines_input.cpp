@@ -4,6 +4,7 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_reporter.h"
 #include "damo/damo_json_input.h"
+#include "damo/json/damo_json_decoder_internal.h"
 #include "damo/json/damo_json_fields_internal.h"
 
 /// The present line and what is made of it.
@@ -15,7 +16,7 @@ struct _DamoJsonLinesInput::Line {
 
   DamoJsonFields fields;
   jsoncons::json_parser parser;
-  jsoncons::json_decoder<DamoJsonValue> decoder;
+  DamoJsonDecoder decoder;
   std::string text;
   State state = GOOD;
 };
@@ -57,7 +58,9 @@ int _DamoJsonLinesInput::split(char* line, int length, int /*as_is*/) {
     now.state = Line::BROKEN;
     return 0;
   }
-  now.state = now.fields.read(now.decoder.get_result(), fieldPtr, reporter) ? Line::GOOD : Line::MISSING;
+  const DamoJsonValue value = now.decoder.take();
+  now.decoder.check_members(value, get_source_name(), lineIdx, reporter);
+  now.state = now.fields.read(value, fieldPtr, reporter) ? Line::GOOD : Line::MISSING;
   return now.fields.get_count();
 }
 
