@@ -13,7 +13,8 @@
 ///
 /// Memory is that of the structure: the file is read in a stream. At most a million paths.
 /// Errors: `AceException` for a file that cannot be read or is no XML; see damo_xml_input.h for what hostile
-/// files meet. Thread safety: belongs to one thread at a time.
+/// files meet, and for one with entities that have elements in them. Thread safety: belongs to one thread at
+/// a time.
 #pragma once
 
 #include <memory>

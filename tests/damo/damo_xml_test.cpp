@@ -373,7 +373,8 @@ TEST(DamoXml, shows_every_path_once) {
   const support::TempFolder folder;
   support::write_file(
       folder.file("xml"),
-      "<?xml version='1.0' encoding='ISO-8859-1'?><!DOCTYPE list PUBLIC '-//x' 'list.dtd' [<!ENTITY e 'E'>]>"
+      "<?xml version='1.0' encoding='ISO-8859-1'?><!DOCTYPE list PUBLIC '-//x' 'list.dtd' [<!ENTITY e "
+      "'&f;'><!ENTITY f 'E'>]>"
       "<list xmlns='urn:d' xmlns:p='urn:p'> <p:i k='1' p:k='&e;'> \xFC </p:i><p:i><n xmlns=''>&e;</n>"
       "</p:i><p:i xmlns:p='urn:q' k='2'>t</p:i></list>");
   DamoXml xml(folder.file("xml").c_str());
@@ -396,6 +397,9 @@ TEST(DamoXml, shows_every_path_once) {
   input->read_line(nullptr, 0);
   EXPECT_STREQ(input->get_field(0), "t");
   EXPECT_STREQ(input->get_field(1), "2");
+  xml.cleanup();
+  support::write_file(folder.file("xml"), "<!DOCTYPE a [<!ENTITY e '<b/>'>]><a>&e;</a>");
+  EXPECT_THROW(xml.get_namespaces(), AceException);
   xml.cleanup();
   support::write_file(folder.file("xml"), "<a>");
   EXPECT_EQ(xml.get_dtd(), "");

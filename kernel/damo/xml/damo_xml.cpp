@@ -105,14 +105,18 @@ void DamoXml::Walk::enter(xmlNode* node, int depth) {
 
 void DamoXml::Walk::add_text(const xmlNode* node, int depth) {
   if (root == nullptr || depth == 0) return;
-  const std::string text = node->type == XML_ENTITY_REF_NODE ? plain_text(entities.find(*node).content)
-                                                             : plain_text(node->content);
+  const std::string text =
+      node->type == XML_ENTITY_REF_NODE ? entities.text_of(*node) : plain_text(node->content);
   const std::size_t start = text.find_first_not_of(" \t\r\n");
   if (start != std::string::npos)
     add_sample(open[static_cast<std::size_t>(depth) - 1], CONTENT, text.c_str() + start);
 }
 
 void DamoXml::Walk::run() {
+  if (reader.get_prolog().hasMarkup)
+    throw AceException("Cannot read XML source",
+                       "'%s' has entities with elements in them, which are not followed",
+                       reader.get_name().c_str());
   while (reader.next(false)) {
     const int type = reader.get_type();
     if (type == XML_READER_TYPE_ELEMENT) enter(reader.get_node(), reader.get_depth());

@@ -14,6 +14,12 @@ class DamoXmlEntities {
   void expand(xmlNode* top);
   /// Throws if a reference is to an entity of another file, or to none.
   const xmlEntity& find(const xmlNode& reference);
+  /// What a reference to text stands for.
+  std::string text_of(const xmlNode& reference) {
+    std::string text;
+    append(reference, &text);
+    return text;
+  }
 
  private:
   void charge(const xmlNode& reference, int size);

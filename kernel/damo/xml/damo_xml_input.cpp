@@ -54,16 +54,16 @@ const char* checked_file(const char* file) {
 struct _DamoXmlInput::Document {
   Document(const char* file, std::string record_path, const char* const* paths, int num_paths,
            const std::vector<std::string>& namespaces, const DamoXmlLimits& limits, AceReporter* rep)
-      : recordPath(std::move(record_path)),
+      : xpathRecord(std::move(record_path)),
         xpath(namespaces, limits.xpathSteps),
-        compiledRecord(xpath.compile(recordPath, "record path '" + recordPath + "'")),
+        compiledRecord(xpath.compile(xpathRecord, "record path '" + xpathRecord + "'")),
         fields(paths, num_paths, &xpath, limits.fieldBytes),
         source(file, limits, rep),
         entities(&source) {
     choose(rep);
   }
 
-  std::string recordPath;
+  std::string xpathRecord;
   DamoXmlXpath xpath;
   DamoXmlXpath::Compiled compiledRecord;
   DamoXmlFields fields;
@@ -77,7 +77,7 @@ struct _DamoXmlInput::Document {
   VInt posBefore = 0;
 
   xmlNode* next() {
-    if (matcher) return record = next_of_stream();
+    if (matcher) return record = nextRecordNode();
     return record = numRead < list.size() ? list[numRead++] : nullptr;
   }
   void read_fields(VInt number, const char** fields_out);
@@ -88,16 +88,16 @@ struct _DamoXmlInput::Document {
  private:
   void choose(AceReporter* rep);
   void load();
-  xmlNode* next_of_stream();
+  xmlNodePtr nextRecordNode();
   bool enter_element();
   void expand();
 };
 
 void _DamoXmlInput::Document::choose(AceReporter* rep) {
-  const auto steps = damo_xml_steps(recordPath);
+  const auto steps = damo_xml_steps(xpathRecord);
   std::string reason;
   if (!steps)
-    reason = "record path '" + recordPath + "'";
+    reason = "record path '" + xpathRecord + "'";
   else if (fields.stay_in_record(&reason) && source.get_prolog().hasMarkup)
     reason = "an entity with elements in it";
   if (reason.empty()) {
@@ -114,7 +114,7 @@ void _DamoXmlInput::Document::load() {
   auto* const top = reinterpret_cast<xmlNode*>(source.load());
   if (source.get_prolog().hasType) entities.expand(top);
   xmlXPathOrderDocElems(top->doc);
-  const std::string name = "record path '" + recordPath + "'";
+  const std::string name = "record path '" + xpathRecord + "'";
   const DamoXmlXpath::Object found = xpath.evaluate(compiledRecord.get(), top, 1, name);
   if (found->type != XPATH_NODESET)
     throw AceException(CONDITION, "%s selects no elements but a text, a number or a truth value",
@@ -148,7 +148,7 @@ bool _DamoXmlInput::Document::enter_element() {
   return isRecord;
 }
 
-xmlNode* _DamoXmlInput::Document::next_of_stream() {
+xmlNodePtr _DamoXmlInput::Document::nextRecordNode() {
   while (source.next(std::exchange(skips, false))) {
     const int type = source.get_type();
     if (type == XML_READER_TYPE_ENTITY_REFERENCE) entities.find(*source.get_node());

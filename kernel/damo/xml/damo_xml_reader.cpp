@@ -26,7 +26,7 @@ constexpr int MAX_DEFAULTS = 256;
 constexpr VInt PARAMETER_GROWTH = 10;
 constexpr VInt REFERENCE_COST = 64;
 
-std::string in_one_line(std::string text) {
+std::string replaceNewlines(std::string text) {
   std::replace(text.begin(), text.end(), '\n', ' ');
   while (!text.empty() && text.back() == ' ') text.pop_back();
   return text;
@@ -71,9 +71,9 @@ void DamoXmlFaults::keep(const xmlError& error) {
     isSet = true;
     line = error.line;
     column = error.int2;
-    text = in_one_line(std::move(message));
+    text = replaceNewlines(std::move(message));
   } else if (numReported + warnings.size() < MAX_WARNINGS) {
-    warnings.push_back("line " + std::to_string(error.line) + ": " + in_one_line(std::move(message)));
+    warnings.push_back("line " + std::to_string(error.line) + ": " + replaceNewlines(std::move(message)));
   }
 }
 
@@ -92,11 +92,13 @@ void DamoXmlFaults::check(const std::string& file, AceReporter* rep) {
     for (const std::string& warning : present) rep->ev_wprintf("'%s', %s\n", file.c_str(), warning.c_str());
     if (numReported == MAX_WARNINGS) rep->ev_wprintf("'%s': no more warnings\n", file.c_str());
   }
-  if (!isSet) return;
-  if (text.empty()) throw std::bad_alloc();  // for the message
-  if (column > 0)
-    throw AceException(CONDITION, "'%s', line %d, column %d: %s", file.c_str(), line, column, text.c_str());
-  throw AceException(CONDITION, "'%s', line %d: %s", file.c_str(), line, text.c_str());
+  if (isSet) throw AceException(CONDITION, "'%s', %s", file.c_str(), get_error().c_str());
+}
+
+std::string DamoXmlFaults::get_error() const {
+  if (text.empty()) throw std::bad_alloc();  // when it was to be kept
+  return "line " + std::to_string(line) + (column > 0 ? ", column " + std::to_string(column) : "") + ": " +
+         text;
 }
 
 // ---------------------------------------------------------------- bytes
@@ -253,6 +255,12 @@ void DamoXmlReader::inspect() {
   Watch watch{&prolog, &file, &faults, true};
   file.limit(MAX_PROLOG);
   xmlFreeDoc(parse(&watch));
+  if (faults.has_error())
+    throw AceException(
+        "Cannot instantiate XML input reader",
+        "Unable to instantiate libxml2 reader for input file '%s'. Please ensure the file is a "
+        "valid XML file: %s",
+        fileName.c_str(), faults.get_error().c_str());
   faults.check(fileName, reporter);
   file.rewind();
 }
@@ -284,11 +292,11 @@ void DamoXmlReader::open() {
 
 bool DamoXmlReader::next(bool skip) {
   if (reader == nullptr) return false;
-  const int result = skip ? xmlTextReaderNext(reader) : xmlTextReaderRead(reader);
+  readerReturnVal = skip ? xmlTextReaderNext(reader) : xmlTextReaderRead(reader);
   faults.check(fileName, reporter);
-  if (result < 0)
+  if (readerReturnVal < 0)
     throw AceException(CONDITION, "'%s', line %d: it cannot be parsed", fileName.c_str(), get_line());
-  return result == 1;
+  return readerReturnVal == 1;
 }
 
 xmlNode* DamoXmlReader::expand() {

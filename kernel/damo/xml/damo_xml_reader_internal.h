@@ -47,6 +47,8 @@ class DamoXmlFaults {
   /// Throws the error, if there is one; first the warnings are reported.
   void check(const std::string& file, AceReporter* rep);
   bool has_error() const { return isSet; }
+  /// Line, column, and what is wrong.
+  std::string get_error() const;
 
  private:
   void keep(const xmlError& error);
@@ -134,4 +136,5 @@ class DamoXmlReader {
   DamoXmlProlog prolog;
   xmlTextReader* reader = nullptr;
   xmlDoc* document = nullptr;
+  int readerReturnVal = 1;  // 1 while there are nodes, 0 at the end
 };

@@ -46,17 +46,17 @@ const xmlNode* successor(const xmlNode* from, const xmlNode* top) {
 
 // ---------------------------------------------------------------- expressions
 
-DamoXmlXpath::DamoXmlXpath(const std::vector<std::string>& namespaces, VInt max_steps)
-    : context(xmlXPathNewContext(nullptr)) {
-  if (context == nullptr || xmlXPathContextSetCache(context.get(), 1, -1, 0) != 0) throw std::bad_alloc();
-  context->error = take;
-  context->userData = this;
-  context->opLimit = static_cast<unsigned long>(std::max<VInt>(max_steps, 1));
-  for (std::size_t i = 0; i + 1 < namespaces.size(); i += 2)
-    if (namespaces[i].empty() || xmlXPathRegisterNs(context.get(), xml_text(namespaces[i].c_str()),
-                                                    xml_text(namespaces[i + 1].c_str())) != 0)
+DamoXmlXpath::DamoXmlXpath(const std::vector<std::string>& xpathNamespaces, VInt max_steps)
+    : xpathCtx(xmlXPathNewContext(nullptr)) {
+  if (xpathCtx == nullptr || xmlXPathContextSetCache(xpathCtx.get(), 1, -1, 0) != 0) throw std::bad_alloc();
+  xpathCtx->error = take;
+  xpathCtx->userData = this;
+  xpathCtx->opLimit = static_cast<unsigned long>(std::max<VInt>(max_steps, 1));
+  for (std::size_t i = 0; i + 1 < xpathNamespaces.size(); i += 2)
+    if (xpathNamespaces[i].empty() || xmlXPathRegisterNs(xpathCtx.get(), xml_text(xpathNamespaces[i].c_str()),
+                                                         xml_text(xpathNamespaces[i + 1].c_str())) != 0)
       throw AceException("Cannot instantiate XML input reader", "XPath namespace %zu: prefix '%s' for '%s'",
-                         i / 2, namespaces[i].c_str(), namespaces[i + 1].c_str());
+                         i / 2, xpathNamespaces[i].c_str(), xpathNamespaces[i + 1].c_str());
 }
 
 void DamoXmlXpath::take(void* self, xmlError* error) noexcept {
@@ -78,8 +78,8 @@ void DamoXmlXpath::fail(const std::string& what) const {
 
 DamoXmlXpath::Compiled DamoXmlXpath::compile(const std::string& text, const std::string& what) {
   errorCode = 0;
-  context->opCount = 0;
-  Compiled compiled(xmlXPathCtxtCompile(context.get(), xml_text(text.c_str())));
+  xpathCtx->opCount = 0;
+  Compiled compiled(xmlXPathCtxtCompile(xpathCtx.get(), xml_text(text.c_str())));
   if (compiled == nullptr || errorCode != 0) fail(what);
   return compiled;
 }
@@ -87,18 +87,18 @@ DamoXmlXpath::Compiled DamoXmlXpath::compile(const std::string& text, const std:
 DamoXmlXpath::Object DamoXmlXpath::evaluate(xmlXPathCompExpr* compiled, xmlNode* node, int position,
                                             const std::string& what) {
   errorCode = 0;
-  context->opCount = 0;
-  context->doc = node->doc;
-  context->node = node;
-  context->proximityPosition = position;
-  context->contextSize = position;
-  Object object(xmlXPathCompiledEval(compiled, context.get()));
+  xpathCtx->opCount = 0;
+  xpathCtx->doc = node->doc;
+  xpathCtx->node = node;
+  xpathCtx->proximityPosition = position;
+  xpathCtx->contextSize = position;
+  Object object(xmlXPathCompiledEval(compiled, xpathCtx.get()));
   if (object == nullptr || errorCode != 0) fail(what);
   return object;
 }
 
 const char* DamoXmlXpath::find_namespace(const std::string& prefix) const {
-  const xmlChar* const uri = xmlXPathNsLookup(context.get(), xml_text(prefix.c_str()));
+  const xmlChar* const uri = xmlXPathNsLookup(xpathCtx.get(), xml_text(prefix.c_str()));
   return uri != nullptr ? plain_text(uri) : nullptr;
 }
 
@@ -107,17 +107,17 @@ const char* DamoXmlXpath::find_namespace(const std::string& prefix) const {
 DamoXmlFields::DamoXmlFields(const char* const* paths, int num_paths, DamoXmlXpath* shared, VInt max_bytes)
     : xpath(shared), maxBytes(max_bytes) {
   for (int i = 0; i < num_paths; ++i) {
-    fields.push_back({paths[i] != nullptr ? paths[i] : "", nullptr, {}});
-    fields.back().compiled = shared->compile(fields.back().path, name_of(fields.back()));
+    xpathFields.push_back({paths[i] != nullptr ? paths[i] : "", nullptr, {}});
+    xpathFields.back().compiled = shared->compile(xpathFields.back().path, name_of(xpathFields.back()));
   }
 }
 
 std::string DamoXmlFields::name_of(const Field& field) const {
-  return "field path " + std::to_string(&field - fields.data()) + ", '" + field.path + "'";
+  return "field path " + std::to_string(&field - xpathFields.data()) + ", '" + field.path + "'";
 }
 
 bool DamoXmlFields::stay_in_record(std::string* other) const {
-  for (const Field& field : fields)
+  for (const Field& field : xpathFields)
     if (damo_xml_reach(field.path) == DamoXmlReach::OUTSIDE) {
       *other = name_of(field);
       return false;
@@ -125,7 +125,7 @@ bool DamoXmlFields::stay_in_record(std::string* other) const {
   return true;
 }
 
-void DamoXmlFields::append(const xmlNode* node, std::string* out, const Field& field) const {
+void DamoXmlFields::get_node_content(const xmlNode* node, std::string* out, const Field& field) const {
   const auto add = [&](const xmlChar* text) {
     const char* const bytes = plain_text(text);
     const std::size_t size = std::strlen(bytes);
@@ -152,13 +152,13 @@ void DamoXmlFields::append_result(const xmlXPathObject& result, Field* field) co
   const xmlNodeSet* const nodes = result.nodesetval;
   for (int i = 0; nodes != nullptr && i < nodes->nodeNr; ++i) {
     if (i > 0) field->text += ALIAS_SEPARATOR;
-    append(nodes->nodeTab[i], &field->text, *field);
+    get_node_content(nodes->nodeTab[i], &field->text, *field);
   }
 }
 
 void DamoXmlFields::read(xmlNode* record, const char** out) {
-  for (std::size_t i = 0; i < fields.size(); ++i) {
-    Field& field = fields[i];
+  for (std::size_t i = 0; i < xpathFields.size(); ++i) {
+    Field& field = xpathFields[i];
     field.text.clear();
     const DamoXmlXpath::Object result = xpath->evaluate(field.compiled.get(), record, 1, name_of(field));
     if (result->type == XPATH_NODESET) {

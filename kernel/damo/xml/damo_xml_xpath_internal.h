@@ -21,8 +21,8 @@ class DamoXmlXpath {
   using Compiled = std::unique_ptr<xmlXPathCompExpr, DeleteCompiled>;
   using Object = std::unique_ptr<xmlXPathObject, DeleteObject>;
 
-  /// `namespaces`: prefix and URI in turn.
-  DamoXmlXpath(const std::vector<std::string>& namespaces, VInt max_steps);
+  /// `xpathNamespaces`: prefix and URI in turn.
+  DamoXmlXpath(const std::vector<std::string>& xpathNamespaces, VInt max_steps);
 
   /// Throws `AceException` with `what` ("field path 1") and the place of what is wrong.
   Compiled compile(const std::string& text, const std::string& what);
@@ -38,7 +38,7 @@ class DamoXmlXpath {
   static void take(void* self, xmlError* error) noexcept;
   [[noreturn]] void fail(const std::string& what) const;
 
-  std::unique_ptr<xmlXPathContext, DeleteContext> context;
+  std::unique_ptr<xmlXPathContext, DeleteContext> xpathCtx;
   int errorCode = 0;
   int errorPlace = -1;
 };
@@ -48,7 +48,7 @@ class DamoXmlFields {
  public:
   DamoXmlFields(const char* const* paths, int num_paths, DamoXmlXpath* xpath, VInt max_bytes);
 
-  int get_count() const { return static_cast<int>(fields.size()); }
+  int get_count() const { return static_cast<int>(xpathFields.size()); }
   /// Whether all that they ask for is in or around a record that is read alone; if not, one that asks for
   /// more.
   bool stay_in_record(std::string* other) const;
@@ -62,11 +62,11 @@ class DamoXmlFields {
     std::string text;
   };
 
-  void append(const xmlNode* node, std::string* out, const Field& field) const;
+  void get_node_content(const xmlNode* node, std::string* out, const Field& field) const;
   void append_result(const xmlXPathObject& result, Field* field) const;
   std::string name_of(const Field& field) const;
 
   DamoXmlXpath* xpath;
   VInt maxBytes;
-  std::vector<Field> fields;
+  std::vector<Field> xpathFields;
 };
