@@ -4,8 +4,7 @@
 ///     DamoStatistic statistic(1, '\t', 2, names);
 ///     statistic.add_line("Ann|Anna\tBern");
 ///     statistic.write_file("people.stat");     every figure, a key and a value a line
-///     statistic.write_page("people.txt");      for reading: lengths, empty values, characters, what is
-///     suspicious
+///     statistic.write_page("people.txt");      for reading: lengths, characters, suspicions
 ///
 /// Of each field are counted: empty values; runs of equal values that follow each other, empty ones left out;
 /// and for its values the alternatives between "|", for each alternative its words (blanks and one), flags

@@ -1,8 +1,10 @@
 // Inputs and connections on real databases.
 #include <algorithm>
+#include <thread>
 
 #include "ace/ace_attach.h"
 #include "ace/ace_exception.h"
+#include "ace/ace_thread.h"
 #include "damo/damo_odbc_input.h"
 #include "support/odbc_databases.h"
 #include "support/recording_reporter.h"
@@ -71,6 +73,28 @@ void read_what_databases_hold() {
     connection.disconnectDB();
     EXPECT_EQ(connection.executeSQL("select 1"), -1);
   }
+}
+
+TEST(DamoOdbc, reads_by_several_threads_at_once) {
+  if (const std::string packages = support::OdbcDatabases::missing(); !packages.empty())
+    GTEST_SKIP() << "needs Debian's packages" << packages;
+  support::OdbcDatabases databases;
+  std::string sql = "create table numbers (n integer);\nbegin;\n";
+  constexpr VInt COUNT = 3000;
+  for (VInt n = 1; n <= COUNT; ++n) sql += "insert into numbers values (" + std::to_string(n) + ");\n";
+  ASSERT_TRUE(databases.make(sql + "commit;\n"));
+  std::vector<VInt> sums(6);
+  std::vector<std::thread> threads;
+  for (VInt& sum : sums)
+    threads.emplace_back([&sum,
+                          source = databases.source((&sum - sums.data()) % 2 == 0 ? "sqlite" : "postgres")] {
+      const AceThreadSafe registered;
+      const std::unique_ptr<DamoInput> input(DamoOdbcInput(source.c_str(), nullptr, nullptr, nullptr, nullptr,
+                                                           "select n from numbers", AceReporter::null()));
+      while (input->read_line(nullptr, 0) >= 0) sum += std::stol(input->get_field(0));
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(sums, std::vector<VInt>(sums.size(), COUNT * (COUNT + 1) / 2));
 }
 
 TEST(DamoOdbc, reads_what_databases_hold) {
