@@ -2,6 +2,7 @@
 
 #include <libxml/SAX2.h>
 #include <libxml/parserInternals.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -119,8 +120,8 @@ int DamoXmlFile::read(void* file, char* buffer, int size) noexcept {
       return -1;
     }
     if (self->end >= 0 && self->pos > self->end) {
-      self->faults->set(0,
-                        "byte " + std::to_string(self->pos) + ": this is more than may be in memory at once");
+      self->faults->set(0, "byte " + std::to_string(self->pos) + ": more than the " +
+                               std::to_string(self->held) + " bytes that may be in memory at once");
       return -1;
     }
     return static_cast<int>(count);
@@ -128,6 +129,16 @@ int DamoXmlFile::read(void* file, char* buffer, int size) noexcept {
     self->faults->set(0, {});
     return -1;
   }
+}
+
+void DamoXmlFile::limit(VInt held_bytes) {
+  held = held_bytes;
+  end = held < 0 ? -1 : pos + held;
+}
+
+VInt DamoXmlFile::get_size() const {
+  struct stat info {};
+  return fstat(fileno(stream.get()), &info) == 0 ? info.st_size : 0;
 }
 
 void DamoXmlFile::rewind() {
@@ -310,6 +321,9 @@ xmlNode* DamoXmlReader::expand() {
 }
 
 xmlDoc* DamoXmlReader::load() {
+  if (file.get_size() > limits.heldBytes)
+    throw AceException(CONDITION, "'%s' has %ld bytes, more than the %ld bytes that may be in memory at once",
+                       fileName.c_str(), file.get_size(), limits.heldBytes);
   xmlFreeTextReader(reader);
   reader = nullptr;
   file.rewind();

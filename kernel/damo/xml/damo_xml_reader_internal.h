@@ -73,7 +73,8 @@ class DamoXmlFile {
   void rewind();
   VInt get_pos() const { return pos; }
   /// From here on at most so many bytes, which are held in memory; below 0 for any number.
-  void limit(VInt held_bytes) { end = held_bytes < 0 ? -1 : pos + held_bytes; }
+  void limit(VInt held_bytes);
+  VInt get_size() const;
 
  private:
   struct Close {
@@ -82,7 +83,8 @@ class DamoXmlFile {
   std::unique_ptr<std::FILE, Close> stream;
   DamoXmlFaults* faults;
   VInt pos = 0;
-  VInt end = -1;
+  VInt held = -1;
+  VInt end = -1;  // of what may be read
 };
 
 /// What is in front of the first element.
