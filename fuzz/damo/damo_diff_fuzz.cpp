@@ -1,5 +1,6 @@
 // Any bytes as a record file and, behind a zero byte, a difference file; the first byte says how. Applied
-// twice, differences change nothing more; what is made from the two versions turns one into the other.
+// twice, differences change nothing more; what is made from the two versions turns one into the other. As
+// masters of themselves, records that are deleted take along what is deleted.
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -11,6 +12,8 @@
 #include "ace/ace_reporter.h"
 #include "damo/damo_diff.h"
 #include "damo/damo_diff_maker.h"
+#include "damo/damo_dimension_diff.h"
+#include "damo/damo_relation_diff.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -46,6 +49,28 @@ void apply(const Setup& setup, int is_purge, const std::string& from, const std:
   diff.update(AceReporter::null());
 }
 
+void cascade(const Setup& setup, int is_purge, const support::TempFolder& folder) {
+  const std::string table = folder.file("table"), differences = folder.file("dif");
+  DamoDimensionDiff masters(setup.cols, setup.numCols, setup.numFields, is_purge, setup.isImplicit);
+  masters.set_relation(setup.cols, setup.cols, setup.numCols, setup.numFields);
+  masters.add_rows(table.c_str());
+  masters.add_diff(differences.c_str(), AceReporter::null());
+  masters.set_cascade_file(folder.file("cascade").c_str());
+  masters.cascade_master_deletions(AceReporter::null());
+  masters.add_file(table.c_str(), folder.file("once").c_str());
+  masters.set_del_file(folder.file("deleted").c_str());
+  masters.update(AceReporter::null());
+  std::multiset<std::string> deletions;
+  for (const std::string& line : lines_of(folder.file("deleted"))) deletions.insert("<del>\t" + line);
+  require(lines_of(folder.file("cascade")) == deletions);
+
+  DamoRelationDiff rows(setup.cols, setup.numCols, setup.numFields, is_purge, setup.isImplicit);
+  rows.add_master(setup.cols, setup.cols, setup.numCols, setup.numFields, folder.file("masters").c_str());
+  rows.add_diff(differences.c_str(), AceReporter::null());  // "*" of new rows
+  rows.add_file(table.c_str(), folder.file("once").c_str());
+  rows.update(AceReporter::null());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
@@ -69,6 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     apply(setup, isPurge, table, differences, once);
     apply(setup, isPurge, once, differences, twice);
     require(lines_of(once) == lines_of(twice));
+    cascade(setup, isPurge, folder);
   }
   apply(setup, 0, table, differences, once);
   apply(setup, 0, table, folder.file("none"), twice);  // without what has the wrong number of fields
