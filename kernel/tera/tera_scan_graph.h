@@ -216,6 +216,9 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
   /// As many nodes, at the same positions.
   int init_from_other(const TeraScanGraph* other);
 
+  /// Copies the query, which then need not stay.
+  void keep_query() { origQuery = attach(origQuery); }
+
   void incr_ref() { refCount.modify(1); }
   /// Deletes the graph when it was the last reference.
   void decr_ref();

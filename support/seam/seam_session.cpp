@@ -1,6 +1,7 @@
 #include "seam/seam_session.h"
 
 #include "ace/ace_exception.h"
+#include "dare/dare_external.h"
 #include "dare/dare_record.h"
 #include "dare/dare_session.h"
 
@@ -34,4 +35,22 @@ SeamTexts seam_field_names(const DastSession* session, AceAttach* at) {
 
 int seam_context_size(const DastSession* session) {
   return session->get_context()->get_size();
+}
+
+const char* seam_alias_display(const DastSession* session, int field) {
+  const DareSessionField* const found = session->get_config()->get_session_field(field);
+  return found != nullptr ? DastOptions::get_alias_display_string(found->fieldConf.aliasDisplay) : nullptr;
+}
+
+int seam_set_alias_display(DastSession* session, int field, const char* name) {
+  DareSessionField* const found = session->get_config()->get_session_field(field);
+  const DastOptions::AliasDisplay display = DastOptions::get_alias_display(name);
+  if (found == nullptr || display == DastOptions::UNKNOWN) return -1;
+  found->set_alias_display(display);
+  return 0;
+}
+
+AceWrap* seam_external(const DastSession* session, const char* name, const char* type) {
+  const DareSessionExternal* const objects = session->get_config()->get_external_objects();
+  return objects != nullptr ? objects->get(name, type) : nullptr;
 }

@@ -15,3 +15,9 @@ SORV_API DareMultiQuery seam_query(const char* const* modes, int num_modes, cons
 SORV_API SeamTexts seam_record(const DastRecord* record, AceAttach* at);
 SORV_API SeamTexts seam_field_names(const DastSession* session, AceAttach* at);
 SORV_API int seam_context_size(const DastSession* session);
+/// Which values of a record a field shows; null for no field.
+SORV_API const char* seam_alias_display(const DastSession* session, int field);
+/// -1 for no field and an unknown name.
+SORV_API int seam_set_alias_display(DastSession* session, int field, const char* name);
+/// An object that the templates brought along; null when there is none of that name and type.
+SORV_API AceWrap* seam_external(const DastSession* session, const char* name, const char* type);

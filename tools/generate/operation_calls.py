@@ -67,7 +67,7 @@ def body(operation):
         elif operation.result in SEVERAL:
             yield f"  return {{{expression}}};"
         else:
-            yield f"  {cpp_result(operation)} seam_value{{{expression}}};"  # braces refuse what would lose something
+            yield f"  {cpp_result(operation)} seam_value{{({expression})}};"  # braces refuse what would lose something
             yield "  return seam_value;"
     yield "}"
 

@@ -46,6 +46,7 @@ import re
 import sys
 
 ARGUMENT = re.compile(r"^(?P<name>\w+):(?P<type>[\w:]+)(?P<ends>!)?(?P<null>\?)?(?:=(?P<default>.+))?$")
+WORD = re.compile(r'(?:[^\s"]|"[^"]*")+')
 SIMPLE = {"int", "huge", "large", "double", "bool", "string", "text", "bytes", "strings"}
 
 
@@ -223,7 +224,7 @@ class Reader:
 
     def operation(self, number, text):
         left, arrow, result = text.partition(" -> ")
-        words = left.split()
+        words = WORD.findall(left)
         kind = words[0] if words[0] in ("new", "delete", "static", "function") else "method"
         if kind in ("static", "function"):
             words.pop(0)

@@ -1,0 +1,28 @@
+#include "seam/seam_tera.h"
+
+#include "tera/tera_auto.h"
+#include "tera/tera_multi.h"
+#include "tera/tera_words_reader.h"
+
+TeraScanGraph* seam_new_graph(const char* query, int min_value, int num_cands, int max_dist) {
+  auto* const graph = new TeraScanGraph(TeraScanGraph::CHAR_POSITIONS, query, min_value, num_cands, max_dist, 0);
+  graph->incr_ref();
+  graph->keep_query();
+  return graph;
+}
+
+SeamTexts seam_completions(const TeraAuto* index, const char* beginning, int max, AceAttach* at) {
+  if (max < 0) return {nullptr, -1};
+  char** texts = nullptr;
+  at->malloc(texts, max);
+  const int count = index->complete(beginning, max, texts, at);
+  return {texts, count};
+}
+
+int seam_make_multi(TeraMulti* index, const char* const* lines, int num_lines, const TeraMap* map, char sep, int options,
+                    AceReporter* rep) {
+  constexpr int FILTER = 5;
+  SeamStringReader strings(num_lines, lines);
+  WordsReader reader(&strings, nullptr);
+  return index->make_reader(&reader, map, sep, FILTER, 1, options, nullptr, 0, 0, 0, nullptr, nullptr, nullptr, rep, 0);
+}
