@@ -5,7 +5,8 @@
 #include "tera/tera_words_reader.h"
 
 TeraScanGraph* seam_new_graph(const char* query, int min_value, int num_cands, int max_dist) {
-  auto* const graph = new TeraScanGraph(TeraScanGraph::CHAR_POSITIONS, query, min_value, num_cands, max_dist, 0);
+  auto* const graph =
+      new TeraScanGraph(TeraScanGraph::CHAR_POSITIONS, query, min_value, num_cands, max_dist, 0);
   graph->incr_ref();
   graph->keep_query();
   return graph;
@@ -19,10 +20,11 @@ SeamTexts seam_completions(const TeraAuto* index, const char* beginning, int max
   return {texts, count};
 }
 
-int seam_make_multi(TeraMulti* index, const char* const* lines, int num_lines, const TeraMap* map, char sep, int options,
-                    AceReporter* rep) {
+int seam_make_multi(TeraMulti* index, const char* const* lines, int num_lines, const TeraMap* map, char sep,
+                    int options, AceReporter* rep) {
   constexpr int FILTER = 5;
   SeamStringReader strings(num_lines, lines);
   WordsReader reader(&strings, nullptr);
-  return index->make_reader(&reader, map, sep, FILTER, 1, options, nullptr, 0, 0, 0, nullptr, nullptr, nullptr, rep, 0);
+  return index->make_reader(&reader, map, sep, FILTER, 1, options, nullptr, 0, 0, 0, nullptr, nullptr,
+                            nullptr, rep, 0);
 }

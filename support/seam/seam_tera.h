@@ -17,6 +17,7 @@ using DastTeaser = TeraTeaser;
 SORV_API TeraScanGraph* seam_new_graph(const char* query, int min_value, int num_cands, int max_dist);
 /// The texts of all entries that begin with a text, at most `max`.
 SORV_API SeamTexts seam_completions(const TeraAuto* index, const char* beginning, int max, AceAttach* at);
-/// Builds an index of lines from a list; the attribute of a line is its place in it. Returns what the index says.
-SORV_API int seam_make_multi(TeraMulti* index, const char* const* lines, int num_lines, const TeraMap* map, char sep,
-                             int options, AceReporter* rep);
+/// Builds an index of lines from a list; the attribute of a line is its place in it. Returns what the index
+/// says.
+SORV_API int seam_make_multi(TeraMulti* index, const char* const* lines, int num_lines, const TeraMap* map,
+                             char sep, int options, AceReporter* rep);
