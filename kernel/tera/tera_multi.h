@@ -303,6 +303,7 @@ class SORV_API TeraMulti : public AceWrap {
                   bool plain, AceReporter* rep) const;
   TeraQuery* get_word_query(const char* text, TeraEval::Mode mode, TeraEval::Model model, int options,
                             int weight) const;
+  bool is_long(const char* word) const;
   int recall_keys(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int options, int max_edit,
                   int weight, AceReporter* rep) const;
   void put_lines(TeraCand* cand, AceAttach* at) const;

@@ -570,6 +570,7 @@ TEST(TeraMulti, a_word_that_is_too_long_to_measure_matches_literally) {
     EXPECT_EQ(recall(*multi, "berg " + word, USUAL, TeraEval::ENTRY), (Found{{2, 254}}));
     EXPECT_EQ(recall(*multi, word), Found{});
     EXPECT_EQ(recall(*multi, word, USUAL | TeraMulti::COMPLETE), Found{});
+    EXPECT_EQ(recall(*multi, word, USUAL | TeraMulti::SINGLE), Found{});
   }
   EXPECT_EQ(recall(*make({word + " berg", "berg"}), word + " bexg").size(), 1U);
 }

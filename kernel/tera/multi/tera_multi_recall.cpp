@@ -33,17 +33,23 @@ int TeraMulti::recall_word(TeraResult* result, TeraEval::Mode mode, TeraEval::Mo
   const bool isShort = plain && mode == TeraEval::EXTEND && ask.markers.empty();
   AceReporter* const told = rep != nullptr ? rep : AceReporter::use_default();
   const int weight = plain ? PLAIN_WEIGHT : ask.origWeight;
-  const bool isLong = get_tera_map()->tok_len(result->get_string(), true) > MOST_MEASURED;
-  if (isShort && isLong) return result->num_cands();
-  if (isLong && autoStruct != nullptr)
-    return autoStruct->exact(result, options | TeraAutoRecall::NO_OPERATORS);
-  if (isLong) return recall_keys(result, TeraEval::EXACT, TeraEval::MAXIMUM, options, 0, weight, told);
+  // Of a word too long to measure no other one is a beginning that counts.
+  if (isShort && is_long(result->get_string())) return result->num_cands();
   if (isShort) return abbreviations->get(*this).recall(result, mode, model, 0, 0, options, weight, told);
   return recall_keys(result, mode, model, options, ask.singleMaxEdit, weight, told);
 }
 
+bool TeraMulti::is_long(const char* word) const {
+  return get_tera_map()->tok_len(word, true) > MOST_MEASURED;
+}
+
 int TeraMulti::recall_keys(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int options,
                            int max_edit, int weight, AceReporter* rep) const {
+  if (is_long(result->get_string())) {
+    if (autoStruct != nullptr) return autoStruct->exact(result, options | TeraAutoRecall::NO_OPERATORS);
+    mode = TeraEval::EXACT;
+    model = TeraEval::MAXIMUM;
+  }
   return autoStruct != nullptr ? autoStruct->recall(result, mode, model, options, max_edit, 0, rep, weight)
                                : editStruct->recall(result, mode, model, 0, 0, options, weight, rep);
 }
