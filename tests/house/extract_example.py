@@ -10,7 +10,7 @@ import sys
 
 text = pathlib.Path(sys.argv[1]).read_text(encoding="utf-8")
 target = pathlib.Path(sys.argv[2])
-language = target.suffix[1:]
+language = {"py": "python"}.get(target.suffix[1:], target.suffix[1:])
 found = re.search(rf"```{language}\n(.*?)```.*?```text\n(.*?)```", text, re.DOTALL)
 if not found:
     sys.exit(f"{sys.argv[1]}: no ```{language} block followed by a ```text block")

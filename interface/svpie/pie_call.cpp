@@ -1,0 +1,509 @@
+#include "svpie/pie_call.h"
+
+#include <climits>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "ace/ace_exception.h"
+#include "ace/ace_reporter.h"
+#include "ace/ace_thread.h"
+#include "svpie/pie_classes.h"
+
+namespace {
+
+PyObject* the_error = nullptr;  // SorvantaError
+PyTypeObject* the_base = nullptr;
+
+/// A thread of Python that comes here works beside the kernel's own ones, until it ends.
+class RegisteredThread {
+ public:
+  RegisteredThread() {
+    if (!isMain) AceThreadSafe::make_thread_safe();
+  }
+  RegisteredThread(const RegisteredThread&) = delete;
+  RegisteredThread& operator=(const RegisteredThread&) = delete;
+  ~RegisteredThread() {
+    if (!isMain) AceThreadSafe::terminate_thread();
+  }
+
+ private:
+  bool isMain = ace_is_main_thread();
+};
+
+PieObject* as_object(PyObject* object) {
+  return reinterpret_cast<PieObject*>(object);
+}
+
+bool is_object(PyObject* object) {
+  return object != nullptr && PyObject_TypeCheck(object, the_base) != 0;
+}
+
+/// Whether no owner has changed since its part was made.
+bool is_current(const PieObject* object) {
+  for (; object->owner != nullptr; object = object->owner)
+    if (object->owner->numChanges != object->ownerChanges || object->owner->kernelObject == nullptr) return false;
+  return true;
+}
+
+void* part_of(const PieObject* object, const PieClass& kind) {
+  void* part = object->kernelObject;
+  for (const PieClass* known = object->kind; part != nullptr && known != &kind; known = known->base) {
+    if (known == nullptr) return nullptr;
+    if (known->to_base != nullptr) part = known->to_base(part);
+  }
+  return part;
+}
+
+void close(PieObject* object) {
+  void* const kernelObject = object->kernelObject;
+  object->kernelObject = nullptr;
+  if (kernelObject != nullptr && object->isMade && object->kind->destroy != nullptr) object->kind->destroy(kernelObject);
+  PyObject* const needed = object->needs;
+  object->needs = nullptr;
+  object->owner = nullptr;
+  Py_XDECREF(needed);
+}
+
+void dealloc(PyObject* self) {
+  PyTypeObject* const type = Py_TYPE(self);
+  close(as_object(self));
+  auto* const release = reinterpret_cast<freefunc>(PyType_GetSlot(type, Py_tp_free));
+  release(self);
+  Py_DECREF(type);
+}
+
+PyObject* close_method(PyObject* self, PyObject*) {
+  if (as_object(self)->numUsers > 0) {
+    PyErr_SetString(the_error, "the object is in use by a call of another thread");
+    return nullptr;
+  }
+  close(as_object(self));
+  Py_RETURN_NONE;
+}
+
+PyObject* enter_method(PyObject* self, PyObject*) {
+  return Py_NewRef(self);
+}
+
+PyMethodDef base_methods[] = {
+    {"close", close_method, METH_NOARGS, "Gives the object up; harmless a second time."},
+    {"__enter__", enter_method, METH_NOARGS, nullptr},
+    {"__exit__", close_method, METH_VARARGS, nullptr},
+    {nullptr, nullptr, 0, nullptr},
+};
+
+/// Calls methods of a Python object. What they throw ends the kernel's work with an AceException where the thread is one
+/// of Python's, and is dropped in others.
+class PieReporter : public AceReporter {
+ public:
+  ~PieReporter() override {
+    if (use_default() == this) clear_default();
+  }
+  void set_target(PyObject* object) { target = object; }
+  int report_func(const char* text) override { return deliver("report", text, nullptr); }
+  int event_func(const char* text, const char* code) override { return deliver("event", text, code); }
+
+ private:
+  int deliver(const char* method, const char* text, const char* code) {
+    const PyGILState_STATE state = PyGILState_Ensure();
+    bool hasFailed = PyErr_Occurred() != nullptr;
+    if (!hasFailed) {
+      PyObject* const shown = PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace");
+      PyObject* const answer = code != nullptr ? PyObject_CallMethod(target, method, "Os", shown, code)
+                                               : PyObject_CallMethod(target, method, "O", shown);
+      hasFailed = answer == nullptr;
+      if (hasFailed && !ace_is_main_thread()) PyErr_Clear();
+      Py_XDECREF(shown);
+      Py_XDECREF(answer);
+    }
+    PyGILState_Release(state);
+    if (hasFailed && ace_is_main_thread()) throw AceException("Reporter failed");
+    return 0;
+  }
+
+  PyObject* target = nullptr;  // whose reporter this is, and which deletes it
+};
+
+}  // namespace
+
+// Arguments.
+
+PieCall::PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwargs) : parameterList(parameters) {
+  thread_local const RegisteredThread registered;
+  static_cast<void>(registered);
+  const Py_ssize_t given = args != nullptr ? PyTuple_Size(args) : 0;
+  if (given > parameters.count) {
+    const std::string text = "takes " + std::to_string(parameters.count) + " arguments, " + std::to_string(given) + " given";
+    fail(PyExc_TypeError, text.c_str());
+    return;
+  }
+  for (Py_ssize_t i = 0; i < given; ++i) values[i] = PyTuple_GetItem(args, i);
+  PyObject* key = nullptr;
+  PyObject* value = nullptr;
+  for (Py_ssize_t position = 0; kwargs != nullptr && PyDict_Next(kwargs, &position, &key, &value) != 0;) {
+    int index = 0;
+    while (index < parameters.count && PyUnicode_CompareWithASCIIString(key, parameters.names[index]) != 0) ++index;
+    if (index < parameters.count && values[index] == nullptr) {
+      values[index] = value;
+      continue;
+    }
+    const char* const name = PyUnicode_AsUTF8AndSize(key, nullptr);
+    const std::string text = std::string("argument '") + (name != nullptr ? name : "?") +
+                             (index < parameters.count ? "' is given twice" : "' is unknown");
+    fail(PyExc_TypeError, text.c_str());
+    return;
+  }
+  for (int i = 0; i < parameters.numRequired; ++i)
+    if (values[i] == nullptr) {
+      const std::string text = std::string("argument '") + parameters.names[i] + "' is missing";
+      fail(PyExc_TypeError, text.c_str());
+      return;
+    }
+}
+
+PieCall::~PieCall() {
+  for (int i = 0; i < numUsed; ++i) --usedObjects[i]->numUsers;
+}
+
+void PieCall::use(PieObject* object) {
+  ++object->numUsers;
+  usedObjects[numUsed++] = object;
+}
+
+PyObject* PieCall::get(int index, bool optional) {
+  PyObject* const value = isFailed ? nullptr : values[index];
+  if (value != Py_None) return value;
+  if (!optional) refuse(index, "something");
+  return nullptr;
+}
+
+void PieCall::refuse(int index, const char* expected) {
+  PyObject* const value = values[index];
+  PyObject* const name = value != nullptr ? PyObject_GetAttrString(reinterpret_cast<PyObject*>(Py_TYPE(value)), "__name__")
+                                          : nullptr;
+  const char* const found = name != nullptr ? PyUnicode_AsUTF8AndSize(name, nullptr) : nullptr;
+  const std::string text = std::string("argument '") + parameterList.names[index] + "': expected " + expected + ", found " +
+                           (found != nullptr ? found : "nothing");
+  Py_XDECREF(name);
+  fail(PyExc_TypeError, text.c_str());
+}
+
+void* PieCall::self(PyObject* object, const PieClass& kind) {
+  if (isFailed) return nullptr;
+  PieObject* const held = as_object(object);
+  void* const part = part_of(held, kind);
+  if (part != nullptr && is_current(held)) return use(held), part;
+  fail(the_error, part == nullptr ? "the object was closed, or given away" : "the object's owner has changed since");
+  return nullptr;
+}
+
+void* PieCall::object(int index, const PieClass& kind, bool optional) {
+  PyObject* const value = get(index, optional);
+  if (value == nullptr) return nullptr;
+  if (!is_object(value)) return refuse(index, kind.name), nullptr;
+  const PieObject* const held = as_object(value);
+  if (held->kernelObject != nullptr && part_of(held, kind) == nullptr) return refuse(index, kind.name), nullptr;
+  return self(value, kind);
+}
+
+long PieCall::integer(int index, long def, long least, long most) {
+  PyObject* const value = get(index, false);
+  if (value == nullptr) return def;
+  if (PyIndex_Check(value) == 0) return refuse(index, "int"), def;
+  int overflow = 0;
+  PyObject* const number = PyNumber_Index(value);
+  const long result = number != nullptr ? PyLong_AsLongAndOverflow(number, &overflow) : 0;
+  Py_XDECREF(number);
+  if (number == nullptr) return isFailed = true, def;
+  if (overflow == 0 && result >= least && result <= most) return result;
+  const std::string text = std::string("argument '") + parameterList.names[index] + "': expected a number from " +
+                           std::to_string(least) + " to " + std::to_string(most);
+  fail(PyExc_OverflowError, text.c_str());
+  return def;
+}
+
+double PieCall::real(int index, double def) {
+  PyObject* const value = get(index, false);
+  if (value == nullptr) return def;
+  const double result = PyFloat_AsDouble(value);
+  if (result == -1.0 && PyErr_Occurred() != nullptr) isFailed = true;
+  return result;
+}
+
+bool PieCall::truth(int index, bool def) {
+  PyObject* const value = get(index, false);
+  return value != nullptr ? PyObject_IsTrue(value) > 0 : def;
+}
+
+const char* PieCall::text(int index, const char* def, bool optional) {
+  PyObject* value = get(index, optional);
+  if (value == nullptr) return isFailed ? nullptr : def;
+  PyObject* path = nullptr;
+  if (PyUnicode_Check(value) == 0 && PyBytes_Check(value) == 0) {
+    path = PyOS_FSPath(value);  // anything that names a file
+    PyErr_Clear();
+    value = path;
+  }
+  if (value == nullptr || PyUnicode_Check(value) == 0) {
+    Py_XDECREF(path);
+    return refuse(index, "str"), nullptr;
+  }
+  Py_ssize_t size = 0;
+  const char* const utf8 = PyUnicode_AsUTF8AndSize(value, &size);
+  const char* const kept = utf8 != nullptr ? attach(utf8, size) : nullptr;
+  Py_XDECREF(path);
+  if (kept == nullptr) return isFailed = true, nullptr;
+  if (std::strlen(kept) != static_cast<std::size_t>(size)) return fail(PyExc_ValueError, "a text with a zero"), nullptr;
+  return kept;
+}
+
+const char** PieCall::texts(int index, int* count, bool optional) {
+  *count = 0;
+  PyObject* const value = get(index, optional);
+  if (value == nullptr) return nullptr;
+  if (PyUnicode_Check(value) != 0) return refuse(index, "a sequence of str"), nullptr;
+  PyObject* const list = PySequence_List(value);
+  if (list == nullptr) return isFailed = true, nullptr;
+  const Py_ssize_t size = PyList_Size(list);
+  const char** array = nullptr;
+  if (size < INT_MAX) malloc(array, size + 1);
+  for (Py_ssize_t i = 0; array != nullptr && i < size; ++i) {
+    PyObject* const element = PyList_GetItem(list, i);
+    Py_ssize_t length = 0;
+    const char* const utf8 = PyUnicode_Check(element) != 0 ? PyUnicode_AsUTF8AndSize(element, &length) : nullptr;
+    if (utf8 == nullptr || std::strlen(utf8) != static_cast<std::size_t>(length)) {
+      if (PyErr_Occurred() == nullptr) refuse(index, "a sequence of str without zeros");
+      isFailed = true;
+      array = nullptr;
+      break;
+    }
+    array[i] = attach(utf8, length);
+  }
+  Py_DECREF(list);
+  if (array == nullptr) return isFailed = true, nullptr;
+  array[size] = nullptr;
+  *count = static_cast<int>(size);
+  return array;
+}
+
+SeamBytes PieCall::bytes(int index) {
+  PyObject* const value = get(index, false);
+  if (value == nullptr) return {nullptr, 0};
+  Py_buffer view;
+  if (PyObject_GetBuffer(value, &view, PyBUF_SIMPLE) != 0) {
+    PyErr_Clear();
+    return refuse(index, "bytes"), SeamBytes{nullptr, 0};
+  }
+  const char* const copy = attach(static_cast<const char*>(view.buf), view.len);
+  const Huge size = view.len;
+  PyBuffer_Release(&view);
+  return {reinterpret_cast<const Token*>(copy), size};
+}
+
+int PieCall::enumeration(int index, const SeamEnum& known, int def) {
+  PyObject* const value = get(index, false);
+  if (value == nullptr) return def;
+  if (PyUnicode_Check(value) == 0) {
+    const long number = integer(index, def, INT_MIN, INT_MAX);
+    if (isFailed || known.has(static_cast<int>(number))) return static_cast<int>(number);
+    fail(PyExc_ValueError, known.refusal(std::to_string(number).c_str()).c_str());
+    return def;
+  }
+  int result = def;
+  const char* const name = text(index, nullptr, false);
+  if (name != nullptr && !known.find(name, &result)) fail(PyExc_ValueError, known.refusal(name).c_str());
+  return result;
+}
+
+// Results.
+
+PyObject* PieCall::number(long value, bool check) {
+  if (check && value < 0 && !isFailed) fail(the_error, ("code " + std::to_string(value)).c_str());
+  return isFailed ? nullptr : PyLong_FromLong(value);
+}
+
+PyObject* PieCall::large(Large value) {
+  return value == ~Large{0} ? number(-1, true) : number(value, false);
+}
+
+PyObject* PieCall::none() {
+  return isFailed ? nullptr : Py_NewRef(Py_None);
+}
+
+PyObject* PieCall::result(const char* text) {
+  if (isFailed) return nullptr;
+  if (text == nullptr) return none();
+  return PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace");
+}
+
+PyObject* PieCall::result(const SeamTexts& texts) {
+  if (texts.count < 0) return number(texts.count, true);
+  PyObject* const list = isFailed ? nullptr : PyList_New(texts.count);
+  for (int i = 0; list != nullptr && i < texts.count; ++i) {
+    PyObject* const text = result(texts.texts[i]);
+    if (text == nullptr || PyList_SetItem(list, i, text) != 0) return Py_DECREF(list), nullptr;
+  }
+  return list;
+}
+
+PyObject* PieCall::result(const SeamNumbers& numbers) {
+  if (numbers.count < 0) return number(numbers.count, true);
+  PyObject* const list = isFailed ? nullptr : PyList_New(numbers.count);
+  for (int i = 0; list != nullptr && i < numbers.count; ++i)
+    if (PyList_SetItem(list, i, PyLong_FromLong(numbers.numbers[i])) != 0) return Py_DECREF(list), nullptr;
+  return list;
+}
+
+PyObject* PieCall::result(const SeamBytes& bytes) {
+  if (bytes.size < 0) return number(bytes.size, true);
+  return isFailed ? nullptr : PyBytes_FromStringAndSize(reinterpret_cast<const char*>(bytes.bytes), bytes.size);
+}
+
+PyObject* PieCall::allocate(PyTypeObject* type, PieClass& kind, const void* object, bool is_made) {
+  auto* const make = reinterpret_cast<allocfunc>(PyType_GetSlot(type, Py_tp_alloc));
+  PyObject* const made = make(type, 0);
+  if (made == nullptr) {
+    if (is_made && kind.destroy != nullptr) kind.destroy(const_cast<void*>(object));
+    return nullptr;
+  }
+  PieObject* const held = as_object(made);
+  held->kernelObject = const_cast<void*>(object);
+  held->kind = &kind;
+  held->isMade = is_made;
+  return made;
+}
+
+PyObject* PieCall::made_as(PyTypeObject* type, PieClass& kind, const void* object) {
+  if (isFailed) return nullptr;
+  if (object == nullptr) return fail(the_error, "no object could be made"), nullptr;
+  return allocate(type, kind, object, true);
+}
+
+PyObject* PieCall::made(PieClass& kind, const void* object, bool is_made, PyObject* owner) {
+  if (isFailed) return nullptr;
+  if (object == nullptr && is_made) return fail(the_error, "no object could be made"), nullptr;
+  if (object == nullptr) return none();
+  PyObject* const made = allocate(kind.type, kind, object, is_made);
+  if (made != nullptr && owner != nullptr) {
+    PieObject* const held = as_object(made);
+    needs(made, owner);
+    held->owner = as_object(owner);
+    held->ownerChanges = held->owner->numChanges;
+  }
+  return made;
+}
+
+// Relations.
+
+void PieCall::needs(PyObject* one, PyObject* other) {
+  if (!is_object(one) || !is_object(other) || one == other) return;
+  PieObject* const held = as_object(one);
+  if (held->needs == nullptr) held->needs = PyList_New(0);
+  if (held->needs == nullptr || PyList_Append(held->needs, other) != 0) PyErr_Clear();
+}
+
+void PieCall::shares(PyObject* one, PyObject* other) {
+  if (!is_object(one) || !is_object(other)) return;
+  PyObject* const needed = as_object(other)->needs;
+  for (Py_ssize_t i = 0; needed != nullptr && i < PyList_Size(needed); ++i) needs(one, PyList_GetItem(needed, i));
+}
+
+void PieCall::end_owned(PyObject* object) {
+  if (is_object(object)) ++as_object(object)->numChanges;
+}
+
+void PieCall::given_away(PyObject* object) {
+  if (is_object(object)) as_object(object)->kernelObject = nullptr;
+}
+
+// Failures.
+
+PyObject* PieCall::error_type() {
+  return the_error;
+}
+
+void PieCall::fail(PyObject* type, const char* text) {
+  if (isFailed) return;
+  isFailed = true;
+  const std::string whole = std::string(parameterList.function) + ": " + text;
+  PyErr_SetString(type, whole.c_str());
+}
+
+PyObject* PieCall::thrown() {
+  if (PyErr_Occurred() != nullptr) return isFailed = true, nullptr;  // a reporter's own
+  try {
+    throw;
+  } catch (const AceException& exception) {
+    const char* const text = exception.what(this);
+    fail(the_error, text != nullptr ? text : "No condition");
+  } catch (const AceNullpointerException& exception) {
+    fail(PyExc_TypeError, exception.get_name() != nullptr ? exception.get_name() : "null");
+  } catch (const std::bad_alloc&) {
+    isFailed = true;
+    PyErr_NoMemory();
+  } catch (const std::exception& exception) {
+    fail(the_error, exception.what());
+  } catch (...) {
+    fail(the_error, "Unknown exception occurred");
+  }
+  return nullptr;
+}
+
+// The module.
+
+int pie_init(PyObject* module) {
+  the_error = PyErr_NewException("svpie.SorvantaError", PyExc_RuntimeError, nullptr);
+  if (the_error == nullptr || PyModule_AddObjectRef(module, "SorvantaError", the_error) != 0) return -1;
+  PyType_Slot slots[] = {{Py_tp_dealloc, reinterpret_cast<void*>(dealloc)}, {Py_tp_methods, base_methods}, {0, nullptr}};
+  PyType_Spec spec = {"svpie.kernel.Object", sizeof(PieObject), 0,
+                      Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | Py_TPFLAGS_DISALLOW_INSTANTIATION, slots};
+  PyObject* const base = PyType_FromSpec(&spec);
+  the_base = reinterpret_cast<PyTypeObject*>(base);
+  if (base == nullptr || PyModule_AddObjectRef(module, "Object", base) != 0) return -1;
+  PyObject* const enums = PyDict_New();
+  return enums != nullptr ? PyModule_AddObjectRef(module, "enumerations", enums) : -1;
+}
+
+int pie_add_class(PyObject* module, PieClass* kind, PyMethodDef* methods, const char* doc, newfunc make) {
+  PyType_Slot slots[4] = {{Py_tp_methods, methods}, {Py_tp_doc, const_cast<char*>(doc)}, {0, nullptr}, {0, nullptr}};
+  if (make != nullptr) slots[2] = {Py_tp_new, reinterpret_cast<void*>(make)};
+  const std::string name = std::string("svpie.kernel.") + kind->name;
+  const unsigned long closed = make == nullptr ? Py_TPFLAGS_DISALLOW_INSTANTIATION : 0;
+  PyType_Spec spec = {name.c_str(), sizeof(PieObject), 0,
+                      static_cast<unsigned>(Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | closed), slots};
+  PyTypeObject* const base = kind->base != nullptr ? kind->base->type : the_base;
+  PyObject* const bases = PyTuple_Pack(1, base);
+  PyObject* const type = bases != nullptr ? PyType_FromSpecWithBases(&spec, bases) : nullptr;
+  Py_XDECREF(bases);
+  kind->type = reinterpret_cast<PyTypeObject*>(type);
+  return type != nullptr ? PyModule_AddObjectRef(module, kind->name, type) : -1;
+}
+
+int pie_add_enum(PyObject* module, const SeamEnum& known) {
+  PyObject* const all = PyObject_GetAttrString(module, "enumerations");
+  PyObject* const values = PyDict_New();
+  int rc = all != nullptr && values != nullptr ? 0 : -1;
+  for (const SeamEnumValue& value : known.get_values()) {
+    PyObject* const number = PyLong_FromLong(value.value);
+    if (rc == 0) rc = number != nullptr ? PyDict_SetItemString(values, value.name, number) : -1;
+    Py_XDECREF(number);
+  }
+  if (rc == 0) rc = PyDict_SetItemString(all, known.get_name(), values);
+  Py_XDECREF(values);
+  Py_XDECREF(all);
+  return rc;
+}
+
+PyObject* pie_new_reporter(PyTypeObject* type, PyObject*, PyObject*) {
+  static constexpr PieParameters PARAMETERS = {"AceReporter", nullptr, 0, 0};
+  PieCall call(PARAMETERS, nullptr, nullptr);
+  try {
+    auto* const reporter = new PieReporter;
+    PyObject* const made = call.made_as(type, pie_class<AceReporter>(), static_cast<AceReporter*>(reporter));
+    if (made != nullptr) reporter->set_target(made);
+    return made;
+  } catch (...) {
+    return call.thrown();
+  }
+}

@@ -1,0 +1,144 @@
+/// One call of the module `svpie.kernel`: objects, arguments by position or by name, results, failures.
+///
+/// Objects. Each Python object holds a kernel object, keeps the Python objects alive that it needs, and knows how often
+/// its owner had changed when it was made: a part of an object that has changed since is refused.
+///
+/// The module uses the limited interface of CPython 3.11, so that one file serves later versions, too. Calls that report
+/// release the interpreter's lock while the kernel works.
+#pragma once
+
+#define PY_SSIZE_T_CLEAN
+#define Py_LIMITED_API 0x030B0000
+#include <Python.h>
+
+#include <initializer_list>
+
+#include "ace/ace_attach.h"
+#include "ace/ace_types.h"
+#include "seam/seam_enum.h"
+#include "seam/seam_texts.h"
+
+class AceReporter;
+
+/// A class of the module; `type` is made when the module is.
+struct PieClass {
+  const char* name;
+  PieClass* base;  ///< null for none
+  void* (*to_base)(void*);
+  void (*destroy)(void*);
+  PyTypeObject* type;
+};
+
+/// What all objects of the module are.
+struct PieObject {
+  PyObject_HEAD
+  void* kernelObject;
+  PieClass* kind;
+  bool isMade;            // deleted with this object
+  unsigned numChanges;    // after which parts end
+  PieObject* owner;       // of a part; borrowed from `needs`
+  unsigned ownerChanges;  // of the owner, when this was made
+  PyObject* needs;        // a list, or null
+  int numUsers;           // calls that are under way; it is not closed meanwhile
+};
+
+/// Parameter names of a function; static.
+struct PieParameters {
+  const char* function;  ///< "TeraEdit.recall"
+  const char* const* names;
+  int count;
+  int numRequired;
+};
+
+class PieCall : public AceAttach {
+ public:
+  static constexpr int MAX_PARAMETERS = 24;
+
+  /// Sorts the arguments by their parameters; too many, unknown or missing ones are a TypeError.
+  PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwargs);
+  PieCall(const PieCall&) = delete;
+  PieCall& operator=(const PieCall&) = delete;
+  ~PieCall();
+  bool failed() const { return isFailed; }
+
+  // Arguments. A default stands for one that is not given, and for None where that is allowed.
+
+  /// The kernel object of `self`.
+  void* self(PyObject* object, const PieClass& kind);
+  void* object(int index, const PieClass& kind, bool optional);
+  PyObject* given(int index) const { return values[index]; }
+  long integer(int index, long def, long least, long most);
+  double real(int index, double def);
+  bool truth(int index, bool def);
+  const char* text(int index, const char* def, bool optional);
+  const char** texts(int index, int* count, bool optional);
+  SeamBytes bytes(int index);
+  int enumeration(int index, const SeamEnum& values, int def);
+
+  // Results; null once something has failed.
+
+  PyObject* number(long value, bool check);
+  PyObject* large(Large value);
+  PyObject* result(double value) { return isFailed ? nullptr : PyFloat_FromDouble(value); }
+  PyObject* result(bool value) { return isFailed ? nullptr : PyBool_FromLong(value ? 1 : 0); }
+  PyObject* result(const char* text);
+  PyObject* result(const SeamTexts& texts);
+  PyObject* result(const SeamNumbers& numbers);
+  PyObject* result(const SeamBytes& bytes);
+  PyObject* none();
+  /// A new Python object; `owner` is the one of which it is a part, or null. A null object that was to be made is an
+  /// error, another one None.
+  PyObject* made(PieClass& kind, const void* object, bool is_made, PyObject* owner);
+  /// The same of a class that may be derived in Python.
+  PyObject* made_as(PyTypeObject* type, PieClass& kind, const void* object);
+
+  // Relations between Python objects, which may be null.
+
+  static void needs(PyObject* one, PyObject* other);
+  static void shares(PyObject* one, PyObject* other);
+  /// The parts of an object end.
+  static void end_owned(PyObject* object);
+  /// The kernel has taken the object over.
+  static void given_away(PyObject* object);
+
+  /// Turns what is being caught into an exception of Python. Returns null.
+  PyObject* thrown();
+  void fail(PyObject* type, const char* text);
+  static PyObject* error_type();
+
+ private:
+  PyObject* get(int index, bool optional);
+  void refuse(int index, const char* expected);
+  const PieParameters& parameterList;
+  void use(PieObject* object);
+  static PyObject* allocate(PyTypeObject* type, PieClass& kind, const void* object, bool is_made);
+
+  PyObject* values[MAX_PARAMETERS] = {};
+  PieObject* usedObjects[MAX_PARAMETERS + 1] = {};
+  int numUsed = 0;
+  bool isFailed = false;
+};
+
+/// Gives up the interpreter's lock.
+class PieWithoutLock {
+ public:
+  PieWithoutLock() : state(PyEval_SaveThread()) {}
+  PieWithoutLock(const PieWithoutLock&) = delete;
+  PieWithoutLock& operator=(const PieWithoutLock&) = delete;
+  ~PieWithoutLock() { PyEval_RestoreThread(state); }
+
+ private:
+  PyThreadState* state;
+};
+
+/// Adds a class with its methods to a module. Returns 0 or -1.
+int pie_add_class(PyObject* module, PieClass* kind, PyMethodDef* methods, const char* doc, newfunc make);
+/// What is common to all modules: the base class, the exception, reporters.
+int pie_init(PyObject* module);
+/// Adds {name: {value name: number}} of an enumeration to the module's `enumerations`.
+int pie_add_enum(PyObject* module, const SeamEnum& values);
+/// Makes an `AceReporter`: methods `report(text)` and `event(text, code)` of derived classes are called, from any thread.
+PyObject* pie_new_reporter(PyTypeObject* type, PyObject* args, PyObject* kwargs);
+
+template <class T>
+PieClass& pie_class();

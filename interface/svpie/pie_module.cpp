@@ -1,0 +1,32 @@
+// The module svpie.kernel.
+#include "ace/ace_alloc.h"
+#include "ace/ace_reporter.h"
+#include "ace/ace_timer.h"
+#include "svpie/pie_classes.h"
+
+namespace {
+
+constexpr int CLOCK_ROUNDS = 10000;
+constexpr int ALLOCATOR_LIMIT = 2000;
+
+/// As a host in C++ begins (`sv_init`). A library says nothing by itself to Python: who wants messages gives a reporter.
+void init_library() {
+  AceTimer::calibrate(CLOCK_ROUNDS);
+  ace_alloc_init(ALLOCATOR_LIMIT);
+  AceReporter::clear_default();
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) PyObject* PyInit_kernel() {
+  static PyModuleDef definition = {PyModuleDef_HEAD_INIT, "kernel", "The classes of the library.", -1,
+                                   nullptr, nullptr, nullptr, nullptr, nullptr};
+  PyObject* const module = PyModule_Create(&definition);
+  if (module == nullptr) return nullptr;
+  init_library();
+  if (pie_init(module) == 0 && pie_add_all(module) == 0 &&
+      PyModule_AddStringConstant(module, "__version__", SORVANTA_VERSION) == 0)
+    return module;
+  Py_DECREF(module);
+  return nullptr;
+}

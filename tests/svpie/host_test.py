@@ -1,0 +1,174 @@
+"""A host in Python: the package as its users have it."""
+import gc
+import os
+import pathlib
+import pickle
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+start = time.perf_counter()
+import svpie
+from svpie import Index, Match, Mode, Model, SorvantaError, kernel
+
+IMPORT_TIME = time.perf_counter() - start
+WORDS = ["Mayer", "Meier", "Maier", "Müller", "Weber", "Meyer", "😀 smile"]
+
+
+class Words(unittest.TestCase):
+    def setUp(self):
+        self.index = Index.build(WORDS)
+
+    def test_finds_what_each_word_measures(self):
+        found = self.index.find("meyer", 10, 100)
+        self.assertEqual(found[0], Match("Meyer", 5, 255))
+        word = kernel.TeraWord("meyer", svpie.default_map())
+        for match in found:
+            self.assertEqual(match.quality, word.leven(match.text), match)
+            self.assertEqual(WORDS[match.entry], match.text)
+        self.assertEqual(found, self.index.find("meyer", 10, 100, "LEVENSHTEIN", Model.MAXIMUM))
+        self.assertIn("Mueller".replace("ue", "u"), self.index)
+        self.assertNotIn("nothing", self.index)
+        self.assertEqual(sorted(self.index), sorted(WORDS))
+
+    def test_is_saved_mapped_and_pickled(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder) / "words.edit"
+            self.index.save(path)
+            with Index.open(path) as mapped:
+                self.assertEqual(mapped.find("maier"), self.index.find("maier"))
+            with self.assertRaises(SorvantaError):
+                mapped.find("maier")
+            with self.assertRaises(SorvantaError):
+                Index.open(path.with_suffix(".none"))
+        again = pickle.loads(pickle.dumps(self.index))
+        self.assertEqual(again.find("weber"), self.index.find("weber"))
+        with self.assertRaises(SorvantaError):
+            kernel.TeraEdit.from_buffer(b"no index at all")
+
+    def test_many_threads_ask_one_index(self):
+        wrong = []
+
+        def ask():
+            for i in range(300):
+                word = WORDS[i % 6]
+                if self.index.find(word, 3)[0].text != word:
+                    wrong.append(word)
+
+        threads = [threading.Thread(target=ask) for _ in range(8)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        self.assertEqual(wrong, [])
+
+
+class Kernel(unittest.TestCase):
+    def test_arguments_are_told_by_name_and_checked(self):
+        map = kernel.TeraMap.get_ident_map()
+        self.assertEqual(map.tok_len(in_="abc", no_glob=True), 3)
+        for call, message in [
+            (lambda: map.tok_len(), "TeraMap.tok_len: argument 'in_' is missing"),
+            (lambda: map.tok_len("a", True, 1), "TeraMap.tok_len: takes 2 arguments, 3 given"),
+            (lambda: map.tok_len("a", other=1), "TeraMap.tok_len: argument 'other' is unknown"),
+            (lambda: map.tok_len("a", in_="b"), "TeraMap.tok_len: argument 'in_' is given twice"),
+            (lambda: map.tok_len(b"bytes"), "TeraMap.tok_len: argument 'in_': expected str, found bytes"),
+            (lambda: kernel.TeraEdit(map).recall(map),
+             "TeraEdit.recall: argument 'result': expected TeraResult, found TeraMap"),
+        ]:
+            with self.assertRaises(TypeError) as caught:
+                call()
+            self.assertEqual(str(caught.exception), message)
+        with self.assertRaisesRegex(ValueError, "did you mean LEVENSHTEIN"):
+            kernel.TeraEval.get_mode_name("LEVENSTEIN")
+        with self.assertRaisesRegex(ValueError, "a text with a zero"):
+            map.tok_len("a\0b")
+        with self.assertRaises(OverflowError):
+            kernel.TeraIndex().get_line(1 << 32)
+        with self.assertRaisesRegex(SorvantaError, "TeraMapConfig.set_tokens"):
+            kernel.TeraMapConfig().set_tokens("Z-A")
+
+    def test_objects_keep_what_they_need(self):
+        word = kernel.TeraWord("weber", svpie.default_map())
+        gc.collect()
+        self.assertEqual(word.leven("Weber"), 255)
+        result = kernel.TeraResult("a", 100)
+        result.add(200, 7)
+        cand = result.get_best_cand()
+        self.assertEqual(cand.get_entry(), 7)
+        result.cut(250)
+        with self.assertRaisesRegex(SorvantaError, "has changed since"):
+            cand.get_entry()
+        result.close()
+        result.close()
+        with self.assertRaisesRegex(SorvantaError, "was closed"):
+            result.num_cands()
+
+    def test_messages_come_to_reporters(self):
+        class Collector(svpie.Reporter):
+            def __init__(self):
+                self.texts = []
+
+            def report(self, text):
+                self.texts.append(text)
+
+        class Broken(svpie.Reporter):
+            def report(self, text):
+                raise KeyboardInterrupt
+
+        collector = Collector()
+        collector.print("ä😀")
+        self.assertEqual(collector.texts, ["ä😀"])
+        kernel.TeraIndex().print(rep=collector)
+        self.assertGreater(len(collector.texts), 1)
+        with self.assertRaises(KeyboardInterrupt):
+            kernel.TeraIndex().print(rep=Broken())
+
+    def test_every_operation_refuses_nothing_at_all(self):
+        called = 0
+        for name in dir(kernel):
+            kind = getattr(kernel, name)
+            if not isinstance(kind, type) or not issubclass(kind, kernel.Object):
+                continue
+            for method in dir(kind):
+                if method.startswith("_") or method in ("close", "measure_speed", "terminate_thread", "make_thread_safe",
+                                                        "make_normal", "clear_default", "report", "event"):
+                    continue
+                called += 1
+                try:
+                    getattr(kind, method)(None, None, None, None, None)
+                except (TypeError, ValueError, SorvantaError):
+                    pass
+        self.assertGreater(called, 400)
+
+    def test_a_form_is_filled(self):
+        with tempfile.TemporaryDirectory() as folder:
+            records = pathlib.Path(folder, "people.tab")
+            records.write_text("Anna\tMeier\tBasel\nPeter\tMeyer\tBern\nJürg\tMüller\tZürich\n", encoding="utf-8")
+            fields = ["given", "surname", "city"]
+            base = kernel.DastBase(fields, folder)
+            map = svpie.default_map()
+            for field in fields:
+                base.assign_internal(field, "ADVANCED|CHANGING|FULL|ORIGINAL")
+                base.configure(field, "EDIT", map, "", "-min_value 150")
+            base.make(records)
+            base.make_all_access()
+            blocks = "".join(f"{field}\t{{\n\tBUILD_FIELD\t{field}\n}}\n" for field in fields)
+            session = kernel.DastSession(base, config=f"FIELDS\t{{\n{blocks}}}\nCOMBINATIONS\t{{\ndefault\t{{\n\tMIN_CONF\t180\n"
+                                         "\tFIXED_CONFIG\t{\n\t\tLOGIC\t(given&surname&city)\n\t}\n}\n}\n")
+            del base
+            gc.collect()
+            typed = session.update_result("surname", "Mayer")
+            self.assertEqual(sorted(typed.get_alt(i).get_rep() for i in range(typed.get_num_alts())), ["Meier", "Meyer"])
+            found = session.search(["?", "?", "?"], ["Jurg", "Muller", "Zurich"])
+            self.assertEqual(found.get_sugg(0).get_rep(), ["Jürg", "Müller", "Zürich"])
+            session.cache(found)
+            with self.assertRaises(SorvantaError):
+                found.get_num_suggs()
+
+
+if __name__ == "__main__":
+    print(f"imported in {IMPORT_TIME * 1000:.0f} ms", file=sys.stderr)
+    unittest.main()
