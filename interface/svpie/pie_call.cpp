@@ -42,7 +42,8 @@ bool is_object(PyObject* object) {
 /// Whether no owner has changed since its part was made.
 bool is_current(const PieObject* object) {
   for (; object->owner != nullptr; object = object->owner)
-    if (object->owner->numChanges != object->ownerChanges || object->owner->kernelObject == nullptr) return false;
+    if (object->owner->numChanges != object->ownerChanges || object->owner->kernelObject == nullptr)
+      return false;
   return true;
 }
 
@@ -58,7 +59,8 @@ void* part_of(const PieObject* object, const PieClass& kind) {
 void close(PieObject* object) {
   void* const kernelObject = object->kernelObject;
   object->kernelObject = nullptr;
-  if (kernelObject != nullptr && object->isMade && object->kind->destroy != nullptr) object->kind->destroy(kernelObject);
+  if (kernelObject != nullptr && object->isMade && object->kind->destroy != nullptr)
+    object->kind->destroy(kernelObject);
   PyObject* const needed = object->needs;
   object->needs = nullptr;
   object->owner = nullptr;
@@ -93,8 +95,8 @@ PyMethodDef base_methods[] = {
     {nullptr, nullptr, 0, nullptr},
 };
 
-/// Calls methods of a Python object. What they throw ends the kernel's work with an AceException where the thread is one
-/// of Python's, and is dropped in others.
+/// Calls methods of a Python object. What they throw ends the kernel's work with an AceException where the
+/// thread is one of Python's, and is dropped in others.
 class PieReporter : public AceReporter {
  public:
   ~PieReporter() override {
@@ -109,7 +111,8 @@ class PieReporter : public AceReporter {
     const PyGILState_STATE state = PyGILState_Ensure();
     bool hasFailed = PyErr_Occurred() != nullptr;
     if (!hasFailed) {
-      PyObject* const shown = PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace");
+      PyObject* const shown =
+          PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace");
       PyObject* const answer = code != nullptr ? PyObject_CallMethod(target, method, "Os", shown, code)
                                                : PyObject_CallMethod(target, method, "O", shown);
       hasFailed = answer == nullptr;
@@ -129,12 +132,14 @@ class PieReporter : public AceReporter {
 
 // Arguments.
 
-PieCall::PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwargs) : parameterList(parameters) {
+PieCall::PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwargs)
+    : parameterList(parameters) {
   thread_local const RegisteredThread registered;
   static_cast<void>(registered);
   const Py_ssize_t given = args != nullptr ? PyTuple_Size(args) : 0;
   if (given > parameters.count) {
-    const std::string text = "takes " + std::to_string(parameters.count) + " arguments, " + std::to_string(given) + " given";
+    const std::string text =
+        "takes " + std::to_string(parameters.count) + " arguments, " + std::to_string(given) + " given";
     fail(PyExc_TypeError, text.c_str());
     return;
   }
@@ -143,7 +148,8 @@ PieCall::PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwar
   PyObject* value = nullptr;
   for (Py_ssize_t position = 0; kwargs != nullptr && PyDict_Next(kwargs, &position, &key, &value) != 0;) {
     int index = 0;
-    while (index < parameters.count && PyUnicode_CompareWithASCIIString(key, parameters.names[index]) != 0) ++index;
+    while (index < parameters.count && PyUnicode_CompareWithASCIIString(key, parameters.names[index]) != 0)
+      ++index;
     if (index < parameters.count && values[index] == nullptr) {
       values[index] = value;
       continue;
@@ -180,11 +186,12 @@ PyObject* PieCall::get(int index, bool optional) {
 
 void PieCall::refuse(int index, const char* expected) {
   PyObject* const value = values[index];
-  PyObject* const name = value != nullptr ? PyObject_GetAttrString(reinterpret_cast<PyObject*>(Py_TYPE(value)), "__name__")
-                                          : nullptr;
+  PyObject* const name = value != nullptr
+                             ? PyObject_GetAttrString(reinterpret_cast<PyObject*>(Py_TYPE(value)), "__name__")
+                             : nullptr;
   const char* const found = name != nullptr ? PyUnicode_AsUTF8AndSize(name, nullptr) : nullptr;
-  const std::string text = std::string("argument '") + parameterList.names[index] + "': expected " + expected + ", found " +
-                           (found != nullptr ? found : "nothing");
+  const std::string text = std::string("argument '") + parameterList.names[index] + "': expected " +
+                           expected + ", found " + (found != nullptr ? found : "nothing");
   Py_XDECREF(name);
   fail(PyExc_TypeError, text.c_str());
 }
@@ -194,7 +201,8 @@ void* PieCall::self(PyObject* object, const PieClass& kind) {
   PieObject* const held = as_object(object);
   void* const part = part_of(held, kind);
   if (part != nullptr && is_current(held)) return use(held), part;
-  fail(the_error, part == nullptr ? "the object was closed, or given away" : "the object's owner has changed since");
+  fail(the_error,
+       part == nullptr ? "the object was closed, or given away" : "the object's owner has changed since");
   return nullptr;
 }
 
@@ -203,7 +211,8 @@ void* PieCall::object(int index, const PieClass& kind, bool optional) {
   if (value == nullptr) return nullptr;
   if (!is_object(value)) return refuse(index, kind.name), nullptr;
   const PieObject* const held = as_object(value);
-  if (held->kernelObject != nullptr && part_of(held, kind) == nullptr) return refuse(index, kind.name), nullptr;
+  if (held->kernelObject != nullptr && part_of(held, kind) == nullptr)
+    return refuse(index, kind.name), nullptr;
   return self(value, kind);
 }
 
@@ -217,8 +226,9 @@ long PieCall::integer(int index, long def, long least, long most) {
   Py_XDECREF(number);
   if (number == nullptr) return isFailed = true, def;
   if (overflow == 0 && result >= least && result <= most) return result;
-  const std::string text = std::string("argument '") + parameterList.names[index] + "': expected a number from " +
-                           std::to_string(least) + " to " + std::to_string(most);
+  const std::string text = std::string("argument '") + parameterList.names[index] +
+                           "': expected a number from " + std::to_string(least) + " to " +
+                           std::to_string(most);
   fail(PyExc_OverflowError, text.c_str());
   return def;
 }
@@ -254,7 +264,8 @@ const char* PieCall::text(int index, const char* def, bool optional) {
   const char* const kept = utf8 != nullptr ? attach(utf8, size) : nullptr;
   Py_XDECREF(path);
   if (kept == nullptr) return isFailed = true, nullptr;
-  if (std::strlen(kept) != static_cast<std::size_t>(size)) return fail(PyExc_ValueError, "a text with a zero"), nullptr;
+  if (std::strlen(kept) != static_cast<std::size_t>(size))
+    return fail(PyExc_ValueError, "a text with a zero"), nullptr;
   return kept;
 }
 
@@ -271,7 +282,8 @@ const char** PieCall::texts(int index, int* count, bool optional) {
   for (Py_ssize_t i = 0; array != nullptr && i < size; ++i) {
     PyObject* const element = PyList_GetItem(list, i);
     Py_ssize_t length = 0;
-    const char* const utf8 = PyUnicode_Check(element) != 0 ? PyUnicode_AsUTF8AndSize(element, &length) : nullptr;
+    const char* const utf8 =
+        PyUnicode_Check(element) != 0 ? PyUnicode_AsUTF8AndSize(element, &length) : nullptr;
     if (utf8 == nullptr || std::strlen(utf8) != static_cast<std::size_t>(length)) {
       if (PyErr_Occurred() == nullptr) refuse(index, "a sequence of str without zeros");
       isFailed = true;
@@ -357,7 +369,8 @@ PyObject* PieCall::result(const SeamNumbers& numbers) {
 
 PyObject* PieCall::result(const SeamBytes& bytes) {
   if (bytes.size < 0) return number(bytes.size, true);
-  return isFailed ? nullptr : PyBytes_FromStringAndSize(reinterpret_cast<const char*>(bytes.bytes), bytes.size);
+  return isFailed ? nullptr
+                  : PyBytes_FromStringAndSize(reinterpret_cast<const char*>(bytes.bytes), bytes.size);
 }
 
 PyObject* PieCall::allocate(PyTypeObject* type, PieClass& kind, const void* object, bool is_made) {
@@ -406,7 +419,8 @@ void PieCall::needs(PyObject* one, PyObject* other) {
 void PieCall::shares(PyObject* one, PyObject* other) {
   if (!is_object(one) || !is_object(other)) return;
   PyObject* const needed = as_object(other)->needs;
-  for (Py_ssize_t i = 0; needed != nullptr && i < PyList_Size(needed); ++i) needs(one, PyList_GetItem(needed, i));
+  for (Py_ssize_t i = 0; needed != nullptr && i < PyList_Size(needed); ++i)
+    needs(one, PyList_GetItem(needed, i));
 }
 
 void PieCall::end_owned(PyObject* object) {
@@ -455,7 +469,8 @@ PyObject* PieCall::thrown() {
 int pie_init(PyObject* module) {
   the_error = PyErr_NewException("svpie.SorvantaError", PyExc_RuntimeError, nullptr);
   if (the_error == nullptr || PyModule_AddObjectRef(module, "SorvantaError", the_error) != 0) return -1;
-  PyType_Slot slots[] = {{Py_tp_dealloc, reinterpret_cast<void*>(dealloc)}, {Py_tp_methods, base_methods}, {0, nullptr}};
+  PyType_Slot slots[] = {
+      {Py_tp_dealloc, reinterpret_cast<void*>(dealloc)}, {Py_tp_methods, base_methods}, {0, nullptr}};
   PyType_Spec spec = {"svpie.kernel.Object", sizeof(PieObject), 0,
                       Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | Py_TPFLAGS_DISALLOW_INSTANTIATION, slots};
   PyObject* const base = PyType_FromSpec(&spec);
@@ -466,7 +481,8 @@ int pie_init(PyObject* module) {
 }
 
 int pie_add_class(PyObject* module, PieClass* kind, PyMethodDef* methods, const char* doc, newfunc make) {
-  PyType_Slot slots[4] = {{Py_tp_methods, methods}, {Py_tp_doc, const_cast<char*>(doc)}, {0, nullptr}, {0, nullptr}};
+  PyType_Slot slots[4] = {
+      {Py_tp_methods, methods}, {Py_tp_doc, const_cast<char*>(doc)}, {0, nullptr}, {0, nullptr}};
   if (make != nullptr) slots[2] = {Py_tp_new, reinterpret_cast<void*>(make)};
   const std::string name = std::string("svpie.kernel.") + kind->name;
   const unsigned long closed = make == nullptr ? Py_TPFLAGS_DISALLOW_INSTANTIATION : 0;

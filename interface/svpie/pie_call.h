@@ -1,10 +1,10 @@
 /// One call of the module `svpie.kernel`: objects, arguments by position or by name, results, failures.
 ///
-/// Objects. Each Python object holds a kernel object, keeps the Python objects alive that it needs, and knows how often
-/// its owner had changed when it was made: a part of an object that has changed since is refused.
+/// Objects. Each Python object holds a kernel object, keeps the Python objects alive that it needs, and knows
+/// how often its owner had changed when it was made: a part of an object that has changed since is refused.
 ///
-/// The module uses the limited interface of CPython 3.11, so that one file serves later versions, too. Calls that report
-/// release the interpreter's lock while the kernel works.
+/// The module uses the limited interface of CPython 3.11, so that one file serves later versions, too. Calls
+/// that report release the interpreter's lock while the kernel works.
 #pragma once
 
 #define PY_SSIZE_T_CLEAN
@@ -31,8 +31,7 @@ struct PieClass {
 
 /// What all objects of the module are.
 struct PieObject {
-  PyObject_HEAD
-  void* kernelObject;
+  PyObject_HEAD void* kernelObject;
   PieClass* kind;
   bool isMade;            // deleted with this object
   unsigned numChanges;    // after which parts end
@@ -86,8 +85,8 @@ class PieCall : public AceAttach {
   PyObject* result(const SeamNumbers& numbers);
   PyObject* result(const SeamBytes& bytes);
   PyObject* none();
-  /// A new Python object; `owner` is the one of which it is a part, or null. A null object that was to be made is an
-  /// error, another one None.
+  /// A new Python object; `owner` is the one of which it is a part, or null. A null object that was to be
+  /// made is an error, another one None.
   PyObject* made(PieClass& kind, const void* object, bool is_made, PyObject* owner);
   /// The same of a class that may be derived in Python.
   PyObject* made_as(PyTypeObject* type, PieClass& kind, const void* object);
@@ -137,7 +136,8 @@ int pie_add_class(PyObject* module, PieClass* kind, PyMethodDef* methods, const 
 int pie_init(PyObject* module);
 /// Adds {name: {value name: number}} of an enumeration to the module's `enumerations`.
 int pie_add_enum(PyObject* module, const SeamEnum& values);
-/// Makes an `AceReporter`: methods `report(text)` and `event(text, code)` of derived classes are called, from any thread.
+/// Makes an `AceReporter`: methods `report(text)` and `event(text, code)` of derived classes are called, from
+/// any thread.
 PyObject* pie_new_reporter(PyTypeObject* type, PyObject* args, PyObject* kwargs);
 
 template <class T>

@@ -9,7 +9,8 @@ namespace {
 constexpr int CLOCK_ROUNDS = 10000;
 constexpr int ALLOCATOR_LIMIT = 2000;
 
-/// As a host in C++ begins (`sv_init`). A library says nothing by itself to Python: who wants messages gives a reporter.
+/// As a host in C++ begins (`sv_init`). A library says nothing by itself to Python: who wants messages gives
+/// a reporter.
 void init_library() {
   AceTimer::calibrate(CLOCK_ROUNDS);
   ace_alloc_init(ALLOCATOR_LIMIT);
@@ -19,8 +20,15 @@ void init_library() {
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) PyObject* PyInit_kernel() {
-  static PyModuleDef definition = {PyModuleDef_HEAD_INIT, "kernel", "The classes of the library.", -1,
-                                   nullptr, nullptr, nullptr, nullptr, nullptr};
+  static PyModuleDef definition = {PyModuleDef_HEAD_INIT,
+                                   "kernel",
+                                   "The classes of the library.",
+                                   -1,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr};
   PyObject* const module = PyModule_Create(&definition);
   if (module == nullptr) return nullptr;
   init_library();
