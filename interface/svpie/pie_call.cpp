@@ -31,6 +31,11 @@ class RegisteredThread {
   bool isMain = ace_is_main_thread();
 };
 
+void register_thread() {
+  thread_local const RegisteredThread registered;
+  static_cast<void>(registered);
+}
+
 PieObject* as_object(PyObject* object) {
   return reinterpret_cast<PieObject*>(object);
 }
@@ -132,39 +137,59 @@ class PieReporter : public AceReporter {
 
 // Arguments.
 
-PieCall::PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwargs)
+PieCall::PieCall(const PieParameters& parameters, PyObject* const* args, Py_ssize_t count, PyObject* names)
     : parameterList(parameters) {
-  thread_local const RegisteredThread registered;
-  static_cast<void>(registered);
-  const Py_ssize_t given = args != nullptr ? PyTuple_Size(args) : 0;
-  if (given > parameters.count) {
-    const std::string text =
-        "takes " + std::to_string(parameters.count) + " arguments, " + std::to_string(given) + " given";
-    fail(PyExc_TypeError, text.c_str());
+  register_thread();
+  if (count > parameters.count) {
+    refuse_count(count);
     return;
   }
-  for (Py_ssize_t i = 0; i < given; ++i) values[i] = PyTuple_GetItem(args, i);
-  PyObject* key = nullptr;
+  for (Py_ssize_t i = 0; i < count; ++i) values[i] = args[i];
+  const Py_ssize_t numNames = names != nullptr ? PyTuple_Size(names) : 0;
+  for (Py_ssize_t i = 0; i < numNames && !isFailed; ++i) take_named(PyTuple_GetItem(names, i), args[count + i]);
+  check_required();
+}
+
+PieCall::PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwargs) : parameterList(parameters) {
+  register_thread();
+  const Py_ssize_t count = args != nullptr ? PyTuple_Size(args) : 0;
+  if (count > parameters.count) {
+    refuse_count(count);
+    return;
+  }
+  for (Py_ssize_t i = 0; i < count; ++i) values[i] = PyTuple_GetItem(args, i);
+  PyObject* name = nullptr;
   PyObject* value = nullptr;
-  for (Py_ssize_t position = 0; kwargs != nullptr && PyDict_Next(kwargs, &position, &key, &value) != 0;) {
-    int index = 0;
-    while (index < parameters.count && PyUnicode_CompareWithASCIIString(key, parameters.names[index]) != 0)
-      ++index;
-    if (index < parameters.count && values[index] == nullptr) {
-      values[index] = value;
-      continue;
-    }
-    const char* const name = PyUnicode_AsUTF8AndSize(key, nullptr);
-    const std::string text = std::string("argument '") + (name != nullptr ? name : "?") +
-                             (index < parameters.count ? "' is given twice" : "' is unknown");
-    fail(PyExc_TypeError, text.c_str());
+  for (Py_ssize_t position = 0; !isFailed && kwargs != nullptr && PyDict_Next(kwargs, &position, &name, &value) != 0;)
+    take_named(name, value);
+  check_required();
+}
+
+/// More than there are parameters.
+void PieCall::refuse_count(Py_ssize_t count) {
+  const std::string text =
+      "takes " + std::to_string(parameterList.count) + " arguments, " + std::to_string(count) + " given";
+  fail(PyExc_TypeError, text.c_str());
+}
+
+void PieCall::take_named(PyObject* name, PyObject* value) {
+  int index = 0;
+  while (index < parameterList.count && PyUnicode_CompareWithASCIIString(name, parameterList.names[index]) != 0) ++index;
+  if (index < parameterList.count && values[index] == nullptr) {
+    values[index] = value;
     return;
   }
-  for (int i = 0; i < parameters.numRequired; ++i)
+  const char* const shown = PyUnicode_AsUTF8AndSize(name, nullptr);
+  const std::string text = std::string("argument '") + (shown != nullptr ? shown : "?") +
+                           (index < parameterList.count ? "' is given twice" : "' is unknown");
+  fail(PyExc_TypeError, text.c_str());
+}
+
+void PieCall::check_required() {
+  for (int i = 0; i < parameterList.numRequired; ++i)
     if (values[i] == nullptr) {
-      const std::string text = std::string("argument '") + parameters.names[i] + "' is missing";
-      fail(PyExc_TypeError, text.c_str());
-      return;
+      const std::string text = std::string("argument '") + parameterList.names[i] + "' is missing";
+      return fail(PyExc_TypeError, text.c_str());
     }
 }
 

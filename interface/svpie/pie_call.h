@@ -54,6 +54,8 @@ class PieCall : public AceAttach {
   static constexpr int MAX_PARAMETERS = 24;
 
   /// Sorts the arguments by their parameters; too many, unknown or missing ones are a TypeError.
+  PieCall(const PieParameters& parameters, PyObject* const* args, Py_ssize_t count, PyObject* names);
+  /// The same from a tuple and a dictionary.
   PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwargs);
   PieCall(const PieCall&) = delete;
   PieCall& operator=(const PieCall&) = delete;
@@ -110,6 +112,9 @@ class PieCall : public AceAttach {
   void refuse(int index, const char* expected);
   const PieParameters& parameterList;
   void use(PieObject* object);
+  void refuse_count(Py_ssize_t count);
+  void take_named(PyObject* name, PyObject* value);
+  void check_required();
   static PyObject* allocate(PyTypeObject* type, PieClass& kind, const void* object, bool is_made);
 
   PyObject* values[MAX_PARAMETERS] = {};

@@ -33,6 +33,23 @@ class Words(unittest.TestCase):
         self.assertNotIn("nothing", self.index)
         self.assertEqual(sorted(self.index), sorted(WORDS))
 
+    def test_many_queries_give_the_rows_of_single_ones(self):
+        queries = ["meyer", "maier", "nothing at all", "Muller", "smile", ""] * 40
+        for threads in (1, 3):
+            matches = self.index.match(queries, 3, 120, threads=threads)
+            single = [(query, match.entry, match.quality) for query, text in enumerate(queries)
+                      for match in self.index.find(text, 3, 120)]
+            self.assertEqual([row[:3] for row in matches], single)
+        self.assertEqual(matches.rows.shape, (len(matches), 4))
+        self.assertEqual(matches.columns()[2], [row[2] for row in single])
+        self.assertEqual(matches[-1], matches[len(matches) - 1])
+        self.assertEqual(len(self.index.match([])), 0)
+        try:
+            import numpy
+        except ImportError:
+            return
+        self.assertEqual(numpy.asarray(matches).tolist(), [list(row) for row in matches])
+
     def test_is_saved_mapped_and_pickled(self):
         with tempfile.TemporaryDirectory() as folder:
             path = pathlib.Path(folder) / "words.edit"

@@ -9,6 +9,7 @@ import keyword
 import operation_table
 
 INCLUDE = "#include"
+PASSED = {True: "PyObject* pieArgs, PyObject* pieNames", False: "PyObject* const* pieArgs, Py_ssize_t pieCount, PyObject* pieNames"}
 LIMITS = {"int": "INT_MIN, INT_MAX", "huge": "LONG_MIN, LONG_MAX", "large": "0, 0xFFFFFFFF"}
 TYPES = {"int": "int", "number": "int", "huge": "int", "large": "int", "double": "float", "bool": "bool", "string": "str",
          "text": "str", "bytes": "bytes", "strings": "list[str]", "ints": "list[int]", "none": "None"}
@@ -83,11 +84,11 @@ def function(operation):
     name = f"{operation.owner.name}_{operation.name}"
     listed = [python_name(argument.name) for argument in operation.arguments] + (["rep"] if operation.uses("rep") else [])
     shown = operation.owner.name if operation.kind == "new" else f"{operation.owner.name}.{operation.name}"
-    yield f"PyObject* {name}({'PyTypeObject* pieType' if operation.kind == 'new' else '[[maybe_unused]] PyObject* self'}, PyObject* args, PyObject* kwargs) {{"
+    yield f"PyObject* {name}({'PyTypeObject* pieType' if operation.kind == 'new' else '[[maybe_unused]] PyObject* self'}, {PASSED[operation.kind == 'new']}) {{"
     names = ", ".join(quote(known) for known in listed) or "nullptr"
     yield f"  static constexpr const char* NAMES[] = {{{names}}};"
     yield f"  static constexpr PieParameters PARAMETERS = {{{quote(shown)}, NAMES, {len(listed)}, {required(operation)}}};"
-    yield "  PieCall call(PARAMETERS, args, kwargs);"
+    yield f"  PieCall call(PARAMETERS, {'pieArgs, pieNames' if operation.kind == 'new' else 'pieArgs, pieCount, pieNames'});"
     yield "  try {"
     if operation.has_self:
         owner = operation.owner.name
@@ -134,7 +135,7 @@ def methods(table, owner, listed):
     for operation in listed:
         if operation.kind in ("new", "delete"):
             continue
-        flags = "METH_VARARGS | METH_KEYWORDS" + (" | METH_STATIC" if operation.kind == "static" else "")
+        flags = "METH_FASTCALL | METH_KEYWORDS" + (" | METH_STATIC" if operation.kind == "static" else "")
         yield f"    {{{quote(python_name(operation.name))}, pie_function({owner}_{operation.name}), {flags}, {quote(operation.sentence)}}},"
     yield "    {nullptr, nullptr, 0, nullptr},"
     yield "};"
@@ -171,7 +172,7 @@ def source(table):
     yield ""
     yield "namespace {"
     yield ""
-    yield "PyCFunction pie_function(PyObject* (*function)(PyObject*, PyObject*, PyObject*)) {"
+    yield "PyCFunction pie_function(PyObject* (*function)(PyObject*, PyObject* const*, Py_ssize_t, PyObject*)) {"
     yield "  return reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(function));"
     yield "}"
     for name, _, listed in in_order(table):

@@ -19,7 +19,7 @@ from typing import Self, overload
 from . import kernel
 from .kernel import SorvantaError, __version__
 
-__all__ = ["Index", "Match", "Mode", "Model", "Reporter", "SorvantaError", "kernel", "__version__"]
+__all__ = ["Index", "Match", "Matches", "Mode", "Model", "Reporter", "SorvantaError", "kernel", "__version__"]
 
 Mode = enum.IntEnum("Mode", kernel.enumerations["TeraEval::Mode"])
 Mode.__doc__ = "How two words are compared."
@@ -48,6 +48,46 @@ class Match:
     text: str
     entry: int
     quality: int
+
+
+class Matches(Sequence[tuple[int, int, int, int]]):
+    """Rows of query, entry, quality and distance in quality from the query's best match, ordered by query, then best
+    first. They are one array of 32 bit numbers: `numpy.asarray(matches)` takes it as it is, and so does everything that
+    knows the buffer of `matches.rows`."""
+
+    def __init__(self, image: bytes) -> None:
+        self._image = image
+        size = len(image) // 16
+        self.rows = memoryview(image).cast("B").cast("i", (size, 4)) if size else memoryview(b"")
+
+    def columns(self) -> tuple[list[int], list[int], list[int], list[int]]:
+        """The four columns as lists."""
+        flat = memoryview(self._image).cast("i").tolist()
+        return flat[0::4], flat[1::4], flat[2::4], flat[3::4]
+
+    @property
+    def __array_interface__(self) -> dict[str, object]:
+        return {"version": 3, "shape": (len(self), 4), "typestr": "<i4", "data": self._image}
+
+    def __len__(self) -> int:
+        return len(self._image) // 16
+
+    @overload
+    def __getitem__(self, index: int) -> tuple[int, int, int, int]: ...
+    @overload
+    def __getitem__(self, index: slice) -> list[tuple[int, int, int, int]]: ...
+    def __getitem__(self, index: int | slice) -> tuple[int, int, int, int] | list[tuple[int, int, int, int]]:
+        if isinstance(index, slice):
+            return [self[i] for i in range(*index.indices(len(self)))]
+        if index < 0:
+            index += len(self)
+        if not 0 <= index < len(self):
+            raise IndexError("no such row")
+        row = memoryview(self._image)[16 * index:16 * index + 16].cast("i").tolist()
+        return row[0], row[1], row[2], row[3]
+
+    def __repr__(self) -> str:
+        return f"<{len(self)} matches>"
 
 
 def default_map() -> kernel.TeraMap:
@@ -103,6 +143,11 @@ class Index(Sequence[str]):
             found += sorted(same, key=lambda match: match.entry)
             group = group.get_next()
         return found[:k]
+
+    def match(self, queries: Sequence[str], k: int = 10, min_quality: int = 150, mode: Mode | str = Mode.LEVENSHTEIN,
+              model: Model | str = Model.MAXIMUM, threads: int = -1) -> "Matches":
+        """The k best entries for each of many queries, by several threads (-1: as many as the machine has)."""
+        return Matches(self._edit.match(queries, k, min_quality, mode, model, threads))
 
     def __contains__(self, word: object) -> bool:
         return isinstance(word, str) and bool(self.find(word, 1, 190))
