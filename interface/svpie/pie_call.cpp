@@ -146,11 +146,13 @@ PieCall::PieCall(const PieParameters& parameters, PyObject* const* args, Py_ssiz
   }
   for (Py_ssize_t i = 0; i < count; ++i) values[i] = args[i];
   const Py_ssize_t numNames = names != nullptr ? PyTuple_Size(names) : 0;
-  for (Py_ssize_t i = 0; i < numNames && !isFailed; ++i) take_named(PyTuple_GetItem(names, i), args[count + i]);
+  for (Py_ssize_t i = 0; i < numNames && !isFailed; ++i)
+    take_named(PyTuple_GetItem(names, i), args[count + i]);
   check_required();
 }
 
-PieCall::PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwargs) : parameterList(parameters) {
+PieCall::PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwargs)
+    : parameterList(parameters) {
   register_thread();
   const Py_ssize_t count = args != nullptr ? PyTuple_Size(args) : 0;
   if (count > parameters.count) {
@@ -160,7 +162,8 @@ PieCall::PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwar
   for (Py_ssize_t i = 0; i < count; ++i) values[i] = PyTuple_GetItem(args, i);
   PyObject* name = nullptr;
   PyObject* value = nullptr;
-  for (Py_ssize_t position = 0; !isFailed && kwargs != nullptr && PyDict_Next(kwargs, &position, &name, &value) != 0;)
+  for (Py_ssize_t position = 0;
+       !isFailed && kwargs != nullptr && PyDict_Next(kwargs, &position, &name, &value) != 0;)
     take_named(name, value);
   check_required();
 }
@@ -174,7 +177,9 @@ void PieCall::refuse_count(Py_ssize_t count) {
 
 void PieCall::take_named(PyObject* name, PyObject* value) {
   int index = 0;
-  while (index < parameterList.count && PyUnicode_CompareWithASCIIString(name, parameterList.names[index]) != 0) ++index;
+  while (index < parameterList.count &&
+         PyUnicode_CompareWithASCIIString(name, parameterList.names[index]) != 0)
+    ++index;
   if (index < parameterList.count && values[index] == nullptr) {
     values[index] = value;
     return;

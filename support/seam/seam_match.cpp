@@ -47,12 +47,14 @@ void match_one(const MatchJob* job, Rows* rows, int*, VInt query) {
 
 }  // namespace
 
-SeamBytes seam_match(const TeraEdit* index, const char* const* queries, int num_queries, int k, int min_quality,
-                     TeraEval::Mode mode, TeraEval::Model model, int threads, AceAttach* at, AceReporter* rep) {
+SeamBytes seam_match(const TeraEdit* index, const char* const* queries, int num_queries, int k,
+                     int min_quality, TeraEval::Mode mode, TeraEval::Model model, int threads, AceAttach* at,
+                     AceReporter* rep) {
   if (k < 1) return {nullptr, -1};
   const MatchJob job = {index, queries, k, min_quality, mode, model, rep};
   std::vector<Rows> rows(static_cast<std::size_t>(num_queries));
-  AceParallel<const MatchJob, Rows, int>::map(&job, rows.data(), num_queries, nullptr, nullptr, match_one, threads, rep);
+  AceParallel<const MatchJob, Rows, int>::map(&job, rows.data(), num_queries, nullptr, nullptr, match_one,
+                                              threads, rep);
   VInt total = 0;
   for (const Rows& found : rows) total += static_cast<VInt>(found.size());
   SeamMatch* all = nullptr;
