@@ -8,7 +8,7 @@ extern "C" {
 
 /// From the thread of the garbage collection: what is forgotten waits for another one.
 JNIEXPORT void JNICALL Java_com_veltrane_jie_JieObject_release(JNIEnv*, jclass, jlong address, jlong serial) {
-  if (JieWrap* const wrap = JieWrap::find(address, serial); wrap != nullptr) wrap->unref(0);
+  JieWrap::release(address, serial);
 }
 
 JNIEXPORT jint JNICALL Java_com_veltrane_jie_JieObject_enumValue(JNIEnv* env, jclass, jstring enumeration,

@@ -94,8 +94,8 @@ int JieReporter::deliver(const char* text, const char* code) {
 extern "C" {
 
 JNIEXPORT void JNICALL Java_com_veltrane_jie_AceReporter_createInstance(JNIEnv* env, jobject self) {
-  static constexpr JieClass MADE = {"com/veltrane/jie/AceReporter", nullptr, nullptr,
-                                    [](void* reporter) { delete static_cast<AceReporter*>(reporter); }};
+  static const JieClass MADE = {"com/veltrane/jie/AceReporter", jie_class<AceReporter>(), nullptr,
+                                [](void* reporter) { delete static_cast<AceReporter*>(reporter); }};
   JieHandle jie(env, "AceReporter", "createInstance");
   try {
     jie.take(self, &MADE, static_cast<AceReporter*>(new JieReporter(env, self)));

@@ -40,6 +40,8 @@ int delete_reporter(ClientData data, Tcl_Interp* interp, int count, Tcl_Obj* con
     AceReporter* const none = nullptr;
     AceReporter* const self = tie_object<AceReporter>(&tie, "object", TieHandle::ARGUMENT, none);
     tie.must_be_made(self);
+    tie.must_be_idle(self);
+    if (tie.is_within_call()) tie.refuse_last("AceReporter", "Reports are on their way, perhaps to this");
     if (!tie.ready()) return;
     if (AceReporter::use_default() == self) AceReporter::clear_default();
     tie_erase(self);

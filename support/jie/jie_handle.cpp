@@ -114,6 +114,7 @@ JieHandle::JieHandle(JNIEnv* env, const char* class_name, const char* method_nam
 void JieHandle::throw_named(const char* java_class, const char* text) {
   if (isError) return;
   isError = true;
+  if (envPtr->ExceptionCheck() != 0) return;  // an exception of its own
   const jclass type = envPtr->FindClass(java_class);
   if (type == nullptr) return;  // an exception of its own
   const jstring message = jie_new_string(text);
@@ -174,9 +175,8 @@ JieWrap* JieHandle::wrapper(jobject from) const {
 void* JieHandle::object(jobject from, const JieClass* type, const char* name, bool optional) {
   if (isError) return nullptr;
   JieWrap* const wrap = wrapper(from);
-  void* const kernelObject = wrap != nullptr ? wrap->unwrap() : nullptr;
+  void* const kernelObject = wrap != nullptr ? wrap->unwrap_as(type) : nullptr;
   if (kernelObject != nullptr) return kernelObject;
-  static_cast<void>(type);  // Java has checked it
   if (optional && from == nullptr) return nullptr;
   if (from == nullptr) {
     throw_named(NULL_POINTER, name);
@@ -194,14 +194,14 @@ jobject JieHandle::new_object(const JieClass* type, const void* object, bool is_
   if (make == nullptr) throw AceException("Could not get Java reference ID!", "Class: '%s'", type->name);
   if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING)
     JieGarbageCollector::instance().clean();
-  auto* const wrap = new JieObjectWrap(const_cast<void*>(object), type->destroy, is_made);
-  if (owner != nullptr) wrap->set_parent(wrapper(owner));
+  auto* const wrap = new JieWrap(const_cast<void*>(object), type, is_made);
+  if (!is_made) wrap->set_parent(owner != nullptr ? wrapper(owner) : JieWrap::holder(object, type));
   const jobject made =
       envPtr->NewObject(javaClass, make, static_cast<jlong>(reinterpret_cast<std::intptr_t>(wrap)),
                         static_cast<jlong>(wrap->get_serial()));
   if (made == nullptr) {
     isError = true;
-    wrap->unref(1);
+    wrap->forget(1);
   }
   return made;
 }
@@ -211,11 +211,11 @@ void JieHandle::take(jobject self, const JieClass* type, void* object) {
   if (object == nullptr) return throw_exception("no object could be made", className, methodName);
   if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING)
     JieGarbageCollector::instance().clean();
-  auto* const wrap = new JieObjectWrap(object, type->destroy, true);
+  auto* const wrap = new JieWrap(object, type, true);
   const jclass javaClass = envPtr->GetObjectClass(self);
   const jmethodID adopt = envPtr->GetMethodID(javaClass, "adopt", "(JJ)V");
   if (adopt == nullptr) {
-    wrap->unref(1);
+    wrap->forget(1);
     throw AceException("Could not get Java reference ID!", "Class: '%s'", type->name);
   }
   envPtr->CallVoidMethod(self, adopt, static_cast<jlong>(reinterpret_cast<std::intptr_t>(wrap)),
@@ -227,8 +227,11 @@ void JieHandle::destroy(jobject self, bool keep) {
   JieWrap* const wrap = wrapper(self);
   if (wrap == nullptr) return;
   envPtr->SetLongField(self, ref_field(), 0);
-  if (keep) wrap->clean(1);
-  wrap->unref(1);
+  if (keep) {
+    wrap->end_owned();
+    wrap->give_away();
+  }
+  wrap->forget(1);
 }
 
 void JieHandle::end_owned(jobject owner) {
@@ -239,6 +242,11 @@ void JieHandle::end_owned(jobject owner) {
 void JieHandle::needs(jobject one, jobject other) {
   JieWrap* const wrap = wrapper(one);
   if (!isError && wrap != nullptr) wrap->set_parent(wrapper(other));
+}
+
+void JieHandle::needs_object(jobject one, const void* other, const JieClass* type) {
+  JieWrap* const wrap = wrapper(one);
+  if (!isError && wrap != nullptr) wrap->set_parent(JieWrap::holder(other, type));
 }
 
 void JieHandle::shares(jobject one, jobject other) {
@@ -320,6 +328,7 @@ jobjectArray JieHandle::jie_new_strings(const SeamTexts& texts) {
   if (array == nullptr) return isError = true, nullptr;
   for (int i = 0; i < texts.count; ++i) {
     const jstring text = jie_new_string(texts.texts[i]);
+    if (text == nullptr && texts.texts[i] != nullptr) return isError = true, nullptr;  // no memory
     envPtr->SetObjectArrayElement(array, i, text);
     envPtr->DeleteLocalRef(text);
   }

@@ -19,14 +19,6 @@
 #include "seam/seam_enum.h"
 #include "seam/seam_texts.h"
 
-/// A class of Java that wraps a kernel class.
-struct JieClass {
-  const char* name;      ///< as "com/veltrane/jie/TeraEdit"
-  const JieClass* base;  ///< null for none
-  void* (*to_base)(void*);
-  void (*destroy)(void*);
-};
-
 /// An enumeration of Java, whose constants have the kernel's value in an int field.
 struct JieEnumToEnum {
   const char* enumClass;  ///< as "com/veltrane/jie/TeraEval$Mode"
@@ -60,11 +52,11 @@ class SORV_API JieHandle : public AceAttach {
   jbyteArray new_bytes(const SeamBytes& bytes);
   jobject new_enum(const JieEnumToEnum& type, const SeamEnum& values, int value);
   /// A new Java object for a kernel object, null for null. `owner` is the Java object whose wrapper it needs,
-  /// or null.
+  /// or null: that which the object goes with, if there is one.
   jobject new_object(const JieClass* type, const void* object, bool is_made, jobject owner);
   /// A kernel object becomes that of `self`, which has none yet.
   void take(jobject self, const JieClass* type, void* object);
-  /// Takes the wrapper from a Java object and gives up its reference.
+  /// Takes the wrapper from a Java object and gives up its reference; with `keep` the kernel has the object.
   void destroy(jobject self, bool keep);
   /// An error code is an exception.
   int checked(int code);
@@ -74,6 +66,8 @@ class SORV_API JieHandle : public AceAttach {
   /// The parts of an object are about to end.
   void end_owned(jobject owner);
   void needs(jobject one, jobject other);
+  /// The other one is a kernel object, which may have no Java object.
+  void needs_object(jobject one, const void* other, const JieClass* type);
   void shares(jobject one, jobject other);
 
   // Failures.
@@ -89,6 +83,7 @@ class SORV_API JieHandle : public AceAttach {
   void throw_named(const char* java_class, const char* text);
   void refuse(const char* what, const char* name);
 
+  JieCall callGuard;
   JNIEnv* envPtr;
   const char* className;
   const char* methodName;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <exception>
 #include <mutex>
 #include <unordered_map>
 #include <utility>
@@ -16,6 +17,7 @@ namespace {
 struct Living {
   std::mutex lock;
   std::unordered_map<const JieWrap*, VInt> serials;
+  std::unordered_multimap<const void*, JieWrap*> wrappers;  // by kernel object
   VInt lastSerial = 0;
 };
 
@@ -24,22 +26,49 @@ Living& living() {
   return *theLiving;
 }
 
+thread_local int callDepth = 0;
+thread_local std::vector<JieWrap*> givenUp;  // within calls of this thread
+
 constexpr int AVERAGE_OF = 16;  // checks
 constexpr int MAX_WARNINGS = 10;
 
 }  // namespace
 
-JieWrap::JieWrap(bool is_made) : delRef(is_made) {
+struct JieWrap::Remains {
+  void* object;
+  void (*destroy)(void*);
+};
+
+JieWrap::JieWrap(void* object, const JieClass* type, bool is_made)
+    : kernelObject(object), objectClass(type), delRef(is_made) {
   const std::scoped_lock lock(living().lock);
   serialNumber = ++living().lastSerial;
   living().serials.emplace(this, serialNumber);
+  living().wrappers.emplace(object, this);
 }
 
-JieWrap::~JieWrap() {
-  const std::scoped_lock lock(living().lock);
-  for (JieWrap* parent : parentObjs) std::erase(parent->childObjs, this);
-  living().serials.erase(this);
+void* JieWrap::unwrap_as(const JieClass* type) const {
+  void* part = kernelObject;
+  const JieClass* known = objectClass;
+  for (; part != nullptr && known != nullptr && known != type; known = known->base)
+    if (known->to_base != nullptr) part = known->to_base(part);
+  return known != nullptr ? part : nullptr;
 }
+
+/// With the lock, as are `group` and `end_parts`.
+void* JieWrap::detach() {
+  const auto [first, last] = living().wrappers.equal_range(kernelObject);
+  const auto own = std::find_if(first, last, [this](const auto& known) { return known.second == this; });
+  if (own != last) living().wrappers.erase(own);
+  return std::exchange(kernelObject, nullptr);
+}
+
+void JieWrap::give_away() {
+  const std::scoped_lock lock(living().lock);
+  detach();
+}
+
+// References.
 
 void JieWrap::ref() {
   const std::scoped_lock lock(living().lock);
@@ -53,61 +82,130 @@ void JieWrap::unref(int now) {
     if (refCount <= 0) throw AceException("Cannot unreference a deleted Jie object!");
     if (--refCount > 0) return;
   }
-  if (now != 0) {
-    finish();
-  } else {
+  if (now == 0) {
     JieGarbageCollector::instance().add(this);
+  } else if (callDepth > 1) {
+    givenUp.push_back(this);
+  } else {
+    finish();
   }
+}
+
+void JieWrap::forget(int now) {
+  {
+    const std::scoped_lock lock(living().lock);
+    if (!std::exchange(isKnownToJava, false)) return;
+  }
+  unref(now);
 }
 
 /// The object goes before those that it needs.
 void JieWrap::finish() {
-  clean(0);
-  const std::vector<JieWrap*> parents = parentObjs;
+  void* object = nullptr;
+  {
+    const std::scoped_lock lock(living().lock);
+    object = detach();
+    for (JieWrap* parent : parentObjs) std::erase(parent->childObjs, this);
+    living().serials.erase(this);
+  }
+  if (object != nullptr && delRef && objectClass->destroy != nullptr) objectClass->destroy(object);
+  const std::vector<JieWrap*> parents = std::move(parentObjs);
   delete this;
   for (JieWrap* parent : parents) parent->unref(1);
 }
 
+void JieWrap::release(VInt address, VInt serial) {
+  auto* const wrap = reinterpret_cast<JieWrap*>(static_cast<std::intptr_t>(address));
+  {
+    const std::scoped_lock lock(living().lock);
+    const auto found = living().serials.find(wrap);
+    if (found == living().serials.end() || found->second != serial) return;
+  }
+  wrap->forget(0);
+}
+
+JieCall::JieCall() {
+  ++callDepth;
+}
+
+JieCall::~JieCall() {
+  while (callDepth == 1 && !givenUp.empty()) {
+    JieWrap* const wrap = givenUp.back();
+    givenUp.pop_back();
+    try {
+      wrap->finish();
+    } catch (const std::exception& exception) {
+      AceReporter::print_static(exception.what());  // nobody called
+    }
+  }
+  --callDepth;
+}
+
+// Relations.
+
 void JieWrap::set_parent(JieWrap* parent) {
   if (parent == nullptr || parent == this) return;
+  {
+    const std::scoped_lock lock(living().lock);
+    if (std::find(parentObjs.begin(), parentObjs.end(), parent) != parentObjs.end()) return;
+  }
   parent->ref();
   const std::scoped_lock lock(living().lock);
   parentObjs.push_back(parent);
   parent->childObjs.push_back(this);
 }
 
-void JieWrap::end_owned() {
-  std::vector<JieWrap*> parts;
-  {
-    const std::scoped_lock lock(living().lock);
-    for (JieWrap* child : childObjs)
-      if (!child->delRef) parts.push_back(child);
-  }
-  for (JieWrap* part : parts) {
-    part->end_owned();
-    part->clean(1);
-  }
-}
-
 void JieWrap::share_parents(const JieWrap* other) {
   for (JieWrap* parent : std::vector(other->parentObjs)) set_parent(parent);
 }
 
-JieWrap* JieWrap::find(VInt address, VInt serial) {
-  auto* const wrap = reinterpret_cast<JieWrap*>(static_cast<std::intptr_t>(address));
+/// All wrappers of the same kernel object.
+JieWrap::Group JieWrap::group() const {
+  Group found;
+  const auto [first, last] = living().wrappers.equal_range(kernelObject);
+  for (auto known = first; known != last; ++known)
+    if (known->second->objectClass == objectClass) found.push_back(known->second);
+  return found;
+}
+
+void JieWrap::end_parts(const Group& owners, std::vector<Remains>* ended) {
+  for (const JieWrap* owner : owners)
+    for (JieWrap* child : std::vector(owner->childObjs)) {
+      if (child->kernelObject == nullptr || std::find(owners.begin(), owners.end(), child) != owners.end())
+        continue;
+      std::vector<Remains> own;
+      const Group parts = child->group();
+      for (JieWrap* part : parts) {
+        void* const object = part->detach();
+        if (part->delRef) own.push_back({object, part->objectClass->destroy});
+      }
+      end_parts(parts, ended);
+      ended->insert(ended->end(), own.begin(), own.end());
+    }
+}
+
+void JieWrap::end_owned() {
+  std::vector<Remains> ended;
+  {
+    const std::scoped_lock lock(living().lock);
+    if (kernelObject != nullptr) end_parts(group(), &ended);
+  }
+  for (const Remains& remains : ended)
+    if (remains.destroy != nullptr) remains.destroy(remains.object);
+}
+
+JieWrap* JieWrap::holder(const void* object, const JieClass* type) {
   const std::scoped_lock lock(living().lock);
-  const auto found = living().serials.find(wrap);
-  return found != living().serials.end() && found->second == serial ? wrap : nullptr;
+  const auto [first, last] = living().wrappers.equal_range(object);
+  const auto found = std::find_if(first, last, [type](const auto& known) {
+    return known.second->delRef && known.second->refCount > 0 && known.second->unwrap_as(type) != nullptr;
+  });
+  return found != last ? found->second : nullptr;
 }
 
 int JieWrap::count() {
   const std::scoped_lock lock(living().lock);
   return static_cast<int>(living().serials.size());
-}
-
-void JieObjectWrap::clean(int keep) {
-  void* const object = std::exchange(kernelObject, nullptr);
-  if (object != nullptr && keep == 0 && is_delete_ref() && destroyFunc != nullptr) destroyFunc(object);
 }
 
 // Garbage.

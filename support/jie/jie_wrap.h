@@ -15,65 +15,80 @@
 
 #include "ace/ace_types.h"
 
+/// A class of Java that wraps a kernel class; static, one for each.
+struct JieClass {
+  const char* name;         ///< as "com/veltrane/jie/TeraEdit"
+  const JieClass* base;     ///< null for none
+  void* (*to_base)(void*);  ///< from an object's address to that of its base part; null for the same address
+  void (*destroy)(void*);   ///< null where hosts cannot delete objects
+};
+
 class SORV_API JieWrap {
  public:
   /// `is_made` tells whether the kernel object goes with the wrapper.
-  explicit JieWrap(bool is_made);
+  JieWrap(void* object, const JieClass* type, bool is_made);
   JieWrap(const JieWrap&) = delete;
   JieWrap& operator=(const JieWrap&) = delete;
-  virtual ~JieWrap();
 
-  /// Deletes the kernel object if it goes with the wrapper, unless `keep` is not 0; the wrapper is then
-  /// empty.
-  virtual void clean(int keep) = 0;
-  /// The kernel object.
-  virtual void* unwrap() = 0;
+  /// The kernel object; null when it has ended.
+  void* unwrap() const { return kernelObject; }
+  /// The kernel object as one of a class; null when it is none.
+  void* unwrap_as(const JieClass* type) const;
+  /// The kernel object belongs to the kernel from now on: the wrapper is empty.
+  void give_away();
 
   /// Adds a reference.
   void ref();
   /// Removes one; the last one deletes the wrapper, at once where `now` is not 0, else by the garbage
-  /// collection.
+  /// collection. What a call of Java out of the kernel gives up is deleted when the kernel has returned.
   void unref(int now);
+  /// Removes the reference of the Java object, which it has once.
+  void forget(int now);
   /// This wrapper needs another one, which may be null.
   void set_parent(JieWrap* parent);
-  JieWrap* get_parent() const { return parentObjs.empty() ? nullptr : parentObjs.front(); }
-  /// Empties the wrappers of this object's parts, which do not survive what is about to happen to it.
+  /// Ends all that needs this object, whichever wrapper it was asked of: parts are empty then, and what hosts
+  /// have made is deleted.
   void end_owned();
   /// It needs whatever another one needs.
   void share_parents(const JieWrap* other);
-  bool is_delete_ref() const { return delRef; }
-  void set_delete_ref(bool value) { delRef = value; }
   VInt get_serial() const { return serialNumber; }
 
-  /// The living wrapper of an address and a serial number; null when it is gone.
-  static JieWrap* find(VInt address, VInt serial);
+  /// The wrapper that a kernel object goes with; null for none.
+  static JieWrap* holder(const void* object, const JieClass* type);
+  /// The Java object of a wrapper, if it is still alive, was forgotten.
+  static void release(VInt address, VInt serial);
   /// Number of wrappers alive.
   static int count();
 
  private:
   friend class JieGarbageCollector;
+  friend class JieCall;
+  struct Remains;
+  using Group = std::vector<JieWrap*>;
+
+  ~JieWrap() = default;
   void finish();
+  void* detach();
+  Group group() const;
+  static void end_parts(const Group& owners, std::vector<Remains>* ended);
 
   std::vector<JieWrap*> parentObjs;
   std::vector<JieWrap*> childObjs;
+  void* kernelObject;
+  const JieClass* objectClass;
   int refCount = 1;
+  bool isKnownToJava = true;
   bool delRef;
   VInt serialNumber;
 };
 
-/// A wrapper of an object that `destroy` deletes.
-class SORV_API JieObjectWrap : public JieWrap {
+/// A call of the kernel by Java. While one is on its way in a thread, what calls within it give up stays.
+class SORV_API JieCall {
  public:
-  using Destroy = void(void* object);
-  JieObjectWrap(void* object, Destroy* destroy, bool is_made)
-      : JieWrap(is_made), kernelObject(object), destroyFunc(destroy) {}
-  ~JieObjectWrap() override { clean(0); }
-  void clean(int keep) override;
-  void* unwrap() override { return kernelObject; }
-
- private:
-  void* kernelObject;
-  Destroy* destroyFunc;
+  JieCall();
+  JieCall(const JieCall&) = delete;
+  JieCall& operator=(const JieCall&) = delete;
+  ~JieCall();
 };
 
 /// Wrappers that Java has forgotten wait here until somebody deletes them: the thread that tells of it is

@@ -196,6 +196,11 @@ void* TieHandle::_arg(const char* name, const TieClass* type, int kind, void* de
     }
     const auto* const object = reinterpret_cast<const void*>(static_cast<std::intptr_t>(address));
     value = tie_cast(object, type);
+    for (const TieHandle* outer = outerHandle; outer != nullptr; outer = outer->outerHandle)
+      if (outer->isInKernel && outer->ownObject == object)
+        return refuse(std::string("In use by ") + outer->functionName + ":");
+    if (value != nullptr && numUsed < MAX_USED) usedObjects[numUsed++] = object;
+    if (kind != OPTION && ownObject == nullptr) ownObject = object;
     if (value != nullptr) return true;
     const char* const known = tie_type(object);
     if (known == nullptr) return refuse("Unknown object '" + text + "', expected type " + expected + " for");

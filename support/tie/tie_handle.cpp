@@ -22,6 +22,9 @@ Tcl_Encoding utf8() {
   return theEncoding;
 }
 
+/// The command that runs in this thread; those that wait for it follow.
+thread_local TieHandle* innermost = nullptr;
+
 class DString {
  public:
   DString() { Tcl_DStringInit(&string); }
@@ -40,12 +43,22 @@ class DString {
 
 TieHandle::TieHandle(Tcl_Interp* interp, int count, Tcl_Obj* const* words, const char* name,
                      TieOptionSet* options, void* clientData)
-    : tclInterp(interp), objArray(words), objCount(count), functionName(name), optionSet(options) {
+    : tclInterp(interp),
+      objArray(words),
+      objCount(count),
+      functionName(name),
+      optionSet(options),
+      outerHandle(innermost) {
+  innermost = this;
   if (optionSet != nullptr) optionSet->reset_all();
   Tcl_ResetResult(interp);
   if (clientData == nullptr) return;
   const bool isUsage = count > 1 && std::strcmp(Tcl_GetString(words[1]), "??") == 0;
   runMode = isUsage ? USAGE_MODE : ARG_MODE;
+}
+
+TieHandle::~TieHandle() {
+  innermost = outerHandle;
 }
 
 // Texts.
@@ -161,6 +174,19 @@ void TieHandle::error_cond(const char* item, const char* message) {
 void TieHandle::must_be_made(const void* object) {
   if (in_call_mode() && object != nullptr && !tie_is_made(object))
     refuse_last(tie_type(object), "It belongs to another object or to the library:");
+}
+
+void TieHandle::must_be_idle(const void* object) {
+  if (!in_call_mode() || object == nullptr || returnCode != 0) return;
+  for (const TieHandle* outer = outerHandle; outer != nullptr; outer = outer->outerHandle)
+    for (int i = 0; outer->isInKernel && i < outer->numUsed; ++i)
+      if (tie_ends_with(outer->usedObjects[i], object)) return refuse_last(outer->functionName, "In use by");
+}
+
+bool TieHandle::is_within_call() const {
+  for (const TieHandle* outer = outerHandle; outer != nullptr; outer = outer->outerHandle)
+    if (outer->isInKernel) return true;
+  return false;
 }
 
 void TieHandle::refuse_last(const char* item, const char* message) {

@@ -13,6 +13,9 @@
 /// Texts are UTF-8 towards the kernel, and are turned into what Tcl uses inside for characters of four bytes
 /// and for zeros; a text with a zero is refused, for the kernel would take it for its end.
 ///
+/// While the kernel works for a command, procedures that it reports to may call others. Those cannot use the
+/// object whose command it is, nor end any object that it was given.
+///
 /// What a call allocates for its words lies in the handle, which is an attach. Thread safety: the thread of
 /// the interpreter only.
 #pragma once
@@ -42,6 +45,9 @@ class SORV_API TieHandle : public AceAttach {
   /// `clientData` is null for a call and all ones for a description. Restores the defaults of all options.
   TieHandle(Tcl_Interp* interp, int count, Tcl_Obj* const* words, const char* name, TieOptionSet* options,
             void* clientData);
+  TieHandle(const TieHandle&) = delete;
+  TieHandle& operator=(const TieHandle&) = delete;
+  ~TieHandle();
 
   // Declarations.
 
@@ -71,7 +77,9 @@ class SORV_API TieHandle : public AceAttach {
   /// The end of the declarations of a call: 0, or -1 when it cannot be made; the usage is then to be printed.
   int check();
   /// Whether the kernel is to be called now: `check` in a call, never when something is described.
-  bool ready() { return in_call_mode() && check() == 0; }
+  bool ready() { return isInKernel = in_call_mode() && check() == 0; }
+  /// The kernel has done its work.
+  void leave_kernel() { isInKernel = false; }
 
   // Results. All return 0; 1 for an error value, unless the check is switched off.
 
@@ -111,6 +119,11 @@ class SORV_API TieHandle : public AceAttach {
   void refuse_last(const char* item, const char* message);
   /// An object that is to be deleted is one that the script has made; anything else is an error.
   void must_be_made(const void* object);
+  /// An object that is to end or to change is not in use by a command that reports; anything else is an
+  /// error.
+  void must_be_idle(const void* object);
+  /// Whether this is called by what a command of ours reports to.
+  bool is_within_call() const;
   void exception(const AceException& thrown);
   void ba_exception(const std::bad_alloc* thrown);
   void std_exception(const std::exception* thrown);
@@ -144,6 +157,12 @@ class SORV_API TieHandle : public AceAttach {
   TieOptionSet* optionSet;
   const char* errorMsg = "Unknown Error";
   const char* errorItem = "";
+  static constexpr int MAX_USED = 8;  // no command takes as many
+  const void* usedObjects[MAX_USED] = {};
+  const void* ownObject = nullptr;  // the first of the arguments
+  int numUsed = 0;
+  bool isInKernel = false;
+  TieHandle* outerHandle;
   bool isMuted = false;  // help was given: the declarations come again for the usage
   bool isRepeated = false;
 };

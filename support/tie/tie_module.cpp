@@ -72,6 +72,7 @@ TieCommand::Measured::~Measured() {
 }
 
 int TieCommand::end(TieHandle* handle) {
+  handle->leave_kernel();
   tie_drain_reports(handle);
   return handle->rc();
 }

@@ -26,7 +26,8 @@ class Registry {
     }
     if (found->second.type == type && !isMade) return 1;
     const bool isSame = found->second.type == type;
-    forget(object);  // the address is in use again: what it was has ended
+    erase_dependents(object);  // the address is in use again: what it was has ended
+    forget(object);
     structures[object] = {type, isMade};
     return isSame ? 1 : -1;
   }
@@ -62,6 +63,14 @@ class Registry {
         known.type->destroy(reinterpret_cast<void*>(static_cast<std::intptr_t>(object)));
     }
     return count;
+  }
+
+  bool ends_with(VInt object, VInt needed) const {
+    if (object == needed) return true;
+    for (auto next = requirements.lower_bound({object, INT64_MIN});
+         next != requirements.end() && next->first == object; ++next)
+      if (ends_with(next->second, needed)) return true;
+    return false;
   }
 
   const Structure* find(VInt object) const {
@@ -127,6 +136,10 @@ int tie_erase(const void* object) {
 
 int tie_erase_owned(const void* object) {
   return registry().erase_dependents(key_of(object));
+}
+
+bool tie_ends_with(const void* object, const void* needed) {
+  return registry().ends_with(key_of(object), key_of(needed));
 }
 
 const char* tie_type(const void* object) {

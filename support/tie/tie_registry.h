@@ -32,6 +32,8 @@ SORV_API void tie_shares(const void* object, const void* other);
 SORV_API int tie_erase(const void* object);
 /// Ends all that needs an object. Returns how many handles ended.
 SORV_API int tie_erase_owned(const void* object);
+/// Whether an object ends when another one does: it is that one, or needs it.
+SORV_API bool tie_ends_with(const void* object, const void* needed);
 /// The name of the class of an object; null for an unknown address.
 SORV_API const char* tie_type(const void* object);
 /// Whether the object is the script's to delete.

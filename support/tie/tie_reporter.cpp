@@ -1,5 +1,6 @@
 #include "tie/tie_reporter.h"
 
+#include <algorithm>
 #include <deque>
 #include <mutex>
 #include <optional>
@@ -19,14 +20,22 @@ class TieReports {
 
   void add(TieReporter* reporter, const char* text, const char* code) {
     const std::scoped_lock lock(queueLock);
+    const bool isFirst = next_of(reporter->homeThread) == waiting.end();
     waiting.push_back({reporter, text, code != nullptr ? std::optional<std::string>(code) : std::nullopt});
-    if (waiting.size() == 1) wake(reporter->homeThread);
+    if (isFirst) wake(reporter->homeThread);
   }
 
-  /// Evaluates all; the first error ends it, the others stay.
-  void drain() {
-    while (std::optional<Report> next = take())
-      next->reporter->evaluate(next->text.c_str(), next->code ? next->code->c_str() : nullptr);
+  /// Evaluates all of this thread; the first error ends it, the others stay, with an event that comes for
+  /// them.
+  void drain_or_wake() {
+    try {
+      drain();
+    } catch (...) {
+      const std::scoped_lock lock(queueLock);
+      const Tcl_ThreadId thread = Tcl_GetCurrentThread();
+      if (next_of(thread) != waiting.end()) wake(thread);
+      throw;
+    }
   }
 
   void remove(const TieReporter* reporter) {
@@ -46,7 +55,7 @@ class TieReports {
     auto* const event = reinterpret_cast<Tcl_Event*>(Tcl_Alloc(sizeof(Tcl_Event)));
     event->proc = [](Tcl_Event*, int) {
       try {
-        instance().drain();
+        instance().drain_or_wake();
       } catch (const AceException& exception) {
         AceAttach at;
         AceReporter::print_static(exception.what(&at));  // nobody called
@@ -57,11 +66,23 @@ class TieReports {
     Tcl_ThreadAlert(thread);
   }
 
+  /// The first that waits for a thread.
+  std::deque<Report>::iterator next_of(Tcl_ThreadId thread) {
+    return std::find_if(waiting.begin(), waiting.end(),
+                        [=](const Report& report) { return report.reporter->homeThread == thread; });
+  }
+
+  void drain() {
+    while (std::optional<Report> next = take())
+      next->reporter->evaluate(next->text.c_str(), next->code ? next->code->c_str() : nullptr);
+  }
+
   std::optional<Report> take() {
     const std::scoped_lock lock(queueLock);
-    if (waiting.empty()) return std::nullopt;
-    Report first = std::move(waiting.front());
-    waiting.pop_front();
+    const auto next = next_of(Tcl_GetCurrentThread());
+    if (next == waiting.end()) return std::nullopt;
+    Report first = std::move(*next);
+    waiting.erase(next);
     return first;
   }
 
@@ -76,10 +97,14 @@ TieReporter::TieReporter(Tcl_Interp* interp, const char* report, const char* eve
       tclInterp(interp),
       reportHandler(memAt.attach(report != nullptr ? report : "puts")),
       eventHandler(memAt.attach(event)),
-      homeThread(Tcl_GetCurrentThread()) {}
+      homeThread(Tcl_GetCurrentThread()) {
+  Tcl_Preserve(interp);
+}
 
 TieReporter::~TieReporter() {
+  if (goneFlag != nullptr) *goneFlag = true;
   TieReports::instance().remove(this);
+  Tcl_Release(tclInterp);
 }
 
 int TieReporter::report_func(const char* text) {
@@ -95,29 +120,40 @@ int TieReporter::deliver(const char* text, const char* code) {
     TieReports::instance().add(this, text, code);
     return 0;
   }
-  TieReports::instance().drain();
+  TieReports::instance().drain_or_wake();
   evaluate(text, code);
   return 0;
 }
 
 void TieReporter::evaluate(const char* text, const char* code) {
-  if (Tcl_InterpDeleted(tclInterp) != 0) return;
+  Tcl_Interp* const interp = tclInterp;  // the command may delete the reporter
+  if (Tcl_InterpDeleted(interp) != 0) return;
+  if (isEvaluating) return static_cast<void>(print_static(text));
   Tcl_Obj* words[] = {Tcl_NewStringObj(code != nullptr ? eventHandler : reportHandler, -1),
                       TieHandle::new_text(text), code != nullptr ? TieHandle::new_text(code) : nullptr};
   const int count = code != nullptr ? 3 : 2;
   for (int i = 0; i < count; ++i) Tcl_IncrRefCount(words[i]);
   // A command of ours may be half way through its result.
-  Tcl_InterpState state = Tcl_SaveInterpState(tclInterp, TCL_OK);
-  const int rc = Tcl_EvalObjv(tclInterp, count, words, TCL_EVAL_GLOBAL);
-  const std::string failure = rc == TCL_OK ? "" : Tcl_GetStringResult(tclInterp);
-  Tcl_RestoreInterpState(tclInterp, state);
+  Tcl_Preserve(interp);
+  Tcl_InterpState state = Tcl_SaveInterpState(interp, TCL_OK);
+  bool isGone = false;
+  isEvaluating = true;
+  goneFlag = &isGone;
+  const int rc = Tcl_EvalObjv(interp, count, words, TCL_EVAL_GLOBAL);
+  if (!isGone) {
+    isEvaluating = false;
+    goneFlag = nullptr;
+  }
+  const std::string failure = rc == TCL_OK ? "" : Tcl_GetStringResult(interp);
+  Tcl_RestoreInterpState(interp, state);
+  Tcl_Release(interp);
   for (int i = 0; i < count; ++i) Tcl_DecrRefCount(words[i]);
   if (rc != TCL_OK) throw AceException("Reporter failed", "%s", failure.c_str());
 }
 
 void tie_drain_reports(TieHandle* handle) {
   try {
-    TieReports::instance().drain();
+    TieReports::instance().drain_or_wake();
   } catch (const AceException& exception) {
     if (handle->okay()) handle->exception(exception);
   }

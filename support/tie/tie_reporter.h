@@ -20,10 +20,11 @@ class SORV_API TieReporter : public AceReporter {
   TieReporter(Tcl_Interp* interp, const char* report, const char* event, int time_stamps);
   TieReporter(const TieReporter&) = delete;
   TieReporter& operator=(const TieReporter&) = delete;
-  /// Drops what waits for it.
+  /// Drops what waits for it. To be called when the kernel does not use it.
   ~TieReporter() override;
 
   /// A command that fails throws an `AceException` with its result; from other threads nothing is thrown.
+  /// What is reported while the reporter's own command runs goes to the standard output.
   int report_func(const char* text) override;
   int event_func(const char* text, const char* code) override;
 
@@ -33,10 +34,12 @@ class SORV_API TieReporter : public AceReporter {
   void evaluate(const char* text, const char* code);
 
   AceAttach memAt;
-  Tcl_Interp* tclInterp;
+  Tcl_Interp* tclInterp;  // kept, though it may have been deleted
   const char* reportHandler;
   const char* eventHandler;
   Tcl_ThreadId homeThread;
+  bool isEvaluating = false;
+  bool* goneFlag = nullptr;  // of the evaluation
 };
 
 /// Evaluates what other threads have reported; an error is that of the command at whose end this happens.

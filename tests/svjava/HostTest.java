@@ -61,7 +61,10 @@ public final class HostTest {
             is(6, seen);
             // Parts of a result end when it changes; an image makes an equal index, a damaged one none.
             TeraCand best = result.getBestCand();
-            result.cut(200);
+            try (TeraResult copy = result.copyInstance()) {
+                copy.cut(200);  // of the same result
+                is(result.numCands(), copy.numCands());
+            }
             is("TeraCand.represent: this has no kernel object; it was destroyed, or given away", failure(best::represent));
             byte[] image = edit.toBuffer();
             try (TeraEdit copy = TeraEdit.fromBuffer(image)) {
@@ -117,7 +120,13 @@ public final class HostTest {
             is(DastStatus.Match.IN_CONTEXT, typed.getFieldStatus(1).getStatus());
             DastResult found = session.search(new String[] {"?", "?", "?"}, new String[] {"Jurg", "Muller", "Zurich"});
             is(new String[] {"Jürg", "Müller", "Zürich"}, found.getSugg(0).getRep());
+            DastSuggestion first = found.getSugg(0);
             session.cache(found);
+            is(true, failure(first::getQuality).contains("has no kernel object"));
+            try (DastResult kept = session.getCachedResult()) {
+                session.clearAll();
+                is("Zürich", kept.getSugg(0).getRep()[2]);
+            }
             is("DastResult.getNumSuggs: this has no kernel object; it was destroyed, or given away",
                failure(found::getNumSuggs));
             session.destroy();
@@ -159,7 +168,21 @@ public final class HostTest {
             is("TeraIndex.print: Reporter failed", failure(() -> index.print(broken)));
         }
         broken.destroy();
+        // What is given up in a report stays until the call returns; what is asked for keeps its reporter.
+        AceReporter leaving = new AceReporter() {
+            @Override
+            protected void report(String text) {
+                destroy();
+            }
+        };
+        try (TeraIndex index = new TeraIndex()) {
+            index.print(leaving);
+        }
+        AceReporter known = AceReporter.getDefaultReporter();
         collector.destroy();
+        known.print("late");
+        is("late", collector.texts.get(collector.texts.size() - 1));
+        known.destroy();
         SVUtils.log("nobody hears this");
     }
 
@@ -189,8 +212,55 @@ public final class HostTest {
         }
     }
 
+    private static void collect() throws Exception {
+        for (int i = 0; i < 10; ++i) {
+            System.gc();
+            Thread.sleep(10);
+            SVUtils.deleteCppGarbage();
+        }
+    }
+
+    /** Growing numbers of objects are warned of, as often as is asked for, when garbage is deleted. */
+    private static void leaks() throws Exception {
+        Collector collector = new Collector();
+        collector.setAsDefault();
+        collect();
+        SVUtils.setTrace("CHECK_SCRIPT_MEMLEAK", 1);
+        SVUtils.deleteCppGarbage();
+        List<TeraResult> kept = new ArrayList<>();
+        for (int i = 0; i < 40; ++i) {
+            kept.add(new TeraResult("kept", 100));
+        }
+        int most = SVUtils.numCppObjects();
+        SVUtils.deleteCppGarbage();
+        kept.remove(0).destroy();
+        SVUtils.deleteCppGarbage();
+        is(true, collector.texts.get(0).contains("Potential Leak: New maximum of " + most + " scripting objects reached"));
+        is(true, collector.texts.get(1).contains("Average value of scripting objects increased to " + (most - 38)));
+        is(true, collector.texts.get(2).contains("Gained 39 scripting objects since beginning and 39 since last (assumed)"));
+        int told = collector.texts.size();
+        SVUtils.setTrace("JIE_NO_LEAK_WARNING", 1);
+        for (int i = 0; i < 40; ++i) {
+            kept.add(new TeraResult("kept", 100));
+        }
+        SVUtils.deleteCppGarbage();
+        is(told, collector.texts.size());
+        is(79, kept.size());
+    }
+
     /** What is forgotten is given back: the number of living objects does not grow with those made. */
     private static void garbage() throws Exception {
+        collect();
+        int before = SVUtils.numCppObjects();
+        TeraMap map = newMap();
+        TeraWord word = new TeraWord("meyer", map);
+        map.destroy();
+        map = null;
+        collect();
+        is(before + 2, SVUtils.numCppObjects());  // the word keeps the map, of which Java has told twice
+        is(255, word.leven("meyer"));
+        word.destroy();
+        is(before, SVUtils.numCppObjects());
         int most = 0;
         for (int round = 0; round < 20; ++round) {
             for (int i = 0; i < 5000; ++i) {
@@ -252,6 +322,7 @@ public final class HostTest {
             case "reporters" -> reporters();
             case "threads" -> threads();
             case "garbage" -> garbage();
+            case "leaks" -> leaks();
             case "everything" -> everything();
             default -> throw new IllegalArgumentException(arguments[0]);
         }

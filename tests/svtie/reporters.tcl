@@ -46,8 +46,30 @@ set bad [AceReporter broken]
 is 1 [catch {TeraIndex::print -rep $bad $index} message]
 is "Internal Exception in tied function 'TeraIndex::print', Reporter failed: no room" [string trim $message]
 
+# What a procedure calls cannot end or use what the command that reports works with; what is reported while a
+# procedure runs does not come to it again.
+set refused {}
+proc disturb {text} {
+  set ::refused [list [failure {~AceReporter $::disturbing}] [failure {~TeraIndex $::index}] \
+                      [failure {TeraIndex::get_size $::index}] [TeraMap::tok_len $::map abc]]
+}
+set disturbing [AceReporter disturb]
+TeraIndex::print -rep $disturbing $index
+is [list "Error in 1. Argument of ~AceReporter" "Error in 1. Argument of ~TeraIndex" \
+         "Error in 1. Argument of TeraIndex::get_size" 3] $refused
+set heard {}
+proc repeat {text} {
+  lappend ::heard $text
+  SVUtils::log "again\n"
+}
+set repeating [AceReporter repeat]
+AceReporter::set_as_default $repeating
+SVUtils::log first
+is first $heard
+AceReporter::set_as_default $reporter
+
 # The default that is deleted is none any more.
 ~TeraIndex $index
 ~DastBase $base
-foreach made [list $own $bad $reporter] {~AceReporter $made}
+foreach made [list $own $bad $disturbing $repeating $reporter] {~AceReporter $made}
 SVUtils::log "nobody hears this"

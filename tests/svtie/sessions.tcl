@@ -72,11 +72,33 @@ is 0 [DastSession::cache $session $found]
 is "Error in 1. Argument of DastResult::get_num_suggs" [failure {DastResult::get_num_suggs $found}]
 set seen [DastSession::view $session 0 1]
 is 1 [DastResult::get_num_suggs $seen]
+# What is asked for of it is a copy: the next command forgets it.
+set kept [DastSession::get_cached_result $session]
+DastSession::update $session surname Moulin
+is {Jürg Müller Zürich} [DastSuggestion::get_rep [DastResult::get_sugg $kept 0]]
+is 1 [catch {DastSession::get_cached_result $session}]
+
+# Loading ends the sessions of a manager; building a base, those of the base.
+set data [DareDataManager]
+set files [DareLdbFile]
+set other [DastSessionManager]
+DastSessionManager::configure_template $other $base people $template
+set ending [DastSessionManager::get_session $other [DastSessionManager::create_session $other people]]
+is 1 [catch {DareDataManager::load $data $files $other}]
+is "" [tie_type $ending]
+~DareDataManager $data
+is "" [tie_type $other]
+~DareLdbFile $files
+set bare [DastBase {a} $folder]
+set ending [DastSession $bare]
+catch {DastBase::delete_access $bare 0}
+is "" [tie_type $ending]
+~DastBase $bare
 
 # What was asked for by another type says both; the session ends with its manager, which ends with the base.
 is 1 [catch {DastResult::get_num_suggs $session} message]
 is "Invalid type: 'DastSession' instead of 'DastResult' for object" [lindex [split $message \n] 1]
-foreach result [list $typed $best $undone $seen] {~DastResult $result}
+foreach result [list $typed $best $undone $seen $kept] {~DastResult $result}
 is 1 [catch {~DastSession $session}]
 ~DastBase $base
 is "" [tie_type $manager][tie_type $session]

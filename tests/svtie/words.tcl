@@ -40,6 +40,17 @@ set cand [TeraResult::get_best_cand $result]
 TeraResult::cut $result 200
 is "Error in 1. Argument of TeraCand::represent" [failure {TeraCand::represent $cand}]
 
+# Candidates have their places in the index: they end with it.
+set doubled [TeraEdit $map]
+TeraEdit::from_string_array $doubled {same same other} $map
+set both [TeraResult same 200]
+TeraEdit::recall $doubled $both
+is {0 1} [TeraCand::get_infos [TeraResult::get_best_cand $both]]
+set merged [TeraResult same 200]
+TeraResult::merge_unresolved $merged $both
+~TeraEdit $doubled
+is "" [tie_type $both][tie_type $merged]
+
 # An image and a file give an equal index; a damaged image gives none.
 set image [TeraEdit::to_buffer $edit]
 set copy [TeraEdit::from_buffer $image]

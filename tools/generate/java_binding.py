@@ -147,12 +147,21 @@ def native(operation):
             arguments.append(f"{argument.name}_count")
     arguments += ["&jie", "rep" if operation.uses("rep") else "AceReporter::use_default()"]
     call = f"seam::{operation.call_name}({', '.join(arguments)})"
-    relations = []
+    relations, before = [], []
     for one, other, how in operation.needs:
-        names = {"self": "javaSelf", "result": "javaSelf" if operation.kind == "new" else "javaResult"}
-        relations.append(f"jie.{how}({names.get(one, f'java_{one}')}, {names.get(other, f'java_{other}')});")
+        into = relations if operation.about_result(one) else before  # a call may fail half way
+        names = {"self": "javaSelf"}
+        if operation.about_result("result"):
+            names["result"] = "javaSelf" if operation.kind == "new" else "javaResult"
+        one = names.get(one, f"java_{one}")
+        if other == "rep":  # maybe the default
+            into.append(f"jie.needs_object({one}, rep, jie_class<AceReporter>());")
+        else:
+            into.append(f"jie.{how}({one}, {names.get(other, f'java_{other}')});")
     relations += [f"jie.destroy(java_{taken}, true);" for taken in operation.takes]
     lines = returned(operation, call)
+    for line in before:
+        yield f"    {line}"
     if relations and lines[-1].startswith("return "):
         lines = [f"const auto value = {lines[-1].removeprefix('return ')}", *relations, "return value;"]
     else:

@@ -34,8 +34,8 @@ reporter. Without an expression the method of that name is called with the argum
     results        none, the types above without text, ints, "number" (an int that may well be negative), "new <class>" (of
                    the caller) and "<class>" (of the object)
 
-"@ <name> needs <name>" tells that an object must not outlive another one, where a name is an argument's, self, result or
-rep; "@ <name> shares <name>" that it must not outlive what the other one must not outlive; "@ takes <name>" that the object of an argument belongs to the kernel from then on.
+"@ <name> needs <name>" tells that an object must not outlive another one, where a name is an argument's, self, rep or,
+where no argument has that name, result; "@ <name> shares <name>" that it must not outlive what the other one must not outlive; "@ takes <name>" that the object of an argument belongs to the kernel from then on.
 
 In C++ an argument `a` of type strings has its count beside it, `a_count`; a result of type strings is a SeamTexts, one of
 type ints a SeamNumbers, and bytes are SeamBytes.
@@ -98,6 +98,10 @@ class Operation:
         name = self.result.removeprefix("new ")
         known = SIMPLE | {"none", "number", "ints"}
         return None if name in known or name.startswith("enum:") else name
+
+    def about_result(self, name):
+        """Whether a name in a relation is the result's."""
+        return name == "result" and all(argument.name != name for argument in self.arguments)
 
     def code(self):
         relations = [" ".join(words) for words in self.needs]

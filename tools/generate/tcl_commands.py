@@ -71,7 +71,7 @@ def handed(operation, call):
     if operation.result_class:
         made = "true" if operation.is_new else "false"
         needs = [("result", "self", "needs")] if operation.has_self and not operation.is_new else []
-        needs += [relation for relation in operation.needs if relation[0] == "result"]
+        needs += [relation for relation in operation.needs if operation.about_result(relation[0])]
         return [f"auto* const result = {call};", f"tie._result(tie_class<{operation.result_class}>(), result, {made});",
                 *[f"tie_{how}({one}, {other});" for one, other, how in needs]]
     unchecked = ["tie.unset_return_check();"] if operation.result == "number" else []
@@ -99,8 +99,12 @@ def command(operation):
         yield f'    auto* const self = tie_object<{owner}>(&tie, "object", TieHandle::ARGUMENT, static_cast<{owner}*>(nullptr));'
     if operation.kind == "delete":
         yield "    tie.must_be_made(self);"
+    if operation.kind == "delete" or operation.ends_owned:
+        yield "    tie.must_be_idle(self);"
     for argument in operation.arguments:
         yield f"    {declared(argument)}"
+        if argument.ends_owned or argument.name in operation.takes:
+            yield f"    tie.must_be_idle({argument.name});"
     yield "    if (!tie.ready()) return;"
     if operation.ends_owned:
         yield "    tie_erase_owned(self);"
@@ -112,11 +116,11 @@ def command(operation):
     arguments += ["&tie", "rep" if uses_reporter else "AceReporter::use_default()"]
     if operation.uses("rep"):
         yield "    AceReporter* const rep = reporter.get();"
+    for one, other, how in operation.needs:  # before the call, which may fail half way
+        if not operation.about_result(one):
+            yield f"    tie_{how}({one}, {other});"
     for statement in handed(operation, f"seam::{operation.call_name}({', '.join(arguments)})"):
         yield f"    {statement}"
-    for one, other, how in operation.needs:
-        if one != "result":
-            yield f"    tie_{how}({one}, {other});"
     for name in operation.takes:
         yield f"    tie_erase({name});"
     yield "  });"
