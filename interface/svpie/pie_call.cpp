@@ -443,6 +443,7 @@ void PieCall::needs(PyObject* one, PyObject* other) {
   if (!is_object(one) || !is_object(other) || one == other) return;
   PieObject* const held = as_object(one);
   if (held->needs == nullptr) held->needs = PyList_New(0);
+  if (held->needs != nullptr && PySequence_Contains(held->needs, other) == 1) return;
   if (held->needs == nullptr || PyList_Append(held->needs, other) != 0) PyErr_Clear();
 }
 

@@ -105,7 +105,7 @@ void JieWrap::finish() {
   {
     const std::scoped_lock lock(living().lock);
     object = detach();
-    for (JieWrap* parent : parentObjs) std::erase(parent->childObjs, this);
+    for (JieWrap* parent : parentObjs) parent->childObjs.erase(this);
     living().serials.erase(this);
   }
   if (object != nullptr && delRef && objectClass->destroy != nullptr) objectClass->destroy(object);
@@ -152,7 +152,7 @@ void JieWrap::set_parent(JieWrap* parent) {
   parent->ref();
   const std::scoped_lock lock(living().lock);
   parentObjs.push_back(parent);
-  parent->childObjs.push_back(this);
+  parent->childObjs.insert(this);
 }
 
 void JieWrap::share_parents(const JieWrap* other) {
@@ -170,7 +170,7 @@ JieWrap::Group JieWrap::group() const {
 
 void JieWrap::end_parts(const Group& owners, std::vector<Remains>* ended) {
   for (const JieWrap* owner : owners)
-    for (JieWrap* child : std::vector(owner->childObjs)) {
+    for (JieWrap* child : std::vector(owner->childObjs.begin(), owner->childObjs.end())) {
       if (child->kernelObject == nullptr || std::find(owners.begin(), owners.end(), child) != owners.end())
         continue;
       std::vector<Remains> own;

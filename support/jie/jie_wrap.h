@@ -11,6 +11,7 @@
 /// they say.
 #pragma once
 
+#include <unordered_set>
 #include <vector>
 
 #include "ace/ace_types.h"
@@ -73,7 +74,7 @@ class SORV_API JieWrap {
   static void end_parts(const Group& owners, std::vector<Remains>* ended);
 
   std::vector<JieWrap*> parentObjs;
-  std::vector<JieWrap*> childObjs;
+  std::unordered_set<JieWrap*> childObjs;
   void* kernelObject;
   const JieClass* objectClass;
   int refCount = 1;

@@ -111,6 +111,16 @@ class Kernel(unittest.TestCase):
         word = kernel.TeraWord("weber", svpie.default_map())
         gc.collect()
         self.assertEqual(word.leven("Weber"), 255)
+        with svpie.default_map() as map:
+            edit = kernel.TeraEdit(map)
+            edit.from_string_array(["same", "same"], map)
+        found = kernel.TeraResult("same", 200)
+        references = sys.getrefcount(edit)
+        for _ in range(3):
+            edit.recall(found)
+        self.assertEqual(sys.getrefcount(edit), references + 1)  # candidates have their places in the index
+        del edit
+        self.assertEqual(list(found.get_best_cand().get_infos()), [0, 1])
         result = kernel.TeraResult("a", 100)
         result.add(200, 7)
         cand = result.get_best_cand()

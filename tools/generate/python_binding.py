@@ -73,9 +73,8 @@ def relations(operation):
     names = {argument.name: f"call.given({index})" for index, argument in enumerate(operation.arguments)}
     names["rep"] = f"call.given({len(operation.arguments)})"
     names.setdefault("self", "self")
-    result = dict(names, result="pieMade")
     for one, other, how in operation.needs:
-        yield f"PieCall::{how}({(result if one == 'result' else names)[one]}, {names[other]});"
+        yield f"PieCall::{how}({'pieMade' if operation.about_result(one) else names[one]}, {names[other]});"
     for name in operation.takes:
         yield f"PieCall::given_away({names[name]});"
 
