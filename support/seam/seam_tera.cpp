@@ -1,6 +1,10 @@
 #include "seam/seam_tera.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "tera/tera_auto.h"
+#include "tera/tera_index.h"
 #include "tera/tera_multi.h"
 #include "tera/tera_words_reader.h"
 
@@ -10,6 +14,14 @@ TeraScanGraph* seam_new_graph(const char* query, int min_value, int num_cands, i
   graph->incr_ref();
   graph->keep_query();
   return graph;
+}
+
+SeamTexts seam_entries(const TeraIndex* index, AceAttach* at) {
+  const auto count = std::min<VInt>(index->get_size(), std::numeric_limits<int>::max());
+  const char** texts = nullptr;
+  at->malloc(texts, count);
+  for (VInt i = 0; i < count; ++i) texts[i] = index->get_line(static_cast<Large>(i), at);
+  return {texts, static_cast<int>(count)};
 }
 
 SeamTexts seam_completions(const TeraAuto* index, const char* beginning, int max, AceAttach* at) {

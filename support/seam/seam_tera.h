@@ -6,6 +6,7 @@
 #include "tera/tera_teaser.h"
 
 class TeraAuto;
+class TeraIndex;
 class TeraMap;
 class TeraMulti;
 
@@ -15,6 +16,8 @@ using DastTeaser = TeraTeaser;
 
 /// A graph over a text, which it copies, with one reference.
 SORV_API TeraScanGraph* seam_new_graph(const char* query, int min_value, int num_cands, int max_dist);
+/// The strings of all entries, as far as a list can be long.
+SORV_API SeamTexts seam_entries(const TeraIndex* index, AceAttach* at);
 /// The texts of all entries that begin with a text, at most `max`.
 SORV_API SeamTexts seam_completions(const TeraAuto* index, const char* beginning, int max, AceAttach* at);
 /// Builds an index of lines from a list; the attribute of a line is its place in it. Returns what the index

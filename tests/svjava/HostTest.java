@@ -77,6 +77,13 @@ public final class HostTest {
                 is("x\ud83d\ude00y", index.getLine(0));
                 is("\u00fc\u20ac", index.getLine(2));
                 is("half \ufffd.", index.getLine(3));
+                try (TeraEdit built = TeraEdit.factory(); TeraMap own = edit.getMapConfig()) {
+                    built.fromTeraIndex(index, own);
+                    is(0, own.compare("Plain", "plain"));
+                    TeraResult plain = new TeraResult("PLAIN", 200);
+                    built.recall(plain);
+                    is(1L, plain.getBestCand().getInfos()[0]);
+                }
                 is("TeraIndex.search: key has a zero", failure(() -> index.search("a\0b")));
                 is("TeraIndex.getLine: id is no number from 0 to 4294967295", failure(() -> index.getLine(-1)));
                 is(null, index.getLine(4));
@@ -121,6 +128,8 @@ public final class HostTest {
             DastResult found = session.search(new String[] {"?", "?", "?"}, new String[] {"Jurg", "Muller", "Zurich"});
             is(new String[] {"Jürg", "Müller", "Zürich"}, found.getSugg(0).getRep());
             DastSuggestion first = found.getSugg(0);
+            is(3, first.getQualities().length);
+            is(0, first.copy(first));
             session.cache(found);
             is(true, failure(first::getQuality).contains("has no kernel object"));
             try (DastResult kept = session.getCachedResult()) {

@@ -91,6 +91,7 @@ is "" [tie_type $other]
 ~DareLdbFile $files
 set bare [DastBase {a} $folder]
 set ending [DastSession $bare]
+is 0 [DastSession::get_num_flex_output_fields $ending] ;# no combination is active
 catch {DastBase::delete_access $bare 0}
 is "" [tie_type $ending]
 ~DastBase $bare
