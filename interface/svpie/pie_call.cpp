@@ -61,7 +61,10 @@ void* part_of(const PieObject* object, const PieClass& kind) {
   return part;
 }
 
-void close(PieObject* object) {
+void close(PieObject* object);
+
+/// The kernel object goes, and then what it needed.
+void finish(PieObject* object) {
   void* const kernelObject = object->kernelObject;
   object->kernelObject = nullptr;
   if (kernelObject != nullptr && object->isMade && object->kind->destroy != nullptr)
@@ -69,7 +72,18 @@ void close(PieObject* object) {
   PyObject* const needed = object->needs;
   object->needs = nullptr;
   object->owner = nullptr;
+  for (Py_ssize_t i = 0; needed != nullptr && i < PyList_Size(needed); ++i) {
+    PieObject* const other = as_object(PyList_GetItem(needed, i));
+    --other->numDependents;
+    if (object->isMade) --other->numMade;
+    if (other->isClosed) close(other);
+  }
   Py_XDECREF(needed);
+}
+
+void close(PieObject* object) {
+  object->isClosed = true;
+  if (object->numDependents <= 0) finish(object);
 }
 
 void dealloc(PyObject* self) {
@@ -229,7 +243,7 @@ void PieCall::refuse(int index, const char* expected) {
 void* PieCall::self(PyObject* object, const PieClass& kind) {
   if (isFailed) return nullptr;
   PieObject* const held = as_object(object);
-  void* const part = part_of(held, kind);
+  void* const part = held->isClosed ? nullptr : part_of(held, kind);
   if (part != nullptr && is_current(held)) return use(held), part;
   fail(the_error,
        part == nullptr ? "the object was closed, or given away" : "the object's owner has changed since");
@@ -444,7 +458,9 @@ void PieCall::needs(PyObject* one, PyObject* other) {
   PieObject* const held = as_object(one);
   if (held->needs == nullptr) held->needs = PyList_New(0);
   if (held->needs != nullptr && PySequence_Contains(held->needs, other) == 1) return;
-  if (held->needs == nullptr || PyList_Append(held->needs, other) != 0) PyErr_Clear();
+  if (held->needs == nullptr || PyList_Append(held->needs, other) != 0) return PyErr_Clear();
+  ++as_object(other)->numDependents;
+  if (held->isMade) ++as_object(other)->numMade;
 }
 
 void PieCall::shares(PyObject* one, PyObject* other) {
@@ -454,12 +470,17 @@ void PieCall::shares(PyObject* one, PyObject* other) {
     needs(one, PyList_GetItem(needed, i));
 }
 
-void PieCall::end_owned(PyObject* object) {
-  if (is_object(object)) ++as_object(object)->numChanges;
+bool PieCall::end_owned(PyObject* object) {
+  if (isFailed || !is_object(object)) return !isFailed;
+  if (as_object(object)->numMade > 0) return fail(the_error, "other objects need it as it is"), false;
+  ++as_object(object)->numChanges;
+  return true;
 }
 
 void PieCall::given_away(PyObject* object) {
-  if (is_object(object)) as_object(object)->kernelObject = nullptr;
+  if (!is_object(object)) return;
+  as_object(object)->kernelObject = nullptr;
+  ++as_object(object)->numChanges;
 }
 
 // Failures.

@@ -111,6 +111,19 @@ class Kernel(unittest.TestCase):
         word = kernel.TeraWord("weber", svpie.default_map())
         gc.collect()
         self.assertEqual(word.leven("Weber"), 255)
+        map = svpie.default_map()
+        word = kernel.TeraWord("weber", map)
+        map.close()  # which the word still needs
+        self.assertEqual(word.leven("Weber"), 255)
+        with self.assertRaisesRegex(SorvantaError, "was closed"):
+            map.num_token()
+        edit = kernel.TeraEdit(svpie.default_map())
+        found = kernel.TeraResult("weber", 100)
+        edit.recall(found)
+        with self.assertRaisesRegex(SorvantaError, "other objects need it"):
+            edit.from_string_array(WORDS, svpie.default_map())
+        del found
+        edit.from_string_array(WORDS, svpie.default_map())
         with svpie.default_map() as map:
             edit = kernel.TeraEdit(map)
             edit.from_string_array(["same", "same"], map)

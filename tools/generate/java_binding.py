@@ -368,8 +368,24 @@ def enum_values(table):
     yield "}"
 
 
+def print_left_out(table, path):
+    """Tells what is left out, and refuses a list that names what is there."""
+    there = {f"{operation.owner.name}.{method_name(operation)}" for module in table.modules
+             for operation in module.operations if operation.owner is not None}
+    print("Java methods that are left out:")
+    for line in path.read_text(encoding="utf-8").splitlines():
+        owner, colon, names = line.partition(": ")
+        if line.startswith(("#", " ")) or not colon:
+            continue
+        print(f"  {owner}: {names}")
+        for name in names.split():
+            if f"{owner}.{name}" in there:
+                raise operation_table.TableError(f"{path.name}: {owner}.{name} is there")
+
+
 def main(folder, parts, output):
     table = operation_table.Table(folder)
+    print_left_out(table, pathlib.Path(parts) / "left_out.txt")
     operation_table.write(f"{output}/svjava/jie_classes.h", classes_header(table))
     operation_table.write(f"{output}/svjava/jie_classes.cpp", classes_source(table))
     operation_table.write(f"{output}/svjava/jie_enum_list.cpp", enum_values(table))

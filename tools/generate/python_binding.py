@@ -99,10 +99,10 @@ def function(operation):
         yield "    if (rep == nullptr) rep = AceReporter::use_default();"
     yield "    if (call.failed()) return nullptr;"
     if operation.ends_owned:
-        yield "    PieCall::end_owned(self);"
+        yield "    if (!call.end_owned(self)) return nullptr;"
     for index, argument in enumerate(operation.arguments):
         if argument.ends_owned:
-            yield f"    PieCall::end_owned(call.given({index}));"
+            yield f"    if (!call.end_owned(call.given({index}))) return nullptr;"
     given = ["pieObject"] if operation.has_self else []
     for argument in operation.arguments:
         given.append(argument.name)
