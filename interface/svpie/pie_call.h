@@ -39,8 +39,8 @@ struct PieObject {
   unsigned ownerChanges;  // of the owner, when this was made
   PyObject* needs;        // a list, or null
   int numUsers;           // calls that are under way; it is not closed meanwhile
-  int numDependents;      // objects that need this one: until they end, so does the kernel object of a closed one
-  int numMade;            // those of them that were made upon it, which a change would leave without ground
+  int numDependents;  // objects that need this one: until they end, so does the kernel object of a closed one
+  int numMade;        // those of them that were made upon it, which a change would leave without ground
   bool isClosed;
 };
 
@@ -100,7 +100,8 @@ class PieCall : public AceAttach {
 
   static void needs(PyObject* one, PyObject* other);
   static void shares(PyObject* one, PyObject* other);
-  /// The parts of an object end. False, and an error, when others were made upon it, as a session upon a base.
+  /// The parts of an object end. False, and an error, when others were made upon it, as a session upon a
+  /// base.
   bool end_owned(PyObject* object);
   /// The kernel has taken the object over.
   static void given_away(PyObject* object);
