@@ -45,7 +45,7 @@ fuzz: deps
 
 install: deps
 	@cmake --preset release -DCMAKE_INSTALL_PREFIX=$(PREFIX) >/dev/null
-	@cmake --build --preset release --target sorvanta
+	@cmake --build --preset release --target installed
 	@DESTDIR=$(DESTDIR) cmake --install build/release
 
 check-style: deps

@@ -1,6 +1,10 @@
 # `cmake --install`: library, headers, a CMake package (find_package(Sorvanta)) and sorvanta.pc.
 include(CMakePackageConfigHelpers)
 
+# All that is installed, without tests, examples and benchmarks.
+get_property(parts GLOBAL PROPERTY SORVANTA_INSTALLED)
+add_custom_target(installed DEPENDS sorvanta ${parts})
+
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Sorvanta)
 install(TARGETS sorvanta EXPORT SorvantaTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}

@@ -40,5 +40,6 @@ function(sorvanta_collation name key_file)
     COMMENT "Generating collation ${name}"
     VERBATIM)
   add_custom_target(collation_${name} ALL DEPENDS ${table})
+  set_property(GLOBAL APPEND PROPERTY SORVANTA_INSTALLED collation_${name})
   install(FILES ${table} DESTINATION ${CMAKE_INSTALL_DATADIR}/sorvanta/collations)
 endfunction()
