@@ -343,6 +343,25 @@ const char** PieCall::texts(int index, int* count, bool optional) {
   return array;
 }
 
+SeamNumbers PieCall::numbers(int index, bool optional) {
+  PyObject* const value = get(index, optional);
+  if (value == nullptr) return {nullptr, 0};
+  PyObject* const list = PySequence_List(value);
+  if (list == nullptr) return isFailed = true, SeamNumbers{nullptr, 0};
+  const Py_ssize_t size = PyList_Size(list);
+  Huge* array = nullptr;
+  if (size < INT_MAX) malloc(array, size);
+  for (Py_ssize_t i = 0; array != nullptr && !isFailed && i < size; ++i) {
+    PyObject* const number = PyNumber_Index(PyList_GetItem(list, i));
+    array[i] = number != nullptr ? PyLong_AsLong(number) : -1;
+    Py_XDECREF(number);
+    if (PyErr_Occurred() != nullptr) isFailed = true;
+  }
+  Py_DECREF(list);
+  if (array == nullptr || isFailed) return isFailed = true, SeamNumbers{nullptr, 0};
+  return {array, static_cast<int>(size)};
+}
+
 SeamBytes PieCall::bytes(int index) {
   PyObject* const value = get(index, false);
   if (value == nullptr) return {nullptr, 0};

@@ -76,6 +76,7 @@ class PieCall : public AceAttach {
   bool truth(int index, bool def);
   const char* text(int index, const char* def, bool optional);
   const char** texts(int index, int* count, bool optional);
+  SeamNumbers numbers(int index, bool optional);
   SeamBytes bytes(int index);
   int enumeration(int index, const SeamEnum& values, int def);
 

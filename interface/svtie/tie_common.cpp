@@ -1,5 +1,7 @@
 #include "svtie/tie_common.h"
 
+#include <charconv>
+#include <cstring>
 #include <limits>
 #include <string>
 
@@ -65,6 +67,21 @@ SeamBytes tie_bytes(TieHandle* handle, const char* name, int kind) {
   int length = 0;
   const unsigned char* const bytes = Tcl_GetByteArrayFromObj(word, &length);
   return {bytes, length};
+}
+
+SeamNumbers tie_numbers(TieHandle* handle, const char* name, int kind) {
+  const char** const texts = handle->arg(name, kind, static_cast<const char**>(nullptr));
+  const int count = TieHandle::num_strings(texts);
+  Huge* numbers = nullptr;
+  handle->malloc(numbers, count);
+  for (int i = 0; i < count; ++i) {
+    const char* const end = texts[i] + std::strlen(texts[i]);
+    const auto [rest, error] = std::from_chars(texts[i], end, numbers[i]);
+    if (error == std::errc() && rest == end && end != texts[i]) continue;
+    handle->refuse_last(name, "Expected a list of numbers for");
+    return {nullptr, 0};
+  }
+  return {numbers, count};
 }
 
 int tie_result(TieHandle* handle, const SeamNumbers& numbers) {

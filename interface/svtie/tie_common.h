@@ -21,6 +21,8 @@ Large tie_large(TieHandle* handle, const char* name, int kind, Large def);
 int tie_enum_result(TieHandle* handle, const SeamEnum& values, int value);
 /// The bytes of a word, which lie in the handle.
 SeamBytes tie_bytes(TieHandle* handle, const char* name, int kind);
+/// A list of numbers; none for one that is not given.
+SeamNumbers tie_numbers(TieHandle* handle, const char* name, int kind);
 /// Several numbers as a list, and bytes; a negative count or size is an error value.
 int tie_result(TieHandle* handle, const SeamNumbers& numbers);
 int tie_result(TieHandle* handle, const SeamBytes& bytes);

@@ -290,6 +290,20 @@ const char** JieHandle::jie_get_strings(jobjectArray from, int* count, const cha
   return texts;
 }
 
+SeamNumbers JieHandle::numbers(jlongArray from, const char* name, bool optional) {
+  if (isError) return {nullptr, 0};
+  if (from == nullptr) {
+    if (!optional) throw_named(NULL_POINTER, name);
+    return {nullptr, 0};
+  }
+  const jsize count = envPtr->GetArrayLength(from);
+  Huge* copy = nullptr;
+  malloc(copy, count);
+  static_assert(sizeof(jlong) == sizeof(Huge));
+  envPtr->GetLongArrayRegion(from, 0, count, reinterpret_cast<jlong*>(copy));
+  return {copy, count};
+}
+
 SeamBytes JieHandle::bytes(jbyteArray from, const char* name) {
   if (isError) return {nullptr, 0};
   if (from == nullptr) return throw_named(NULL_POINTER, name), SeamBytes{nullptr, 0};

@@ -40,6 +40,7 @@ class SORV_API JieHandle : public AceAttach {
   const char* jie_get_string(jstring from, const char* name, bool optional);
   /// Ends with a null; the number of strings is stored.
   const char** jie_get_strings(jobjectArray from, int* count, const char* name, bool optional);
+  SeamNumbers numbers(jlongArray from, const char* name, bool optional);
   SeamBytes bytes(jbyteArray from, const char* name);
   int enum_value(jobject from, JieEnumToEnum* type, const char* name);
   Large large(jlong from, const char* name);

@@ -25,7 +25,13 @@ constexpr TieKind TCL_OBJECT = {"Tcl Object", "Tcl Object", "Obj", "Missing Tcl 
 constexpr TieKind STRING_ARRAY = {"String Array", "StringArray", "StringArray", "Missing string for"};
 
 std::string quoted(const char* text) {
-  return text != nullptr ? std::string("\"") + text + "\"" : "NULL";
+  if (text == nullptr) return "NULL";
+  std::string out = "\"";
+  for (const char* c = text; *c != '\0'; ++c) {
+    if (std::strchr("\"\\{}[]$", *c) != nullptr) out += '\\';  // a signature is a list of Tcl
+    out += *c;
+  }
+  return out + "\"";
 }
 
 /// As "%5.2f", and with a blank behind in signatures.

@@ -183,6 +183,23 @@ class Kernel(unittest.TestCase):
                     pass
         self.assertGreater(called, 400)
 
+    def test_customer_data_becomes_record_files(self):
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            (folder / "a.jsonl").write_text('{"n": "Zoë", "x": "1"}\n{"n": "Urs", "x": "2"}\n', encoding="utf-8")
+            with kernel.DamoInput.json_lines(folder / "a.jsonl", ["n", "x"]) as rows:
+                self.assertEqual(list(iter(rows.read_record, [])), [["Zoë", "1"], ["Urs", "2"]])
+            extract = kernel.DamoExtract(2, 1, str(folder / "out.txt"))
+            field = kernel.DamoField("name")
+            field.set_source(0)
+            extract.add_field(field)
+            extract.json_lines(folder / "a.jsonl", ["n", "x"])
+            del field
+            self.assertEqual(extract.extract(), 2)
+            self.assertEqual((folder / "out.txt").read_text(encoding="utf-8"), "Zoë\nUrs\n")
+            with self.assertRaises(TypeError):
+                kernel.DamoDiff(["a"], 2)
+
     def test_a_form_is_filled(self):
         with tempfile.TemporaryDirectory() as folder:
             records = pathlib.Path(folder, "people.tab")

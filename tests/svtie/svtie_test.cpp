@@ -61,6 +61,10 @@ TEST(Tcl, a_form_is_filled_on_a_base_that_was_built_here) {
   run_script("sessions");
 }
 
+TEST(Tcl, customer_data_becomes_record_files) {
+  run_script("data");
+}
+
 TEST(Tcl, declarations_parse_calls_and_describe_themselves) {
   run_script("framework");
 }

@@ -20,7 +20,7 @@ NATIVE = {"int": "jint", "number": "jint", "bool": "jboolean", "huge": "jlong", 
 JAVA = {"int": "int", "number": "int", "bool": "boolean", "huge": "long", "large": "long", "double": "double",
         "string": "String", "text": "String", "bytes": "byte[]", "strings": "String[]", "ints": "long[]", "none": "void"}
 NEUTRAL = {"int": "0", "number": "0", "bool": "0", "huge": "0", "large": "0", "double": "0", "none": ""}
-DEFAULTS = {"nullptr": "null"}
+DEFAULTS = {"nullptr": "null", "SEAM_QUOTE": '"\\""'}
 
 
 def quote(text):
@@ -82,6 +82,8 @@ def converted(argument):
     if argument.type == "strings":
         return (f"int {argument.name}_count = 0;\n    const char** const {argument.name} = "
                 f"jie.jie_get_strings({java}, &{argument.name}_count, {name}, {optional});")
+    if argument.type == "ints":
+        return f"const SeamNumbers {argument.name} = jie.numbers({java}, {name}, {optional});"
     if argument.type == "bytes":
         return f"const SeamBytes {argument.name} = jie.bytes({java}, {name});"
     if argument.type == "large":

@@ -9,7 +9,7 @@ does not fit without loss is an error of the compiler.
 import operation_table
 
 PLAIN = {"int": "int", "number": "int", "huge": "Huge", "large": "Large", "double": "double", "bool": "bool",
-         "string": "const char*", "text": "const char*", "bytes": "const SeamBytes&", "strings": "const char**",
+         "string": "const char*", "text": "const char*", "bytes": "const SeamBytes&", "strings": "const char**", "ints": "const SeamNumbers&",
          "none": "void"}
 SEVERAL = {"strings": "SeamTexts", "ints": "SeamNumbers", "bytes": "SeamBytes"}
 

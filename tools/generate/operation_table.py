@@ -29,9 +29,9 @@ reporter. Without an expression the method of that name is called with the argum
     name           in front of the arguments: the method. "static name" has no object; "name!" ends the handles of what
                    the object owns, as "<class>!" does it for an argument; "function name" is a function of the module
     argument       name:type, name:type=default (a C++ expression) or name:type? (null when it is not given)
-    types          int, huge, large, double, bool, string, text (a string that a user typed), bytes, strings,
+    types          int, huge, large, double, bool, string, text (a string that a user typed), bytes, strings, ints,
                    <class>, enum:<enumeration>
-    results        none, the types above without text, ints, "number" (an int that may well be negative), "new <class>" (of
+    results        none, the types above without text, "number" (an int that may well be negative), "new <class>" (of
                    the caller) and "<class>" (of the object)
 
 "@ <name> needs <name>" tells that an object must not outlive another one, where a name is an argument's, self, rep or,
@@ -47,7 +47,7 @@ import sys
 
 ARGUMENT = re.compile(r"^(?P<name>\w+):(?P<type>[\w:]+)(?P<ends>!)?(?P<null>\?)?(?:=(?P<default>.+))?$")
 WORD = re.compile(r'(?:[^\s"]|"[^"]*")+')
-SIMPLE = {"int", "huge", "large", "double", "bool", "string", "text", "bytes", "strings"}
+SIMPLE = {"int", "huge", "large", "double", "bool", "string", "text", "bytes", "strings", "ints"}
 
 
 class TableError(Exception):

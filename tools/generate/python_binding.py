@@ -44,6 +44,8 @@ def converted(index, argument):
         return f"const char* const {name} = call.text({index}, {default or 'nullptr'}, {optional});"
     if argument.type == "strings":
         return (f"int {name}_count = 0;\n    const char** const {name} = call.texts({index}, &{name}_count, {optional});")
+    if argument.type == "ints":
+        return f"const SeamNumbers {name} = call.numbers({index}, {optional});"
     if argument.type == "bytes":
         return f"const SeamBytes {name} = call.bytes({index});"
     if argument.type == "bool":
@@ -234,8 +236,8 @@ def header(table):
 def stub_type(name, is_argument):
     if name.startswith("enum:"):
         return "int | str" if is_argument else "int"
-    if name == "strings" and is_argument:
-        return "Sequence[str]"
+    if name in ("strings", "ints") and is_argument:
+        return "Sequence[str]" if name == "strings" else "Sequence[int]"
     if name == "string" and is_argument:
         return "str | PathLike[str]"
     return TYPES.get(name, name)

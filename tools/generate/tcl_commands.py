@@ -39,6 +39,8 @@ def declared(argument):
         return f"auto* const {argument.name} = {head}{kind}, {value});"
     if argument.type == "bytes":
         return f"const SeamBytes {argument.name} = tie_bytes(&tie, {quote(argument.name)}, {kind});"
+    if argument.type == "ints":
+        return f"const SeamNumbers {argument.name} = tie_numbers(&tie, {quote(argument.name)}, {kind});"
     if argument.type == "large":
         return f"const Large {argument.name} = tie_large(&tie, {quote(argument.name)}, {kind}, {default or '0'});"
     if argument.type == "huge":
