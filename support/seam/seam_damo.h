@@ -1,4 +1,5 @@
-/// Small steps between what other languages have, lists and numbers, and what sources of records take and give.
+/// Small steps between what other languages have, lists and numbers, and what sources of records take and
+/// give.
 #pragma once
 
 #include <memory>
