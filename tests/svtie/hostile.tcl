@@ -1,4 +1,5 @@
 # Any words give a result or an error: commands with random words from a pool of handles, numbers, texts and names.
+cd $folder ;# where files with random names do no harm
 AceReporter::set_as_default [AceReporter::get_null_reporter]
 expr {srand(20261122)}
 proc pick {list} {return [lindex $list [expr {int(rand() * [llength $list])}]]}
