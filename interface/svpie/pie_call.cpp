@@ -7,34 +7,14 @@
 
 #include "ace/ace_exception.h"
 #include "ace/ace_reporter.h"
-#include "ace/ace_thread.h"
+#include "seam/seam_thread.h"
 #include "svpie/pie_classes.h"
 
 namespace {
 
 PyObject* the_error = nullptr;  // SorvantaError
 PyTypeObject* the_base = nullptr;
-
-/// A thread of Python that comes here works beside the kernel's own ones, until it ends.
-class RegisteredThread {
- public:
-  RegisteredThread() {
-    if (!isMain) AceThreadSafe::make_thread_safe();
-  }
-  RegisteredThread(const RegisteredThread&) = delete;
-  RegisteredThread& operator=(const RegisteredThread&) = delete;
-  ~RegisteredThread() {
-    if (!isMain) AceThreadSafe::terminate_thread();
-  }
-
- private:
-  bool isMain = ace_is_main_thread();
-};
-
-void register_thread() {
-  thread_local const RegisteredThread registered;
-  static_cast<void>(registered);
-}
+thread_local int call_depth = 0;  // of calls by Python
 
 PieObject* as_object(PyObject* object) {
   return reinterpret_cast<PieObject*>(object);
@@ -135,12 +115,12 @@ class PieReporter : public AceReporter {
       PyObject* const answer = code != nullptr ? PyObject_CallMethod(target, method, "Os", shown, code)
                                                : PyObject_CallMethod(target, method, "O", shown);
       hasFailed = answer == nullptr;
-      if (hasFailed && !ace_is_main_thread()) PyErr_Clear();
+      if (hasFailed && call_depth == 0) PyErr_Clear();
       Py_XDECREF(shown);
       Py_XDECREF(answer);
     }
     PyGILState_Release(state);
-    if (hasFailed && ace_is_main_thread()) throw AceException("Reporter failed");
+    if (hasFailed && call_depth > 0) throw AceException("Reporter failed");
     return 0;
   }
 
@@ -153,7 +133,7 @@ class PieReporter : public AceReporter {
 
 PieCall::PieCall(const PieParameters& parameters, PyObject* const* args, Py_ssize_t count, PyObject* names)
     : parameterList(parameters) {
-  register_thread();
+  begin();
   if (count > parameters.count) {
     refuse_count(count);
     return;
@@ -167,7 +147,7 @@ PieCall::PieCall(const PieParameters& parameters, PyObject* const* args, Py_ssiz
 
 PieCall::PieCall(const PieParameters& parameters, PyObject* args, PyObject* kwargs)
     : parameterList(parameters) {
-  register_thread();
+  begin();
   const Py_ssize_t count = args != nullptr ? PyTuple_Size(args) : 0;
   if (count > parameters.count) {
     refuse_count(count);
@@ -212,7 +192,13 @@ void PieCall::check_required() {
     }
 }
 
+void PieCall::begin() {
+  seam_register_thread();
+  ++call_depth;
+}
+
 PieCall::~PieCall() {
+  --call_depth;
   for (int i = 0; i < numUsed; ++i) --usedObjects[i]->numUsers;
 }
 

@@ -120,6 +120,7 @@ class PieCall : public AceAttach {
   void refuse_count(Py_ssize_t count);
   void take_named(PyObject* name, PyObject* value);
   void check_required();
+  void begin();
   static PyObject* allocate(PyTypeObject* type, PieClass& kind, const void* object, bool is_made);
 
   PyObject* values[MAX_PARAMETERS] = {};

@@ -1,19 +1,13 @@
 // The module svpie.kernel.
-#include "ace/ace_alloc.h"
 #include "ace/ace_reporter.h"
-#include "ace/ace_timer.h"
+#include "svcpp/sorvanta_reporter.h"
 #include "svpie/pie_classes.h"
 
 namespace {
 
-constexpr int CLOCK_ROUNDS = 10000;
-constexpr int ALLOCATOR_LIMIT = 2000;
-
-/// As a host in C++ begins (`sv_init`). A library says nothing by itself to Python: who wants messages gives
-/// a reporter.
+/// As a host in C++ begins. A library says nothing by itself to Python: who wants messages gives a reporter.
 void init_library() {
-  AceTimer::calibrate(CLOCK_ROUNDS);
-  ace_alloc_init(ALLOCATOR_LIMIT);
+  sv_init();
   AceReporter::clear_default();
 }
 

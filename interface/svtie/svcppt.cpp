@@ -5,24 +5,16 @@
 #include <string>
 #include <vector>
 
-#include "ace/ace_alloc.h"
 #include "ace/ace_reporter.h"
-#include "ace/ace_timer.h"
+#include "svcpp/sorvanta_reporter.h"
 #include "svtie/tie_modules.h"
 
 namespace {
 
-constexpr int CLOCK_ROUNDS = 10000;
-constexpr int ALLOCATOR_LIMIT = 2000;
-
-/// As a host in C++ begins (`sv_init`).
+/// As a host in C++ begins, once.
 void init_library() {
-  static const bool isReady = [] {
-    AceTimer::calibrate(CLOCK_ROUNDS);
-    ace_alloc_init(ALLOCATOR_LIMIT);
-    return true;
-  }();
-  static_cast<void>(isReady);
+  static const int code = sv_init();
+  static_cast<void>(code);
 }
 
 std::vector<TieModule*> all_modules() {

@@ -66,7 +66,9 @@ SeamBytes tie_bytes(TieHandle* handle, const char* name, int kind) {
   if (word == nullptr) return {nullptr, 0};
   int length = 0;
   const unsigned char* const bytes = Tcl_GetByteArrayFromObj(word, &length);
-  return {bytes, length};
+  // A copy: the word may become something else while the kernel reports.
+  const char* const copy = handle->attach(reinterpret_cast<const char*>(bytes), length);
+  return {reinterpret_cast<const Token*>(copy), length};
 }
 
 SeamNumbers tie_numbers(TieHandle* handle, const char* name, int kind) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "ace/ace_exception.h"
-#include "ace/ace_thread.h"
+#include "seam/seam_thread.h"
 
 namespace {
 
@@ -17,22 +17,6 @@ constexpr const char* BASE_CLASS = "com/veltrane/jie/JieObject";
 constexpr long LARGEST = 0xFFFFFFFF;
 constexpr char32_t REPLACEMENT = 0xFFFD;
 constexpr char32_t FIRST_HIGH = 0xD800, FIRST_LOW = 0xDC00, LAST_LOW = 0xDFFF, FIRST_OF_TWO = 0x10000;
-
-/// A thread of Java that comes here works beside the kernel's own ones, until it ends.
-class RegisteredThread {
- public:
-  RegisteredThread() {
-    if (!isMain) AceThreadSafe::make_thread_safe();
-  }
-  RegisteredThread(const RegisteredThread&) = delete;
-  RegisteredThread& operator=(const RegisteredThread&) = delete;
-  ~RegisteredThread() {
-    if (!isMain) AceThreadSafe::terminate_thread();
-  }
-
- private:
-  bool isMain = ace_is_main_thread();
-};
 
 void append_utf8(char32_t c, std::string* out) {
   const auto add = [out](char32_t byte) { out->push_back(static_cast<char>(byte)); };
@@ -105,8 +89,7 @@ std::vector<jchar> to_utf16(const char* text) {
 
 JieHandle::JieHandle(JNIEnv* env, const char* class_name, const char* method_name)
     : envPtr(env), className(class_name), methodName(method_name) {
-  thread_local const RegisteredThread registered;
-  static_cast<void>(registered);
+  seam_register_thread();
 }
 
 // Failures.
