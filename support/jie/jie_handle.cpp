@@ -1,5 +1,6 @@
 #include "jie/jie_handle.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -8,6 +9,7 @@
 
 #include "ace/ace_exception.h"
 #include "seam/seam_thread.h"
+#include "tera/tera_utf.h"
 
 namespace {
 
@@ -15,72 +17,36 @@ constexpr const char* EXCEPTION = "com/veltrane/jie/RuntimeException";
 constexpr const char* NULL_POINTER = "java/lang/NullPointerException";
 constexpr const char* BASE_CLASS = "com/veltrane/jie/JieObject";
 constexpr long LARGEST = 0xFFFFFFFF;
-constexpr char32_t REPLACEMENT = 0xFFFD;
-constexpr char32_t FIRST_HIGH = 0xD800, FIRST_LOW = 0xDC00, LAST_LOW = 0xDFFF, FIRST_OF_TWO = 0x10000;
+constexpr int REPLACEMENT = 0xFFFD;  // the sign for what cannot be told
+constexpr int LAST_UNICODE = 0x10FFFF;
 
-void append_utf8(char32_t c, std::string* out) {
-  const auto add = [out](char32_t byte) { out->push_back(static_cast<char>(byte)); };
-  if (c < 0x80) {
-    add(c);
-  } else if (c < 0x800) {
-    add(0xC0 | c >> 6);
-    add(0x80 | (c & 0x3F));
-  } else if (c < FIRST_OF_TWO) {
-    add(0xE0 | c >> 12);
-    add(0x80 | (c >> 6 & 0x3F));
-    add(0x80 | (c & 0x3F));
-  } else {
-    add(0xF0 | c >> 18);
-    add(0x80 | (c >> 12 & 0x3F));
-    add(0x80 | (c >> 6 & 0x3F));
-    add(0x80 | (c & 0x3F));
-  }
+bool is_character(int uni) {
+  return (uni < 0xD800 || uni > 0xDFFF) && uni <= LAST_UNICODE;
 }
 
-/// A half of a character without its other half becomes the sign for what cannot be told.
-std::string to_utf8(const std::vector<jchar>& text) {
+/// Of text that ends with a zero. A half of a character without its other half becomes that sign.
+std::string to_utf8(const jchar* text) {
+  static_assert(sizeof(jchar) == sizeof(Small));
   std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    char32_t c = text[i];
-    if (c >= FIRST_HIGH && c <= LAST_LOW) {
-      const bool isPair =
-          c < FIRST_LOW && i + 1 < text.size() && text[i + 1] >= FIRST_LOW && text[i + 1] <= LAST_LOW;
-      c = isPair ? FIRST_OF_TWO + ((c - FIRST_HIGH) << 10) + (text[++i] - FIRST_LOW) : REPLACEMENT;
-    }
-    append_utf8(c, &out);
+  char bytes[TeraUtf::MAX_SIZE];
+  for (int uni = 0; *text != 0;) {
+    text += TeraUtf::utf16_to_uni(&uni, text);
+    out.append(bytes,
+               static_cast<std::size_t>(TeraUtf::from_uni(is_character(uni) ? uni : REPLACEMENT, bytes)));
   }
   return out;
 }
 
-/// The next character of valid or broken UTF-8; of broken one a byte as that sign.
-char32_t next_character(const unsigned char*& at) {
-  const unsigned char lead = *at++;
-  if (lead < 0x80) return lead;
-  const int more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC2 ? 1 : 0;
-  if (more == 0 || lead > 0xF4) return REPLACEMENT;
-  char32_t c = lead & (0x3F >> more);
-  for (int i = 0; i < more; ++i) {
-    if ((at[i] & 0xC0) != 0x80) return REPLACEMENT;
-    c = c << 6 | (at[i] & 0x3F);
-  }
-  static constexpr char32_t LEAST[] = {0, 0x80, 0x800, 0x10000};
-  if (c < LEAST[more] || c > 0x10FFFF || (c >= FIRST_HIGH && c <= LAST_LOW)) return REPLACEMENT;
-  at += more;
-  return c;
-}
-
+/// Of valid or broken UTF-8: a byte that is no part of a character becomes that sign.
 std::vector<jchar> to_utf16(const char* text) {
   std::vector<jchar> out;
   out.reserve(std::strlen(text));
-  for (const auto* at = reinterpret_cast<const unsigned char*>(text); *at != 0;) {
-    const char32_t c = next_character(at);
-    if (c >= FIRST_OF_TWO) {
-      out.push_back(static_cast<jchar>(FIRST_HIGH + ((c - FIRST_OF_TWO) >> 10)));
-      out.push_back(static_cast<jchar>(FIRST_LOW + ((c - FIRST_OF_TWO) & 0x3FF)));
-    } else {
-      out.push_back(static_cast<jchar>(c));
-    }
+  for (int uni = 0; *text != '\0';) {
+    const int size = TeraUtf::decode(&uni, text);
+    Small units[2];
+    const int count = TeraUtf::utf16_from_uni(size > 0 && is_character(uni) ? uni : REPLACEMENT, units);
+    out.insert(out.end(), units, units + count);
+    text += size > 0 ? size : 1;
   }
   return out;
 }
@@ -138,20 +104,42 @@ void JieHandle::refuse(const char* what, const char* name) {
 
 // Objects.
 
-jfieldID JieHandle::ref_field() {
-  static jfieldID field = nullptr;
-  if (field != nullptr) return field;
-  const jclass type = envPtr->FindClass(BASE_CLASS);
-  if (type == nullptr) throw AceException("Could not get Java class ID!", "Class: '%s'", BASE_CLASS);
-  field = envPtr->GetFieldID(type, "ref", "J");
-  if (field == nullptr) throw AceException("Could not get Java reference ID!", "Class: '%s'", BASE_CLASS);
-  envPtr->NewGlobalRef(type);  // the field is as long valid as the class stays
-  return field;
+/// What all wrapping classes have of `JieObject`.
+struct JieHandle::BaseIds {
+  jfieldID ref;
+  jmethodID adopt;
+};
+
+const JieHandle::BaseIds& JieHandle::base_ids() const {
+  static const BaseIds IDS = [this] {
+    const jclass type = envPtr->FindClass(BASE_CLASS);
+    if (type == nullptr) throw AceException("Could not get Java class ID!", "Class: '%s'", BASE_CLASS);
+    const BaseIds ids = {envPtr->GetFieldID(type, "ref", "J"), envPtr->GetMethodID(type, "adopt", "(JJ)V")};
+    if (ids.ref == nullptr || ids.adopt == nullptr)
+      throw AceException("Could not get Java reference ID!", "Class: '%s'", BASE_CLASS);
+    envPtr->NewGlobalRef(type);  // they are as long valid as the class stays
+    return ids;
+  }();
+  return IDS;
+}
+
+/// The constructor of a wrapping class, whose reference is kept; of two threads that come first, one keeps
+/// another.
+jmethodID JieHandle::find_class(const JieClass* type) const {
+  if (void* const known = type->javaMake.load(std::memory_order_acquire))
+    return static_cast<jmethodID>(known);
+  const jclass found = envPtr->FindClass(type->name);
+  if (found == nullptr) throw AceException("Could not get Java class ID!", "Class: '%s'", type->name);
+  const jmethodID make = envPtr->GetMethodID(found, "<init>", "(JJ)V");
+  if (make == nullptr) throw AceException("Could not get Java reference ID!", "Class: '%s'", type->name);
+  type->javaClass.store(envPtr->NewGlobalRef(found), std::memory_order_relaxed);
+  type->javaMake.store(make, std::memory_order_release);
+  return make;
 }
 
 JieWrap* JieHandle::wrapper(jobject from) const {
   if (from == nullptr) return nullptr;
-  const jlong address = envPtr->GetLongField(from, const_cast<JieHandle*>(this)->ref_field());
+  const jlong address = envPtr->GetLongField(from, base_ids().ref);
   return reinterpret_cast<JieWrap*>(static_cast<std::intptr_t>(address));
 }
 
@@ -171,10 +159,8 @@ void* JieHandle::object(jobject from, const JieClass* type, const char* name, bo
 
 jobject JieHandle::new_object(const JieClass* type, const void* object, bool is_made, jobject owner) {
   if (isError || object == nullptr) return nullptr;
-  const jclass javaClass = envPtr->FindClass(type->name);
-  if (javaClass == nullptr) throw AceException("Could not get Java class ID!", "Class: '%s'", type->name);
-  const jmethodID make = envPtr->GetMethodID(javaClass, "<init>", "(JJ)V");
-  if (make == nullptr) throw AceException("Could not get Java reference ID!", "Class: '%s'", type->name);
+  const jmethodID make = find_class(type);
+  auto* const javaClass = static_cast<jclass>(type->javaClass.load(std::memory_order_relaxed));
   if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING)
     JieGarbageCollector::instance().clean();
   auto* const wrap = new JieWrap(const_cast<void*>(object), type, is_made);
@@ -195,13 +181,7 @@ void JieHandle::take(jobject self, const JieClass* type, void* object) {
   if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING)
     JieGarbageCollector::instance().clean();
   auto* const wrap = new JieWrap(object, type, true);
-  const jclass javaClass = envPtr->GetObjectClass(self);
-  const jmethodID adopt = envPtr->GetMethodID(javaClass, "adopt", "(JJ)V");
-  if (adopt == nullptr) {
-    wrap->forget(1);
-    throw AceException("Could not get Java reference ID!", "Class: '%s'", type->name);
-  }
-  envPtr->CallVoidMethod(self, adopt, static_cast<jlong>(reinterpret_cast<std::intptr_t>(wrap)),
+  envPtr->CallVoidMethod(self, base_ids().adopt, static_cast<jlong>(reinterpret_cast<std::intptr_t>(wrap)),
                          static_cast<jlong>(wrap->get_serial()));
   if (envPtr->ExceptionCheck() != 0) isError = true;
 }
@@ -209,7 +189,7 @@ void JieHandle::take(jobject self, const JieClass* type, void* object) {
 void JieHandle::destroy(jobject self, bool keep) {
   JieWrap* const wrap = wrapper(self);
   if (wrap == nullptr) return;
-  envPtr->SetLongField(self, ref_field(), 0);
+  envPtr->SetLongField(self, base_ids().ref, 0);
   if (keep) {
     wrap->end_owned();
     wrap->give_away();
@@ -246,10 +226,12 @@ const char* JieHandle::jie_get_string(jstring from, const char* name, bool optio
     if (!optional) throw_named(NULL_POINTER, name);
     return nullptr;
   }
-  std::vector<jchar> units(static_cast<std::size_t>(envPtr->GetStringLength(from)));
-  envPtr->GetStringRegion(from, 0, static_cast<jsize>(units.size()), units.data());
-  const std::string text = to_utf8(units);
-  if (text.find('\0') != std::string::npos) return refuse("has a zero", name), nullptr;
+  const jsize length = envPtr->GetStringLength(from);
+  std::vector<jchar> units(static_cast<std::size_t>(length) + 1);
+  envPtr->GetStringRegion(from, 0, length, units.data());
+  if (std::find(units.begin(), units.end() - 1, 0) != units.end() - 1)
+    return refuse("has a zero", name), nullptr;
+  const std::string text = to_utf8(units.data());
   return attach(text.c_str(), static_cast<VInt>(text.size()));
 }
 
@@ -300,10 +282,13 @@ SeamBytes JieHandle::bytes(jbyteArray from, const char* name) {
 int JieHandle::enum_value(jobject from, JieEnumToEnum* type, const char* name) {
   if (isError) return 0;
   if (from == nullptr) return throw_named(NULL_POINTER, name), 0;
-  if (type->fieldId == nullptr)
-    type->fieldId = envPtr->GetFieldID(envPtr->GetObjectClass(from), type->fieldName, "I");
-  if (type->fieldId == nullptr) return isError = true, 0;
-  return envPtr->GetIntField(from, type->fieldId);
+  jfieldID field = type->fieldId.load(std::memory_order_relaxed);
+  if (field == nullptr) {
+    field = envPtr->GetFieldID(envPtr->GetObjectClass(from), type->fieldName, "I");
+    type->fieldId.store(field, std::memory_order_relaxed);
+  }
+  if (field == nullptr) return isError = true, 0;
+  return envPtr->GetIntField(from, field);
 }
 
 Large JieHandle::large(jlong from, const char* name) {

@@ -11,6 +11,7 @@
 
 #include <jni.h>
 
+#include <atomic>
 #include <exception>
 
 #include "ace/ace_attach.h"
@@ -23,7 +24,7 @@
 struct JieEnumToEnum {
   const char* enumClass;  ///< as "com/veltrane/jie/TeraEval$Mode"
   const char* fieldName;
-  jfieldID fieldId;  ///< found when first needed
+  std::atomic<jfieldID> fieldId;  ///< found when first needed
 };
 
 class SORV_API JieHandle : public AceAttach {
@@ -80,7 +81,9 @@ class SORV_API JieHandle : public AceAttach {
   void throw_caught();
 
  private:
-  jfieldID ref_field();
+  struct BaseIds;
+  const BaseIds& base_ids() const;
+  jmethodID find_class(const JieClass* type) const;
   void throw_named(const char* java_class, const char* text);
   void refuse(const char* what, const char* name);
 

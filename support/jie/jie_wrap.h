@@ -11,6 +11,7 @@
 /// they say.
 #pragma once
 
+#include <atomic>
 #include <unordered_set>
 #include <vector>
 
@@ -22,6 +23,9 @@ struct JieClass {
   const JieClass* base;     ///< null for none
   void* (*to_base)(void*);  ///< from an object's address to that of its base part; null for the same address
   void (*destroy)(void*);   ///< null where hosts cannot delete objects
+  /// What Java has for it (a global reference, and its constructor), found when first needed.
+  mutable std::atomic<void*> javaClass = nullptr;
+  mutable std::atomic<void*> javaMake = nullptr;
 };
 
 class SORV_API JieWrap {

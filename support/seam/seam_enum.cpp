@@ -5,32 +5,29 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <numeric>
-#include <vector>
+#include <memory>
+
+#include "tera/tera_map.h"
+#include "tera/tera_map_config.h"
+#include "tera/tera_word.h"
 
 namespace {
 
 constexpr std::size_t MAX_SHOWN = 100;  // of what a user wrote, in a message
 
-char upper(char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+/// Letters, digits and "_", whatever the case.
+const TeraMap* name_map() {
+  static const std::unique_ptr<const TeraMap> theMap = [] {
+    TeraMapConfig config("utf-8");
+    config.set_tokens("A-Z0-9_");
+    config.map_upper();
+    return std::unique_ptr<const TeraMap>(config.compile());
+  }();
+  return theMap.get();
 }
 
-/// Levenshtein distance, whatever the case of letters.
-int distance(const char* first, const char* second) {
-  const std::size_t length = std::strlen(second);
-  std::vector<int> row(length + 1);
-  std::iota(row.begin(), row.end(), 0);
-  for (int i = 1; *first != '\0'; ++first, ++i) {
-    int diagonal = row[0];
-    row[0] = i;
-    for (std::size_t j = 1; j <= length; ++j) {
-      const int replaced = diagonal + (upper(*first) == upper(second[j - 1]) ? 0 : 1);
-      diagonal = row[j];
-      row[j] = std::min({replaced, row[j] + 1, row[j - 1] + 1});
-    }
-  }
-  return row[length];
+int likeness(const char* text, const char* name) {
+  return TeraWord::cmp(text, name, name_map(), TeraEval::MAXIMUM, TeraWordOptions::TRANSPOSE);
 }
 
 }  // namespace
@@ -69,9 +66,9 @@ std::string SeamEnum::refusal(const char* text) const {
 }
 
 const char* SeamEnum::nearest(const char* text) const {
-  const auto best = std::min_element(enumValues.begin(), enumValues.end(),
+  const auto best = std::max_element(enumValues.begin(), enumValues.end(),
                                      [=](const SeamEnumValue& a, const SeamEnumValue& b) {
-                                       return distance(text, a.name) < distance(text, b.name);
+                                       return likeness(text, a.name) < likeness(text, b.name);
                                      });
   return best != enumValues.end() ? best->name : nullptr;
 }
