@@ -2,9 +2,16 @@
 #include <cstring>
 
 #include "jie/jie_handle.h"
+#include "svcpp/sorvanta_reporter.h"
 #include "svjava/jie_enums.h"
 
 extern "C" {
+
+/// Java has loaded the library: the same beginning as that of a host in C++.
+JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM*, void*) {
+  sv_init();
+  return JNI_VERSION_1_6;
+}
 
 /// From the thread of the garbage collection: what is forgotten waits for another one.
 JNIEXPORT void JNICALL Java_com_veltrane_jie_JieObject_release(JNIEnv*, jclass, jlong address, jlong serial) {

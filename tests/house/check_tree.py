@@ -37,7 +37,7 @@ ROOMS = {
     "damo": ["output", "statistic", "input", "json", "xml", "odbc", "diff", "cascade", "extract"],
 }
 # What hosts in other languages look for by these names when they load the library.
-ENTRIES = {"Svcppt", "Svcpptd", "Java"}
+ENTRIES = {"Svcppt", "Svcpptd", "Java", "JNI"}
 LEVEL = {folder: level for level, row in enumerate(LAYERS) for folder in row}
 HASH = re.compile(r"#.*")
 COMMENTS = {".h": re.compile(r"//.*"), ".cpp": re.compile(r"//.*"), ".py": HASH, ".cmake": HASH, ".md": None}

@@ -6,14 +6,13 @@ usage: java_binding.py <folder of the table> <folder of Java parts> <output fold
 A method with arguments that may be left out is native with all of them; shorter forms, which fill in the defaults, are
 Java. A part, <class>.part, is put into the body of its class as it is.
 """
-import json
 import pathlib
 
 import operation_table
+from operation_table import INCLUDE, enum_id, quote
 
 PACKAGE = "com.veltrane.jie"
 PATH = PACKAGE.replace(".", "/")
-INCLUDE = "#include"
 NATIVE = {"int": "jint", "number": "jint", "bool": "jboolean", "huge": "jlong", "large": "jlong", "double": "jdouble",
           "string": "jstring", "text": "jstring", "bytes": "jbyteArray", "strings": "jobjectArray", "ints": "jlongArray",
           "none": "void"}
@@ -21,10 +20,6 @@ JAVA = {"int": "int", "number": "int", "bool": "boolean", "huge": "long", "large
         "string": "String", "text": "String", "bytes": "byte[]", "strings": "String[]", "ints": "long[]", "none": "void"}
 NEUTRAL = {"int": "0", "number": "0", "bool": "0", "huge": "0", "large": "0", "double": "0", "none": ""}
 DEFAULTS = {"nullptr": "null", "SEAM_QUOTE": '"\\""'}
-
-
-def quote(text):
-    return json.dumps(text, ensure_ascii=False)
 
 
 def camel(name):
@@ -72,9 +67,8 @@ def converted(argument):
     java, optional = f"java_{argument.name}", "true" if argument.default == "nullptr" else "false"
     name = quote(argument.name)
     if argument.is_enum:
-        known = argument.type[5:]
-        return (f"const auto {argument.name} = static_cast<{known}>(jie.enum_value({java}, "
-                f"&jie_enums::{known.replace('::', '_')}, {name}));")
+        return (f"const auto {argument.name} = static_cast<{argument.type[5:]}>(jie.enum_value({java}, "
+                f"&jie_enums::{enum_id(argument.type)}, {name}));")
     if argument.is_class:
         return f"auto* const {argument.name} = jie_object<{argument.type}>(&jie, {java}, {name}, {optional});"
     if argument.type in ("string", "text"):
@@ -110,7 +104,7 @@ def returned(operation, call):
         return [*lines, f"const jobject javaResult = jie.new_object(jie_class<{operation.result_class}>(), made, {made}, "
                         f"{owner});"]
     if operation.result.startswith("enum:"):
-        name = operation.result[5:].replace("::", "_")
+        name = enum_id(operation.result)
         return [f"return jie.new_enum(jie_enums::{name}, seam::{name}, {call});"]
     if operation.result == "large":
         return [f"const Large value = {call};", "if (value == ~Large{0}) jie.checked(-1);", "return value;"]
@@ -142,13 +136,7 @@ def native(operation):
     for argument in operation.arguments:
         if argument.ends_owned:
             yield f"    jie.end_owned(java_{argument.name});"
-    arguments = ["self"] if operation.has_self else []
-    for argument in operation.arguments:
-        arguments.append(argument.name)
-        if argument.type == "strings":
-            arguments.append(f"{argument.name}_count")
-    arguments += ["&jie", "rep" if operation.uses("rep") else "AceReporter::use_default()"]
-    call = f"seam::{operation.call_name}({', '.join(arguments)})"
+    call = operation.call("self", [argument.in_cpp for argument in operation.arguments], "&jie")
     relations, before = [], []
     for one, other, how in operation.needs:
         into = relations if operation.about_result(one) else before  # a call may fail half way
@@ -234,7 +222,7 @@ def classes_header(table):
     yield ""
     yield "namespace jie_enums {"
     for name in sorted(table.enums):
-        yield f"extern JieEnumToEnum {name.replace('::', '_')};"
+        yield f"extern JieEnumToEnum {enum_id(name)};"
     yield "}  // namespace jie_enums"
     for name in sorted(table.classes):
         yield ""
@@ -247,18 +235,14 @@ def classes_source(table):
     yield ""
     yield "namespace jie_enums {"
     for name in sorted(table.enums):
-        yield f'JieEnumToEnum {name.replace("::", "_")} = {{"{PATH}/{name.replace("::", "$")}", "value", nullptr}};'
+        yield f'JieEnumToEnum {enum_id(name)} = {{"{PATH}/{name.replace("::", "$")}", "value", nullptr}};'
     yield "}  // namespace jie_enums"
-    deleted = {operation.owner.name for module in table.modules for operation in module.operations
-               if operation.kind == "delete"}
-    for name, known in sorted(table.classes.items()):
-        base = f"jie_class<{known.base}>()" if known.base else "nullptr"
-        cast = f"seam::{name}_to_{known.base}" if known.base else "nullptr"
-        destroy = f"[](void* object) {{ seam::{name}_delete(static_cast<{name}*>(object), nullptr, nullptr); }}"
+    for name in sorted(table.classes):
+        parts = table.parts_of(name, lambda base: f"jie_class<{base}>()")
         yield ""
         yield "template <>"
         yield f"const JieClass* jie_class<{name}>() {{"
-        yield f'  static const JieClass CLASS = {{"{PATH}/{name}", {base}, {cast}, {destroy if name in deleted else "nullptr"}}};'
+        yield f'  static const JieClass CLASS = {{"{PATH}/{name}", {", ".join(parts)}}};'
         yield "  return &CLASS;"
         yield "}"
 
@@ -278,9 +262,7 @@ def java_method(operation):
     shown = ", ".join(f"{java_type(kind)} {argument}" for argument, kind, _ in listed)
     yield comment(operation.sentence, "    ")
     yield f"    public {static}native {result} {name}({shown});"
-    required = len(listed)
-    while required > 0 and listed[required - 1][2] is not None:
-        required -= 1
+    required = operation.required
     for count in range(len(listed) - 1, required - 1, -1):
         shown = ", ".join(f"{java_type(kind)} {argument}" for argument, kind, _ in listed[:count])
         given = ", ".join([argument for argument, _, _ in listed[:count]] + [default for _, _, default in listed[count:]])
@@ -364,7 +346,7 @@ def enum_values(table):
     yield "const SeamEnum* const* jie_all_enums() {"
     yield "  static const SeamEnum* const ALL[] = {"
     for name in sorted(table.enums):
-        yield f"      &seam::{name.replace('::', '_')},"
+        yield f"      &seam::{enum_id(name)},"
     yield "      nullptr};"
     yield "  return ALL;"
     yield "}"

@@ -41,13 +41,25 @@ In C++ an argument `a` of type strings has its count beside it, `a_count`; a res
 type ints a SeamNumbers, and bytes are SeamBytes.
 """
 import dataclasses
+import json
 import pathlib
 import re
 import sys
 
 ARGUMENT = re.compile(r"^(?P<name>\w+):(?P<type>[\w:]+)(?P<ends>!)?(?P<null>\?)?(?:=(?P<default>.+))?$")
 WORD = re.compile(r'(?:[^\s"]|"[^"]*")+')
+INCLUDE = "#include"  # of written files, in lines that are no includes of the tree
 SIMPLE = {"int", "huge", "large", "double", "bool", "string", "text", "bytes", "strings", "ints"}
+
+
+def quote(text):
+    """A string of C++, Java or Python."""
+    return json.dumps(text, ensure_ascii=False)
+
+
+def enum_id(name):
+    """An enumeration's name as an identifier."""
+    return name.removeprefix("enum:").replace("::", "_")
 
 
 class TableError(Exception):
@@ -68,6 +80,11 @@ class Argument:
     @property
     def is_enum(self):
         return self.type.startswith("enum:")
+
+    @property
+    def in_cpp(self):
+        """What a call in C++ gives for it."""
+        return f"{self.name}, {self.name}_count" if self.type == "strings" else self.name
 
 
 @dataclasses.dataclass
@@ -111,6 +128,20 @@ class Operation:
         return re.search(rf"\b{name}\b", self.code()) is not None
 
     @property
+    def required(self):
+        """Number of arguments in front that must be given."""
+        count = len(self.arguments)
+        while count > 0 and self.arguments[count - 1].default is not None:
+            count -= 1
+        return count
+
+    def call(self, object_name, arguments, attach):
+        """The call of its function in C++; an operation that reports finds its reporter in `rep`."""
+        given = [object_name] if self.has_self else []
+        given += [*arguments, attach, "rep" if self.uses("rep") else "AceReporter::use_default()"]
+        return f"seam::{self.call_name}({', '.join(given)})"
+
+    @property
     def tcl_name(self):
         if self.kind == "new":
             return self.owner.name
@@ -137,7 +168,7 @@ class Enumeration:
 
     @property
     def cpp(self):
-        return self.name.replace("::", "_")
+        return enum_id(self.name)
 
 
 @dataclasses.dataclass
@@ -263,6 +294,16 @@ class Table:
         for module in self.modules:
             for operation in module.operations:
                 self.check(module, operation)
+
+    def parts_of(self, name, class_of):
+        """What each binding's description of a class has, as C++: its base's description, the cast to it, and what
+        deletes an object."""
+        base = self.classes[name].base
+        is_deleted = any(operation.kind == "delete" and operation.owner.name == name
+                      for module in self.modules for operation in module.operations)
+        destroy = f"[](void* object) {{ seam::{name}_delete(static_cast<{name}*>(object), nullptr, nullptr); }}"
+        return (class_of(base) if base else "nullptr", f"seam::{name}_to_{base}" if base else "nullptr",
+                destroy if is_deleted else "nullptr")
 
     def check(self, module, operation):
         def known(name):

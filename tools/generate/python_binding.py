@@ -3,31 +3,19 @@
 
 usage: python_binding.py <folder of the table> <output folder>
 """
-import json
 import keyword
 
 import operation_table
+from operation_table import INCLUDE, enum_id, quote
 
-INCLUDE = "#include"
 PASSED = {True: "PyObject* pieArgs, PyObject* pieNames", False: "PyObject* const* pieArgs, Py_ssize_t pieCount, PyObject* pieNames"}
 LIMITS = {"int": "INT_MIN, INT_MAX", "huge": "LONG_MIN, LONG_MAX", "large": "0, 0xFFFFFFFF"}
 TYPES = {"int": "int", "number": "int", "huge": "int", "large": "int", "double": "float", "bool": "bool", "string": "str",
          "text": "str", "bytes": "bytes", "strings": "list[str]", "ints": "list[int]", "none": "None"}
 
 
-def quote(text):
-    return json.dumps(text, ensure_ascii=False)
-
-
 def python_name(name):
     return name + "_" if keyword.iskeyword(name) else name
-
-
-def required(operation):
-    count = len(operation.arguments)
-    while count > 0 and operation.arguments[count - 1].default is not None:
-        count -= 1
-    return count
 
 
 def converted(index, argument):
@@ -35,9 +23,9 @@ def converted(index, argument):
     default = argument.default
     name = argument.name
     if argument.is_enum:
-        known = argument.type[5:]
         value = f"static_cast<int>({default})" if default else "0"
-        return f"const auto {name} = static_cast<{known}>(call.enumeration({index}, seam::{known.replace('::', '_')}, {value}));"
+        return (f"const auto {name} = static_cast<{argument.type[5:]}>(call.enumeration({index}, "
+                f"seam::{enum_id(argument.type)}, {value}));")
     if argument.is_class:
         return f"auto* const {name} = static_cast<{argument.type}*>(call.object({index}, pie_class<{argument.type}>(), {optional}));"
     if argument.type in ("string", "text"):
@@ -88,7 +76,7 @@ def function(operation):
     yield f"PyObject* {name}({'PyTypeObject* pieType' if operation.kind == 'new' else '[[maybe_unused]] PyObject* self'}, {PASSED[operation.kind == 'new']}) {{"
     names = ", ".join(quote(known) for known in listed) or "nullptr"
     yield f"  static constexpr const char* NAMES[] = {{{names}}};"
-    yield f"  static constexpr PieParameters PARAMETERS = {{{quote(shown)}, NAMES, {len(listed)}, {required(operation)}}};"
+    yield f"  static constexpr PieParameters PARAMETERS = {{{quote(shown)}, NAMES, {len(listed)}, {operation.required}}};"
     yield f"  PieCall call(PARAMETERS, {'pieArgs, pieNames' if operation.kind == 'new' else 'pieArgs, pieCount, pieNames'});"
     yield "  try {"
     if operation.has_self:
@@ -105,14 +93,8 @@ def function(operation):
     for index, argument in enumerate(operation.arguments):
         if argument.ends_owned:
             yield f"    if (!call.end_owned(call.given({index}))) return nullptr;"
-    given = ["pieObject"] if operation.has_self else []
-    for argument in operation.arguments:
-        given.append(argument.name)
-        if argument.type == "strings":
-            given.append(f"{argument.name}_count")
-    given += ["&call", "rep" if operation.uses("rep") else "AceReporter::use_default()"]
     value = "" if operation.result == "none" else "const auto pieValue = "
-    made = f"seam::{operation.call_name}({', '.join(given)})"
+    made = operation.call("pieObject", [argument.in_cpp for argument in operation.arguments], "&call")
     if operation.uses("rep"):  # what reports may take its time
         yield f"    {value}[&] {{"
         yield "      const PieWithoutLock unlocked;"
@@ -185,15 +167,12 @@ def source(table):
         yield from methods(table, name, listed)
     yield ""
     yield "}  // namespace"
-    for name, known, listed in in_order(table):
+    for name, _, _ in in_order(table):
         if name not in table.classes:
             continue
-        deleted = any(operation.kind == "delete" for operation in listed)
-        destroy = f"[](void* object) {{ seam::{name}_delete(static_cast<{name}*>(object), nullptr, nullptr); }}" if deleted else "nullptr"
+        base, cast, destroy = table.parts_of(name, lambda base: f"&pie_class<{base}>()")
         if name == "AceReporter":
             destroy = "[](void* object) { delete static_cast<AceReporter*>(object); }"
-        base = f"&pie_class<{known.base}>()" if known.base else "nullptr"
-        cast = f"seam::{name}_to_{known.base}" if known.base else "nullptr"
         yield ""
         yield "template <>"
         yield f"PieClass& pie_class<{name}>() {{"
@@ -203,7 +182,7 @@ def source(table):
     yield ""
     yield "int pie_add_all(PyObject* module) {"
     for name in sorted(table.enums):
-        yield f"  if (pie_add_enum(module, seam::{name.replace('::', '_')}) != 0) return -1;"
+        yield f"  if (pie_add_enum(module, seam::{enum_id(name)}) != 0) return -1;"
     for name, known, listed in in_order(table):
         make = f"{name}_new" if any(operation.kind == "new" for operation in listed) else "nullptr"
         if name == "AceReporter":

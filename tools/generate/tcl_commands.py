@@ -4,18 +4,12 @@
 usage: tcl_commands.py <folder of the table> <module> <output folder>
        tcl_commands.py <folder of the table> --all <output folder>      what all modules share
 """
-import json
-
 import operation_table
+from operation_table import INCLUDE, enum_id, quote
 
-INCLUDE = "#include"
 KINDS = {True: "TieHandle::ARGUMENT", False: "TieHandle::OPTIONAL_ARGUMENT"}
 ZERO = {"int": "0", "huge": "Huge{0}", "large": "Huge{0}", "double": "0.0", "bool": "0"}
 POINTER = {"string": "const char*", "text": "const char*", "strings": "const char**"}
-
-
-def quote(text):
-    return json.dumps(text, ensure_ascii=False)
 
 
 def identifier(name):
@@ -28,9 +22,9 @@ def declared(argument):
     default = argument.default
     head = f"tie.arg({quote(argument.name)}, "
     if argument.is_enum:
-        known = argument.type[5:]
-        value = f"static_cast<int>({default})" if default else f"seam::{known.replace('::', '_')}.get_values()[0].value"
-        return f"const int {argument.name} = {head}&seam::{known.replace('::', '_')}, {kind}, {value});"
+        known = f"seam::{enum_id(argument.type)}"
+        value = f"static_cast<int>({default})" if default else f"{known}.get_values()[0].value"
+        return f"const int {argument.name} = {head}&{known}, {kind}, {value});"
     if argument.is_class:
         value = f"static_cast<{argument.type}*>({default or 'nullptr'})"
         return f"auto* const {argument.name} = tie_object<{argument.type}>(&tie, {quote(argument.name)}, {kind}, {value});"
@@ -78,7 +72,7 @@ def handed(operation, call):
                 *[f"tie_{how}({one}, {other});" for one, other, how in needs]]
     unchecked = ["tie.unset_return_check();"] if operation.result == "number" else []
     if operation.result.startswith("enum:"):
-        return [f"tie_enum_result(&tie, seam::{operation.result[5:].replace('::', '_')}, {call});"]
+        return [f"tie_enum_result(&tie, seam::{enum_id(operation.result)}, {call});"]
     return [*unchecked, f"tie.result({call});"]
 
 
@@ -113,15 +107,13 @@ def command(operation):
     for argument in operation.arguments:
         if argument.ends_owned:
             yield f"    tie_erase_owned({argument.name});"
-    arguments = ["self"] if operation.has_self else []
-    arguments += [passed(argument) for argument in operation.arguments]
-    arguments += ["&tie", "rep" if uses_reporter else "AceReporter::use_default()"]
-    if operation.uses("rep"):
+    if uses_reporter:
         yield "    AceReporter* const rep = reporter.get();"
     for one, other, how in operation.needs:  # before the call, which may fail half way
         if not operation.about_result(one):
             yield f"    tie_{how}({one}, {other});"
-    for statement in handed(operation, f"seam::{operation.call_name}({', '.join(arguments)})"):
+    call = operation.call("self", [passed(argument) for argument in operation.arguments], "&tie")
+    for statement in handed(operation, call):
         yield f"    {statement}"
     for name in operation.takes:
         yield f"    tie_erase({name});"
@@ -174,18 +166,14 @@ def classes_header(table):
 
 def classes_source(table):
     yield f'{INCLUDE} "svtie/tie_classes.h"'
-    deleted = {operation.owner.name for module in table.modules for operation in module.operations
-               if operation.kind == "delete"}
-    for name, known in sorted(table.classes.items()):
+    for name in sorted(table.classes):
         if name == "AceReporter":
             continue  # the framework knows it
-        base = f"tie_class<{known.base}>()" if known.base else "nullptr"
-        cast = f"seam::{name}_to_{known.base}" if known.base else "nullptr"
         yield ""
         yield "template <>"
         yield f"const TieClass* tie_class<{name}>() {{"
-        destroy = f"[](void* object) {{ seam::{name}_delete(static_cast<{name}*>(object), nullptr, nullptr); }}"
-        yield f'  static const TieClass CLASS = {{"{name}", {base}, {cast}, {destroy if name in deleted else "nullptr"}}};'
+        parts = table.parts_of(name, lambda base: f"tie_class<{base}>()")
+        yield f'  static const TieClass CLASS = {{"{name}", {", ".join(parts)}}};'
         yield "  return &CLASS;"
         yield "}"
     yield ""
