@@ -8,13 +8,13 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_reporter.h"
 #include "seam/seam_thread.h"
+#include "svpie/pie_arrow.h"
 #include "svpie/pie_classes.h"
 
 namespace {
 
-PyObject* the_error = nullptr;  // SorvantaError
 PyTypeObject* the_base = nullptr;
-thread_local int call_depth = 0;  // of calls by Python
+constexpr const char* IN_USE = "the object is in use by another call";
 
 PieObject* as_object(PyObject* object) {
   return reinterpret_cast<PieObject*>(object);
@@ -75,10 +75,7 @@ void dealloc(PyObject* self) {
 }
 
 PyObject* close_method(PyObject* self, PyObject*) {
-  if (as_object(self)->numUsers > 0) {
-    PyErr_SetString(the_error, "the object is in use by a call of another thread");
-    return nullptr;
-  }
+  if (as_object(self)->numUsers > 0) return pie_raise("close", IN_USE), nullptr;
   close(as_object(self));
   Py_RETURN_NONE;
 }
@@ -92,39 +89,6 @@ PyMethodDef base_methods[] = {
     {"__enter__", enter_method, METH_NOARGS, nullptr},
     {"__exit__", close_method, METH_VARARGS, nullptr},
     {nullptr, nullptr, 0, nullptr},
-};
-
-/// Calls methods of a Python object. What they throw ends the kernel's work with an AceException where the
-/// thread is one of Python's, and is dropped in others.
-class PieReporter : public AceReporter {
- public:
-  ~PieReporter() override {
-    if (use_default() == this) clear_default();
-  }
-  void set_target(PyObject* object) { target = object; }
-  int report_func(const char* text) override { return deliver("report", text, nullptr); }
-  int event_func(const char* text, const char* code) override { return deliver("event", text, code); }
-
- private:
-  int deliver(const char* method, const char* text, const char* code) {
-    const PyGILState_STATE state = PyGILState_Ensure();
-    bool hasFailed = PyErr_Occurred() != nullptr;
-    if (!hasFailed) {
-      PyObject* const shown =
-          PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace");
-      PyObject* const answer = code != nullptr ? PyObject_CallMethod(target, method, "Os", shown, code)
-                                               : PyObject_CallMethod(target, method, "O", shown);
-      hasFailed = answer == nullptr;
-      if (hasFailed && call_depth == 0) PyErr_Clear();
-      Py_XDECREF(shown);
-      Py_XDECREF(answer);
-    }
-    PyGILState_Release(state);
-    if (hasFailed && call_depth > 0) throw AceException("Reporter failed");
-    return 0;
-  }
-
-  PyObject* target = nullptr;  // whose reporter this is, and which deletes it
 };
 
 }  // namespace
@@ -194,17 +158,44 @@ void PieCall::check_required() {
 
 void PieCall::begin() {
   seam_register_thread();
-  ++call_depth;
+  ++pie_call_depth;
 }
 
 PieCall::~PieCall() {
-  --call_depth;
-  for (int i = 0; i < numUsed; ++i) --usedObjects[i]->numUsers;
+  if (--pie_call_depth == 0 && (pie_has_collected || collector.has_value())) {
+    PieCollector::collected().clear();
+    pie_has_collected = false;
+  }
+  for (int i = 0; i < numTaken; ++i) takenObjects[i]->isTaken = false;
+  for (int i = 0; i < numUsed; ++i)
+    for (PieObject* one = usedObjects[i]; one != nullptr; one = one->owner) --one->numUsers;
 }
 
-void PieCall::use(PieObject* object) {
-  ++object->numUsers;
+/// Arguments of this call that are the object, or a part of it.
+int PieCall::num_uses(const PieObject* object) const {
+  int count = 0;
+  for (int i = 0; i < numUsed; ++i)
+    for (const PieObject* one = usedObjects[i]; one != nullptr; one = one->owner)
+      count += one == object ? 1 : 0;
+  return count;
+}
+
+/// Takes part in the use of an object and what it is a part of; false where another call has one for itself.
+bool PieCall::use(PieObject* object) {
+  for (const PieObject* one = object; one != nullptr; one = one->owner)
+    if (one->isTaken && num_uses(one) == 0) return fail(IN_USE), false;
+  for (PieObject* one = object; one != nullptr; one = one->owner) ++one->numUsers;
   usedObjects[numUsed++] = object;
+  return object->kind->isShared || take(object);
+}
+
+/// Keeps a used object from all other calls; false where one uses it.
+bool PieCall::take(PieObject* object) {
+  if (object->isTaken) return true;
+  if (object->numUsers > num_uses(object)) return fail(IN_USE), false;
+  object->isTaken = true;
+  takenObjects[numTaken++] = object;
+  return true;
 }
 
 PyObject* PieCall::get(int index, bool optional) {
@@ -230,9 +221,8 @@ void* PieCall::self(PyObject* object, const PieClass& kind) {
   if (isFailed) return nullptr;
   PieObject* const held = as_object(object);
   void* const part = held->isClosed ? nullptr : part_of(held, kind);
-  if (part != nullptr && is_current(held)) return use(held), part;
-  fail(the_error,
-       part == nullptr ? "the object was closed, or given away" : "the object's owner has changed since");
+  if (part != nullptr && is_current(held)) return use(held) ? part : nullptr;
+  fail(part == nullptr ? "the object was closed, or given away" : "the object's owner has changed since");
   return nullptr;
 }
 
@@ -303,30 +293,39 @@ const char** PieCall::texts(int index, int* count, bool optional) {
   *count = 0;
   PyObject* const value = get(index, optional);
   if (value == nullptr) return nullptr;
-  if (PyUnicode_Check(value) != 0) return refuse(index, "a sequence of str"), nullptr;
+  if (PyUnicode_Check(value) != 0 || PyBytes_Check(value) != 0)
+    return refuse(index, "a sequence of str"), nullptr;
+  if (PyList_Check(value) == 0 && PyTuple_Check(value) == 0) {
+    const PieTexts array = pie_take_texts(value, this);
+    if (array.refusal != nullptr) return refuse(index, array.refusal), nullptr;
+    if (PyErr_Occurred() != nullptr) return isFailed = true, nullptr;
+    if (array.texts != nullptr) return listed(array.texts, array.count, count);
+  }
   PyObject* const list = PySequence_List(value);
   if (list == nullptr) return isFailed = true, nullptr;
   const Py_ssize_t size = PyList_Size(list);
   const char** array = nullptr;
-  if (size < INT_MAX) malloc(array, size + 1);
-  for (Py_ssize_t i = 0; array != nullptr && i < size; ++i) {
-    PyObject* const element = PyList_GetItem(list, i);
-    Py_ssize_t length = 0;
-    const char* const utf8 =
-        PyUnicode_Check(element) != 0 ? PyUnicode_AsUTF8AndSize(element, &length) : nullptr;
-    if (utf8 == nullptr || std::strlen(utf8) != static_cast<std::size_t>(length)) {
-      if (PyErr_Occurred() == nullptr) refuse(index, "a sequence of str without zeros");
-      isFailed = true;
-      array = nullptr;
-      break;
-    }
-    array[i] = attach(utf8, length);
-  }
-  Py_DECREF(list);
-  if (array == nullptr) return isFailed = true, nullptr;
+  malloc(array, size + 1);
   array[size] = nullptr;
+  for (Py_ssize_t i = 0; i < size && !isFailed; ++i) array[i] = element(index, PyList_GetItem(list, i));
+  Py_DECREF(list);
+  return isFailed ? nullptr : listed(array, size, count);
+}
+
+/// A copy of one text of a list.
+const char* PieCall::element(int index, PyObject* value) {
+  Py_ssize_t length = 0;
+  const char* const utf8 = PyUnicode_Check(value) != 0 ? PyUnicode_AsUTF8AndSize(value, &length) : nullptr;
+  if (utf8 != nullptr && std::strlen(utf8) == static_cast<std::size_t>(length)) return attach(utf8, length);
+  if (PyErr_Occurred() == nullptr) refuse(index, "a sequence of str without zeros");
+  isFailed = true;
+  return nullptr;
+}
+
+const char** PieCall::listed(const char** texts, Py_ssize_t size, int* count) {
+  if (size >= INT_MAX) return fail(PyExc_OverflowError, "too many texts"), nullptr;
   *count = static_cast<int>(size);
-  return array;
+  return texts;
 }
 
 SeamNumbers PieCall::numbers(int index, bool optional) {
@@ -380,7 +379,7 @@ int PieCall::enumeration(int index, const SeamEnum& known, int def) {
 // Results.
 
 PyObject* PieCall::number(long value, bool check) {
-  if (check && value < 0 && !isFailed) fail(the_error, ("code " + std::to_string(value)).c_str());
+  if (check && value < 0 && !isFailed) fail_with_reports(("code " + std::to_string(value)).c_str());
   return isFailed ? nullptr : PyLong_FromLong(value);
 }
 
@@ -438,13 +437,13 @@ PyObject* PieCall::allocate(PyTypeObject* type, PieClass& kind, const void* obje
 
 PyObject* PieCall::made_as(PyTypeObject* type, PieClass& kind, const void* object) {
   if (isFailed) return nullptr;
-  if (object == nullptr) return fail(the_error, "no object could be made"), nullptr;
+  if (object == nullptr) return fail_with_reports("no object could be made"), nullptr;
   return allocate(type, kind, object, true);
 }
 
 PyObject* PieCall::made(PieClass& kind, const void* object, bool is_made, PyObject* owner) {
   if (isFailed) return nullptr;
-  if (object == nullptr && is_made) return fail(the_error, "no object could be made"), nullptr;
+  if (object == nullptr && is_made) return fail_with_reports("no object could be made"), nullptr;
   if (object == nullptr) return none();
   PyObject* const made = allocate(kind.type, kind, object, is_made);
   if (made != nullptr && owner != nullptr) {
@@ -477,7 +476,8 @@ void PieCall::shares(PyObject* one, PyObject* other) {
 
 bool PieCall::end_owned(PyObject* object) {
   if (isFailed || !is_object(object)) return !isFailed;
-  if (as_object(object)->numMade > 0) return fail(the_error, "other objects need it as it is"), false;
+  if (as_object(object)->numMade > 0) return fail("other objects need it as it is"), false;
+  if (!take(as_object(object))) return false;
   ++as_object(object)->numChanges;
   return true;
 }
@@ -490,10 +490,6 @@ void PieCall::given_away(PyObject* object) {
 
 // Failures.
 
-PyObject* PieCall::error_type() {
-  return the_error;
-}
-
 void PieCall::fail(PyObject* type, const char* text) {
   if (isFailed) return;
   isFailed = true;
@@ -501,22 +497,46 @@ void PieCall::fail(PyObject* type, const char* text) {
   PyErr_SetString(type, whole.c_str());
 }
 
+void PieCall::fail(const char* text) {
+  if (!isFailed) pie_raise(parameterList.function, text);
+  isFailed = true;
+}
+
+/// With what was reported as the reason, if anything.
+void PieCall::fail_with_reports(const char* text) {
+  if (!isFailed) pie_raise_collected(parameterList.function, text);
+  isFailed = true;
+}
+
+AceReporter* PieCall::default_reporter() {
+  AceReporter* const common = AceReporter::use_default();
+  if (common != PieCollector::instance()) return common;
+  return &collector.emplace(&PieCollector::collected());
+}
+
+PyObject* PieCall::done(PyObject* result) {
+  if (!pie_has_collected && !collector.has_value()) return result;
+  if (result == nullptr || pie_warn()) return result;
+  Py_DECREF(result);
+  return nullptr;
+}
+
 PyObject* PieCall::thrown() {
   if (PyErr_Occurred() != nullptr) return isFailed = true, nullptr;  // a reporter's own
   try {
     throw;
   } catch (const AceException& exception) {
-    const char* const text = exception.what(this);
-    fail(the_error, text != nullptr ? text : "No condition");
+    isFailed = true;
+    pie_raise(parameterList.function, exception);
   } catch (const AceNullpointerException& exception) {
     fail(PyExc_TypeError, exception.get_name() != nullptr ? exception.get_name() : "null");
   } catch (const std::bad_alloc&) {
     isFailed = true;
     PyErr_NoMemory();
   } catch (const std::exception& exception) {
-    fail(the_error, exception.what());
+    fail(exception.what());
   } catch (...) {
-    fail(the_error, "Unknown exception occurred");
+    fail("Unknown exception occurred");
   }
   return nullptr;
 }
@@ -524,8 +544,7 @@ PyObject* PieCall::thrown() {
 // The module.
 
 int pie_init(PyObject* module) {
-  the_error = PyErr_NewException("svpie.SorvantaError", PyExc_RuntimeError, nullptr);
-  if (the_error == nullptr || PyModule_AddObjectRef(module, "SorvantaError", the_error) != 0) return -1;
+  if (pie_init_reports(module) != 0 || pie_init_arrow(module) != 0) return -1;
   PyType_Slot slots[] = {
       {Py_tp_dealloc, reinterpret_cast<void*>(dealloc)}, {Py_tp_methods, base_methods}, {0, nullptr}};
   PyType_Spec spec = {"svpie.kernel.Object", sizeof(PieObject), 0,
@@ -568,13 +587,13 @@ int pie_add_enum(PyObject* module, const SeamEnum& known) {
   return rc;
 }
 
-PyObject* pie_new_reporter(PyTypeObject* type, PyObject*, PyObject*) {
+PyObject* pie_make_reporter(PyTypeObject* type, PyObject*, PyObject*) {
   static constexpr PieParameters PARAMETERS = {"AceReporter", nullptr, 0, 0};
   PieCall call(PARAMETERS, nullptr, nullptr);
   try {
-    auto* const reporter = new PieReporter;
-    PyObject* const made = call.made_as(type, pie_class<AceReporter>(), static_cast<AceReporter*>(reporter));
-    if (made != nullptr) reporter->set_target(made);
+    AceReporter* const reporter = pie_new_reporter();
+    PyObject* const made = call.made_as(type, pie_class<AceReporter>(), reporter);
+    if (made != nullptr) pie_set_target(reporter, made);
     return made;
   } catch (...) {
     return call.thrown();

@@ -3,22 +3,21 @@
 /// Objects. Each Python object holds a kernel object, keeps the Python objects alive that it needs, and knows
 /// how often its owner had changed when it was made: a part of an object that has changed since is refused.
 ///
-/// The module uses the limited interface of CPython 3.11, so that one file serves later versions, too. Calls
-/// that report release the interpreter's lock while the kernel works.
+/// Threads. Calls that take long release the interpreter's lock while the kernel works. Objects that several
+/// threads may use at once (an index, a base) can be asked meanwhile but not changed; others belong to the
+/// call, and a second one is refused.
+///
+/// The module uses the limited interface of CPython 3.11, so that one file serves later versions, too.
 #pragma once
 
-#define PY_SSIZE_T_CLEAN
-#define Py_LIMITED_API 0x030B0000
-#include <Python.h>
-
 #include <initializer_list>
+#include <optional>
 
 #include "ace/ace_attach.h"
 #include "ace/ace_types.h"
 #include "seam/seam_enum.h"
 #include "seam/seam_texts.h"
-
-class AceReporter;
+#include "svpie/pie_report.h"
 
 /// A class of the module; `type` is made when the module is.
 struct PieClass {
@@ -26,6 +25,7 @@ struct PieClass {
   PieClass* base;  ///< null for none
   void* (*to_base)(void*);
   void (*destroy)(void*);
+  bool isShared;  ///< several calls may use an object that they do not change
   PyTypeObject* type;
 };
 
@@ -38,7 +38,8 @@ struct PieObject {
   PieObject* owner;       // of a part; borrowed from `needs`
   unsigned ownerChanges;  // of the owner, when this was made
   PyObject* needs;        // a list, or null
-  int numUsers;           // calls that are under way; it is not closed meanwhile
+  int numUsers;       // arguments of calls under way that are it or a part of it; it is not closed meanwhile
+  bool isTaken;       // by one of these calls alone
   int numDependents;  // objects that need this one: until they end, so does the kernel object of a closed one
   int numMade;        // those of them that were made upon it, which a change would leave without ground
   bool isClosed;
@@ -110,13 +111,22 @@ class PieCall : public AceAttach {
   /// Turns what is being caught into an exception of Python. Returns null.
   PyObject* thrown();
   void fail(PyObject* type, const char* text);
-  static PyObject* error_type();
+  /// The process's default reporter, or one that collects what any thread reports for this call.
+  AceReporter* default_reporter();
+  /// Ends the call: issues warnings. Returns the result, or null where they are errors.
+  PyObject* done(PyObject* result);
 
  private:
   PyObject* get(int index, bool optional);
   void refuse(int index, const char* expected);
   const PieParameters& parameterList;
-  void use(PieObject* object);
+  const char* element(int index, PyObject* value);
+  const char** listed(const char** texts, Py_ssize_t size, int* count);
+  void fail(const char* text);
+  void fail_with_reports(const char* text);
+  bool use(PieObject* object);
+  bool take(PieObject* object);
+  int num_uses(const PieObject* object) const;
   void refuse_count(Py_ssize_t count);
   void take_named(PyObject* name, PyObject* value);
   void check_required();
@@ -126,6 +136,9 @@ class PieCall : public AceAttach {
   PyObject* values[MAX_PARAMETERS] = {};
   PieObject* usedObjects[MAX_PARAMETERS + 1] = {};
   int numUsed = 0;
+  PieObject* takenObjects[MAX_PARAMETERS + 1] = {};
+  int numTaken = 0;
+  std::optional<PieCollector> collector;
   bool isFailed = false;
 };
 
@@ -147,9 +160,8 @@ int pie_add_class(PyObject* module, PieClass* kind, PyMethodDef* methods, const 
 int pie_init(PyObject* module);
 /// Adds {name: {value name: number}} of an enumeration to the module's `enumerations`.
 int pie_add_enum(PyObject* module, const SeamEnum& values);
-/// Makes an `AceReporter`: methods `report(text)` and `event(text, code)` of derived classes are called, from
-/// any thread.
-PyObject* pie_new_reporter(PyTypeObject* type, PyObject* args, PyObject* kwargs);
+/// Makes an `AceReporter` of a host.
+PyObject* pie_make_reporter(PyTypeObject* type, PyObject* args, PyObject* kwargs);
 
 template <class T>
 PieClass& pie_class();

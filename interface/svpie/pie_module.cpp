@@ -3,16 +3,6 @@
 #include "svcpp/sorvanta_reporter.h"
 #include "svpie/pie_classes.h"
 
-namespace {
-
-/// As a host in C++ begins. A library says nothing by itself to Python: who wants messages gives a reporter.
-void init_library() {
-  sv_init();
-  AceReporter::clear_default();
-}
-
-}  // namespace
-
 extern "C" __attribute__((visibility("default"))) PyObject* PyInit_kernel() {
   static PyModuleDef definition = {PyModuleDef_HEAD_INIT,
                                    "kernel",
@@ -25,7 +15,7 @@ extern "C" __attribute__((visibility("default"))) PyObject* PyInit_kernel() {
                                    nullptr};
   PyObject* const module = PyModule_Create(&definition);
   if (module == nullptr) return nullptr;
-  init_library();
+  sv_init();
   if (pie_init(module) == 0 && pie_add_all(module) == 0 &&
       PyModule_AddStringConstant(module, "__version__", SORVANTA_VERSION) == 0)
     return module;

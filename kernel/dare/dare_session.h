@@ -1,10 +1,10 @@
 /// Sessions: an interactive search over the records of a base.
 ///
 ///     DastSession session(template_session, rep);
-///     delete session.update_result("name", "Mayr", DastOptions::APPROX);    // values that match: Mayer,
-///     Meier ... session.select("name");                                               // only their records
-///     are left session.update("city", "Bern", DastOptions::APPROX, 0); DastResult* result =
-///     session.suggest(0, nullptr, 0, -1);              // whole records, best first
+///     delete session.update_result("name", "Mayr", DastOptions::APPROX);  // values: Mayer, Meier ...
+///     session.select("name");                                             // only their records are left
+///     session.update("city", "Bern", DastOptions::APPROX, 0);
+///     DastResult* result = session.suggest(0, nullptr, 0, -1);            // whole records, best first
 ///
 /// A user types into fields; a field is looked up when its query changes (`update`). Selecting a field leaves
 /// only its records possible: the context. `suggest` weighs all fields in the active combination. Each

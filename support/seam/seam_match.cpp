@@ -1,17 +1,35 @@
 #include "seam/seam_match.h"
 
 #include <algorithm>
-#include <cstring>
+#include <memory>
 #include <vector>
 
 #include "ace/ace_exception.h"
 #include "ace/ace_parallel.h"
+#include "dare/dare_session.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_result.h"
 
 namespace {
 
-struct MatchJob {
+using Answers = std::vector<SeamMatch>;
+
+/// The columns of all answers, in `at`.
+SeamBytes columns(const std::vector<Answers>& all, AceAttach* at) {
+  std::size_t total = 0;
+  for (const Answers& answers : all) total += answers.size();
+  std::uint32_t* column = nullptr;
+  at->malloc(column, static_cast<VInt>(total) * 4);
+  const SeamBytes image = {reinterpret_cast<const Token*>(column),
+                           static_cast<Huge>(total * sizeof(SeamMatch))};
+  for (const auto member : {&SeamMatch::query, &SeamMatch::entry, &SeamMatch::quality, &SeamMatch::distance})
+    for (const Answers& answers : all)
+      column = std::transform(answers.begin(), answers.end(), column,
+                              [member](const SeamMatch& answer) { return answer.*member; });
+  return image;
+}
+
+struct WordJob {
   const TeraEdit* index;
   const char* const* queries;
   int k;
@@ -20,28 +38,69 @@ struct MatchJob {
   TeraEval::Model model;
   AceReporter* rep;
 };
-using Rows = std::vector<SeamMatch>;
 
-void append_group(const TeraCandGroup& group, int query, int best, std::size_t most, Rows* rows) {
-  const std::size_t start = rows->size();
+void append_group(const TeraCandGroup& group, VInt query, int best, std::size_t most, Answers* found) {
+  const std::size_t start = found->size();
+  const auto quality = static_cast<std::uint32_t>(group.get_value());
   for (const TeraCand* cand = group.get_first_cand(); cand != nullptr; cand = cand->get_next())
     for (Large i = 0; i < cand->get_num_infos(); ++i)
-      rows->push_back({query, cand->get_info(i), group.get_value(), best - group.get_value()});
-  std::sort(rows->begin() + static_cast<std::ptrdiff_t>(start), rows->end(),
+      found->push_back({static_cast<std::uint32_t>(query), cand->get_info(i), quality,
+                        static_cast<std::uint32_t>(best) - quality});
+  std::sort(found->begin() + static_cast<std::ptrdiff_t>(start), found->end(),
             [](const SeamMatch& a, const SeamMatch& b) { return a.entry < b.entry; });
-  if (rows->size() > most) rows->resize(most);
+  if (found->size() > most) found->resize(most);
 }
 
-void match_one(const MatchJob* job, Rows* rows, int*, VInt query) {
+void match_word(const WordJob* job, Answers* all, int*, VInt query) {
   TeraResult result(job->queries[query], job->minQuality, job->k, TeraResult::MAX_VALUE);
   if (job->index->recall(&result, job->mode, job->model, job->rep) < 0)
     throw AceException("Query refused", "number %ld: %.100s", query, job->queries[query]);
   result.high_first();
   const int best = result.get_max_value();
-  Rows& found = rows[query];
+  Answers& found = all[query];
   for (const TeraCandGroup* group = result.get_first_group(); group != nullptr; group = group->get_next()) {
     if (found.size() >= static_cast<std::size_t>(job->k)) break;
-    append_group(*group, static_cast<int>(query), best, static_cast<std::size_t>(job->k), &found);
+    append_group(*group, query, best, static_cast<std::size_t>(job->k), &found);
+  }
+}
+
+struct RecordJob {
+  const DastSession* session;
+  const char* const* texts;
+  int numFields;
+  int k;
+  int first;
+  AceReporter* rep;
+};
+using Worker = std::unique_ptr<DastSession>;
+
+/// A session for one thread, with the limits and weights of the job's.
+Worker new_session(const RecordJob& job) {
+  Worker session(job.session->clone(false, job.rep));
+  std::vector<int> weights;
+  for (int i = 0; i < job.numFields; ++i) weights.push_back(job.session->get_field_weight(i));
+  session->set_globals(nullptr, weights.data(), job.session->get_min_conf(), job.session->get_max_dist(),
+                       job.session->get_num_suggs());
+  return session;
+}
+
+void match_record(const RecordJob* job, Answers* all, Worker* worker, VInt query) {
+  if (*worker == nullptr) *worker = new_session(*job);
+  const char* const* const texts = job->texts + query * job->numFields;
+  DareMultiQuery fields(job->numFields);
+  for (int i = 0; i < job->numFields; ++i) {
+    if (*texts[i] == '\0') continue;
+    fields.set_query(i, texts[i]);
+    fields.set_mode(i, DastOptions::APPROX);
+  }
+  const std::unique_ptr<DastResult> result((*worker)->search(&fields, job->k));
+  if (result == nullptr) throw AceException("Query refused", "number %ld", query);
+  for (int i = 0; i < std::min(job->k, result->get_num_suggs()); ++i) {
+    const DastSuggestion* const found = result->get_sugg(i);
+    all[query].push_back(
+        {static_cast<std::uint32_t>(query), found->recordIndex - 1 + static_cast<Large>(job->first),
+         static_cast<std::uint32_t>(found->get_quality()),
+         static_cast<std::uint32_t>(result->get_sugg(0)->get_quality() - found->get_quality())});
   }
 }
 
@@ -51,15 +110,22 @@ SeamBytes seam_match(const TeraEdit* index, const char* const* queries, int num_
                      int min_quality, TeraEval::Mode mode, TeraEval::Model model, int threads, AceAttach* at,
                      AceReporter* rep) {
   if (k < 1) return {nullptr, -1};
-  const MatchJob job = {index, queries, k, min_quality, mode, model, rep};
-  std::vector<Rows> rows(static_cast<std::size_t>(num_queries));
-  AceParallel<const MatchJob, Rows, int>::map(&job, rows.data(), num_queries, nullptr, nullptr, match_one,
-                                              threads, rep);
-  VInt total = 0;
-  for (const Rows& found : rows) total += static_cast<VInt>(found.size());
-  SeamMatch* all = nullptr;
-  at->malloc(all, total);
-  SeamMatch* next = all;
-  for (const Rows& found : rows) next = std::copy(found.begin(), found.end(), next);
-  return {reinterpret_cast<const Token*>(all), total * static_cast<VInt>(sizeof(SeamMatch))};
+  const WordJob job = {index, queries, k, min_quality, mode, model, rep};
+  std::vector<Answers> all(static_cast<std::size_t>(num_queries));
+  AceParallel<const WordJob, Answers, int>::map(&job, all.data(), num_queries, nullptr, nullptr, match_word,
+                                                threads, rep);
+  return columns(all, at);
+}
+
+SeamBytes seam_match(const DastSession* session, const char* const* texts, int num_texts, int k, int first,
+                     int threads, AceAttach* at, AceReporter* rep) {
+  const int numFields = session->get_config()->get_num_fields();
+  if (k < 1) return {nullptr, -1};
+  if (numFields < 1 || num_texts % numFields != 0)
+    throw AceException("Query with other fields", "%d fields, %d texts", numFields, num_texts);
+  const RecordJob job = {session, texts, numFields, k, first, rep};
+  std::vector<Answers> all(static_cast<std::size_t>(num_texts / numFields));
+  AceParallel<const RecordJob, Answers, Worker>::map(&job, all.data(), static_cast<VInt>(all.size()), nullptr,
+                                                     nullptr, match_record, threads, rep);
+  return columns(all, at);
 }

@@ -1,21 +1,21 @@
-/// Many queries at once: the rows that languages with arrays take as they are.
+/// Many queries at once: columns of numbers that languages with arrays take as they are.
 #pragma once
 
 #include "seam/seam_texts.h"
 #include "tera/tera_eval.h"
 
 class AceReporter;
+class DastSession;
 class TeraEdit;
 
-/// One attribute of one entry that a query has found. Rows are ordered by query, then best first, then by
-/// attribute.
+/// What one query has found once. Answers are ordered by query, then best first, then by entry; their image
+/// is four columns of 32-bit numbers, one behind the other: all queries, all entries, and so on.
 struct SeamMatch {
-  std::int32_t query;     ///< its place in the list
-  std::uint32_t entry;    ///< attribute number
-  std::int32_t quality;   ///< 0 to 255
-  std::int32_t distance;  ///< of the quality from the best one of that query
+  std::uint32_t query;     ///< its place in the list
+  std::uint32_t entry;     ///< attribute, or number of the record
+  std::uint32_t quality;   ///< 0 to 255
+  std::uint32_t distance;  ///< of the quality from the best one of that query
 };
-static_assert(sizeof(SeamMatch) == 16);
 
 /// The `k` best attributes for each query with at least that quality, in `at`, looked up by several threads
 /// (`ace_get_trace_num_threads`). Throws what a recall throws, and an `AceException` for a query that is
@@ -23,3 +23,9 @@ static_assert(sizeof(SeamMatch) == 16);
 SORV_API SeamBytes seam_match(const TeraEdit* index, const char* const* queries, int num_queries, int k,
                               int min_quality, TeraEval::Mode mode, TeraEval::Model model, int threads,
                               AceAttach* at, AceReporter* rep);
+/// The `k` best records for each query of a session, whose fields follow each other: a text for each field,
+/// empty for one that is not asked. Each thread asks a session of its own with these settings. The first
+/// record of the base is number `first`. Throws an `AceException` for a number of texts that is no multiple
+/// of the fields.
+SORV_API SeamBytes seam_match(const DastSession* session, const char* const* texts, int num_texts, int k,
+                              int first, int threads, AceAttach* at, AceReporter* rep);

@@ -40,15 +40,9 @@ class Words(unittest.TestCase):
             single = [(query, match.entry, match.quality) for query, text in enumerate(queries)
                       for match in self.index.find(text, 3, 120)]
             self.assertEqual([row[:3] for row in matches], single)
-        self.assertEqual(matches.rows.shape, (len(matches), 4))
-        self.assertEqual(matches.columns()[2], [row[2] for row in single])
+        self.assertEqual(list(matches.columns()["quality"]), [row[2] for row in single])
         self.assertEqual(matches[-1], matches[len(matches) - 1])
         self.assertEqual(len(self.index.match([])), 0)
-        try:
-            import numpy
-        except ImportError:
-            return
-        self.assertEqual(numpy.asarray(matches).tolist(), [list(row) for row in matches])
 
     def test_is_saved_mapped_and_pickled(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -104,8 +98,9 @@ class Kernel(unittest.TestCase):
             map.tok_len("a\0b")
         with self.assertRaises(OverflowError):
             kernel.TeraIndex().get_line(1 << 32)
-        with self.assertRaisesRegex(SorvantaError, "TeraMapConfig.set_tokens"):
+        with self.assertRaisesRegex(SorvantaError, "TeraMapConfig.set_tokens: Error in token set: .*Z-A") as caught:
             kernel.TeraMapConfig().set_tokens("Z-A")
+        self.assertEqual(caught.exception.condition, "Error in token set")
 
     def test_objects_keep_what_they_need(self):
         word = kernel.TeraWord("weber", svpie.default_map())
@@ -199,31 +194,6 @@ class Kernel(unittest.TestCase):
             self.assertEqual((folder / "out.txt").read_text(encoding="utf-8"), "Zoë\nUrs\n")
             with self.assertRaises(TypeError):
                 kernel.DamoDiff(["a"], 2)
-
-    def test_a_form_is_filled(self):
-        with tempfile.TemporaryDirectory() as folder:
-            records = pathlib.Path(folder, "people.tab")
-            records.write_text("Anna\tMeier\tBasel\nPeter\tMeyer\tBern\nJürg\tMüller\tZürich\n", encoding="utf-8")
-            fields = ["given", "surname", "city"]
-            base = kernel.DastBase(fields, folder)
-            map = svpie.default_map()
-            for field in fields:
-                base.assign_internal(field, "ADVANCED|CHANGING|FULL|ORIGINAL")
-                base.configure(field, "EDIT", map, "", "-min_value 150")
-            base.make(records)
-            base.make_all_access()
-            blocks = "".join(f"{field}\t{{\n\tBUILD_FIELD\t{field}\n}}\n" for field in fields)
-            session = kernel.DastSession(base, config=f"FIELDS\t{{\n{blocks}}}\nCOMBINATIONS\t{{\ndefault\t{{\n\tMIN_CONF\t180\n"
-                                         "\tFIXED_CONFIG\t{\n\t\tLOGIC\t(given&surname&city)\n\t}\n}\n}\n")
-            del base
-            gc.collect()
-            typed = session.update_result("surname", "Mayer")
-            self.assertEqual(sorted(typed.get_alt(i).get_rep() for i in range(typed.get_num_alts())), ["Meier", "Meyer"])
-            found = session.search(["?", "?", "?"], ["Jurg", "Muller", "Zurich"])
-            self.assertEqual(found.get_sugg(0).get_rep(), ["Jürg", "Müller", "Zürich"])
-            session.cache(found)
-            with self.assertRaises(SorvantaError):
-                found.get_num_suggs()
 
 
 if __name__ == "__main__":

@@ -20,7 +20,8 @@ A module has enumerations, classes and functions:
 
     delete
 
-"utilities" is a class without objects, which C++ does not know: its operations are all static.
+"utilities" is a class without objects, which C++ does not know: its operations are all static. "class <name> shared": several
+threads may call at once what does not end the object's parts; objects of other classes belong to one call at a time.
 
 A line at the margin starts a thing; indented ones describe it, and from "=" or "|" on they are C++: an expression for
 the result, and statements before it, in which `self` is the object, `at` an attach for the call and `rep` its
@@ -35,7 +36,8 @@ reporter. Without an expression the method of that name is called with the argum
                    the caller) and "<class>" (of the object)
 
 "@ <name> needs <name>" tells that an object must not outlive another one, where a name is an argument's, self, rep or,
-where no argument has that name, result; "@ <name> shares <name>" that it must not outlive what the other one must not outlive; "@ takes <name>" that the object of an argument belongs to the kernel from then on.
+where no argument has that name, result; "@ <name> shares <name>" that it must not outlive what the other one must not outlive; "@ takes <name>" that the object of an argument belongs to the kernel from then on. "@ long" tells that a
+call takes its time; so do all that have `rep`, and other threads of an interpreter may go on meanwhile.
 
 In C++ an argument `a` of type strings has its count beside it, `a_count`; a result of type strings is a SeamTexts, one of
 type ints a SeamNumbers, and bytes are SeamBytes.
@@ -101,6 +103,7 @@ class Operation:
     expression: str = ""
     needs: list = dataclasses.field(default_factory=list)  # (one, other, needs or shares): self, result, rep or arguments
     takes: list = dataclasses.field(default_factory=list)  # names of arguments whose objects go over
+    is_marked_long: bool = False
 
     @property
     def has_self(self):
@@ -142,6 +145,10 @@ class Operation:
         return f"seam::{self.call_name}({', '.join(given)})"
 
     @property
+    def is_long(self):
+        return self.is_marked_long or self.uses("rep")
+
+    @property
     def tcl_name(self):
         if self.kind == "new":
             return self.owner.name
@@ -158,6 +165,7 @@ class Operation:
 class Class:
     name: str
     base: str | None
+    is_shared: bool
     sentence: str = ""
 
 
@@ -229,8 +237,10 @@ class Reader:
             self.current.needs.append((words[0], words[2], words[1]))
         elif len(words) == 2 and words[0] == "takes":
             self.current.takes.append(words[1])
+        elif words == ["long"]:
+            self.current.is_marked_long = True
         else:
-            self.fail(number, f"expected: @ <name> needs|shares <name>, or @ takes <name>, found: @ {' '.join(words)}")
+            self.fail(number, f"expected: @ <name> needs|shares <name>, @ takes <name> or @ long, found: @ {' '.join(words)}")
 
     def begin(self, number, text):
         word, _, rest = text.partition(" ")
@@ -246,10 +256,10 @@ class Reader:
             self.current = Enumeration(name, values)
             self.module.enums.append(self.current)
         elif word in ("class", "utilities"):
-            found = re.fullmatch(r"(\w+)(?:\s*:\s*(\w+))?", rest)
+            found = re.fullmatch(r"(\w+)(?:\s*:\s*(\w+))?(\s+shared)?", rest)
             if not found:
-                self.fail(number, f"expected: {word} <name> [: <base>], found: {text}")
-            self.owner = self.current = Class(found[1], found[2])
+                self.fail(number, f"expected: {word} <name> [: <base>] [shared], found: {text}")
+            self.owner = self.current = Class(found[1], found[2], found[3] is not None)
             if word == "class":
                 self.module.classes.append(self.owner)
         elif word == "functions":

@@ -86,7 +86,8 @@ def function(operation):
         yield f"    {converted(index, argument)}"
     if operation.uses("rep"):
         yield f"    auto* rep = static_cast<AceReporter*>(call.object({len(operation.arguments)}, pie_class<AceReporter>(), true));"
-        yield "    if (rep == nullptr) rep = AceReporter::use_default();"
+        common = "AceReporter::use_default()" if operation.result_class else "call.default_reporter()"  # objects may keep it
+        yield f"    if (rep == nullptr) rep = {common};"
     yield "    if (call.failed()) return nullptr;"
     if operation.ends_owned:
         yield "    if (!call.end_owned(self)) return nullptr;"
@@ -95,7 +96,7 @@ def function(operation):
             yield f"    if (!call.end_owned(call.given({index}))) return nullptr;"
     value = "" if operation.result == "none" else "const auto pieValue = "
     made = operation.call("pieObject", [argument.in_cpp for argument in operation.arguments], "&call")
-    if operation.uses("rep"):  # what reports may take its time
+    if operation.is_long:
         yield f"    {value}[&] {{"
         yield "      const PieWithoutLock unlocked;"
         yield f"      return {made};"
@@ -106,7 +107,7 @@ def function(operation):
     yield f"    PyObject* const pieMade = {returned(operation)};"
     for relation in relations(operation):
         yield f"    {relation}"
-    yield "    return pieMade;"
+    yield "    return call.done(pieMade);"
     yield "  } catch (...) {"
     yield "    return call.thrown();"
     yield "  }"
@@ -167,7 +168,7 @@ def source(table):
         yield from methods(table, name, listed)
     yield ""
     yield "}  // namespace"
-    for name, _, _ in in_order(table):
+    for name, known, _ in in_order(table):
         if name not in table.classes:
             continue
         base, cast, destroy = table.parts_of(name, lambda base: f"&pie_class<{base}>()")
@@ -176,7 +177,7 @@ def source(table):
         yield ""
         yield "template <>"
         yield f"PieClass& pie_class<{name}>() {{"
-        yield f'  static PieClass theClass = {{"{name}", {base}, {cast}, {destroy}, nullptr}};'
+        yield f'  static PieClass theClass = {{"{name}", {base}, {cast}, {destroy}, {"true" if known.is_shared else "false"}, nullptr}};'
         yield "  return theClass;"
         yield "}"
     yield ""
@@ -186,11 +187,11 @@ def source(table):
     for name, known, listed in in_order(table):
         make = f"{name}_new" if any(operation.kind == "new" for operation in listed) else "nullptr"
         if name == "AceReporter":
-            make = "pie_new_reporter"
+            make = "pie_make_reporter"
         if name in table.classes:
             kind = f"&pie_class<{name}>()"
         else:
-            yield f'  static PieClass {name}_class = {{"{name}", nullptr, nullptr, nullptr, nullptr}};'
+            yield f'  static PieClass {name}_class = {{"{name}", nullptr, nullptr, nullptr, true, nullptr}};'
             kind = f"&{name}_class"
         yield f"  if (pie_add_class(module, {kind}, {name}_methods, {quote(known.sentence)}, {make}) != 0) return -1;"
     yield "  return 0;"
@@ -216,21 +217,35 @@ def stub_type(name, is_argument):
     if name.startswith("enum:"):
         return "int | str" if is_argument else "int"
     if name in ("strings", "ints") and is_argument:
-        return "Sequence[str]" if name == "strings" else "Sequence[int]"
+        return "Iterable[str]" if name == "strings" else "Iterable[int]"
     if name == "string" and is_argument:
         return "str | PathLike[str]"
     return TYPES.get(name, name)
 
 
 def stubs(table):
-    yield "from collections.abc import Sequence"
+    yield "from collections.abc import Iterable, Mapping, Sequence"
     yield "from os import PathLike"
     yield "from types import TracebackType"
     yield "from typing import Self"
     yield ""
+    yield "__version__: str"
     yield "enumerations: dict[str, dict[str, int]]"
     yield ""
-    yield "class SorvantaError(RuntimeError): ..."
+    yield "class SorvantaError(RuntimeError):"
+    yield "    condition: str"
+    yield "    detail: str"
+    yield "    reports: Sequence[str]"
+    yield ""
+    yield "class SorvantaWarning(UserWarning): ..."
+    yield ""
+    yield "def arrow_array(columns: Mapping[str, memoryview]) -> tuple[object, object]:"
+    yield '    "The capsules of an Arrow table of columns: their schema and their data."'
+    yield "    ..."
+    yield ""
+    yield "def arrow_stream(columns: Mapping[str, memoryview]) -> object:"
+    yield '    "The capsule of a stream of one Arrow table of columns."'
+    yield "    ..."
     yield ""
     yield "class Object:"
     yield "    def close(self) -> None: ..."
@@ -264,11 +279,20 @@ def stubs(table):
             yield "        ..."
 
 
+def enum_stubs(table):
+    yield "import enum"
+    for known in table.enums.values():
+        yield ""
+        yield f"class {known.name.rpartition(':')[2]}(enum.IntEnum):"
+        yield from (f"    {value}: int" for value in known.values)
+
+
 def main(folder, output):
     table = operation_table.Table(folder)
     operation_table.write(f"{output}/svpie/pie_classes.h", header(table))
     operation_table.write(f"{output}/svpie/pie_table.cpp", source(table))
     operation_table.write(f"{output}/python/svpie/kernel.pyi", stubs(table))
+    operation_table.write(f"{output}/python/svpie/enums.pyi", enum_stubs(table))
 
 
 operation_table.run(main)
