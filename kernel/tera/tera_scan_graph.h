@@ -60,6 +60,8 @@ class SORV_API TeraScanGraph : public AceMerge, public AceCheckType<TeraScanGrap
   };
   /// Stands for the graph's default origin.
   static constexpr int DEFAULT_ORIGIN = std::numeric_limits<int>::min();
+  /// Of edges that tell nobody who made them.
+  static constexpr int NO_ORIGIN = -1;
   /// Results that a graph makes have no lower minimum.
   static constexpr int LEAST_MIN_VALUE = 128;
 

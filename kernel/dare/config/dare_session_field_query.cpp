@@ -16,7 +16,6 @@
 namespace {
 
 constexpr const char* SAME_QUERY = "...";
-constexpr int ANY_ORIGIN = -1;
 
 /// The first `max` bytes, without part of a character of UTF-8.
 std::string cut_text(const char* text, std::size_t max) {
@@ -227,7 +226,7 @@ int DareSessionField::process_fs_query(DareHistory* history, AceReporter* rep) {
   if (query == nullptr) return 0;
   const DareFlexConfig& limits = fieldConf.flexConfig;
   auto* const result = new TeraResult(query, 0, std::max(limits.numSuggestions, 1), 255);
-  auto* const whole = new TeraScanGraph(result, query, ANY_ORIGIN);
+  auto* const whole = new TeraScanGraph(result, query, TeraScanGraph::NO_ORIGIN);
   int status = 0;
   for (int unit = 1; unit < get_num_units() && status == 0; ++unit)
     status = add_detected(get_unit(unit), query, whole, rep);

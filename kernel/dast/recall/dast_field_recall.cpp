@@ -20,7 +20,6 @@ namespace {
 
 constexpr int PERFECT = 255;
 constexpr std::size_t MAX_PARTS = 64;
-constexpr int ANY_ORIGIN = -1;
 
 struct Unref {
   void operator()(TeraScanGraph* graph) const { graph->decr_ref(); }
@@ -101,7 +100,7 @@ TeraScanGraph* DastBaseField::multi_parts_scan(const std::vector<std::string>& p
   if (merged->merge_by_string(static_cast<int>(found.size()), found.data()) < 0) return nullptr;
   merged->add_query(query.get(), 1);
   merged->set_next_value(std::max(merged->next_value(), next));
-  auto* graph = new TeraScanGraph(merged.get(), whole.c_str(), ANY_ORIGIN);
+  auto* graph = new TeraScanGraph(merged.get(), whole.c_str(), TeraScanGraph::NO_ORIGIN);
   static_cast<void>(merged.release());
   return graph;
 }
@@ -109,7 +108,7 @@ TeraScanGraph* DastBaseField::multi_parts_scan(const std::vector<std::string>& p
 TeraScanGraph* DastBaseField::blank_graph(const char* query) const {
   auto result = std::make_unique<TeraResult>(query, PERFECT, 1, PERFECT, nullptr);
   scan_empty_string(PERFECT, result.get());
-  auto* graph = new TeraScanGraph(result.get(), query, ANY_ORIGIN);
+  auto* graph = new TeraScanGraph(result.get(), query, TeraScanGraph::NO_ORIGIN);
   static_cast<void>(result.release());
   return graph;
 }

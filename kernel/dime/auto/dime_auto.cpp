@@ -11,6 +11,7 @@
 #include "dast/dast_magic_constructor.h"
 #include "dime/method/dime_checked_reader_internal.h"
 #include "dime/method/dime_phonetics_internal.h"
+#include "dime/method/dime_values_internal.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_scan_graph.h"
 #include "tera/tera_scan_query.h"
@@ -22,7 +23,6 @@ namespace {
 constexpr int ALIAS_BUFFER = 10000;
 constexpr int LOAD = 99;
 constexpr int NO_STRINGS = -2;
-constexpr int ANY_ORIGIN = -1;
 constexpr int NO_GLOB = TeraAutoRecall::NO_OPERATORS;
 
 const MagicConstructor<DastBaseMethod> DastBaseMethodDimeAutoMethod_constructor(
@@ -105,9 +105,7 @@ TeraScanGraph* DimeAutoMethod::lookup(const char* query, DastOptions::Call call,
   auto result = std::make_unique<TeraResult>(query, recallOpts.get_min_value(), recallOpts.get_num_cands(),
                                              recallOpts.get_max_dist(), nullptr);
   if (recall(call, result.get(), rep) < 0) return nullptr;
-  auto* graph = new TeraScanGraph(result.get(), query, ANY_ORIGIN);
-  static_cast<void>(result.release());
-  return graph;
+  return dime_graph_of(std::move(result), query);
 }
 
 int DimeAutoMethod::recall(DastOptions::Call call, TeraResult* result, AceReporter* rep) const {
@@ -138,7 +136,7 @@ int DimeAutoMethod::recall(DastOptions::Call call, TeraResult* result, AceReport
 
 TeraScanGraph* DimeAutoMethod::detect(DastOptions::Call call, const char* text) const {
   GraphRef graph(new TeraScanGraph(0, text, recallOpts.get_min_value(), recallOpts.get_num_cands(),
-                                   recallOpts.get_max_dist(), ANY_ORIGIN));
+                                   recallOpts.get_max_dist(), TeraScanGraph::NO_ORIGIN));
   const int options =
       lookup_options() | (call == DastOptions::FS_COMPLETE ? TeraAutoRecall::COMPLETE_QUERY : 0);
   const int rc = autoStruct.scan(graph.get(), TeraEval::REDUNDANT, options, recallOpts.get_max_edit(),

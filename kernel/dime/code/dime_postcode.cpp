@@ -11,6 +11,7 @@
 #include "dast/dast_field_flags.h"
 #include "dast/dast_magic_constructor.h"
 #include "dime/method/dime_checked_reader_internal.h"
+#include "dime/method/dime_values_internal.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_scan_graph.h"
 
@@ -18,7 +19,6 @@ namespace {
 
 constexpr int LOAD = 99;
 constexpr int NO_STRINGS = -2;
-constexpr int ANY_ORIGIN = -1;
 
 const MagicConstructor<DastBaseMethod> DastBaseMethodDimePostCodeMethod_constructor(
     []() -> DastBaseMethod* { return new DimePostCodeMethod; }, DimePostCodeMethod::NAME,
@@ -124,9 +124,7 @@ TeraScanGraph* DimePostCodeMethod::lookup(const char* query, DastOptions::Call c
   if (call == DastOptions::FS_DETECT || call == DastOptions::FS_COMPLETE) return detect(call, query);
   std::unique_ptr<TeraResult> result(scan(call, query, rep));
   if (result == nullptr) return nullptr;
-  auto* graph = new TeraScanGraph(result.get(), query, ANY_ORIGIN);
-  static_cast<void>(result.release());
-  return graph;
+  return dime_graph_of(std::move(result), query);
 }
 
 TeraResult* DimePostCodeMethod::scan(DastOptions::Call call, const char* query, AceReporter* rep) const {
@@ -203,7 +201,7 @@ std::unique_ptr<TeraResult> DimePostCodeMethod::reevaluate(TeraResult* result) c
 TeraScanGraph* DimePostCodeMethod::detect(DastOptions::Call call, const char* text) const {
   const AceTimeSection section("POSTCODE_METHOD_DETECT");
   std::unique_ptr<TeraScanGraph, Unref> graph(
-      new TeraScanGraph(0, text, 0, TeraResult::MAX_CANDS, TeraResult::MAX_VALUE, ANY_ORIGIN));
+      new TeraScanGraph(0, text, 0, TeraResult::MAX_CANDS, TeraResult::MAX_VALUE, TeraScanGraph::NO_ORIGIN));
   const int options = lookup_options() | TeraAutoRecall::DONT_DEDUP |
                       (call == DastOptions::FS_COMPLETE ? TeraAutoRecall::COMPLETE_QUERY : 0);
   const int rc = autoStruct.scan(graph.get(), TeraEval::MAXIMUM, options, recallOpts.get_auto_max_edit());

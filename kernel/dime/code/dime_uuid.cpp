@@ -350,7 +350,7 @@ TeraResult* DimeUuidMethod::scan(const char* query, DastOptions::Call call) cons
 
 TeraScanGraph* DimeUuidMethod::lookup(const char* query, DastOptions::Call call, AceReporter*) const {
   std::unique_ptr<TeraResult> result(scan(query, call));
-  return result != nullptr ? dime_graph_of(std::move(result), query) : nullptr;
+  return result != nullptr ? dime_resolved_graph(std::move(result), query) : nullptr;
 }
 
 TeraQuery* DimeUuidMethod::eval(DastOptions::Call call, const char* query, AceReporter*) const {

@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr int ANY_ORIGIN = -1;
 constexpr int LAST_DAY = (DimeDateText::MAX_YEAR + 1) * DimeDateText::DAYS_PER_YEAR - 1;
 constexpr int CLIFF = 256;
 constexpr int MARKS_IN_ORDER[] = {0, DimeDateText::MONTH_ONLY, DimeDateText::YEAR_ONLY};
@@ -297,7 +296,7 @@ TeraScanGraph* DimeDateMethod::lookup(const char* query, DastOptions::Call call,
   if (query == nullptr) return nullptr;
   if (call == DastOptions::FS_DETECT || call == DastOptions::FS_COMPLETE) return detect(query, rep);
   std::unique_ptr<TeraResult> result(scan(call, query, rep));
-  return result != nullptr ? dime_graph_of(std::move(result), query) : nullptr;
+  return result != nullptr ? dime_resolved_graph(std::move(result), query) : nullptr;
 }
 
 // ---------------------------------------------------------------- dates in texts
@@ -310,7 +309,7 @@ TeraScanGraph* DimeDateMethod::detect(const char* text, AceReporter* rep) const 
   };
   const DimeRecallOptions& limits = recallOpts.get_primary();
   std::unique_ptr<TeraScanGraph, Unref> graph(
-      new TeraScanGraph(0, text, limits.minValue, limits.numCands, limits.maxDist, ANY_ORIGIN));
+      new TeraScanGraph(0, text, limits.minValue, limits.numCands, limits.maxDist, TeraScanGraph::NO_ORIGIN));
   const DimeDateTransformation dateTrafo(dateFormat, &monthFinder);
   std::vector<DimeDateTransformation::Found> found;
   if (dateTrafo.detect(graph.get(), &found) < 0) return nullptr;
@@ -320,7 +319,7 @@ TeraScanGraph* DimeDateMethod::detect(const char* text, AceReporter* rep) const 
       ace_error_msg(__FILE__, __LINE__, "res = scan(DastOptions::APPROX, det_string, rep)", -1);
       return nullptr;
     }
-    graph->get_node(from)->add(new TeraScanGraph::Edge(to, result, ANY_ORIGIN, 0, 0));
+    graph->get_node(from)->add(new TeraScanGraph::Edge(to, result, TeraScanGraph::NO_ORIGIN, 0, 0));
   }
   graph->set_resolved();
   return graph.release();

@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr int ANY_ORIGIN = -1;
 /// Words of the longest date.
 constexpr int MAX_WORDS = 3;
 /// What separates words beside blanks.
@@ -43,7 +42,7 @@ int DimeDateTransformation::detect(TeraScanGraph* graph, std::vector<Found>* fou
   const TeraSplitResult split(text, TeraSplitter::BLANKS | TeraSplitter::NO_OPERATORS, nullptr, SIGNS,
                               nullptr);
   if (split.numNodes == 0) return -1;
-  graph->init(&split, ANY_ORIGIN, 0);
+  graph->init(&split, TeraScanGraph::NO_ORIGIN, 0);
   int behindDate = -1;  // the node where the last date ended
   for (int from = 0; from + 1 < split.numNodes;) {
     const int begin = split.nodePos[from].litIn;

@@ -16,7 +16,6 @@
 
 namespace {
 
-constexpr int ANY_ORIGIN = -1;
 constexpr int PERFECT = 255;
 /// Magic-free records have at least this many bytes for an expression.
 constexpr int LEAST_BYTES = 16;
@@ -188,8 +187,8 @@ TeraScanGraph* DimeRegexDetector::lookup(const char* text, DastOptions::Call cal
 /// A node at each mark, an edge for each span.
 TeraScanGraph* DimeRegexDetector::prepare_detect(const char* text, const std::vector<bool>& marks,
                                                  const HitQueue& queue) const {
-  std::unique_ptr<TeraScanGraph, Unref> graph(
-      new TeraScanGraph(TeraScanGraph::CHAR_POSITIONS, text, 0, TeraResult::MAX_CANDS, PERFECT, ANY_ORIGIN));
+  std::unique_ptr<TeraScanGraph, Unref> graph(new TeraScanGraph(
+      TeraScanGraph::CHAR_POSITIONS, text, 0, TeraResult::MAX_CANDS, PERFECT, TeraScanGraph::NO_ORIGIN));
   std::vector<int> nodes(marks.size());  // by position
   int numNodes = 0;
   for (std::size_t pos = 0; pos < marks.size(); ++pos) {
@@ -203,11 +202,11 @@ TeraScanGraph* DimeRegexDetector::prepare_detect(const char* text, const std::ve
     const std::string string(text + hit.from, text + hit.to);
     const int from = nodes[static_cast<std::size_t>(node_position(text, hit.from))];
     const int to = nodes[static_cast<std::size_t>(node_position(text, hit.to))];
-    TeraScanGraph::Edge* edge = graph->get_edge(from, to, ANY_ORIGIN, 0, 0);
+    TeraScanGraph::Edge* edge = graph->get_edge(from, to, TeraScanGraph::NO_ORIGIN, 0, 0);
     if (edge == nullptr) {
       auto result = std::make_unique<TeraResult>(string.c_str(), 0, TeraResult::MAX_CANDS, PERFECT);
       result->set_resolved();
-      edge = new TeraScanGraph::Edge(to, nullptr, ANY_ORIGIN, 0, 0);
+      edge = new TeraScanGraph::Edge(to, nullptr, TeraScanGraph::NO_ORIGIN, 0, 0);
       edge->replace_result(result.release());
       graph->get_node(from)->add(edge);
     }

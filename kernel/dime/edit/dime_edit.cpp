@@ -11,6 +11,7 @@
 #include "dast/dast_field_flags.h"
 #include "dast/dast_magic_constructor.h"
 #include "dime/method/dime_phonetics_internal.h"
+#include "dime/method/dime_values_internal.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_reader.h"
 #include "tera/tera_result.h"
@@ -25,7 +26,6 @@ constexpr int ALIAS_BUFFER = 10000;
 /// there.
 constexpr int SERVES_STRINGS = 8;
 constexpr int INDEX_OPTIONS = TeraEdit::COMPACT | TeraEdit::ALLOW_ALT;
-constexpr int ANY_ORIGIN = -1;
 
 const MagicConstructor<DastBaseMethod> DastBaseMethodDimeEditMethod_constructor(
     []() -> DastBaseMethod* { return new DimeEditMethod; }, DimeEditMethod::NAME, DimeEditMethod::MAGIC);
@@ -135,9 +135,7 @@ TeraScanGraph* DimeEditMethod::lookup(const char* query, DastOptions::Call call,
     ace_error_msg(__FILE__, __LINE__, "result = scan(mode, query, rep)", -1);
     return nullptr;
   }
-  auto* graph = new TeraScanGraph(result.get(), query, ANY_ORIGIN);
-  static_cast<void>(result.release());
-  return graph;
+  return dime_graph_of(std::move(result), query);
 }
 
 TeraResult* DimeEditMethod::scan(DastOptions::Call call, const char* query, AceReporter* rep) const {
@@ -160,13 +158,13 @@ TeraScanGraph* DimeEditMethod::detect(DastOptions::Call call, const char* text) 
   struct Unref {
     void operator()(TeraScanGraph* graph) const { graph->decr_ref(); }
   };
-  std::unique_ptr<TeraScanGraph, Unref> graph(new TeraScanGraph(0, text, recallOpts.get_min_value(call),
-                                                                recallOpts.get_num_cands(call),
-                                                                recallOpts.get_max_dist(call), ANY_ORIGIN));
+  std::unique_ptr<TeraScanGraph, Unref> graph(
+      new TeraScanGraph(0, text, recallOpts.get_min_value(call), recallOpts.get_num_cands(call),
+                        recallOpts.get_max_dist(call), TeraScanGraph::NO_ORIGIN));
   const int options = recall_options(call);
   TeraSplitResult split(text, (options & TeraEdit::NO_OPERATORS) | TeraSplitter::BLANKS,
                         editStruct.get_tera_map(), nullptr, nullptr);
-  graph->init(&split, ANY_ORIGIN, 0);
+  graph->init(&split, TeraScanGraph::NO_ORIGIN, 0);
   const int rc = editStruct.scan(graph.get(), TeraEval::REDUNDANT, options, &split,
                                  recallOpts.get_orig_weight(call), nullptr);
   if (rc >= 0) return graph.release();

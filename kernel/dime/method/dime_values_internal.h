@@ -29,13 +29,17 @@ class DimeSkippedValues {
   std::string firstSkipped;
 };
 
-/// A graph of one resolved result, with one reference for the caller.
+/// A graph of one result, with one reference for the caller.
 inline TeraScanGraph* dime_graph_of(std::unique_ptr<TeraResult> result, const char* query) {
-  constexpr int ANY_ORIGIN = -1;
-  result->set_resolved();
-  auto* graph = new TeraScanGraph(result.get(), query, ANY_ORIGIN);
+  auto* graph = new TeraScanGraph(result.get(), query, TeraScanGraph::NO_ORIGIN);
   static_cast<void>(result.release());
   return graph;
+}
+
+/// The same of a result whose candidates have their final numbers.
+inline TeraScanGraph* dime_resolved_graph(std::unique_ptr<TeraResult> result, const char* query) {
+  result->set_resolved();
+  return dime_graph_of(std::move(result), query);
 }
 
 /// Visits the positions 0 .. num - 1 that a result may want, the best first: from the ends of [first, last)

@@ -268,7 +268,7 @@ TeraScanGraph* DimeDirectMethod::lookup(const char* query, DastOptions::Call cal
   auto result =
       std::make_unique<TeraResult>(query, limits.minValue, limits.numCands, limits.maxDist, object.get());
   result->use_collection();
-  if (asked->is_empty() != 0) return dime_graph_of(std::move(result), query);
+  if (asked->is_empty() != 0) return dime_resolved_graph(std::move(result), query);
   const auto quality = [&](VInt pos) { return asked->compare_item(number_at(pos)); };
   const auto add = [&](int qual, VInt pos) {
     const IdList ids = infoHandle->get(static_cast<Large>(pos));
@@ -278,7 +278,7 @@ TeraScanGraph* DimeDirectMethod::lookup(const char* query, DastOptions::Call cal
   const VInt end = asked->get_to() == std::numeric_limits<Huge>::max() ? num_positions()
                                                                        : position_of(asked->get_to() + 1);
   dime_walk_outwards(position_of(asked->get_from()), end, num_positions(), result.get(), quality, add);
-  return dime_graph_of(std::move(result), query);
+  return dime_resolved_graph(std::move(result), query);
 }
 
 // ---------------------------------------------------------------- items

@@ -265,7 +265,7 @@ TeraScanGraph* DimeDoubleMethod::lookup(const char* query, DastOptions::Call cal
   result->use_collection();
   double from = 0;
   double to = 0;
-  if (convert(query, &from, &to) < 0) return dime_graph_of(std::move(result), query);
+  if (convert(query, &from, &to) < 0) return dime_resolved_graph(std::move(result), query);
   const EvalType type = get_eval_type(call);
   const auto quality = [&](VInt pos) { return compare(from, to, keyArray[pos], type); };
   const auto add = [&](int qual, VInt pos) {
@@ -274,7 +274,7 @@ TeraScanGraph* DimeDoubleMethod::lookup(const char* query, DastOptions::Call cal
       result->add(qual, new TeraCand(recallOpts.print(keyArray[pos], result.get()), ids.count, ids.values));
   };
   dime_walk_outwards(bin_search(from, 0), bin_search(to, 1) + 1, numKeys, result.get(), quality, add);
-  return dime_graph_of(std::move(result), query);
+  return dime_resolved_graph(std::move(result), query);
 }
 
 // ---------------------------------------------------------------- items

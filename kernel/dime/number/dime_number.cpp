@@ -248,7 +248,7 @@ TeraScanGraph* DimeNumberMethod::lookup(const char* query, DastOptions::Call cal
     return nullptr;
   }
   result->add_query(tquery.get(), 1);
-  return dime_graph_of(std::move(result), query);
+  return dime_resolved_graph(std::move(result), query);
 }
 
 int DimeNumberMethod::recall(TeraResult* result, const char* query, const DimeNumberRecallOptions& options,

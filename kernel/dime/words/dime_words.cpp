@@ -11,6 +11,7 @@
 #include "dast/dast_field_flags.h"
 #include "dast/dast_magic_constructor.h"
 #include "dime/method/dime_phonetics_internal.h"
+#include "dime/method/dime_values_internal.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_result.h"
 #include "tera/tera_scan_graph.h"
@@ -20,7 +21,6 @@
 namespace {
 
 constexpr int ALIAS_BUFFER = 10000;
-constexpr int ANY_ORIGIN = -1;
 constexpr int UNUSED_QUALITY = 190;
 constexpr int INDEX_OPTIONS = TeraMulti::MAKE_INFO | TeraMulti::MULTIPLE | TeraMulti::OPTIMIZE_HITS;
 
@@ -121,9 +121,7 @@ TeraScanGraph* DimeWordsMethod::lookup(const char* query, DastOptions::Call call
     ace_error_msg(__FILE__, __LINE__, "result = scan(mode, query, rep)", -1);
     return nullptr;
   }
-  auto* graph = new TeraScanGraph(result.get(), query, ANY_ORIGIN);
-  static_cast<void>(result.release());
-  return graph;
+  return dime_graph_of(std::move(result), query);
 }
 
 TeraResult* DimeWordsMethod::scan(DastOptions::Call call, const char* query, AceReporter* rep) const {
@@ -168,7 +166,7 @@ TeraScanGraph* DimeWordsMethod::detect(DastOptions::Call call, const char* text)
   const AceTimeSection section("WORDS_METHOD_DETECT");
   if (text == nullptr) return nullptr;
   GraphRef graph(new TeraScanGraph(0, text, recallOpts.get_min_value(call), recallOpts.get_num_cands(call),
-                                   recallOpts.get_max_dist(call), ANY_ORIGIN));
+                                   recallOpts.get_max_dist(call), TeraScanGraph::NO_ORIGIN));
   const int rc = multiStruct.multi_detect(graph.get(), recall_options(call), recallOpts.get_det_model(),
                                           recallOpts.get_single_min_qual(), recallOpts.get_single_max_edit(),
                                           recallOpts.get_orig_weight(), recallOpts.get_complete_markers(),
@@ -188,7 +186,7 @@ TeraScanGraph* DimeWordsMethod::detect_single(const char* text, DastOptions::Cal
     return nullptr;
   }
   GraphRef graph(new TeraScanGraph(0, text, recallOpts.get_min_value(call), recallOpts.get_num_cands(call),
-                                   recallOpts.get_max_dist(call), ANY_ORIGIN));
+                                   recallOpts.get_max_dist(call), TeraScanGraph::NO_ORIGIN));
   const TeraEval::Model model = is_row(call) ? recallOpts.get_eval_model(call)
                                              : TeraEval::get_default_model(recallOpts.get_eval_mode(call));
   const int rc =

@@ -11,6 +11,7 @@
 #include "tera/auto/tera_auto_look_internal.h"
 #include "tera/auto/tera_auto_request_internal.h"
 #include "tera/measure/mode_table_internal.h"
+#include "tera/result/tera_mixed_dist_internal.h"
 #include "tera/tera_standard_query.h"
 #include "tera/tera_token.h"
 #include "tera/tera_token_word.h"
@@ -33,21 +34,6 @@ void attach_query(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model
   result->add_query(query, 0);
   query->unref();
 }
-
-/// While it lives, a result keeps all that a mix with phonetic qualities can bring within its distance.
-class MixedDist {
- public:
-  MixedDist(TeraResult* result, bool is_mixed) : itsResult(result), maxDist(result->get_max_dist()) {
-    if (is_mixed) result->set_max_dist(std::min(maxDist, TeraEval::PERFECT) + TeraEval::max_phonetic_diff());
-  }
-  MixedDist(const MixedDist&) = delete;
-  MixedDist& operator=(const MixedDist&) = delete;
-  ~MixedDist() { itsResult->set_max_dist(maxDist); }
-
- private:
-  TeraResult* itsResult;
-  int maxDist;
-};
 
 }  // namespace
 

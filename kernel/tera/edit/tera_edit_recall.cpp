@@ -8,6 +8,7 @@
 #include "ace/ace_time_analysis.h"
 #include "ace/ace_tracer.h"
 #include "tera/edit/edit_request_internal.h"
+#include "tera/result/tera_mixed_dist_internal.h"
 #include "tera/tera_query_kinds.h"
 #include "tera/tera_result.h"
 #include "tera/tera_scan.h"
@@ -79,22 +80,6 @@ int give_up(TeraResult* result) {
   result->set_unreliable();
   return EditRecall::GENERAL_ERROR;
 }
-
-/// While it lives, a result keeps all that a mix with phonetic qualities can bring within its distance: a mix
-/// is at most that much below the better of the two.
-class MixedDist {
- public:
-  MixedDist(TeraResult* result, bool is_mixed) : itsResult(result), maxDist(result->get_max_dist()) {
-    if (is_mixed) result->set_max_dist(std::min(maxDist, TeraEval::PERFECT) + TeraEval::max_phonetic_diff());
-  }
-  MixedDist(const MixedDist&) = delete;
-  MixedDist& operator=(const MixedDist&) = delete;
-  ~MixedDist() { itsResult->set_max_dist(maxDist); }
-
- private:
-  TeraResult* itsResult;
-  int maxDist;
-};
 
 }  // namespace
 
