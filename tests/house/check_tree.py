@@ -27,6 +27,7 @@ LAYERS = [
     ["svcpp", "seam"],
     ["tie", "jie"],
     ["svtie", "svjava", "svpie"],
+    ["sorvanta"],  # a program, which no folder includes
 ]
 # The rooms of a folder, from the bottom. A public header belongs to the room of the source that is named like it.
 ROOMS = {
@@ -46,7 +47,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 
 
 def sources(root):
-    for top in ("kernel", "support", "interface"):
+    for top in ("kernel", "support", "interface", "programs"):
         for source in sorted((root / top).rglob("*")):
             if source.suffix in (".h", ".cpp", ".ipp"):
                 yield source, source.relative_to(root / top).parts

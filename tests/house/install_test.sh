@@ -23,3 +23,10 @@ export PKG_CONFIG_PATH="$libdir/pkgconfig"
 eval "flags=($(pkg-config --cflags --libs sorvanta))"
 c++ "$work/host/host.cpp" -o "$work/host_pc" "${flags[@]}" -Wl,-rpath,"$libdir"
 "$work/host_pc"
+
+# The tool finds its library from its own place, and brings its texts.
+printf 'name\ttown\nAnn\tBern\nBob\tBasel\n' > "$work/people.tsv"
+"$prefix/bin/sorvanta" build "$work/people.tsv" >/dev/null
+"$prefix/bin/sorvanta" find "$work/people.base" name=Anne | grep -q Bern
+grep -q 'SS find' "$prefix/share/man/man1/sorvanta.1"
+bash -n "$prefix/share/bash-completion/completions/sorvanta"

@@ -1,0 +1,113 @@
+// The command line tool: parses, runs a verb, tells what went wrong.
+#include <CLI/CLI.hpp>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <new>
+
+#include "ace/ace_attach.h"
+#include "ace/ace_exception.h"
+#include "sorvanta/tool_failure.h"
+#include "sorvanta/tool_reporter.h"
+#include "sorvanta/tool_verbs.h"
+#include "svcpp/sorvanta_reporter.h"
+
+namespace {
+
+constexpr const char* DESCRIPTION =
+    "Finds words and records in spite of typing errors: builds a base from a file of any kind, and asks it.";
+constexpr const char* FOOTER =
+    "Examples:\n"
+    "  sorvanta build people.csv                       base people.base; its settings in people.settings\n"
+    "  sorvanta find people.base surname=Mayr city=Brn\n"
+    "Exit codes: 0 something was found or done, 1 nothing was found, 2 an error, which is explained.";
+
+void declare(CLI::App* tool, Action* action) {
+  tool->name("sorvanta");
+  tool->description(DESCRIPTION);
+  tool->footer(FOOTER);
+  tool->set_help_flag("-h,--help", "Print this help");
+  tool->set_version_flag("--version", SORVANTA_VERSION, "Print the version");
+  tool->require_subcommand(1);
+  declare_build(tool, action);
+  declare_find(tool, action);
+}
+
+std::vector<std::string> verb_names(const CLI::App& tool) {
+  std::vector<std::string> names;
+  for (const CLI::App* verb : tool.get_subcommands(nullptr)) names.push_back(verb->get_name());
+  return names;
+}
+
+/// What is wrong with the command line, in a sentence that helps.
+std::string explain(const CLI::App& tool, const CLI::ParseError& error, const std::string& first) {
+  const auto chosen = tool.get_subcommands();
+  if (chosen.empty() && !first.empty() && first[0] != '-') return refusal("verb", first, verb_names(tool));
+  if (chosen.empty() && first.empty())
+    return "which verb? There are " + listed(verb_names(tool)) + "; `sorvanta --help` explains them";
+  const CLI::App& verb = chosen.empty() ? tool : *chosen.front();
+  const std::vector<std::string> rest = verb.remaining(true);
+  if (rest.empty()) return std::string(error.what());
+  std::vector<std::string> names;
+  for (const CLI::Option* option : verb.get_options())
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  return rest.front()[0] == '-' ? refusal("option", rest.front(), names)
+                                : "'" + printable(rest.front()) + "' is one argument too many";
+}
+
+int fail(const CLI::App& tool, const std::string& text) {
+  ToolReporter::get().end();
+  const auto chosen = tool.get_subcommands();
+  const std::string verb = chosen.empty() ? "" : " " + chosen.front()->get_name();
+  std::fprintf(stderr, "sorvanta%s: %s\n", verb.c_str(), text.c_str());
+  if (const std::string more = ToolReporter::get().take_messages(); !more.empty())
+    std::fprintf(stderr, "%s\n", more.c_str());
+  return BROKEN;
+}
+
+/// Stops exceptions.
+int run(const CLI::App& tool, const Action& action) {
+  try {
+    const int code = action();
+    Output::check(stdout, "standard output");
+    ToolReporter::get().end();
+    return code;
+  } catch (const AceException& failure) {
+    AceAttach at;
+    const char* const text = failure.what(&at);
+    return fail(tool, text != nullptr ? printable(text) : "failed");
+  } catch (const std::bad_alloc&) {
+    return fail(tool, "there is not enough memory");
+  } catch (const std::exception& failure) {
+    return fail(tool, failure.what());
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_DFL);  // who reads us may stop, whatever our parent ignores
+  std::setlocale(LC_CTYPE, "C.UTF-8");
+  sv_init();
+  ToolReporter::get();
+  CLI::App tool;
+  Action action;
+  declare(&tool, &action);
+  const std::string first = argc > 1 ? argv[1] : "";
+  if (first == "--man" || first == "--completion") {
+    action = [&] {
+      return std::fputs((first == "--man" ? manual_page(tool) : bash_completion(tool)).c_str(), stdout),
+             FOUND;
+    };
+    return run(tool, action);
+  }
+  try {
+    tool.parse(argc, argv);
+  } catch (const CLI::Success& help) {
+    return run(tool, [&] { return tool.exit(help); });
+  } catch (const CLI::ParseError& error) {
+    return fail(tool, explain(tool, error, first));
+  }
+  ToolReporter::get().show_progress();
+  return run(tool, action);
+}

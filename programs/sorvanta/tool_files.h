@@ -1,0 +1,21 @@
+/// Files as the tool looks at them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// At most `most` bytes from the start. Throws a `Failure` with the system's reason.
+std::string file_start(const std::string& name, std::size_t most);
+/// Writes a file aside and puts it in place. Throws a `Failure` with the system's reason.
+void write_file(const std::string& name, std::string_view text);
+bool has_file(const std::string& name);
+/// Which file, and how it is now: device, inode, size and time. "" when there is none.
+std::string file_stamp(const std::string& name);
+/// The file's size; 0 when there is none.
+double file_size(const std::string& name);
+/// "folder/people.csv" to "folder/people".
+std::string without_ending(const std::string& name);
+/// A name, in the folder of another file unless it is absolute.
+std::string beside(const std::string& file, const std::string& name);
+/// A digest that tells texts apart.
+std::string text_sum(const std::string& text);

@@ -1,0 +1,160 @@
+#include "sorvanta/tool_form_query.h"
+
+#include <algorithm>
+
+#include "sorvanta/tool_failure.h"
+#include "sorvanta/tool_reporter.h"
+#include "tera/tera_cand.h"
+#include "tera/tera_result.h"
+#include "tera/tera_word.h"
+
+namespace {
+
+constexpr int PERFECT = 255;
+constexpr int WORD_QUALITY = 150;
+constexpr Large MOST_LINES = 5;  // of a word, shown
+constexpr int OWN_WEIGHT = 50;
+constexpr const char* NOT_ASKED = "-";
+constexpr const char* FREE = "+";
+constexpr int FREE_QUALITY = 200;         // of a value that is found in a text
+constexpr int FREE_RECORD_QUALITY = 100;  // words may belong to another field
+
+const char* reason_name(int reason) {
+  switch (reason) {
+    case TeraEval::MISSING_PREFIX:
+      return "beginning missing";
+    case TeraEval::EXTRA_PREFIX:
+      return "more in front";
+    case TeraEval::MISSING_SUFFIX:
+      return "end missing";
+    case TeraEval::EXTRA_SUFFIX:
+      return "more behind";
+    case TeraEval::VARIATION:
+      return "variation";
+    case TeraEval::TYPING_ERROR:
+      return "typing error";
+    case TeraEval::CAPITALIZATION:
+      return "capitals";
+    case TeraEval::WORD_REORDER:
+      return "order of words";
+    default:
+      return "abbreviation";
+  }
+}
+
+const char* text_or_empty(const char* text) {
+  return text != nullptr ? text : "";
+}
+
+}  // namespace
+
+FormQuery::FormQuery(Target* target, const QueryLimits& limits)
+    : askedTarget(target), queryLimits(limits), session(target->make_session()) {
+  texts.resize(target->get_fields().size());
+}
+
+void FormQuery::set(std::size_t field, const std::string& text) {
+  texts[field] = text;
+}
+
+void FormQuery::set_free(const std::string& text) {
+  freeText = text;
+}
+
+bool FormQuery::has_values_in(std::size_t field, const std::string& text) {
+  std::vector<const char*> modes(texts.size(), NOT_ASKED), queries(texts.size(), nullptr);
+  modes[field] = FREE;
+  queries[field] = text.c_str();
+  session.set_globals(nullptr, nullptr, FREE_QUALITY, -1, 1);
+  SorvantaSessionResult result;
+  return session.search(&result, static_cast<int>(texts.size()), modes.data(), queries.data(), 1) > 0 &&
+         result.get_num_suggs() > 0;
+}
+
+std::vector<OutputColumn> FormQuery::columns(const Target& target) {
+  std::vector<OutputColumn> columns{{"quality", true}, {"record", true}};
+  if (target.has_rules()) columns.push_back({"decision", false});
+  for (const TargetField& field : target.get_fields())
+    if (field.isShown) columns.push_back({field.name, false});
+  columns.push_back({"reason", false});
+  return columns;
+}
+
+std::vector<Output::Row> FormQuery::ask() {
+  std::vector<const char*> modes, queries;
+  const char asked[] = {queryLimits.mode, '\0'};
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    const bool isFree = texts[i].empty() && !freeText.empty() && has_values_in(i, freeText);
+    const std::string& text = isFree ? freeText : texts[i];
+    modes.push_back(text.empty() ? NOT_ASKED : isFree ? FREE : asked);
+    queries.push_back(text.empty() ? nullptr : text.c_str());
+  }
+  if (std::all_of(modes.begin(), modes.end(), [](const char* mode) { return mode == NOT_ASKED; })) return {};
+  const auto count = static_cast<int>(texts.size());
+  const bool isLoose = !freeText.empty() && queryLimits.quality < 0;
+  session.set_globals(nullptr, nullptr, isLoose ? FREE_RECORD_QUALITY : queryLimits.quality, -1,
+                      queryLimits.number);
+  SorvantaSessionResult result;
+  const int found = askedTarget->has_rules()
+                        ? session.assess(&result, count, modes.data(), queries.data())
+                        : session.search(&result, count, modes.data(), queries.data(), queryLimits.number);
+  if (found < 0) throw Failure("the query cannot be answered");
+  std::vector<Output::Row> rows;
+  SorvantaSuggestion record(&result);
+  for (; record.get_idx() >= 0 && static_cast<int>(rows.size()) < queryLimits.number; record.go_next()) {
+    Output::Row row{std::to_string(record.get_quality()), std::to_string(record.get_idx())};
+    if (askedTarget->has_rules()) row.emplace_back(text_or_empty(result.get_category_name()));
+    for (std::size_t i = 0; i < texts.size(); ++i)
+      if (askedTarget->get_fields()[i].isShown) row.emplace_back(text_or_empty(record[static_cast<int>(i)]));
+    const std::string why = askedTarget->has_rules() ? text_or_empty(result.get_reason()) : "";
+    row.push_back((why.empty() ? "" : why + "; ") + reason(record));
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+/// "surname 208, city 92"; "exact" where every field that is asked is perfect.
+std::string FormQuery::reason(const SorvantaSuggestion& record) const {
+  std::string text;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    const int quality = record.get_field_quality(static_cast<int>(i));
+    const TargetField& field = askedTarget->get_fields()[i];
+    const bool isAsked = !texts[i].empty() || (!freeText.empty() && quality > 0);
+    if (!isAsked || !field.isShown || quality < 0 || quality == PERFECT) continue;
+    text += (text.empty() ? "" : ", ") + field.name + " " + std::to_string(quality);
+  }
+  return text.empty() && record.get_quality() == PERFECT ? "exact" : text;
+}
+
+// ---------------------------------------------------------------- words
+
+std::vector<OutputColumn> word_columns() {
+  return {{"quality", true}, {"word", false}, {"lines", false}, {"reason", false}};
+}
+
+std::vector<Output::Row> ask_words(const TeraEdit& index, const std::string& query,
+                                   const QueryLimits& limits) {
+  TeraResult result(query.c_str(), limits.quality >= 0 ? limits.quality : WORD_QUALITY, limits.number,
+                    TeraResult::MAX_VALUE);
+  if (index.recall(&result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, 0, TeraEdit::TRANSPOSE, OWN_WEIGHT,
+                   &ToolReporter::get()) < 0)
+    throw Failure("'" + printable(query) + "' cannot be looked up");
+  result.high_first();
+  TeraWord word(query.c_str(), index.get_tera_map(), true);
+  std::vector<Output::Row> rows;
+  result.find_any([&](int quality, const TeraCand* cand) {
+    TeraWordResult how;
+    word.localize(cand->represent(), nullptr, TeraEdit::TRANSPOSE, &how);
+    std::string reasons, lines;
+    for (int reason = 0; reason < TeraEval::ABBREVIATION; ++reason)
+      if ((how.reasonFlags >> reason & 1) != 0)
+        reasons += (reasons.empty() ? "" : ", ") + std::string(reason_name(reason));
+    for (Large i = 0; i < std::min(cand->get_num_infos(), MOST_LINES); ++i)
+      lines += (i > 0 ? " " : "") + std::to_string(cand->get_info(i));
+    if (cand->get_num_infos() > MOST_LINES) lines += " ...";
+    rows.push_back(
+        {std::to_string(quality), cand->represent(), lines, quality == PERFECT ? "exact" : reasons});
+    return static_cast<int>(rows.size()) == limits.number;
+  });
+  return rows;
+}

@@ -1,0 +1,45 @@
+/// A query of a base, and its answer as rows.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "sorvanta/tool_output.h"
+#include "sorvanta/tool_target.h"
+
+struct QueryLimits {
+  char mode = '?';
+  int quality = -1;  // -1: as the base has it
+  int number = 10;
+};
+
+/// Asks one session; belongs to one thread.
+class FormQuery {
+ public:
+  FormQuery(Target* target, const QueryLimits& limits);
+
+  /// Sets what a field is asked; an empty text is not asked.
+  void set(std::size_t field, const std::string& text);
+  /// Asks the fields that have values like words of the text, each by those: a free search. An empty text:
+  /// no longer.
+  void set_free(const std::string& text);
+  /// The records found, best first, as rows of `columns`; none when nothing is asked.
+  std::vector<Output::Row> ask();
+
+  static std::vector<OutputColumn> columns(const Target& target);
+
+ private:
+  bool has_values_in(std::size_t field, const std::string& text);
+  std::string reason(const SorvantaSuggestion& record) const;
+
+  const Target* askedTarget;
+  QueryLimits queryLimits;
+  SorvantaSession session;
+  std::vector<std::string> texts;
+  std::string freeText;
+};
+
+/// The words that a query finds in an index, as rows of quality, word, lines and reason.
+std::vector<Output::Row> ask_words(const TeraEdit& index, const std::string& query,
+                                   const QueryLimits& limits);
+std::vector<OutputColumn> word_columns();

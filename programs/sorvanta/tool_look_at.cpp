@@ -1,0 +1,258 @@
+// What an unknown file is: its kind by its first bytes, its columns and values.
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <string_view>
+
+#include "ace/ace_attach.h"
+#include "damo/damo_json.h"
+#include "damo/damo_xml.h"
+#include "sorvanta/tool_failure.h"
+#include "sorvanta/tool_files.h"
+#include "sorvanta/tool_source.h"
+#include "tera/tera_utf.h"
+
+namespace {
+
+constexpr std::size_t START = 256 << 10;
+constexpr std::size_t MOST_LINES = 200;  // of which separators are counted
+constexpr std::string_view SEPARATORS = "\t;,|";
+constexpr double ENOUGH = 0.8;  // of the lines have the same number of separators
+constexpr int JSON_SAMPLE = 1000;
+
+/// Whether the text is UTF-8, up to a character that its end may have cut.
+bool is_utf8(const std::string& text) {
+  for (std::size_t pos = 0; pos < text.size();) {
+    int uni = 0;
+    const int size = TeraUtf::decode(&uni, text.c_str() + pos);
+    if (size < 1) return text.size() - pos < static_cast<std::size_t>(TeraUtf::MAX_SIZE);
+    pos += static_cast<std::size_t>(size);
+  }
+  return true;
+}
+
+std::vector<std::string> first_lines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (std::size_t pos = 0; pos < text.size() && lines.size() < MOST_LINES;) {
+    const std::size_t end = text.find('\n', pos);
+    if (end == std::string::npos && text.size() >= START && !lines.empty()) break;  // cut
+    const std::string line = text.substr(pos, end - pos);
+    if (line.find_first_not_of(" \r\t") != std::string::npos) lines.push_back(line);
+    pos = end == std::string::npos ? text.size() : end + 1;
+  }
+  return lines;
+}
+
+/// How often the separator stands outside of quotes; -1 where a quoted field goes on behind the line.
+int count_separators(const std::string& line, char separator) {
+  int count = 0;
+  bool isQuoted = false;
+  for (const char c : line) {
+    if (c == '"') isQuoted = !isQuoted;
+    if (c == separator && !isQuoted) ++count;
+  }
+  return isQuoted ? -1 : count;
+}
+
+/// The separator that most lines have equally often; 0 for none.
+char find_separator(const std::vector<std::string>& lines) {
+  char best = '\0';
+  double bestPart = ENOUGH;
+  for (const char separator : SEPARATORS) {
+    std::map<int, int> counts;
+    for (const std::string& line : lines) ++counts[count_separators(line, separator)];
+    int whole = static_cast<int>(lines.size()) - counts[-1];
+    for (const auto& [count, number] : counts) {
+      const double part = static_cast<double>(number) / std::max(whole, 1);
+      if (count < 1 || part < bestPart || (part == bestPart && best != '\0')) continue;
+      best = separator;
+      bestPart = part;
+    }
+  }
+  return best;
+}
+
+bool looks_like_a_value(const std::string& text) {
+  return text.empty() || text.find('@') != std::string::npos ||
+         std::count_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }) * 2 >=
+             static_cast<long>(text.size());
+}
+
+/// The first record has names: none is empty, a number or an address, each is there once, and none comes
+/// again in its column.
+bool has_header(const std::vector<std::vector<std::string>>& records) {
+  if (records.size() < 2) return false;
+  const std::vector<std::string>& first = records[0];
+  for (std::size_t i = 0; i < first.size(); ++i) {
+    if (looks_like_a_value(first[i])) return false;
+    if (std::count(first.begin(), first.end(), first[i]) > 1) return false;
+    for (std::size_t k = 1; k < records.size(); ++k)
+      if (i < records[k].size() && records[k][i] == first[i]) return false;
+  }
+  return first.size() > 1;
+}
+
+void read_records(SourceSample* sample) {
+  const auto decoder = make_decoder(sample->source.encoding);
+  std::vector<const char*> paths;
+  for (const std::string& column : sample->columns) paths.push_back(column.c_str());
+  const auto input = open_source(sample->source, paths);
+  VInt line = 0;
+  while (sample->records.size() < SourceSample::MOST_RECORDS) {
+    const int bytes = input->read_line(&line, 0);
+    if (bytes == DamoInput::REJECTED) continue;
+    if (bytes < 0) break;
+    AceAttach at;
+    const char** fields = nullptr;
+    const int count = input->get_fields(&fields, &at);
+    std::vector<std::string> record;
+    for (int i = 0; i < count; ++i) {
+      const char* const text = fields[i] != nullptr ? fields[i] : "";
+      record.emplace_back(decoder != nullptr ? decoder->code(text, &at) : text);
+    }
+    sample->records.push_back(std::move(record));
+  }
+}
+
+void look_at_lines(const std::string& start, SourceSample* sample) {
+  const std::vector<std::string> lines = first_lines(start);
+  const char separator = find_separator(lines);
+  const bool isQuoted = start.find('"') != std::string::npos;
+  sample->source.kind = separator == '\t' && !isQuoted ? "tsv" : "csv";
+  sample->source.separator = separator;
+  if (separator == '\0') {  // single words: nothing is quoted
+    sample->source.kind = "tsv";
+    sample->source.separator = '\t';
+  }
+  read_records(sample);
+  sample->source.hasHeader = has_header(sample->records);
+  if (sample->records.empty()) return;
+  const std::vector<std::string> first = sample->records[0];
+  for (std::size_t i = 0; i < first.size(); ++i)
+    sample->columns.push_back(sample->source.hasHeader ? first[i] : std::to_string(i + 1));
+  if (sample->source.hasHeader) sample->records.erase(sample->records.begin());
+}
+
+/// A node of a structure that has values.
+struct Leaf {
+  std::vector<std::string> keys;  // from the root's children on
+};
+
+std::vector<Leaf> leaves_of(const std::vector<JsonOutput>& nodes) {
+  std::vector<Leaf> leaves;
+  std::vector<std::string> keys;
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    keys.resize(static_cast<std::size_t>(std::max(nodes[i].nodeDepth - 1, 0)));
+    if (nodes[i].nodeDepth > 0) keys.emplace_back(nodes[i].nodeKey);
+    if (i + 1 == nodes.size() || nodes[i + 1].nodeDepth <= nodes[i].nodeDepth) leaves.push_back({keys});
+  }
+  return leaves;
+}
+
+template <class Join>
+std::string joined(const std::vector<std::string>& keys, std::size_t from, std::size_t to, Join join) {
+  std::string path;
+  for (std::size_t i = from; i < to; ++i) path = join(path, keys[i]);
+  return path;
+}
+
+std::string json_step(const std::string& path, const std::string& key) {
+  return path.empty() ? key : path + "." + key;
+}
+
+/// The list with the most values below it has the records.
+void look_at_json(const std::vector<JsonOutput>& nodes, SourceSample* sample) {
+  const std::vector<Leaf> leaves = leaves_of(nodes);
+  std::map<std::string, std::vector<std::string>> lists;
+  for (const Leaf& leaf : leaves) {
+    std::size_t list = 0;  // keys up to the first list
+    while (list < leaf.keys.size() && !leaf.keys[list].ends_with(DamoJsonBase::ELEMENTS)) ++list;
+    const bool isList = list + 1 < leaf.keys.size();
+    const std::size_t from = isList ? list + 1 : 0;
+    std::string path = isList ? joined(leaf.keys, 0, from, json_step) : "@";
+    if (path == DamoJsonBase::ELEMENTS) path = "@";
+    lists[path].push_back(joined(leaf.keys, from, leaf.keys.size(), json_step));
+  }
+  for (auto& [path, columns] : lists)
+    if (columns.size() > sample->columns.size()) {
+      sample->source.records = path;
+      sample->columns = columns;
+    }
+}
+
+/// The element below the document's that has the most values.
+void look_at_xml(SourceSample* sample) {
+  DamoXml xml(sample->source.file.c_str());
+  xml.init();
+  const std::string spaces = xml.get_namespaces();
+  for (std::size_t pos = 0; pos < spaces.size();) {
+    const std::size_t end = std::min(spaces.find('\n', pos), spaces.size());
+    const std::size_t gap = spaces.find('\t', pos);
+    if (gap < end) {
+      sample->source.namespaces.push_back(spaces.substr(pos, gap - pos));
+      sample->source.namespaces.push_back(spaces.substr(gap + 1, end - gap - 1));
+    }
+    pos = end + 1;
+  }
+  std::map<std::string, std::vector<std::string>> elements;
+  for (const Leaf& leaf : leaves_of(xml.get_structure(nullptr, 0))) {
+    std::vector<std::string> keys = leaf.keys;
+    const bool isText = !keys.empty() && keys.back() == DamoXml::CONTENT;
+    if (isText) keys.pop_back();
+    const std::size_t depth = std::min<std::size_t>(2, keys.size());
+    std::string column = joined(keys, depth, keys.size(), json_step);
+    std::replace(column.begin(), column.end(), '.', '/');
+    elements["/" + joined(keys, 0, depth,
+                          [](const std::string& path, const std::string& key) {
+                            return path.empty() ? key : path + "/" + key;
+                          })]
+        .push_back(column.empty() ? "." : column);
+  }
+  for (auto& [path, columns] : elements)
+    if (columns.size() > sample->columns.size()) {
+      sample->source.records = path;
+      sample->columns = columns;
+    }
+}
+
+}  // namespace
+
+SourceSample look_at(const std::string& file) {
+  const std::string start = file_start(file, START);
+  const auto fail = [&](const char* found) {
+    throw Failure(printable(file) + ": expected records, found " + found);
+  };
+  if (start.empty()) fail("an empty file");
+  if (start.starts_with("\xFF\xFE") || start.starts_with("\xFE\xFF"))
+    fail("UTF-16; `iconv -f UTF-16 -t UTF-8` makes UTF-8 of it");
+  if (start.find('\0') != std::string::npos) fail("a file that is no text");
+  SourceSample sample;
+  sample.source.file = file;
+  if (!is_utf8(start)) sample.source.encoding = "cp1252";
+  const std::size_t first = start.find_first_not_of(" \t\r\n\xEF\xBB\xBF");
+  if (first == std::string::npos) fail("nothing but blanks");
+  const std::vector<std::string> lines = first_lines(start);
+  if (start[first] == '<') {
+    sample.source.kind = "xml";
+    look_at_xml(&sample);
+    read_records(&sample);
+  } else if (DamoJsonLines documents; start[first] == '{' && lines.size() > 1 &&
+                                      documents.parse_line(lines[0].c_str()) == 0 &&
+                                      documents.parse_line(lines[1].c_str()) == 0) {
+    sample.source.kind = "jsonl";
+    documents.init(file.c_str(), JSON_SAMPLE);
+    look_at_json(documents.get_structure(), &sample);
+    sample.source.records.clear();
+    read_records(&sample);
+  } else if (start[first] == '{' || start[first] == '[') {
+    sample.source.kind = "json";
+    DamoJson document;
+    document.init(file.c_str());
+    look_at_json(document.get_structure(), &sample);
+    read_records(&sample);
+  } else {
+    look_at_lines(start, &sample);
+  }
+  if (sample.columns.empty() || sample.records.empty()) fail("none");
+  return sample;
+}

@@ -1,0 +1,291 @@
+"""The command line tool, driven as a user drives it. SORVANTA_TOOL names the program."""
+import json
+import os
+import pathlib
+import random
+import signal
+import subprocess
+import tempfile
+import time
+import unittest
+
+TOOL = os.environ["SORVANTA_TOOL"]
+VERBS = ["build", "find"]
+PEOPLE = """Given name;Surname;Street;City;Born
+Pierre;Moulin;Nicolas Street;Mirovice;1985-04-03
+Ann;Mayer;Bahnhofstrasse;Bern;1990-12-31
+Jürgen;Weber;"Am Markt; 3";Köln;1971-01-02
+Kylie;Frost;Bush Station;Leuvenheim;1966-07-14
+"""
+FOUND, NOTHING, BROKEN = 0, 1, 2
+
+
+class ToolTest(unittest.TestCase):
+    def setUp(self):
+        self.temp = tempfile.TemporaryDirectory()
+        self.addCleanup(self.temp.cleanup)
+        self.folder = pathlib.Path(self.temp.name)
+
+    def run_tool(self, *arguments, **options):
+        return subprocess.run([TOOL, *map(str, arguments)], cwd=self.folder, capture_output=True, timeout=100,
+                              encoding="utf-8", **options)
+
+    def write(self, name, text):
+        (self.folder / name).write_bytes(text if isinstance(text, bytes) else text.encode())
+        return name
+
+    def expect(self, code, *arguments):
+        done = self.run_tool(*arguments)
+        self.assertEqual(done.returncode, code, f"{arguments}\n{done.stdout}\n{done.stderr}")
+        return done
+
+    def refuse(self, arguments, *parts):
+        """Code 2 and a message on standard error that has all of the parts."""
+        done = self.expect(BROKEN, *arguments)
+        for part in parts:
+            self.assertIn(part, done.stderr)
+        self.assertTrue(done.stderr.startswith("sorvanta"), done.stderr)
+        return done
+
+    def people(self):
+        self.write("people.csv", PEOPLE)
+        self.expect(FOUND, "build", "people.csv")
+
+    def rows(self, *arguments):
+        return [json.loads(line) for line in self.expect(FOUND, *arguments, "-o", "json").stdout.splitlines()]
+
+
+class Help(ToolTest):
+    def test_every_verb_has_help_a_place_in_the_manual_and_completion(self):
+        manual, completion = self.expect(FOUND, "--man").stdout, self.expect(FOUND, "--completion").stdout
+        overview = self.expect(FOUND, "--help").stdout
+        for verb in VERBS:
+            shown = self.expect(FOUND, verb, "--help").stdout
+            self.assertIn("Usage: sorvanta " + verb, shown)
+            self.assertIn("Example", shown)
+            self.assertIn(verb, overview)
+            self.assertIn(f".SS {verb}\n", manual)
+            self.assertIn(f"    {verb})", completion)
+        self.assertEqual(subprocess.run(["bash", "-n"], input=completion, encoding="utf-8").returncode, 0)
+        completed = subprocess.run(["bash", "-c", completion + "COMP_WORDS=(sorvanta fi); COMP_CWORD=1; _sorvanta; "
+                                    "echo ${COMPREPLY[@]}"], capture_output=True, encoding="utf-8").stdout
+        self.assertEqual(completed, "find\n")
+
+    def test_wrong_use_is_told_with_what_was_meant(self):
+        self.refuse([], "which verb", "find")
+        self.refuse(["fnd"], "'fnd' is no verb; did you mean find?")
+        self.refuse(["find"], "BASE")
+        self.refuse(["find", "x", "--numbr", "3"], "'--numbr' is no option; did you mean --number?")
+        self.refuse(["find", "x", "y", "-n", "0"], "--number", "1 to 100000")
+        self.refuse(["find", "x", "y", "-o", "jsn"], "jsn", "json")
+        self.refuse(["build", "a", "b"], "one argument too many")
+
+    def test_standard_output_that_cannot_be_written(self):
+        self.people()
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            done = subprocess.run([TOOL, "find", "people.base", "surname=Mayer"], cwd=self.folder, stdout=full,
+                                  stderr=subprocess.PIPE, encoding="utf-8", timeout=100)
+        self.assertEqual(done.returncode, BROKEN)
+        self.assertIn("No space left on device", done.stderr)
+        for arguments in (["--help"], ["--man"], ["find", "people.base", "surname=Mayer"]):
+            reader, writer = os.pipe()
+            os.close(reader)
+            done = subprocess.run([TOOL, *arguments], cwd=self.folder, stdout=writer, stderr=subprocess.PIPE, timeout=100)
+            os.close(writer)
+            self.assertEqual((done.returncode, done.stderr), (-signal.SIGPIPE, b""), arguments)
+
+
+class Build(ToolTest):
+    def test_a_stranger_with_a_csv_file(self):
+        self.write("people.csv", PEOPLE)
+        said = self.expect(FOUND, "build", "people.csv").stdout
+        self.assertIn("settings: people.settings, proposed", said)
+        command = said.splitlines()[-1].split("sorvanta ")[1].split()  # the example that it gives
+        self.assertIn("Pierre", self.expect(FOUND, *command).stdout)
+
+    def test_nothing_is_done_where_nothing_has_changed(self):
+        self.people()
+        base = self.folder / "people.base"
+        before = base.stat().st_ino
+        self.assertIn("nothing has changed", self.expect(FOUND, "build", "people.csv").stdout)
+        self.assertEqual(base.stat().st_ino, before)
+        self.write("people.csv", PEOPLE + "Zoe;Lindt;Weg;Linz;2000-01-01\n")
+        self.assertIn("records:  people.records, 5", self.expect(FOUND, "build", "people.csv").stdout)
+        settings = (self.folder / "people.settings").read_text()
+        self.write("people.settings", settings.replace("weight 80", "weight 10"))
+        said = self.expect(FOUND, "build", "people.settings").stdout
+        self.assertNotIn("records:", said)  # these have not changed
+        self.assertNotIn("nothing has changed", said)
+
+    def test_sources_of_all_kinds_become_the_same_base(self):
+        people = [("Ann", "Bern"), ("Jürgen", "Köln"), ("Zoe", "Linz")]
+        files = {
+            "p.tsv": "name\ttown\n" + "".join(f"{n}\t{t}\n" for n, t in people),
+            "p.csv": "name,town\n" + "".join(f'"{n}",{t}\n' for n, t in people),
+            "p.json": json.dumps({"list": [{"name": n, "town": t} for n, t in people]}),
+            "p.jsonl": "".join(json.dumps({"name": n, "town": t}) + "\n" for n, t in people),
+            "p.xml": "<all>" + "".join(f"<p><name>{n}</name><town>{t}</town></p>" for n, t in people) + "</all>",
+            "p.latin": ("name;town\n" + "".join(f"{n};{t}\n" for n, t in people)).encode("cp1252"),
+        }
+        for name, text in files.items():
+            with self.subTest(name):
+                for old in self.folder.iterdir():
+                    old.unlink()
+                self.write(name, text)
+                self.expect(FOUND, "build", name)
+                found = self.rows("find", "p.base", "town=Koeln")
+                self.assertEqual([(row["name"], row["town"]) for row in found], [("Jürgen", "Köln")])
+
+    def test_bad_records_are_kept_with_their_reasons(self):
+        self.write("people.csv", PEOPLE + "only;two\n")
+        said = self.expect(FOUND, "build", "people.csv").stdout
+        self.assertIn("people.records.rejected, 1", said)
+        self.assertIn("2 fields instead of 5", (self.folder / "people.records.rejected.reasons").read_text())
+
+    def test_settings_that_are_wrong_are_told_by_line(self):
+        self.people()
+        settings = (self.folder / "people.settings").read_text()
+        lines = {"separator ;": ("sepparator ;", "4: 'sepparator' is no keyword of the settings; did you mean separator?"),
+                 "header 1": ("header 2", "6: header: expected a number from 0 to 1, found '2'"),
+                 "kind csv": ("kind cvs", "3: 'cvs' is no kind of source; did you mean csv?"),
+                 "encoding utf-8": ("encoding utf-9", "'utf-9' is no encoding; did you mean utf-8?"),
+                 "column City": ("column Citi", "36: field city: 'Citi' is no column of the source; did you mean City?"),
+                 "method DATE": ("method DAET", "42: field born: 'DAET' is no method; did you mean DATE?"),
+                 "weight 80": ("weight 300", "47: weight: expected a number from 0 to 255, found '300'"),
+                 "people.csv": ("missing.csv", "missing.csv"),
+                 "}\n}": ("}\n}\n}", "'}' closes nothing"),
+                 "fields {": ("fields {\n a {", "is not closed")}
+        for right, (wrong, message) in lines.items():
+            with self.subTest(wrong):
+                self.assertIn(right, settings)
+                self.write("wrong.settings", settings.replace(right, wrong, 1))
+                self.refuse(["build", "wrong.settings"], message)
+
+    def test_hostile_files_are_refused(self):
+        noise = random.Random(7).randbytes(5000)
+        files = {"empty.csv": b"", "blank.csv": b"\n \n\t\n", "noise.csv": noise, "noise.settings": noise,
+                 "nul.csv": b"a;b\nc\0;d\n", "nul.settings": b"source a\0b\n", "wide.csv": "a;b\n".encode("utf-16"),
+                 "deep.settings": b"a {\n" * 1000, "long.settings": b"source " + b"x" * (2 << 20),
+                 "broken.json": b'{"a": [{"b": "c"', "broken.xml": b"<a><b>c</b>", "open.csv": b'a;b\n"c;d\n' * 3}
+        for name, content in files.items():
+            with self.subTest(name):
+                self.write(name, content)
+                self.refuse(["build", name])
+        self.refuse(["build", "."], "Is a directory")
+        self.refuse(["build", "nowhere.csv"], "No such file")
+        self.write("one_line.csv", b"x" * (3 << 20) + b"\n")
+        self.assertIn(self.run_tool("build", "one_line.csv").returncode, (FOUND, BROKEN))
+
+    def test_names_that_drive_terminals_are_not_passed_on(self):
+        self.write("evil\x1b[2J.csv", "")
+        self.assertNotIn("\x1b", self.refuse(["build", "evil\x1b[2J.csv"]).stderr)
+
+
+class Find(ToolTest):
+    def test_records_by_fields_and_by_words(self):
+        self.people()
+        best = self.rows("find", "people.base", "surname=Moulan", "city=Mirovitse")[0]
+        self.assertEqual((best["given_name"], best["record"]), ("Pierre", 1))
+        self.assertRegex(best["reason"], r"^surname \d+, city \d+$")
+        self.assertEqual(self.rows("find", "people.base", "Weber", "Koln")[0]["record"], 3)
+        self.assertEqual(self.rows("find", "people.base", "city=Bern")[0]["reason"], "exact")
+        self.assertEqual(self.rows("find", "people.base", "-m", "beginning", "surname=Fro")[0]["record"], 4)
+        self.expect(NOTHING, "find", "people.base", "surname=Qqqqqqq")
+        self.expect(NOTHING, "find", "people.base", "surname=Moulan", "-m", "exact")
+        self.expect(NOTHING, "find", "people.base", "surname=")
+
+    def test_tables_and_tsv_have_what_json_has(self):
+        self.people()
+        lines = self.expect(FOUND, "find", "people.base", "surname=Mayr", "-o", "tsv").stdout.splitlines()
+        row = self.rows("find", "people.base", "surname=Mayr")[0]
+        self.assertEqual(dict(zip(*(line.split("\t") for line in lines))), {k: str(v) for k, v in row.items()})
+        table = self.expect(FOUND, "find", "people.base", "surname=Mayr").stdout.splitlines()
+        self.assertEqual(table[1].split(), " ".join(map(str, row.values())).split())
+
+    def test_words_of_an_index(self):
+        self.write("cities.txt", "München\nMünster\nZürich\nMinden\nMünster\n")
+        self.expect(FOUND, "build", "cities.txt")
+        self.assertEqual(self.rows("find", "cities.edit", "munhcen"),
+                         [{"quality": 218, "word": "München", "lines": "1", "reason": "order of words"}])
+        self.assertEqual(self.rows("find", "cities.edit", "Münster")[0]["lines"], "2 5")
+
+    def test_wrong_questions(self):
+        self.people()
+        self.refuse(["find", "people.base", "surnme=x"], "'surnme' is no field of the base; did you mean surname?")
+        self.refuse(["find", "people.base"], "surname")
+        self.refuse(["find", "people.csv", "x"], "expected a base")
+        self.refuse(["find", "people.base", "x", "--from", "people.csv"], "found both")
+        image = (self.folder / "people.base").read_bytes()
+        for size in (0, 4, 8, 100, len(image) // 2, len(image) - 9):
+            self.write("cut.base", image[:size])
+            self.refuse(["find", "cut.base", "surname=x"], "cut.base")
+
+    def test_an_ldb_file_with_rules_decides(self):
+        self.people()
+        self.write("p.ses", "RULE_FILE\tp.rules\nFIELDS\t{\nsurname\t{\nBUILD_FIELD\tsurname\n}\n}\nCOMBINATIONS\t{\n"
+                   "default\t{\nMIN_CONF\t150\nFIXED_CONFIG\t{\nLOGIC\t(surname)\n}\n}\n}\n")
+        self.write("p.rules", '<KVConfiguration svversion="90.0"><rules><rule name="clear"><input>default()</input>'
+                   '<acceptance class="record_min_qual">235</acceptance><relation>it is clear</relation>'
+                   '<decision>MATCH</decision></rule></rules></KVConfiguration>')
+        self.write("p.ldb", "main_svd\tpeople.base\nses\tp.ses\n")
+        row = self.rows("find", "p.ldb", "surname=Mayer")[0]
+        self.assertEqual((row["decision"], row["surname"]), ("MATCH", "Mayer"))
+        self.write("p.ldb", "main_svd\tpeople.base\nsess\tp.ses\n")
+        self.refuse(["find", "p.ldb", "surname=x"], "sess")
+
+
+class FindFile(ToolTest):
+    NAMES = ["Mayer", "Weber", "Schmidt", "Moulin", "Frost", "Huber", "Lindqvist", "Iwanowa", "Dubois", "Papadopoulou"]
+
+    def setUp(self):
+        super().setUp()
+        chance = random.Random(11)
+        people = [(chance.choice(self.NAMES) + str(i % 40), f"{chance.choice(self.NAMES)}stadt") for i in range(300)]
+        self.write("people.csv", "surname;city\n" + "".join(f"{n};{c}\n" for n, c in people))
+        self.expect(FOUND, "build", "people.csv")
+        self.queries = [(n[:2] + n[3:], c) for n, c in people] + [("Xxxxxxxx", "")]
+        self.write("queries.tsv", "City\tSurname\tid\n" + "".join(f"{c}\t{n}\t{i}\n" for i, (n, c) in enumerate(self.queries)))
+
+    def test_each_record_gets_the_answer_that_it_gets_alone(self):
+        rows = self.rows("find", "people.base", "--from", "queries.tsv", "--threads", "2")
+        self.assertEqual([row["line"] for row in rows], list(range(2, len(self.queries) + 2)))
+        self.assertEqual((rows[-1]["quality"], rows[-1]["reason"]), (None, "nothing found"))
+        for i in range(0, 300, 60):
+            name, city = self.queries[i]
+            alone = self.rows("find", "people.base", f"surname={name}", f"city={city}", "-n", "1")[0]
+            self.assertEqual(rows[i], {"line": i + 2, **alone})
+
+    def test_a_run_that_is_killed_goes_on(self):
+        name, city = self.queries[0]
+        self.write("many.tsv", "surname\tcity\n" + f"{name}\t{city}\n" * 30000)
+        asked = ["find", "people.base", "--from", "many.tsv", "--threads", "1", "-o", "tsv"]
+        killed = subprocess.Popen([TOOL, *asked, "--to", "out.tsv"], cwd=self.folder)
+        resume = self.folder / "out.tsv.resume"
+        while not resume.exists() and killed.poll() is None:
+            time.sleep(0.005)
+        killed.kill()
+        killed.wait()
+        self.assertFalse((self.folder / "out.tsv").exists())
+        done = int(resume.read_text().split()[1])
+        self.assertGreater(done, 0)
+        with open(self.folder / "out.tsv.part", "a", encoding="utf-8") as part:
+            part.write("half a li")  # what was written behind the last note
+        marked = (self.folder / "out.tsv.part").read_text().replace("stadt", "sta*t", 1)
+        self.write("out.tsv.part", marked)  # stays, if nothing is asked again
+        self.expect(FOUND, *asked, "--to", "out.tsv")
+        lines = (self.folder / "out.tsv").read_text().splitlines()
+        self.assertEqual([line.split("\t")[0] for line in lines[1:]], [str(i) for i in range(2, 30002)])
+        self.assertEqual(lines[1][1:].replace("sta*t", "stadt"), lines[2][1:])
+        self.assertIn("sta*t", lines[1])
+        self.assertFalse(resume.exists())
+
+    def test_columns_by_name(self):
+        self.write("q.csv", "who,where\nMayer0,Bern\nMayer1,Bern\n")
+        self.refuse(["find", "people.base", "--from", "q.csv"], "expected columns named like the fields surname, city")
+        self.refuse(["find", "people.base", "--from", "q.csv", "--column", "surname=woh"], "did you mean who?")
+        rows = self.rows("find", "people.base", "--from", "q.csv", "--column", "surname=who", "-n", "1")
+        self.assertEqual([row["line"] for row in rows], [2, 3])
+
+
+if __name__ == "__main__":
+    unittest.main()
