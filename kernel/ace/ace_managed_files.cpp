@@ -18,19 +18,23 @@ AceManagedFiles& AceManagedFiles::instance() {
 int AceManagedFiles::add_file(const char* runtime_path, const char* access_name) {
   if (is_blank(runtime_path) || is_blank(access_name)) return -1;
   AceManagedFiles& files = instance();
+  const std::scoped_lock lock(files.fileMutex);
   files.fileSet[access_name] = files.memAt.attach(runtime_path);
   return 0;
 }
 
 const char* AceManagedFiles::get_file(const char* access_name) {
   if (is_blank(access_name)) return nullptr;
-  const AceManagedFiles& files = instance();
+  AceManagedFiles& files = instance();
+  const std::scoped_lock lock(files.fileMutex);
   if (files.localDirMode != 0) return AceFile::exists(access_name) != 0 ? access_name : nullptr;
   return files.fileSet.search(access_name);
 }
 
 int AceManagedFiles::set_local_mode(int mode) {
-  return instance().localDirMode = mode;
+  AceManagedFiles& files = instance();
+  const std::scoped_lock lock(files.fileMutex);
+  return files.localDirMode = mode;
 }
 
 int ace_add_managed_file(const char* runtime_path, const char* access_name) {

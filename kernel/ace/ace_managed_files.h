@@ -1,7 +1,9 @@
 /// Managed files: logical names of files, and the paths under which they are found at run time.
 ///
-/// Thread safety: none; the registry is filled while a host loads its data, before sessions run.
+/// Thread safety: any thread may call; paths that were given out stay.
 #pragma once
+
+#include <mutex>
 
 #include "ace/ace_attach.h"
 #include "ace/ace_str_avl.h"
@@ -26,6 +28,7 @@ class SORV_API AceManagedFiles {
   AceManagedFiles() = default;
   static AceManagedFiles& instance();
 
+  std::mutex fileMutex;
   AceAttach memAt;                           // the copies of the paths
   StrAvlTree<const char*> fileSet{nullptr};  // from access name to path
   int localDirMode = 1;

@@ -278,7 +278,7 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   int look_up_silently(DareSessionField* field);
   std::vector<DareSessionField*> selected_fields() const;
   int reselect(const std::vector<DareSessionField*>& order, GrandMask fields);
-  void apply_deletion();
+  void apply_default_context();
   void update_status(int event);
   int field_status(const DareSessionField* field) const;
   void count_records(DareSessionField* field) const;
@@ -304,6 +304,7 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   int prepare_eval_fields(const DareLogicConfig* logic, const DareFixedConfig* config, EvalFields* fields);
   int get_preselect(const DareFixedConfig* config, DastInfoList* list, AceAttach* at) const;
   const char* control_text() const;
+  int effective_logic(const char* control, DareLogicConfig* logic) const;
   int weight_of(int field, const DareFixedConfig* config) const;
 
   DastResult* history_walk(int back, int suggest);
@@ -312,6 +313,8 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   std::unique_ptr<DareSessionConfig> sesConfig;
   DareSessionGlobals sesGlobals;
   DastContext tContext;
+  AceAttach hostAttach;
+  const DastInfoList* hostContext = nullptr;  // the default context that was set; null: all records
   DareHistory tHistory;
   ResultPtr currentResult;
   struct SortKey {

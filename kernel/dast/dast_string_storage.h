@@ -3,8 +3,8 @@
 ///     kind      where a string is                                        what is given back
 ///     EMPTY     nowhere                                                  null
 ///     ARRAY     in a `TeraIndex`, line id                                the string as it was
-///     NUMERIC   in an `AceBits`, as a number below 2^63                  its decimal digits, without leading
-///     zeros INDEX     in the field's method (`DastBaseMethod::show`)           the string as it was
+///     NUMERIC   in an `AceBits`, as a number below 2^63                  its decimal digits
+///     INDEX     in the field's method (`DastBaseMethod::show`)           the string as it was
 ///
 /// In a NUMERIC storage the largest element stands for no number: the string is empty. The array of an
 /// ADVANCED field is sorted, so that ids are found: by the collation (ARRAY), strings that are equal there by
@@ -66,7 +66,7 @@ class SORV_API DastStringStorage {
   int compare(const char* a, const char* b, int prefix) const;
   /// The number of an id in a NUMERIC storage; -1 without number, and in other kinds.
   VInt get_count_weight(Large id) const;
-  /// That of the array, else the order of bytes.
+  /// That of the array, else the one that was set, else the order of bytes.
   const TeraCollation* get_collation() const;
 
   Type get_type() const { return storageType; }
@@ -76,6 +76,9 @@ class SORV_API DastStringStorage {
   TeraIndex* get_array() { return stringArray.get(); }
   /// Binds an INDEX storage to the method it reads from.
   void bind(const DastBaseMethod* method) { indexMethod = method; }
+  /// The order of strings that are not kept here, which is not in the record; null or "": of bytes. Returns
+  /// 0; -1 for an unknown one.
+  int set_collation(const char* name);
 
   /// The number that a text is: digits only, below 2^63. False for all else.
   static bool parse_number(const char* text, VUint* value);
@@ -98,5 +101,6 @@ class SORV_API DastStringStorage {
   std::unique_ptr<TeraIndex> stringArray;
   std::unique_ptr<AceBits> numericArray;
   const DastBaseMethod* indexMethod = nullptr;
+  std::unique_ptr<TeraCollation, GiveBack> ownCollation;
   TeraAscii defCollation{"ascii"};
 };

@@ -295,6 +295,15 @@ TEST(DastSession, MultiFieldCommands) {
   for (int i = 0; i < scored.get_num_suggs(); ++i) scored.get_sugg(i)->repObj->set_quality(1);
   EXPECT_EQ(session.reevaluate(&query, "default", &scored), 150);
   EXPECT_EQ(text_of(&scored), text_of(searched.get()));
+  // Under a control text, as under the combination's logic.
+  DareMultiQuery controlled(query);
+  controlled.set_mode(NUM_FIELDS, DastOptions::APPROX);
+  controlled.set_query(NUM_FIELDS, "(f0|f3)");
+  const Result other(session.search(&controlled, -1));
+  DastResult again(other.get(), 0, 100);
+  EXPECT_EQ(session.reevaluate(&controlled, "default", &again), 150);
+  EXPECT_EQ(text_of(&again), text_of(other.get()));
+  EXPECT_NE(text_of(&again), text_of(searched.get()));
   const DareMultiQuery wrong(2);
   EXPECT_EQ(Result(session.search(&wrong, -1))->get_num_suggs(), 0);
   EXPECT_EQ(session.multi_select(&wrong), -1);
@@ -339,6 +348,17 @@ TEST(DastSession, StatesThatMeet) {
   EXPECT_EQ(session.get_context()->get_size(), selected);
   EXPECT_EQ(session.update("f0", "", DastOptions::APPROX, 0), 0);
   EXPECT_EQ(session.get_context()->get_size(), -1);
+  // Of a default context deleted records go, however late they are known.
+  const Large some[] = {1, 2, 3};
+  const DastInfoList context(3, some, false);
+  session.set_default_context(&context);
+  const DastInfoList second(1, &some[1], nullptr);
+  ASSERT_EQ(DastBase::dump_delset(&second, fixture.folder.file("deleted").c_str(), AceReporter::null()), 0);
+  ASSERT_EQ(session.load_delset(fixture.folder.file("deleted").c_str()), 0);
+  EXPECT_EQ(session.get_context()->get_size(), 2);
+  EXPECT_FALSE(session.get_context()->has(2));
+  session.set_default_context(nullptr);
+  EXPECT_EQ(session.get_context()->get_size(), static_cast<int>(fixture.table.records.size()) - 1);
   EXPECT_EQ(Result(session.result())->get_field_status(0)->matchStatus, DastStatus::EMPTY);
   // A configuration that breaks off behind its combinations makes no session.
   DastSession broken(fixture.base.get(), false);

@@ -373,6 +373,21 @@ TEST_F(DastCountTest, groups_are_labelled_by_what_they_hold) {
       (std::vector<Shown>{{"arbon-bern", 4}, {"bern-c", 1}, {"ch>", 2}, {"<ba-b>", 4}, {"\xC3\x96sch", 1}}));
 }
 
+TEST_F(DastCountTest, groups_follow_the_collation_wherever_strings_are) {
+  Options options;
+  options.limit = "2-33|100-1000";
+  for (const char* type : {"ADVANCED|CHANGING|FULL|ORIGINAL", "ADVANCED|CHANGING|FULL|INDEXED"}) {
+    make_base({.name = "f", .type = type, .collation = "numeric_en"},
+              {"1000", "9", "100", "2", "33", "10", "2000"});
+    const std::vector<Shown> expected{{"2-33", 4}, {"100-1000", 2}};
+    EXPECT_EQ(count(options, 5), expected) << type;
+    ASSERT_GE(itsBase->dump(itsFolder.file("image").c_str(), AceReporter::null()), 0);
+    itsBase = std::make_unique<DastBase>();
+    ASSERT_GE(itsBase->load(itsFolder.file("image").c_str(), 1, AceReporter::null()), 0);
+    EXPECT_EQ(count(options, 5), expected) << type << ", read";
+  }
+}
+
 TEST_F(DastCountTest, few_values_and_small_groups_stay_single_and_large_fields_collapse) {
   const FieldPlan plan{.name = "f", .type = "ADVANCED|CHANGING|FULL|NUMERIC"};
   make_base(plan, {"1", "2", "3"});

@@ -41,7 +41,8 @@ void DastSession::init_context() {
   commandTimer.set_full_run_time(sesConfig->get_run_time());
   tContext.set_max_record(get_base()->get_num_records());
   if (is_usable()) tContext.add_logic(sesConfig->get_default_combination()->fixedConfig.get_boolean_logic());
-  apply_deletion();
+  tContext.clear_default_context();
+  apply_default_context();
 }
 
 AceReporter* DastSession::rep() const {

@@ -68,20 +68,19 @@ int DastSession::query_fields(const std::vector<DareSessionField*>& fields) {
 
 // ---------------------------------------------------------------- context
 
-void DastSession::apply_deletion() {
+/// The default context: the host's, without the deleted records.
+void DastSession::apply_default_context() {
   const DastInfoList* const deleted = sesConfig->get_deletion();
-  if (deleted == nullptr) return tContext.clear_default_context();
+  if (deleted == nullptr) return tContext.set_default_context(hostContext);
   AceAttach at;
   tContext.set_default_context(DastInfoList::invert(deleted, get_base()->get_num_records(), &at));
+  tContext.refine_default_context(hostContext);
 }
 
 void DastSession::set_default_context(const DastInfoList* list) {
-  if (sesConfig->get_deletion() != nullptr) {
-    apply_deletion();
-    tContext.refine_default_context(list);
-  } else {
-    tContext.set_default_context(list);
-  }
+  hostAttach.release();
+  hostContext = list != nullptr ? new (&hostAttach) DastInfoList(*list, &hostAttach) : nullptr;
+  apply_default_context();
   currentResult.reset();
   update_status(CHANGED);
 }
@@ -91,7 +90,7 @@ int DastSession::load_delset(const char* filename) {
   const DastInfoList* const deleted = get_base()->load_delset(filename, &at, rep());
   if (deleted == nullptr) return -1;
   sesConfig->set_deletion(deleted);
-  apply_deletion();
+  apply_default_context();
   currentResult.reset();
   update_status(CHANGED);
   return 0;

@@ -38,6 +38,11 @@ const char* DastSession::control_text() const {
   return nullptr;
 }
 
+/// A combination's logic gives way to a control text that is not empty.
+int DastSession::effective_logic(const char* control, DareLogicConfig* logic) const {
+  return control != nullptr && *control != '\0' ? logic->parse(control, true, rep()) : 0;
+}
+
 /// The records that a combination's context query leaves of the context. Returns 0 when neither restricts.
 int DastSession::get_preselect(const DareFixedConfig* config, DastInfoList* list, AceAttach* at) const {
   const DastInfoList* const current = tContext.get_current();
@@ -111,7 +116,7 @@ TeraResult* DastSession::fixedform(const DareFixedConfig* config, const char* co
   const int is_restricted = get_preselect(config, &context, &at);
   if (is_restricted < 0) return nullptr;
   DareLogicConfig logic(config->get_boolean_logic());
-  if (control != nullptr && *control != '\0' && logic.parse(control, true, rep()) < 0) return nullptr;
+  if (effective_logic(control, &logic) < 0) return nullptr;
   if (prepare_eval_fields(&logic, config, fields) < 0) {
     ace_error_msg(__FILE__, __LINE__, "num_fields = prepare_eval_fields(logic, fields, fixed_config, rep)",
                   -1);
@@ -227,10 +232,11 @@ int DastSession::reevaluate(const DareMultiQuery* query, const char* combination
   TeraResult unused(nullptr, minimum, 1, 255);
   EvalFields fields(sesConfig->get_num_fields());
   const HistorySleep sleep(&tHistory);
-  const int status = prepare_eval_fields(config.get_boolean_logic(), &config, &fields);
-  if (status < 0) return -1;
-  DareEvaluate evaluator(&unused, static_cast<int>(fields.units.size()), fields.units.data(),
-                         config.get_boolean_logic(), 0, nullptr, fields.filters, false);
+  DareLogicConfig logic(config.get_boolean_logic());
+  if (effective_logic(control_text(), &logic) < 0 || prepare_eval_fields(&logic, &config, &fields) < 0)
+    return -1;
+  DareEvaluate evaluator(&unused, static_cast<int>(fields.units.size()), fields.units.data(), &logic, 0,
+                         nullptr, fields.filters, false);
   const bool can_score = evaluator.init_scores() == 0;
   for (int i = 0; i < result->get_num_suggs(); ++i) {
     DastSuggestion* const suggestion = result->get_sugg(i);

@@ -452,6 +452,9 @@ VInt DastBaseField::read_maps(AceFile* file, int present) {
     stringStorage = std::make_unique<DastStringStorage>();
     if (const VInt rc = stringStorage->read(file, baseMethod.get()); rc < 0)
       return ace_error(__FILE__, __LINE__, "stringStorage->read(file)", static_cast<int>(rc), 0, -1);
+    if (stringStorage->get_type() == DastStringStorage::INDEX &&
+        stringStorage->set_collation(get_collation_name()) < 0)
+      return refuse(file, "its collation is unknown");
   }
   if (has(INFO_MAP)) {
     drop_info_map();

@@ -144,7 +144,7 @@ Large DastStringStorage::get_id(const char* string, int prefix, int) const {
 int DastStringStorage::compare(const char* a, const char* b, int prefix) const {
   if (a == nullptr || b == nullptr) return (a != nullptr) - (b != nullptr);
   if (storageType == ARRAY && stringArray->get_collation() != nullptr) return stringArray->cmp(a, b, prefix);
-  if (storageType != NUMERIC) return defCollation.compare_sort(a, b, prefix);
+  if (storageType != NUMERIC) return get_collation()->compare_sort(a, b, prefix);
   VUint first = 0;
   VUint second = 0;
   const bool isFirst = parse_number(a, &first);
@@ -161,7 +161,14 @@ VInt DastStringStorage::get_count_weight(Large id) const {
 
 const TeraCollation* DastStringStorage::get_collation() const {
   const TeraCollation* collation = stringArray != nullptr ? stringArray->get_collation() : nullptr;
+  if (collation == nullptr) collation = ownCollation.get();
   return collation != nullptr ? collation : &defCollation;
+}
+
+int DastStringStorage::set_collation(const char* name) {
+  const bool isNamed = name != nullptr && *name != '\0';
+  ownCollation.reset(isNamed ? TeraCollation::factory(name) : nullptr);
+  return isNamed && ownCollation == nullptr ? -1 : 0;
 }
 
 VInt DastStringStorage::save(AceFile* file) const {

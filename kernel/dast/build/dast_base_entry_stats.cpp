@@ -319,9 +319,11 @@ int DastBaseEntryStats::Field::terminate(DastInfoMap* shared, AceReporter* rep) 
   if (intervalArray != nullptr) make_info_map(shared);
   const int rc = itsField->is_basic() ? terminate_basic() : terminate_advanced();
   if (rc < 0) return rc;
-  if (has(Flags::IN_INDEX_STORAGE))
+  if (has(Flags::IN_INDEX_STORAGE)) {
     itsField->stringStorage =
         std::make_unique<DastStringStorage>(itsField->get_method(), itsField->allBaseIDs - 1);
+    itsField->stringStorage->set_collation(itsField->get_collation_name());
+  }
   warn_of_unique_values(rep);
   if (fieldWriter.close() == 1 && has(Flags::HAS_INDEX))
     rep->print_conf_opt(
