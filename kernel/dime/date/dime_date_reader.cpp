@@ -99,29 +99,64 @@ bool Pieces::add(const char* digits, std::size_t length) {
   return true;
 }
 
-/// An empty part stands between two of . / - and before the first.
+/// Bytes of a hyphen or dash that is no ASCII character: U+2010 to U+2013, U+2212.
+std::size_t dash_length(const char* text) {
+  for (const char* dash : {"\u2010", "\u2011", "\u2012", "\u2013", "\u2212"})
+    if (std::strncmp(text, dash, 3) == 0) return 3;
+  return 0;
+}
+
+/// Whether a text is a time of day to its end: 12:30, T12:30:59.9Z, 12:30+01:00.
+bool is_time(const char* text) {
+  const auto two_digits = [&text] {
+    const bool isFound = is_digit(text[0]) && is_digit(text[1]);
+    if (isFound) text += 2;
+    return isFound;
+  };
+  while (*text == ' ') ++text;
+  if (*text == 'T' || *text == 't') ++text;
+  if (!two_digits() || *text != ':') return false;
+  for (int i = 0; i < 2 && *text == ':'; ++i)
+    if (++text; !two_digits()) return false;
+  if (*text == '.' || *text == ',')
+    for (++text; is_digit(*text);) ++text;
+  if (*text == 'Z' || *text == 'z') {
+    ++text;
+  } else if (*text == '+' || *text == '-') {
+    ++text;
+    if (!two_digits()) return false;
+    if (*text == ':') ++text;
+    if (*text != '\0' && !two_digits()) return false;
+  }
+  while (*text == ' ') ++text;
+  return *text == '\0';
+}
+
+/// An empty part stands between two of . / - and before the first. A time of day behind a date does not count.
 bool Pieces::scan(const char* text, bool wildcards) {
   bool isEmpty = true;  // nothing since the last sign
   const auto is_part = [wildcards](char c) { return is_digit(c) || (wildcards && c == '?'); };
   while (*text == ' ') ++text;
   while (*text != '\0') {
     const char* const start = text;
+    const std::size_t dash = dash_length(text);
+    if ((count > 0 || unseparated != nullptr) && is_time(text)) return true;
     if (is_part(*text)) {
       while (is_part(*text)) ++text;
       if (!add(start, static_cast<std::size_t>(text - start))) return false;
       text += ending_length(text);
       isEmpty = false;
-    } else if (is_letter(*text)) {
-      while (is_letter(*text)) ++text;
+    } else if (is_letter(*text) && dash == 0) {
+      while (is_letter(*text) && dash_length(text) == 0) ++text;
       if (name != nullptr || unseparated != nullptr) return false;
       name = start;
       nameLength = static_cast<std::size_t>(text - start);
       namePlace = count;
       isEmpty = false;
-    } else if (std::strchr("./-", *text) != nullptr) {
+    } else if (dash > 0 || std::strchr("./-", *text) != nullptr) {
       if (isEmpty && !add(text, 0)) return false;
       isEmpty = true;
-      ++text;
+      text += std::max(dash, std::size_t{1});
       while (*text == ' ' || *text == ',') isEmpty = false, ++text;
     } else if (*text == ' ' || *text == ',') {
       ++text;
