@@ -116,11 +116,18 @@ TEST(DimeDateText, formats_are_printed_as_documented) {
 TEST(DimeDateText, texts_are_read_in_the_order_of_the_format) {
   const int april = Text::make_time(3, 4, 1985);
   const int march = Text::make_time(4, 3, 1985);
-  for (const char* text :
-       {"3.4.1985", "3/4/85", "03-04-1985", "3 4 1985", "3, 4, 1985", "03041985", "1985-04-03", "1985/4/3",
-        "3. April 1985", "3rd April 1985", "April 3rd, 1985", "3 apr 85", "3 Apirl 1985", "3 APRIL 1985",
-        "3.Apr.1985", "Aprril 3 1985", " 3. 4. 1985 ", "3\u20134\u20111985", "3.April\u20131985", "1985-04-03T12:30:59",
-        "1985-04-03T12:30Z", "1985-04-03 12:30:59.123+01:00", "03041985T07:05", "3. April 1985 23:59 "})
+  for (const char* text : {"3.4.1985",          "3/4/85",
+                           "03-04-1985",        "3 4 1985",
+                           "3, 4, 1985",        "03041985",
+                           "1985-04-03",        "1985/4/3",
+                           "3. April 1985",     "3rd April 1985",
+                           "April 3rd, 1985",   "3 apr 85",
+                           "3 Apirl 1985",      "3 APRIL 1985",
+                           "3.Apr.1985",        "Aprril 3 1985",
+                           " 3. 4. 1985 ",      "3\u20134\u20111985",
+                           "3.April\u20131985", "1985-04-03T12:30:59",
+                           "1985-04-03T12:30Z", "1985-04-03 12:30:59.123+01:00",
+                           "03041985T07:05",    "3. April 1985 23:59 "})
     EXPECT_EQ(read(text, Text::SHORT_DE), april) << text;
   EXPECT_EQ(read("3/4/1985", Text::SHORT_US), march);
   EXPECT_EQ(read("04031985", Text::SHORT_US), april);
