@@ -33,6 +33,34 @@ SORV_API void heap_text(unsigned long value, char* buffer, std::size_t size);
 SORV_API void heap_text(double value, char* buffer, std::size_t size);
 SORV_API void heap_text(const volatile void* value, char* buffer, std::size_t size);
 
+/// Moves the element at `pos` up to where the one above it is not greater.
+template <class T, class Compare>
+constexpr void heap_rise(T* heap, Large pos, Compare compare) {
+  const T value = heap[pos];
+  while (pos > 0) {
+    const Large above = (pos - 1) / 2;
+    if (compare(heap[above], value) <= 0) break;
+    heap[pos] = heap[above];
+    pos = above;
+  }
+  heap[pos] = value;
+}
+
+/// Moves the element at `pos`, of `count`, down to where none below it is smaller.
+template <class T, class Compare>
+constexpr void heap_sink(T* heap, Large pos, Large count, Compare compare) {
+  if (count < 2) return;
+  const T value = heap[pos];
+  while (pos < count / 2) {  // there is an element below
+    Large below = 2 * pos + 1;
+    if (below + 1 < count && compare(heap[below], heap[below + 1]) > 0) ++below;
+    if (compare(value, heap[below]) <= 0) break;
+    heap[pos] = heap[below];
+    pos = below;
+  }
+  heap[pos] = value;
+}
+
 template <class T>
 class DynHeap : public AceAttach, public DynStack<T> {
  public:
@@ -151,29 +179,11 @@ int DynHeap<T>::write(AceReporter* rep) const {
 
 template <class T>
 void DynHeap<T>::rise(Large pos) {
-  T* heap = this->elemArray;
-  const T value = heap[pos];
-  while (pos > 0) {
-    const Large above = (pos - 1) / 2;
-    if (cmp(heap[above], value) <= 0) break;
-    heap[pos] = heap[above];
-    pos = above;
-  }
-  heap[pos] = value;
+  heap_rise(this->elemArray, pos, cmp);
 }
 
 /// Within the first `count` elements.
 template <class T>
 void DynHeap<T>::sink(Large pos, Large count) {
-  if (count < 2) return;
-  T* heap = this->elemArray;
-  const T value = heap[pos];
-  while (pos < count / 2) {  // there is an element below
-    Large below = 2 * pos + 1;
-    if (below + 1 < count && cmp(heap[below], heap[below + 1]) > 0) ++below;
-    if (cmp(value, heap[below]) <= 0) break;
-    heap[pos] = heap[below];
-    pos = below;
-  }
-  heap[pos] = value;
+  heap_sink(this->elemArray, pos, count, cmp);
 }

@@ -205,6 +205,16 @@ void HuffmanTree::clean() {
   codeLength = nullptr;
 }
 
+void HuffmanTree::borrow(std::span<const Tiny> help, std::span<const Bit> info, int width, int num_codes) {
+  clean();
+  helpArray = help.data();
+  infoArray = info.data();
+  codeDepth = width;
+  accessMask = static_cast<int>(table_size(width)) - 1;
+  arraySize = static_cast<int>(help.size());
+  numCodes = num_codes;
+}
+
 /// The entries of all tables that hang on the part of a table below `item`.
 VInt HuffmanTree::measure(const HuffmanItem* item, int level, int width) const {
   if (item->is_leaf()) return 0;

@@ -36,6 +36,7 @@
 /// Comm. ACM 7(3), 1964.
 #pragma once
 
+#include <span>
 #include <vector>
 
 #include "ace/ace_attach.h"
@@ -134,6 +135,9 @@ class SORV_API HuffmanTree {
   /// code, when one would take more than `MAX_CODE_BITS`.
   VInt make(HuffmanStat* stat);
   void clean();
+  /// Becomes the code of tables that live as long as it does; see above, the first of `width` bits. They must
+  /// be complete.
+  void borrow(std::span<const Tiny> help, std::span<const Bit> info, int width, int num_codes);
 
   // Encoding.
 

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "ace/ace_attach.h"
+#include "ace/ace_bit_stream.h"
 #include "ace/ace_huffman.h"
 #include "tera/tera_token_values.h"
 
@@ -63,6 +64,24 @@ class SORV_API TeraModule {
   /// Writes the first `words` 64-bit words; zeros for what the column does not have. Returns 0; -1, with
   /// zeros from there on, when the stream does not hold that many.
   int decompress(VBit* out, int words) const;
+  /// Reads a column from its start on, as far as it is asked for. The column must outlive it.
+  class Reader {
+   public:
+    explicit Reader(const TeraModule& module);
+    /// The next words, as `decompress` gives them.
+    int read(VBit* out, int words);
+
+   private:
+    friend class TeraModule;
+    template <class Use>
+    int each(int words, Use use);
+
+    const TeraModule& itsModule;
+    BitSource source;
+    int numRead = 0;  // 32-bit words
+    int numEscaped = 0;
+  };
+
   /// The 64-bit words from `from` on, in `at`. A stream is decoded up to there.
   const VBit* get(int from, int words, AceAttach* at) const;
 
@@ -78,16 +97,13 @@ class SORV_API TeraModule {
   /// for what is not a payload.
   VInt read(AceFile* file, int words);
 
-  /// The code of a type. Made once per process, at the first call of any thread.
+  /// The code of a type, with its encoding index. Made once per process, at the first call of any thread.
   static HuffmanTree* build_comp_trees(int type);
 
  private:
   static constexpr int WORD_BYTES = 4;
 
   static VInt coded_bits(int type, const Bit* words, int num);
-  template <class Use>
-  int decode(int words, Use use) const;
-
   int streamLen = 0;
   const Token* bitStream = nullptr;
   int numWords = 0;

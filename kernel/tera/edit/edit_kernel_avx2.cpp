@@ -23,4 +23,4 @@ struct ByteLanes32 : ByteLanesBase<32> {
 
 }  // namespace
 
-const EditKernel EDIT_KERNEL_AVX2 = {scan_blocks<BitLanes256>, check_groups<ByteLanes32>};
+const EditKernel EDIT_KERNEL_AVX2 = {scan_blocks<BitLanes256>, check_groups<ByteLanes32, BitLanes256>};

@@ -22,4 +22,4 @@ struct ByteLanes32 : ByteLanesBase<32> {
 
 }  // namespace
 
-const EditKernel EDIT_KERNEL_AVX512 = {scan_blocks<BitLanes512>, check_groups<ByteLanes32>};
+const EditKernel EDIT_KERNEL_AVX512 = {scan_blocks<BitLanes512>, check_groups<ByteLanes32, BitLanes512>};

@@ -1,3 +1,3 @@
 #include "tera/edit/edit_kernel_loops_internal.h"
 
-const EditKernel EDIT_KERNEL_BASELINE = {scan_blocks<WordLanes>, check_groups<ByteLanes16>};
+const EditKernel EDIT_KERNEL_BASELINE = {scan_blocks<WordLanes>, check_groups<ByteLanes16, WordLanes>};

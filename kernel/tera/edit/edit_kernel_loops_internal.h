@@ -447,14 +447,13 @@ class TaskRunner {
     if (isOwn) delete[] slices;
   }
 
-  /// Room for the comparisons with the sets, behind the slices; null where each takes one only, which is as
-  /// fast as to read it again, and where there are too many.
+  /// Room for the comparisons with the sets, behind the slices; null where there are too many.
   V* known_cells() const {
     const auto cells = static_cast<std::size_t>(task.numSets) * static_cast<std::size_t>(task.n);
-    bool isWide = false;
-    for (int set = 0; set < task.numSets; ++set) isWide |= task.sets[set].single == 0;
-    return isWide && task.numSets > 0 && cells <= EDIT_MAX_CELLS ? slices + numSlices : nullptr;
+    return task.numSets > 0 && cells <= EDIT_MAX_CELLS ? slices + numSlices : nullptr;
   }
+  /// Whether most lanes are given up after a few positions.
+  bool ends_early() const { return way == FEW_ERRORS; }
 
   /// Writes the hits among the lanes, numbered from `first`; returns their number.
   template <class Columns>
@@ -506,6 +505,12 @@ int scan_blocks(const EditTask& task, int& block, int last, std::span<EditHit> h
   return num;
 }
 
+/// The first position of a lane and those beside it.
+inline const Token* bytes_of(const EditTask& task, Large lane) {
+  const VInt section = lane / EDIT_WORD_LANES;
+  return task.bytes + section * task.n * EDIT_WORD_LANES + lane % EDIT_WORD_LANES;
+}
+
 /// Compares the entries with each set once, whatever the query repeats.
 template <class Lanes>
 void compare_sets(const EditTask& task, const Token* bytes, typename Lanes::V* known) {
@@ -514,20 +519,89 @@ void compare_sets(const EditTask& task, const Token* bytes, typename Lanes::V* k
     for (int j = 0; j < task.n; ++j) *known++ = columns.at(set, j);
 }
 
-template <class Lanes>
+/// Whether a set has several tokens. A comparison with one is as fast as reading it again.
+inline bool has_wide_sets(const EditTask& task) {
+  bool isWide = false;
+  for (int set = 0; set < task.numSets; ++set) isWide |= task.sets[set].single == 0;
+  return isWide;
+}
+
+/// The same, as bits: those of byte lane k are bit k of part `part` of a vector.
+template <class ByteLanes, class V>
+void pack_sets(const EditTask& task, const Token* bytes, int part, V* known) {
+  constexpr int size = ByteLanes::NUM_LANES / 8;
+  const ByteColumns<ByteLanes> columns{task.sets, bytes};
+  auto* out = reinterpret_cast<unsigned char*>(known) + part * size;
+  for (int set = 0; set < task.numSets; ++set)
+    for (int j = 0; j < task.n; ++j, out += sizeof(V)) {
+      VUint bits = 0;
+      ByteLanes::to_words(columns.at(set, j), &bits);
+      std::memcpy(out, &bits, size);
+    }
+}
+
+/// Hits by their place in the groups that lie side by side in a vector become hits by lane; those in places
+/// without a group are dropped. Returns their number.
+inline int place_hits(std::span<const Large> groups, int lanes_log, EditHit* hits, int num) {
+  int kept = 0;
+  for (int i = 0; i < num; ++i) {
+    const Large place = hits[i].lane >> lanes_log;
+    if (place >= groups.size()) continue;
+    const Large lane = hits[i].lane & ((Large{1} << lanes_log) - 1);
+    hits[kept++] = {(groups[place] << lanes_log) + lane, hits[i].measure};
+  }
+  return kept;
+}
+
+/// As many groups at once as a vector of bits has room for: the comparisons take as long as one by one, the
+/// rest is shared.
+///
+///     group          7     9    12    31
+///     'm' at 0     1101  0010  0000  1000     one vector for each set and position
+///     'm' at 1     0010  0000  0100  0000
+template <class ByteLanes, class BitLanes>
+int check_packed(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
+                 std::span<EditHit> hits) {
+  using V = typename BitLanes::V;
+  TaskRunner<BitLanes> runner(task);
+  V* const known = runner.known_cells();
+  const int parts = (1 << lanes_log) / ByteLanes::NUM_LANES;
+  const int most = BitLanes::NUM_LANES >> lanes_log;
+  int num = 0;
+  while (group < static_cast<int>(groups.size()) &&
+         num + BitLanes::NUM_LANES <= static_cast<int>(hits.size())) {
+    const int count = std::min(most, static_cast<int>(groups.size()) - group);
+    if (count < most) std::fill_n(known, task.numSets * task.n, NONE<V>);
+    for (int part = 0; part < count * parts; ++part) {
+      const Large lane = (groups[static_cast<std::size_t>(group + part / parts)] << lanes_log) +
+                         static_cast<Large>(part % parts * ByteLanes::NUM_LANES);
+      pack_sets<ByteLanes>(task, bytes_of(task, lane), part, known);
+    }
+    EditHit* const found = hits.data() + num;
+    const int numFound = runner.run(KnownColumns<V>{known, task.setOf, task.n}, 0, found);
+    num += place_hits(groups.subspan(static_cast<std::size_t>(group), static_cast<std::size_t>(count)),
+                      lanes_log, found, numFound);
+    group += count;
+  }
+  return num;
+}
+
+template <class Lanes, class BitLanes>
 int check_groups(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
                  std::span<EditHit> hits) {
   TaskRunner<Lanes> runner(task);
+  const bool isShared = !runner.ends_early() && group + 1 < static_cast<int>(groups.size());
+  if (isShared && runner.known_cells() != nullptr)
+    return check_packed<Lanes, BitLanes>(task, lanes_log, groups, group, hits);
   const int groupLanes = 1 << lanes_log;
-  typename Lanes::V* const known = runner.known_cells();
+  typename Lanes::V* const known = has_wide_sets(task) ? runner.known_cells() : nullptr;
   int num = 0;
   for (; group < static_cast<int>(groups.size()) && num + EDIT_WORD_LANES <= static_cast<int>(hits.size());
        ++group) {
     const Large lane = groups[static_cast<std::size_t>(group)] << lanes_log;
     for (int k = 0; k < groupLanes; k += Lanes::NUM_LANES) {
       const Large first = lane + static_cast<Large>(k);
-      const VInt section = first / EDIT_WORD_LANES;
-      const Token* const bytes = task.bytes + section * task.n * EDIT_WORD_LANES + first % EDIT_WORD_LANES;
+      const Token* const bytes = bytes_of(task, first);
       if (known != nullptr) {
         compare_sets<Lanes>(task, bytes, known);
         num +=

@@ -107,7 +107,7 @@ class EditLook {
   }
 
  private:
-  static constexpr int MIN_CHECK_LOG = 5;
+  static constexpr int MIN_CHECK_LOG = std::countr_zero(static_cast<unsigned>(EditTokens::GROUP_LANES));
 
   int look_at(int length) {
     if (num_slots(length) == 0) return 0;
@@ -275,19 +275,17 @@ class EditLook {
       reeval.clean();
     };
     AceAttach at;
-    for (const Large group : scratch.groups) {
-      const int lane = static_cast<int>(group << lanes_log);
-      const VUint inGroup = lanes_log < 6 ? (VUint{1} << (1 << lanes_log)) - 1 : ~VUint{0};
-      const VUint all = tokens.with_operators(lane / EDIT_WORD_LANES);
-      for (VUint left = all >> lane % EDIT_WORD_LANES & inGroup; left != 0; left &= left - 1) {
-        const auto found = static_cast<Large>(lane + std::countr_zero(left));
-        const char* const string =
-            itsEdit.get_string(static_cast<Large>(itsEdit.first_slot(task.n)) + found, &at);
-        reeval.add_token_block(itsEdit.get_tera_map()->convert(string, false, &at), found);
-        if (reeval.is_full()) flush();
-        at.release();
-      }
-    }
+    const int partsLog = lanes_log - MIN_CHECK_LOG;
+    for (const Large wanted : scratch.groups)
+      for (Large group = wanted << partsLog; group < (wanted + 1) << partsLog; ++group)
+        for (Bit left = tokens.with_operators(group); left != 0; left &= left - 1) {
+          const Large found = (group << MIN_CHECK_LOG) + static_cast<Large>(std::countr_zero(left));
+          const char* const string =
+              itsEdit.get_string(static_cast<Large>(itsEdit.first_slot(task.n)) + found, &at);
+          reeval.add_token_block(itsEdit.get_tera_map()->convert(string, false, &at), found);
+          if (reeval.is_full()) flush();
+          at.release();
+        }
     flush();
     return 0;
   }

@@ -21,16 +21,18 @@ bool is_separator(unsigned char c) {
 constexpr int SECTION = TeraBitMatrix::SECTION_SLOTS;
 constexpr int PADDING_WORDS = EDIT_PADDING * EDIT_BLOCK_WORDS;
 
-constexpr int blocks_of(int slots) {
-  return slots / EDIT_BLOCK_LANES + (slots % EDIT_BLOCK_LANES != 0 ? 1 : 0);
+constexpr int blocks_of(int slots, int block_slots = EDIT_BLOCK_LANES) {
+  return slots / block_slots + (slots % block_slots != 0 ? 1 : 0);
 }
 
 /// The slots of one length as words of lanes, whatever sections they lie in.
 class GroupReader {
  public:
-  GroupReader(const TeraBitMatrix& matrix, const VBit* words, int length)
+  /// `words` are those of the sections from the first one on.
+  GroupReader(const TeraBitMatrix& matrix, const VBit* words, int first_section, int length)
       : itsMatrix(matrix),
         column(words),
+        firstWord(matrix.section_start(first_section)),
         first(matrix.first_slot(length)),
         last(length < matrix.get_max_length() - 1 ? matrix.first_slot(length + 1) : matrix.get_num_slots()) {}
 
@@ -39,16 +41,17 @@ class GroupReader {
     const int slot = first + w * SECTION;
     const int section = slot / SECTION;
     const int shift = slot % SECTION;
-    VBit lanes = column[itsMatrix.section_start(section) + pos] >> shift;
+    VBit lanes = column[itsMatrix.section_start(section) - firstWord + pos] >> shift;
     const int left = last - slot;
     if (shift != 0 && SECTION - shift < left)
-      lanes |= column[itsMatrix.section_start(section + 1) + pos] << (SECTION - shift);
+      lanes |= column[itsMatrix.section_start(section + 1) - firstWord + pos] << (SECTION - shift);
     return left < SECTION ? lanes & ((VBit{1} << left) - 1) : lanes;
   }
 
  private:
   const TeraBitMatrix& itsMatrix;
   const VBit* column;
+  int firstWord;
   int first;
   int last;
 };
@@ -70,13 +73,16 @@ EditColumns::EditColumns(const TeraBitMatrix& matrix, bool reverse)
     if (matrix.num_words() > 0) largest = std::max(largest, words);  // else nobody asks
   }
   groupStart.back() = next + PADDING_WORDS;
-  zeros = std::make_unique<VUint[]>(largest + 2 * PADDING_WORDS);
+  zeros = edit_zeros<VUint>(largest + 2 * PADDING_WORDS);
+}
+
+int EditColumns::end_slot(int length) const {
+  const bool isLast = length == itsMatrix.get_max_length() - 1;
+  return isLast ? itsMatrix.get_num_slots() : itsMatrix.first_slot(length + 1);
 }
 
 int EditColumns::num_slots(int length) const {
-  const bool isLast = length == itsMatrix.get_max_length() - 1;
-  return (isLast ? itsMatrix.get_num_slots() : itsMatrix.first_slot(length + 1)) -
-         itsMatrix.first_slot(length);
+  return end_slot(length) - itsMatrix.first_slot(length);
 }
 
 int EditColumns::num_blocks(int length) const {
@@ -85,23 +91,52 @@ int EditColumns::num_blocks(int length) const {
 
 const VUint* EditColumns::get(int tok, int length) {
   Column& column = columns[static_cast<std::size_t>(tok)];
-  column.once.call([&] { tok == ANY_TOKEN ? unite(&column) : decode(tok, &column); });
-  if (column.isDamaged) return nullptr;
+  if (column.numLengths.load(std::memory_order_acquire) <= length) {
+    const std::scoped_lock lock(column.decoding);
+    if (column.numLengths.load(std::memory_order_relaxed) <= length) extend(tok, length, &column);
+    if (column.numLengths.load(std::memory_order_relaxed) <= length) return nullptr;
+  }
   return column.words != nullptr ? column.words.get() + offset_of(length) : zeros.get() + PADDING_WORDS;
 }
 
-void EditColumns::decode(int tok, Column* column) {
-  if (tok >= itsMatrix.get_num_cols() || itsMatrix.get_module(tok).is_empty()) return;
-  const int num = itsMatrix.num_words();
-  const auto words = std::make_unique_for_overwrite<VBit[]>(static_cast<std::size_t>(num));
-  if (itsMatrix.get_module(tok).decompress(words.get(), num) < 0) {
-    column->isDamaged = true;
-    return;
-  }
-  auto lanes = std::make_unique<VUint[]>(groupStart.back());
-  for (int length = 1; length < itsMatrix.get_max_length(); ++length) {
-    const GroupReader group(itsMatrix, words.get(), length);
-    VUint* const start = lanes.get() + offset_of(length);
+/// Decodes on up to a length. What memory does not suffice for is begun anew.
+void EditColumns::extend(int tok, int length, Column* column) {
+  const bool isEmpty =
+      tok != ANY_TOKEN && (tok >= itsMatrix.get_num_cols() || itsMatrix.get_module(tok).is_empty());
+  if (isEmpty) return column->numLengths.store(itsMatrix.get_max_length(), std::memory_order_release);
+  if (column->words == nullptr) column->words = edit_zeros<VUint>(groupStart.back());
+  tok == ANY_TOKEN ? unite(length, column) : decode(tok, length, column);
+}
+
+/// Saved words come section by section; one in which a length ends is kept for the next length.
+void EditColumns::decode(int tok, int length, Column* column) {
+  if (column->reader == nullptr)
+    column->reader = std::make_unique<TeraModule::Reader>(itsMatrix.get_module(tok));
+  const int firstLength = column->numLengths.load(std::memory_order_relaxed);
+  const int sectionsRead = blocks_of(itsMatrix.first_slot(firstLength), SECTION);
+  const int sectionsWanted = blocks_of(end_slot(length), SECTION);
+  std::vector<VBit> words = column->lastSection;
+  const int firstSection = sectionsRead - (words.empty() ? 0 : 1);
+  const auto numKept = static_cast<std::ptrdiff_t>(words.size());
+  const int num = itsMatrix.section_start(sectionsWanted) - itsMatrix.section_start(sectionsRead);
+  words.resize(words.size() + static_cast<std::size_t>(num));
+  std::vector<VBit> last;
+  if (end_slot(length) % SECTION != 0)
+    last.resize(words.size() - static_cast<std::size_t>(itsMatrix.section_start(sectionsWanted - 1) -
+                                                        itsMatrix.section_start(firstSection)));
+  if (column->reader->read(words.data() + numKept, num) < 0) return;
+  std::copy(words.end() - std::ssize(last), words.end(), last.begin());
+  lay_out(words.data(), firstSection, firstLength, length, column->words.get());
+  column->lastSection = std::move(last);
+  if (length + 1 == itsMatrix.get_max_length()) column->reader = nullptr;
+  column->numLengths.store(length + 1, std::memory_order_release);
+}
+
+void EditColumns::lay_out(const VBit* words, int first_section, int first_length, int last_length,
+                          VUint* lanes) const {
+  for (int length = std::max(first_length, 1); length <= last_length; ++length) {
+    const GroupReader group(itsMatrix, words, first_section, length);
+    VUint* const start = lanes + offset_of(length);
     for (int w = 0; w < group.num_words(); ++w) {
       VUint* const block = start + static_cast<VInt>(w / EDIT_BLOCK_WORDS) * length * EDIT_BLOCK_WORDS;
       for (int pos = 0; pos < length; ++pos)
@@ -109,19 +144,18 @@ void EditColumns::decode(int tok, Column* column) {
             group.word(w, isReversed ? length - 1 - pos : pos);
     }
   }
-  column->words = std::move(lanes);
 }
 
-void EditColumns::unite(Column* column) {
-  const std::size_t num = groupStart.back();
-  auto lanes = std::make_unique<VUint[]>(num);
+void EditColumns::unite(int length, Column* column) {
+  const int firstLength = column->numLengths.load(std::memory_order_relaxed);
+  const std::size_t first = offset_of(firstLength);
+  const std::size_t last = offset_of(length + 1);
   for (int tok = 0; tok < itsMatrix.get_num_cols(); ++tok) {
-    get(tok, 1);
-    const Column& other = columns[static_cast<std::size_t>(tok)];
-    column->isDamaged |= other.isDamaged;
-    for (std::size_t i = 0; other.words != nullptr && i < num; ++i) lanes[i] |= other.words[i];
+    if (get(tok, length) == nullptr) return;
+    const VUint* const other = columns[static_cast<std::size_t>(tok)].words.get();
+    for (std::size_t i = first; other != nullptr && i < last; ++i) column->words.get()[i] |= other[i];
   }
-  column->words = std::move(lanes);
+  column->numLengths.store(length + 1, std::memory_order_release);
 }
 
 // ---------------------------------------------------------------- tokens
@@ -141,28 +175,30 @@ EditStore::~EditStore() = default;
 const EditTokens& EditStore::tokens(int length, int lanes_log, std::span<const Large> groups) {
   EditTokens& found = tokensOfLength[static_cast<std::size_t>(length)];
   found.once.call([&] { prepare(length, &found); });
-  const int sectionLog = std::countr_zero(static_cast<unsigned>(SECTION)) - lanes_log;
-  for (const Large group : groups) {
-    const Large section = group >> sectionLog;
-    if (found.isConverted[section].load(std::memory_order_acquire)) continue;
-    const std::scoped_lock lock(found.converting);
-    if (found.isConverted[section].load(std::memory_order_relaxed)) continue;
-    convert(length, static_cast<int>(section), &found);
-    found.isConverted[section].store(true, std::memory_order_release);
-  }
+  constexpr int groupLog = std::countr_zero(static_cast<unsigned>(EditTokens::GROUP_LANES));
+  const int partsLog = lanes_log - groupLog;
+  std::atomic<bool>* const isConverted = found.isConverted.get();
+  for (const Large wanted : groups)
+    for (Large group = wanted << partsLog; group < (wanted + 1) << partsLog; ++group) {
+      if (isConverted[group].load(std::memory_order_acquire)) continue;
+      const std::scoped_lock lock(found.converting);
+      if (isConverted[group].load(std::memory_order_relaxed)) continue;
+      convert(length, group, &found);
+      isConverted[group].store(true, std::memory_order_release);
+    }
   return found;
 }
 
 void EditStore::prepare(int length, EditTokens* out) const {
   const int num = entryColumns->num_slots(length);
-  const auto sections = static_cast<std::size_t>(num / SECTION + (num % SECTION != 0 ? 1 : 0));
-  auto isConverted = std::make_unique<std::atomic<bool>[]>(sections);
-  std::unique_ptr<VUint[]> operatorLanes;
-  if (has_operators()) operatorLanes = std::make_unique<VUint[]>(sections);
+  const auto sections = static_cast<std::size_t>(blocks_of(num, SECTION));
+  const std::size_t groups = sections * (SECTION / EditTokens::GROUP_LANES);
+  auto isConverted = edit_zeros<std::atomic<bool>>(groups);
+  EditZeros<Bit> operatorLanes;
+  if (has_operators()) operatorLanes = edit_zeros<Bit>(groups);
   constexpr std::size_t line = EDIT_WORD_LANES;  // a position of a section is a cache line
-  void* memory = std::calloc(sections * static_cast<std::size_t>(length) + 2 * EDIT_PADDING + 1, line);
-  out->zeros.reset(memory);
-  if (memory == nullptr) throw std::bad_alloc();
+  out->zeros = edit_zeros<char>(line * (sections * static_cast<std::size_t>(length) + 2 * EDIT_PADDING + 1));
+  void* memory = out->zeros.get();
   std::size_t size = 2 * line;
   out->bytes = static_cast<Token*>(std::align(line, line, memory, size)) + EDIT_PADDING * line;
   out->isConverted = std::move(isConverted);
@@ -176,18 +212,19 @@ bool EditStore::has_operators() const {
 }
 
 /// One that memory does not suffice for is begun anew by the next recall.
-void EditStore::convert(int length, int section, EditTokens* out) const {
+void EditStore::convert(int length, Large group, EditTokens* out) const {
   const int n = length;
   const bool noGlob = (itsEdit.get_features() & TeraEdit::ALLOW_ALT) == 0;
   const bool operators = has_operators();
-  const int last = std::min(entryColumns->num_slots(length), (section + 1) * SECTION);
-  Token* const bytes = out->bytes + static_cast<VInt>(section) * n * EDIT_WORD_LANES;
+  const int first = static_cast<int>(group) * EditTokens::GROUP_LANES;
+  const int last = std::min(entryColumns->num_slots(length), first + EditTokens::GROUP_LANES);
+  Token* const bytes = out->bytes + static_cast<VInt>(first / SECTION) * n * EDIT_WORD_LANES;
   AceAttach at;
   Token local[256];
   std::vector<Token> heap(n + 2 > static_cast<int>(sizeof local) ? static_cast<std::size_t>(n) + 2 : 0);
   Token* const tokens = heap.empty() ? local : heap.data();
-  VUint withOperators = 0;
-  for (int lane = section * SECTION; lane < last; ++lane) {
+  Bit withOperators = 0;
+  for (int lane = first; lane < last; ++lane) {
     const char* string = itsEdit.get_string(static_cast<Large>(itsEdit.first_slot(length) + lane), &at);
     if (string == nullptr || *string == '\0') continue;
     const int count = TeraScan(itsEdit.get_tera_map(), string, noGlob).convert(tokens, n + 2);
@@ -195,12 +232,12 @@ void EditStore::convert(int length, int section, EditTokens* out) const {
         !operators || std::all_of(tokens, tokens + count, [](Token tok) { return tok < TOKEN_WILDCARD; });
     Token* const place = bytes + lane % EDIT_WORD_LANES;
     if (!isPlain)
-      withOperators |= VUint{1} << lane % EDIT_WORD_LANES;
+      withOperators |= Bit{1} << (lane - first);
     else if (count == n)  // else the file's strings are not those of its lengths
       for (int pos = 0; pos < n; ++pos) place[pos * EDIT_WORD_LANES] = tokens[pos];
     at.release();
   }
-  if (out->operatorLanes != nullptr) out->operatorLanes[static_cast<std::size_t>(section)] = withOperators;
+  if (out->operatorLanes != nullptr) out->operatorLanes.get()[group] = withOperators;
 }
 
 int EditStore::longest_words() {

@@ -1,10 +1,10 @@
 /// What recall reads: the columns and tokens of an edit index, decoded and laid out for the kernel
 /// (edit_kernel_internal.h).
 ///
-/// Saved columns are decoded token by token, and the entries' tokens 64 entries at a time, by the first
-/// recall that looks at them; others wait. What is decoded stays for as long as the index: per entry of n
-/// positions n bytes, or n / 8 bytes for each token that was ever asked for; a filter of f takes the 2^f-th
-/// part of the latter.
+/// Saved columns are decoded token by token, up to the lengths in reach, and the entries' tokens 32 entries
+/// at a time, by the first recall that looks at them; others wait. What is decoded stays for as long as the
+/// index: per entry of n positions n bytes, or n / 8 bytes for each token that was ever asked for; a filter
+/// of f takes the 2^f-th part of the latter.
 ///
 /// Thread safety: everything may be called by any number of threads.
 #pragma once
@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <span>
 #include <vector>
 
@@ -41,6 +42,19 @@ class EditOnce {
   std::mutex making;
 };
 
+/// Zeros of the system's, which take no memory until they are written.
+struct EditFree {
+  void operator()(void* memory) const { std::free(memory); }
+};
+template <class T>
+using EditZeros = std::unique_ptr<T, EditFree>;
+template <class T>
+EditZeros<T> edit_zeros(std::size_t num) {
+  EditZeros<T> made(static_cast<T*>(std::calloc(num, sizeof(T))));
+  if (made == nullptr) throw std::bad_alloc();
+  return made;
+}
+
 /// The columns of a matrix.
 class EditColumns {
  public:
@@ -54,7 +68,7 @@ class EditColumns {
   static constexpr int ANY_TOKEN = NUM_TOKEN_VALUES;
 
   /// Block 0 of a token's column for the entries of a length of at least 1. Null when the saved column is
-  /// damaged.
+  /// damaged up to there.
   const VUint* get(int tok, int length);
   /// Blocks of the entries of a length.
   int num_blocks(int length) const;
@@ -65,45 +79,47 @@ class EditColumns {
   static constexpr int NUM_COLUMNS = ANY_TOKEN + 1;
 
   struct Column {
-    EditOnce once;
-    bool isDamaged = false;
-    std::unique_ptr<VUint[]> words;  // null for a column without bits
+    std::atomic<int> numLengths = 0;  // that are decoded; no more when the rest is damaged
+    std::mutex decoding;
+    EditZeros<VUint> words;                      // null for a column without bits
+    std::unique_ptr<TeraModule::Reader> reader;  // while lengths are left
+    std::vector<VBit> lastSection;               // the one in which the next length begins, if any
   };
 
-  void decode(int tok, Column* column);
-  void unite(Column* column);
+  void extend(int tok, int length, Column* column);
+  void decode(int tok, int length, Column* column);
+  void unite(int length, Column* column);
+  void lay_out(const VBit* words, int first_section, int first_length, int last_length, VUint* lanes) const;
+  int end_slot(int length) const;
   std::size_t offset_of(int length) const { return groupStart[static_cast<std::size_t>(length)]; }
 
   const TeraBitMatrix& itsMatrix;
   bool isReversed;
   std::vector<std::size_t> groupStart;  // per length the word of its block 0; at the end, their number
-  std::unique_ptr<VUint[]> zeros;       // for columns without bits: as long as the longest group
+  EditZeros<VUint> zeros;               // for columns without bits: as long as the longest group
   std::unique_ptr<Column[]> columns;
 };
 
-/// The tokens of the entries of one length, converted section by section as they are asked for.
+/// The tokens of the entries of one length, converted group by group as they are asked for.
 class EditTokens {
  public:
+  static constexpr int GROUP_LANES = 32;
+
   /// Section 0, as the kernel reads it. Entries that the bytes cannot hold because they have operators are
   /// zeros there.
   const Token* get_bytes() const { return bytes; }
-  /// The lanes of a section with such entries, which must be converted.
-  VUint with_operators(int section) const {
-    return operatorLanes != nullptr ? operatorLanes[static_cast<std::size_t>(section)] : 0;
-  }
+  /// The lanes of a group with such entries, which must be converted.
+  Bit with_operators(Large group) const { return operatorLanes != nullptr ? operatorLanes.get()[group] : 0; }
   bool may_have_operators() const { return operatorLanes != nullptr; }
 
  private:
   friend class EditStore;
-  struct Free {
-    void operator()(void* memory) const { std::free(memory); }
-  };
   EditOnce once;
   std::mutex converting;
-  std::unique_ptr<void, Free> zeros;  // of the system's, which take no memory until they are written
+  EditZeros<char> zeros;
   Token* bytes = nullptr;
-  std::unique_ptr<std::atomic<bool>[]> isConverted;  // per section
-  std::unique_ptr<VUint[]> operatorLanes;            // per section, where entries may have operators
+  EditZeros<std::atomic<bool>> isConverted;  // per group
+  EditZeros<Bit> operatorLanes;              // per group, where entries may have operators
 };
 
 class EditStore {
@@ -113,8 +129,8 @@ class EditStore {
 
   EditColumns& entry_columns() { return *entryColumns; }
   EditColumns& filter_columns() { return *filterColumns; }
-  /// From the strings of the index, which it must have, with at least the sections of these groups of
-  /// 2^`lanes_log` lanes.
+  /// From the strings of the index, which it must have, with these groups of 2^`lanes_log` lanes, GROUP_LANES
+  /// at least.
   const EditTokens& tokens(int length, int lanes_log, std::span<const Large> groups);
   /// The most words that an entry has, as white space and ASCII punctuation separate them; 0 without strings.
   /// Counted once.
@@ -125,7 +141,7 @@ class EditStore {
   int count_words() const;
   bool has_operators() const;
   void prepare(int length, EditTokens* out) const;
-  void convert(int length, int section, EditTokens* out) const;
+  void convert(int length, Large group, EditTokens* out) const;
 
   const TeraEdit& itsEdit;
   std::unique_ptr<EditColumns> entryColumns;

@@ -5,60 +5,27 @@
 #include <climits>
 #include <utility>
 
-#include "ace/ace_bit_stream.h"
 #include "ace/ace_file.h"
 #include "ace/ace_reporter.h"
+#include "tera/edit/module_codes_internal.h"
 
 namespace {
 
-constexpr int WORD_BITS = 32;
+using module_codes::ESCAPE;
+using module_codes::WORD_BITS;
+
 constexpr int ARRAY_ALIGNMENT = 8;
 constexpr int MAX_DENSITY = WORD_BITS * WORD_BITS;
-/// A word that is hardly ever there; where it is, it is escaped itself.
-constexpr Bit ESCAPE = 0x96A55A69;
 
 const char* const TYPE_NAMES[] = {"STANDARD_SPARSE", "STANDARD_DENSE", "FILTER_SPARSE", "FILTER_MEDIUM",
                                   "FILTER_DENSE"};
 
-/// How often words of a kind are expected, per word of the kind. Part of the file format: a change makes
-/// other codes.
-struct Weights {
-  int none, one, two, run, all, allButOne, escape;
-};
-constexpr Weights WEIGHTS[TeraModule::NUM_TREES] = {
-    {60000, 200, 4, 2, 50, 1, 300},    {8000, 300, 24, 8, 2000, 10, 12000},
-    {20000, 400, 16, 4, 200, 2, 3000}, {3000, 200, 20, 6, 500, 10, 25000},
-    {300, 20, 4, 4, 6000, 150, 60000},
-};
-
-void insert_symbols(HuffmanStat* stat, const Weights& weights) {
-  const auto insert = [stat](Bit word, int weight) { stat->insert(static_cast<int>(word), weight); };
-  insert(0, weights.none);
-  insert(~Bit{0}, weights.all);
-  insert(ESCAPE, weights.escape);
-  for (int i = 0; i < WORD_BITS; ++i) {
-    insert(Bit{1} << i, weights.one);
-    insert(~(Bit{1} << i), weights.allButOne);
-    for (int j = i + 1; j < WORD_BITS; ++j) insert(Bit{1} << i | Bit{1} << j, weights.two);
-  }
-  // Runs that are not among those above.
-  for (int length = 3; length < WORD_BITS - 1; ++length)
-    for (int from = 0; from + length <= WORD_BITS; ++from)
-      insert(((Bit{1} << length) - 1) << from, weights.run);
-}
-
+/// The codes: for decoding from the tables that are made while compiling; the first encoder adds its index.
 struct CompTrees {
   CompTrees() {
-    for (int type = 0; type < TeraModule::NUM_TREES; ++type) {
-      HuffmanStat stat;
-      insert_symbols(&stat, WEIGHTS[type]);
-      trees[type].make(&stat);
-      trees[type].prepare();
-      escapeBits[type] = trees[type].length(ESCAPE) + WORD_BITS;
-    }
+    for (int type = 0; type < TeraModule::NUM_TREES; ++type) module_codes::code_of(type).lend(&trees[type]);
   }
   HuffmanTree trees[TeraModule::NUM_TREES];
-  int escapeBits[TeraModule::NUM_TREES];
 };
 
 CompTrees& comp_trees() {
@@ -69,7 +36,12 @@ CompTrees& comp_trees() {
 }  // namespace
 
 HuffmanTree* TeraModule::build_comp_trees(int type) {
-  return type >= 0 && type < NUM_TREES ? &comp_trees().trees[type] : nullptr;
+  if (type < 0 || type >= NUM_TREES) return nullptr;
+  static CompTrees& prepared = [&]() -> CompTrees& {
+    for (HuffmanTree& tree : comp_trees().trees) tree.prepare();
+    return comp_trees();
+  }();
+  return &prepared.trees[type];
 }
 
 // ---------------------------------------------------------------- building
@@ -114,11 +86,12 @@ VBit TeraModule::get_full(int word, VBit bits) const {
 // ---------------------------------------------------------------- coding
 
 VInt TeraModule::coded_bits(int type, const Bit* words, int num) {
-  CompTrees& all = comp_trees();
+  HuffmanTree* const tree = build_comp_trees(type);
+  const int escapeBits = tree->length(ESCAPE) + WORD_BITS;
   VInt bits = 0;
   for (int i = 0; i < num; ++i) {
-    const int length = words[i] == ESCAPE ? -1 : all.trees[type].length(words[i]);
-    bits += length < 0 ? all.escapeBits[type] : length;
+    const int length = words[i] == ESCAPE ? -1 : tree->length(words[i]);
+    bits += length < 0 ? escapeBits : length;
   }
   return bits;
 }
@@ -161,48 +134,51 @@ void TeraModule::compress() {
   fullWords = ownWords.data();
 }
 
-/// Calls `use(word)` for the first 32-bit words of a stream.
+TeraModule::Reader::Reader(const TeraModule& module)
+    : itsModule(module), source(module.bitStream, 0, module.streamLen) {}
+
+/// Calls `use(word)` for the next 32-bit words, which the column has.
 template <class Use>
-int TeraModule::decode(int words, Use use) const {
-  const HuffmanTree* tree = build_comp_trees(compType);
-  BitSource source(bitStream, 0, streamLen);
-  int escaped = 0;
-  for (int i = 0; i < words; ++i) {
-    Bit word = source.get(tree);
+int TeraModule::Reader::each(int words, Use use) {
+  const int last = numRead + words;
+  if (!itsModule.is_compressed()) {
+    for (; numRead < std::min(last, itsModule.numWords); ++numRead) use(itsModule.fullWords[numRead]);
+    return 0;
+  }
+  const HuffmanTree* tree = &comp_trees().trees[itsModule.compType];
+  BitSource local = source;
+  for (; numRead < last; ++numRead) {
+    Bit word = local.get(tree);
     if (word == ESCAPE) {
-      if (escaped == numWords) return -1;
-      word = fullWords[escaped++];
+      if (numEscaped == itsModule.numWords) return -1;
+      word = itsModule.fullWords[numEscaped++];
     }
     use(word);
   }
-  return source.end() > streamLen ? -1 : 0;
+  source = local;
+  return local.end() > itsModule.streamLen ? -1 : 0;
+}
+
+int TeraModule::Reader::read(VBit* out, int words) {
+  std::fill_n(out, words, VBit{0});
+  int i = 0;
+  return each(std::min(2 * words, itsModule.columnWords - numRead), [&](Bit word) {
+    out[i / 2] |= VBit{word} << (i % 2 * WORD_BITS);
+    ++i;
+  });
 }
 
 int TeraModule::decompress(VBit* out, int words) const {
-  std::fill_n(out, words, VBit{0});
-  const int num = std::min(2 * words, columnWords);
-  int i = 0;
-  const auto store = [&](Bit word) {
-    out[i / 2] |= VBit{word} << (i % 2 * WORD_BITS);
-    ++i;
-  };
-  if (is_compressed()) return decode(num, store);
-  for (const Bit* word = fullWords; word != fullWords + std::min(num, numWords); ++word) store(*word);
-  return 0;
+  return Reader(*this).read(out, words);
 }
 
 const VBit* TeraModule::get(int from, int words, AceAttach* at) const {
   auto* const out = static_cast<VBit*>(at->calloc(static_cast<VInt>(sizeof(VBit)) * words));
   int i = -2 * from;
-  const auto store = [&](Bit word) {
+  Reader(*this).each(std::min(2 * (from + words), columnWords), [&](Bit word) {
     if (i >= 0) out[i / 2] |= VBit{word} << (i % 2 * WORD_BITS);
     ++i;
-  };
-  const int num = std::min(2 * (from + words), columnWords);
-  if (is_compressed())
-    decode(num, store);
-  else
-    for (const Bit* word = fullWords; word != fullWords + std::min(num, numWords); ++word) store(*word);
+  });
   return out;
 }
 
