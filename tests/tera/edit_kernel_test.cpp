@@ -7,6 +7,7 @@
 #include "ace/ace_cpu.h"
 #include "oracle/edit_index.h"
 #include "support/word_samples.h"
+#include "tera/edit/edit_scratch_internal.h"
 
 namespace {
 
@@ -134,6 +135,8 @@ void compare_with_oracle(samples::Random& random, int m, int n, int num, int let
         task.setOf = setOf.data();
         task.numSets = static_cast<int>(accepts.size());
       }
+      EditRoom slices;
+      task.room = slices.get(edit_room_bytes(task));
       const Hits expected = hits_of(group, positions, task);
       for (const auto& [lane, x] : expected) ASSERT_LE(x, most);
       for (const AceCpuLevel level : {AceCpuLevel::BASELINE, AceCpuLevel::AVX2, AceCpuLevel::AVX512})
@@ -176,6 +179,8 @@ TEST(EditKernel, a_walk_with_swaps_finds_nothing_that_its_bound_leaves_out) {
       const Hits expected = hits_of(group, positions, task);
       task.mode = TeraEval::SEQ;
       task.boundsSwaps = true;
+      EditRoom slices;
+      task.room = slices.get(edit_room_bytes(task));
       std::vector<EditHit> room(EDIT_BLOCK_LANES);
       int block = 0;
       std::set<Large> passed;

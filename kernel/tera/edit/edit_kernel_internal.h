@@ -64,7 +64,7 @@ struct EditTask {
   const EditAccept* sets = nullptr;  ///< bytes: the different ones among `accepts`, and
   const int* setOf = nullptr;        ///< which of them each position has; may be left out
   int numSets = 0;
-  void* room = nullptr;  ///< `edit_room_bytes`, in cache lines; allocated by each call when left out
+  void* room = nullptr;  ///< `edit_room_bytes`, in cache lines
 };
 
 /// Largest measure that an entry of n positions can have in a mode; -1 when the kernel does not know the
@@ -74,7 +74,7 @@ SORV_API int edit_measure_max(TeraEval::Mode mode, int m, int n);
 /// What a vector of lanes costs, in cells of the table of edit distances.
 VInt edit_cells(const EditTask& task);
 /// Room that a task needs for slices, and for comparisons with its sets.
-std::size_t edit_room_bytes(const EditTask& task);
+SORV_API std::size_t edit_room_bytes(const EditTask& task);
 
 struct EditKernel {
   /// Looks at the blocks from `block` up to but excluding `last` until `hits` has no room for a full block,

@@ -421,6 +421,16 @@ int write_hits(const LaneMeasures<typename Lanes::V>& measures, const typename L
   return num;
 }
 
+/// The errors of a hit; -1 in modes that count otherwise.
+inline int most_errors(const EditTask& task) {
+  const int longer = task.m > task.n ? task.m : task.n;
+  return task.mode == TeraEval::LEVENSHTEIN ? longer - task.fewest : -1;
+}
+/// Whether the automaton serves, which gives most lanes up after a few positions.
+inline bool has_few_errors(const EditTask& task) {
+  return most_errors(task) >= 0 && most_errors(task) <= MAX_ERRORS;
+}
+
 /// What is the same for all lane vectors of a task.
 template <class Lanes>
 class TaskRunner {
@@ -429,31 +439,19 @@ class TaskRunner {
 
   explicit TaskRunner(const EditTask& t) : task(t) {
     const int longer = std::max(task.m, task.n);
-    const bool isEdit = task.mode == TeraEval::LEVENSHTEIN;
-    errors = isEdit ? longer - task.fewest : -1;
-    if (errors >= 0 && errors <= MAX_ERRORS) {
+    errors = most_errors(task);
+    if (has_few_errors(task)) {
       way = FEW_ERRORS;
-    } else if (isEdit && errors >= distance_to(task.m, task.n) && is_narrow(Band(task.m, task.n, errors))) {
+    } else if (errors >= 0 && errors >= distance_to(task.m, task.n) &&
+               is_narrow(Band(task.m, task.n, errors))) {
       way = BAND;
     }
-    isOwn = task.room == nullptr;
     numSlices = 4 * longer + 4;
-    const auto size = edit_room_bytes(task) / sizeof(V);
-    slices = isOwn ? new V[size] : static_cast<V*>(task.room);
-  }
-  TaskRunner(const TaskRunner&) = delete;
-  TaskRunner& operator=(const TaskRunner&) = delete;
-  ~TaskRunner() {
-    if (isOwn) delete[] slices;
+    slices = static_cast<V*>(task.room);
   }
 
-  /// Room for the comparisons with the sets, behind the slices; null where there are too many.
-  V* known_cells() const {
-    const auto cells = static_cast<std::size_t>(task.numSets) * static_cast<std::size_t>(task.n);
-    return task.numSets > 0 && cells <= EDIT_MAX_CELLS ? slices + numSlices : nullptr;
-  }
-  /// Whether most lanes are given up after a few positions.
-  bool ends_early() const { return way == FEW_ERRORS; }
+  /// Room for the comparisons with the sets (`keeps_cells`), behind the slices.
+  V* known_cells() const { return slices + numSlices; }
 
   /// Writes the hits among the lanes, numbered from `first`; returns their number.
   template <class Columns>
@@ -485,7 +483,6 @@ class TaskRunner {
   const EditTask& task;
   int errors;
   Way way = TABLE;
-  bool isOwn = false;
   int numSlices = 0;
   V* slices = nullptr;
 };
@@ -517,6 +514,12 @@ void compare_sets(const EditTask& task, const Token* bytes, typename Lanes::V* k
   const ByteColumns<Lanes> columns{task.sets, bytes};
   for (int set = 0; set < task.numSets; ++set)
     for (int j = 0; j < task.n; ++j) *known++ = columns.at(set, j);
+}
+
+/// Whether the comparisons with the sets are told and few enough to be kept.
+inline bool keeps_cells(const EditTask& task) {
+  const auto cells = static_cast<std::size_t>(task.numSets) * static_cast<std::size_t>(task.n);
+  return cells > 0 && cells <= EDIT_MAX_CELLS;
 }
 
 /// Whether a set has several tokens. A comparison with one is as fast as reading it again.
@@ -589,12 +592,12 @@ int check_packed(const EditTask& task, int lanes_log, std::span<const Large> gro
 template <class Lanes, class BitLanes>
 int check_groups(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
                  std::span<EditHit> hits) {
-  TaskRunner<Lanes> runner(task);
-  const bool isShared = !runner.ends_early() && group + 1 < static_cast<int>(groups.size());
-  if (isShared && runner.known_cells() != nullptr)
+  const bool areSeveral = group + 1 < static_cast<int>(groups.size());
+  if (areSeveral && keeps_cells(task) && !has_few_errors(task))
     return check_packed<Lanes, BitLanes>(task, lanes_log, groups, group, hits);
+  TaskRunner<Lanes> runner(task);
   const int groupLanes = 1 << lanes_log;
-  typename Lanes::V* const known = has_wide_sets(task) ? runner.known_cells() : nullptr;
+  typename Lanes::V* const known = keeps_cells(task) && has_wide_sets(task) ? runner.known_cells() : nullptr;
   int num = 0;
   for (; group < static_cast<int>(groups.size()) && num + EDIT_WORD_LANES <= static_cast<int>(hits.size());
        ++group) {
