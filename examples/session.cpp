@@ -1,11 +1,7 @@
 // A form of four fields over the people of the records example, by the C++ API alone.
 //
 //   session FOLDER      has people.base; the session template, the rules and the ldb file are written there
-// First a dialogue is played. On a terminal the form follows: values while you type, people when you press
-// Enter.
-#include <termios.h>
-#include <unistd.h>
-
+// A dialogue is played. `sorvanta form FOLDER/people.ldb` is a form over the same site.
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -41,12 +37,11 @@ void write_site(const std::string& folder) {
 
 /// A line for each field: query, mark (. nothing typed, x nothing found, - not in the context, + possible, *
 /// selected).
-void print_form(const SorvantaSessionResult& result, int focus) {
+void print_form(const SorvantaSessionResult& result) {
   for (SorvantaStatus field(&result); field.get_field_name() != nullptr; field.go_next())
-    std::printf("%s %-8s [%c] %-20s %d people, best %d\n", field.get_rank() == focus ? ">" : " ",
-                field.get_field_name(), ".x?-+*"[field.get_status()],
-                field.get_string() != nullptr ? field.get_string() : "", field.num_records(),
-                field.get_best_qual());
+    std::printf("  %-8s [%c] %-20s %d people, best %d\n", field.get_field_name(),
+                ".x?-+*"[field.get_status()], field.get_string() != nullptr ? field.get_string() : "",
+                field.num_records(), field.get_best_qual());
 }
 
 void print_values(const SorvantaSessionResult& result, int most) {
@@ -83,46 +78,13 @@ void play(SorvantaSession* session) {
   print_people(result, 3);
   for (int i = 0; i < 2; ++i) session->undo(&result, 0);
   std::printf("\nundo what was typed last, and the selection\n");
-  print_form(result, -1);
+  print_form(result);
   const char* const modes[] = {"?", "?", nullptr, "?"};
   const char* const queries[] = {"Piere", "Moulin", nullptr, "Mirovice"};
   session->assess(&result, NUM_FIELDS, modes, queries);
   std::printf("\nassess Piere Moulin, Mirovice: %s (%s)\n", result.get_category_name(), result.get_reason());
   print_people(result, 3);
   session->clear_all();
-}
-
-void press(char key, SorvantaSession* session, SorvantaSessionResult* res, const char* field,
-           std::string& text) {
-  const bool isText = static_cast<unsigned char>(key) >= ' ' && key != 127;
-  if (key == 127 && !text.empty()) text.pop_back();
-  if (isText) text += key;
-  if (isText || key == 127 || key == '\t')
-    session->update(res, field, text.c_str(), text.empty() ? "-" : key == '\t' ? "?" : ">");
-  if (key == '\n') session->suggest(res, 0, nullptr);
-  if (key == 'T' - '@' && session->select(field) > 0) session->suggest(res, 0, field);
-  if (key == 'U' - '@' || key == 'R' - '@') key == 'U' - '@' ? session->undo(res, 0) : session->redo(res, 0);
-  if (key == 'X' - '@') text.clear(), session->clear(res, field, 0, 1);
-}
-
-void run_form(SorvantaSession* session) {
-  termios before{};
-  tcgetattr(0, &before);
-  termios raw = before;
-  raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-  tcsetattr(0, TCSANOW, &raw);
-  SorvantaSessionResult result;
-  std::string texts[NUM_FIELDS];
-  int focus = 0;
-  session->clear(&result, FIELDS[0], 0, 1);
-  for (char key = 0; key != 'Q' - '@'; press(key, session, &result, FIELDS[focus], texts[focus])) {
-    std::printf("\033[2J\033[HTab next, Enter people, ^T select, ^U undo, ^R redo, ^X clear, ^Q quit\n\n");
-    print_form(result, focus);
-    result.get_num_suggs() > 0 ? print_people(result, 10) : print_values(result, 10);
-    if (std::fflush(stdout) != 0 || read(0, &key, 1) != 1) break;
-    if (key == '\t') focus = (focus + 1) % NUM_FIELDS;
-  }
-  tcsetattr(0, TCSANOW, &before);
 }
 
 int report(const char* text) {
@@ -146,5 +108,4 @@ int main(int argc, char** argv) {
   SorvantaSession session;
   if (manager.get_session(manager.create_session("people", 0), &session) < 0) return 1;
   play(&session);
-  if (isatty(0) != 0) run_form(&session);
 }

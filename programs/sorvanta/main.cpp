@@ -29,8 +29,14 @@ void declare(CLI::App* tool, Action* action) {
   tool->set_help_flag("-h,--help", "Print this help");
   tool->set_version_flag("--version", SORVANTA_VERSION, "Print the version");
   tool->require_subcommand(1);
+  declare_look(tool, action);
   declare_build(tool, action);
   declare_find(tool, action);
+  declare_form(tool, action);
+  declare_explain(tool, action);
+  declare_read(tool, action);
+  declare_diff(tool, action);
+  declare_check(tool, action);
 }
 
 std::vector<std::string> verb_names(const CLI::App& tool) {

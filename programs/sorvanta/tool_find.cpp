@@ -1,5 +1,4 @@
 // sorvanta find: one query.
-#include <map>
 
 #include "sorvanta/tool_failure.h"
 #include "sorvanta/tool_find_file.h"
@@ -17,9 +16,6 @@ struct FindOptions {
   FileQuery file;
   OutputForm form = OutputForm::TABLE;
 };
-
-const std::map<std::string, std::string> MODES = {
-    {"errors", "?"}, {"exact", "!"}, {"beginning", ">"}, {"part", "<"}};
 
 int print(const std::vector<OutputColumn>& columns, const std::vector<Output::Row>& rows, OutputForm form) {
   Output output(form, columns);
@@ -50,7 +46,7 @@ void read_query(const Target& target, const std::vector<std::string>& arguments,
 int find(const FindOptions& options) {
   Target target(options.base);
   QueryLimits limits = options.limits;
-  limits.mode = MODES.at(options.mode)[0];
+  limits.mode = find_mode(options.mode)[0];
   if (!options.file.name.empty()) {
     if (!options.query.empty()) throw Failure("expected a query or --from, found both");
     if (!options.hasNumber) limits.number = 1;
@@ -84,9 +80,7 @@ void declare_find(CLI::App* tool, Action* action) {
   const auto options = add_verb_action<FindOptions>(verb, action, find);
   verb->add_option("BASE", options->base, "A base, an ldb file or a word index")->required()->type_name("");
   verb->add_option("QUERY", options->query, "Words, or field=value")->type_name("");
-  verb->add_option("-m,--mode", options->mode, "errors, exact, beginning or part (default: errors)")
-      ->check(CLI::IsMember({"errors", "exact", "beginning", "part"}).description(""))
-      ->type_name("MODE");
+  add_mode_option(verb, &options->mode);
   verb->add_option("-q,--quality", options->limits.quality, "Least quality of a record, 0 to 255")
       ->check(CLI::Range(0, 255).description(""))
       ->type_name("NUMBER");

@@ -24,13 +24,10 @@ constexpr std::size_t QUERIES_AT_ONCE = 256;
 class QueryFile {
  public:
   QueryFile(const Target& target, const FileQuery& query) {
-    SourceSample sample = look_at(query.name);
-    match_columns(target, query, sample.columns);
-    paths = sample.columns;
-    std::vector<const char*> pointers;
-    for (const std::string& path : paths) pointers.push_back(path.c_str());
+    const SourceSample sample = look_at(query.name);
+    match_columns(target, query, sample.names);
     decoder = make_decoder(sample.source.encoding);
-    input = open_source(sample.source, pointers);
+    input = open_source(sample.source, path_pointers(sample));
     input->set_error_correction(DamoInput::FILL_MISSING | DamoInput::IGNORE_SUPERFLUOUS, "", nullptr);
     if (sample.source.hasHeader) input->read_line(nullptr, 0);
   }
@@ -89,7 +86,6 @@ class QueryFile {
     return static_cast<int>(found - columns.begin());
   }
 
-  std::vector<std::string> paths;
   std::unique_ptr<TeraTransform> decoder;
   std::unique_ptr<DamoInput> input;
   std::vector<int> fieldColumns;

@@ -9,6 +9,7 @@
 #include "damo/damo_xml.h"
 #include "sorvanta/tool_failure.h"
 #include "sorvanta/tool_files.h"
+#include "sorvanta/tool_reporter.h"
 #include "sorvanta/tool_source.h"
 #include "tera/tera_utf.h"
 
@@ -92,26 +93,26 @@ bool has_header(const std::vector<std::vector<std::string>>& records) {
   return first.size() > 1;
 }
 
-void read_records(SourceSample* sample) {
-  const auto decoder = make_decoder(sample->source.encoding);
-  std::vector<const char*> paths;
-  for (const std::string& column : sample->columns) paths.push_back(column.c_str());
-  const auto input = open_source(sample->source, paths);
-  VInt line = 0;
-  while (sample->records.size() < SourceSample::MOST_RECORDS) {
-    const int bytes = input->read_line(&line, 0);
-    if (bytes == DamoInput::REJECTED) continue;
-    if (bytes < 0) break;
-    AceAttach at;
-    const char** fields = nullptr;
-    const int count = input->get_fields(&fields, &at);
-    std::vector<std::string> record;
-    for (int i = 0; i < count; ++i) {
-      const char* const text = fields[i] != nullptr ? fields[i] : "";
-      record.emplace_back(decoder != nullptr ? decoder->code(text, &at) : text);
-    }
-    sample->records.push_back(std::move(record));
+void read_first(SourceSample* sample) {
+  const auto input = open_source(sample->source, path_pointers(*sample));
+  read_records(input.get(), sample);
+}
+
+/// Columns without any text in JSON have numbers, perhaps, which become texts where they are.
+void read_json(SourceSample* sample) {
+  ToolReporter::get().keep_warnings(true);
+  read_first(sample);
+  ToolReporter::get().keep_warnings(false);
+  ToolReporter::get().take_messages();
+  sample->names = sample->columns;
+  for (std::size_t i = 0; i < sample->columns.size(); ++i) {
+    const std::string path = sample->columns[i];
+    if (std::all_of(sample->records.begin(), sample->records.end(),
+                    [i](const auto& record) { return i >= record.size() || record[i].empty(); }))
+      sample->columns[i] = path + " && to_string(" + path + ")";
   }
+  sample->records.clear();
+  read_first(sample);
 }
 
 void look_at_lines(const std::string& start, SourceSample* sample) {
@@ -124,7 +125,7 @@ void look_at_lines(const std::string& start, SourceSample* sample) {
     sample->source.kind = "tsv";
     sample->source.separator = '\t';
   }
-  read_records(sample);
+  read_first(sample);
   sample->source.hasHeader = has_header(sample->records);
   if (sample->records.empty()) return;
   const std::vector<std::string> first = sample->records[0];
@@ -217,6 +218,25 @@ void look_at_xml(SourceSample* sample) {
 
 }  // namespace
 
+void read_records(DamoInput* input, SourceSample* sample) {
+  const auto decoder = make_decoder(sample->source.encoding);
+  VInt line = 0;
+  while (sample->records.size() < SourceSample::MOST_RECORDS) {
+    const int bytes = input->read_line(&line, 0);
+    if (bytes == DamoInput::REJECTED) continue;
+    if (bytes < 0) break;
+    AceAttach at;
+    const char** fields = nullptr;
+    const int count = input->get_fields(&fields, &at);
+    std::vector<std::string> record;
+    for (int i = 0; i < count; ++i) {
+      const char* const text = fields[i] != nullptr ? fields[i] : "";
+      record.emplace_back(decoder != nullptr ? decoder->code(text, &at) : text);
+    }
+    sample->records.push_back(std::move(record));
+  }
+}
+
 SourceSample look_at(const std::string& file) {
   const std::string start = file_start(file, START);
   const auto fail = [&](const char* found) {
@@ -235,7 +255,7 @@ SourceSample look_at(const std::string& file) {
   if (start[first] == '<') {
     sample.source.kind = "xml";
     look_at_xml(&sample);
-    read_records(&sample);
+    read_first(&sample);
   } else if (DamoJsonLines documents; start[first] == '{' && lines.size() > 1 &&
                                       documents.parse_line(lines[0].c_str()) == 0 &&
                                       documents.parse_line(lines[1].c_str()) == 0) {
@@ -243,16 +263,17 @@ SourceSample look_at(const std::string& file) {
     documents.init(file.c_str(), JSON_SAMPLE);
     look_at_json(documents.get_structure(), &sample);
     sample.source.records.clear();
-    read_records(&sample);
+    read_json(&sample);
   } else if (start[first] == '{' || start[first] == '[') {
     sample.source.kind = "json";
     DamoJson document;
     document.init(file.c_str());
     look_at_json(document.get_structure(), &sample);
-    read_records(&sample);
+    read_json(&sample);
   } else {
     look_at_lines(start, &sample);
   }
   if (sample.columns.empty() || sample.records.empty()) fail("none");
+  if (sample.names.empty()) sample.names = sample.columns;
   return sample;
 }

@@ -2,6 +2,23 @@
 
 #include <map>
 
+namespace {
+
+const std::map<std::string, std::string> MODES = {
+    {"errors", "?"}, {"exact", "!"}, {"beginning", ">"}, {"part", "<"}};
+
+}  // namespace
+
+const char* find_mode(const std::string& mode) {
+  return MODES.at(mode).c_str();
+}
+
+void add_mode_option(CLI::App* verb, std::string* mode) {
+  verb->add_option("-m,--mode", *mode, "errors, exact, beginning or part (default: errors)")
+      ->check(CLI::IsMember({"errors", "exact", "beginning", "part"}).description(""))
+      ->type_name("MODE");
+}
+
 void add_output_option(CLI::App* verb, OutputForm* form) {
   static const std::map<std::string, OutputForm> forms = {
       {"table", OutputForm::TABLE}, {"tsv", OutputForm::TSV}, {"json", OutputForm::JSON}};

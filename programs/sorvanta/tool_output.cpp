@@ -46,6 +46,11 @@ int terminal_width(std::FILE* stream) {
 
 }  // namespace
 
+std::string fitted(const std::string& text, int columns) {
+  int width = 0;
+  return text.substr(0, fitting(text, columns, &width));
+}
+
 Output::Output(OutputForm form, std::vector<OutputColumn> columns, std::FILE* stream, bool has_names)
     : outputForm(form), outputColumns(std::move(columns)), outputStream(stream) {
   if (form == OutputForm::TABLE) lineWidth = terminal_width(stream);

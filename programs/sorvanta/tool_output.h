@@ -53,3 +53,6 @@ class Output {
   std::vector<int> widths;
   int lineWidth = 0;  // 0: not bounded
 };
+
+/// The beginning of a text that fits into as many columns of a terminal.
+std::string fitted(const std::string& text, int columns);

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <filesystem>
 
+#include "dast/dast_base.h"
 #include "dime/dime_date_text.h"
 #include "sorvanta/tool_files.h"
 #include "sorvanta/tool_source.h"
@@ -130,10 +131,11 @@ Settings propose_settings(const SourceSample& sample) {
   const std::string stem = std::filesystem::path(sample.source.file).stem().string();
   settings.name = without_ending(sample.source.file) + ".settings";
   settings.base = stem + ".base";
-  for (std::size_t i = 0; i < sample.columns.size(); ++i) {
+  for (std::size_t i = 0; i < std::min<std::size_t>(sample.columns.size(), DastBase::MAX_FIELDS); ++i) {
     FieldSettings field;
     const bool isNumbered = !sample.source.hasHeader && sample.columns[i] == std::to_string(i + 1);
-    field.name = isNumbered ? "column" + sample.columns[i] : plain_name(sample.columns[i]);
+    field.name = isNumbered ? "column" + sample.columns[i]
+                            : plain_name(sample.names[i].substr(sample.names[i].rfind(':') + 1));
     if (field.name.empty()) field.name = "column" + std::to_string(i + 1);
     const auto is_taken = [&](const FieldSettings& other) { return other.name == field.name; };
     while (std::any_of(settings.fields.begin(), settings.fields.end(), is_taken)) field.name += "_";

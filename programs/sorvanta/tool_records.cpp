@@ -70,7 +70,8 @@ RecordsMade make_records(const Settings& settings) {
   select_source(&run, settings.source, columns.get_paths());
   for (DamoField* field : fields.get_fields()) run.add_field(field);
   RecordsMade made;
-  made.numRecords = run.extract(0, nullptr, 0, &ToolReporter::get(), nullptr, nullptr, 0, 1);
+  made.numRecords =
+      run.extract(corrections_of(settings.source), "", 0, &ToolReporter::get(), nullptr, nullptr, 0, 1);
   made.numBad = count_lines(rejects + ".reasons");
   if (made.numBad > 0) made.rejects = rejects;
   for (const char* const ending : {"", ".reasons"})

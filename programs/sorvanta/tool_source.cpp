@@ -61,6 +61,10 @@ std::unique_ptr<TeraTransform> make_decoder(const std::string& encoding) {
   throw Failure(refusal("encoding", encoding, known));
 }
 
+int corrections_of(const SourceSettings& source) {
+  return is_path_kind(source.kind) ? DamoInput::FILL_MISSING : 0;
+}
+
 std::unique_ptr<DamoInput> open_source(const SourceSettings& source, std::vector<const char*> paths) {
   AceReporter* const rep = AceReporter::use_default();
   const char* const file = source.file.c_str();
@@ -80,6 +84,7 @@ std::unique_ptr<DamoInput> open_source(const SourceSettings& source, std::vector
     input = DamoOdbcInput(file, source.user.c_str(), source.password.c_str(),
                           source.encryptedPassword.c_str(), source.keyFile.c_str(), source.sql.c_str(), rep);
   if (input == nullptr) throw Failure(printable(source.file) + ": cannot be read as " + source.kind);
+  input->set_error_correction(corrections_of(source), "", nullptr);
   return std::unique_ptr<DamoInput>(input);
 }
 
@@ -150,6 +155,10 @@ int SourceColumns::find(const Settings& settings, const FieldSettings& field, co
   if (error == std::errc() && rest == end && number >= 1 && number <= numColumns) return number - 1;
   throw Failure(settings.name + ":" + std::to_string(field.line) + ": field " + field.name + ": " +
                 refusal("column of the source", column, columnNames));
+}
+
+std::vector<const char*> path_pointers(const SourceSample& sample) {
+  return is_path_kind(sample.source.kind) ? pointers(sample.columns) : std::vector<const char*>();
 }
 
 std::vector<const char*> SourceColumns::get_paths() const {

@@ -35,6 +35,8 @@ class SourceColumns {
   std::vector<std::vector<int>> fieldColumns;
 };
 
+/// Corrections of bad records (damo_input.h) that a source needs: in JSON and XML what is missing is empty.
+int corrections_of(const SourceSettings& source);
 /// Opens a source as an input of records; throws a `Failure` where there is none.
 std::unique_ptr<DamoInput> open_source(const SourceSettings& source, std::vector<const char*> paths);
 /// Tells an extraction what it reads.
@@ -51,9 +53,14 @@ struct SourceSample {
 
   SourceSettings source;
   std::vector<std::string> columns;  // names; of JSON and XML, paths
+  std::vector<std::string> names;    // what fields of these columns are called
   std::vector<std::vector<std::string>> records;
 };
 
+/// Of JSON and XML the paths of the columns, as inputs take them; none for others.
+std::vector<const char*> path_pointers(const SourceSample& sample);
+/// Fills the sample with the next records of an input.
+void read_records(DamoInput* input, SourceSample* sample);
 /// Throws a `Failure` for what cannot be read, is empty, or is no text.
 SourceSample look_at(const std::string& file);
 /// Settings that `build` takes: a field for each column, by its values.

@@ -19,12 +19,21 @@ using Action = std::function<int()>;
 // Each adds a verb to the tool.
 
 void declare_build(CLI::App* tool, Action* action);
+void declare_check(CLI::App* tool, Action* action);
+void declare_diff(CLI::App* tool, Action* action);
+void declare_explain(CLI::App* tool, Action* action);
 void declare_find(CLI::App* tool, Action* action);
+void declare_form(CLI::App* tool, Action* action);
+void declare_look(CLI::App* tool, Action* action);
+void declare_read(CLI::App* tool, Action* action);
 
 // For verbs.
 
 /// -o table|tsv|json.
 void add_output_option(CLI::App* verb, OutputForm* form);
+/// --mode, of which `find_mode` has the code.
+void add_mode_option(CLI::App* verb, std::string* mode);
+const char* find_mode(const std::string& mode);
 /// A verb that does `run(options)`, with options of its own.
 template <class Options>
 std::shared_ptr<Options> add_verb_action(CLI::App* verb, Action* action, int (*run)(const Options&)) {

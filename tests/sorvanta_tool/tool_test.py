@@ -3,6 +3,7 @@ import json
 import os
 import pathlib
 import random
+import shutil
 import signal
 import subprocess
 import tempfile
@@ -10,7 +11,7 @@ import time
 import unittest
 
 TOOL = os.environ["SORVANTA_TOOL"]
-VERBS = ["build", "find"]
+VERBS = ["build", "check", "diff", "explain", "find", "form", "look", "read"]
 PEOPLE = """Given name;Surname;Street;City;Born
 Pierre;Moulin;Nicolas Street;Mirovice;1985-04-03
 Ann;Mayer;Bahnhofstrasse;Bern;1990-12-31
@@ -285,6 +286,121 @@ class FindFile(ToolTest):
         self.refuse(["find", "people.base", "--from", "q.csv", "--column", "surname=woh"], "did you mean who?")
         rows = self.rows("find", "people.base", "--from", "q.csv", "--column", "surname=who", "-n", "1")
         self.assertEqual([row["line"] for row in rows], [2, 3])
+
+
+class Sources(ToolTest):
+    def test_what_look_proposes_is_what_build_takes(self):
+        self.write("p.json", json.dumps({"list": [{"id": 7, "who": {"name": "Ann"}, "on": "1990-12-31"},
+                                                  {"id": 8, "who": {"name": "Jürgen"}}]}))
+        fields = {row["column"]: row for row in self.rows("look", "p.json")}
+        self.assertEqual({row["field"]: row["filled"] for row in fields.values()}, {"id": 100, "who_name": 100, "on": 50})
+        self.assertEqual(fields["who.name"]["samples"], "Ann, Jürgen")
+        self.write("mine.settings", self.expect(FOUND, "look", "p.json", "--settings").stdout)
+        self.expect(FOUND, "build", "mine.settings")
+        self.assertEqual(self.rows("find", "p.base", "who_name=Jurgen")[0]["id"], "8")
+
+    def test_methods_suit_the_values(self):
+        rows = [("Ann", "31.12.1990", "80331", "4711201", "12.50", "the quick brown fox", "12a",
+                 "123e4567-e89b-42d3-a456-4266141740%02d" % i) for i in range(9)]
+        self.write("t.csv", "name,born,zip code,customer,price,title,house number,uuid\n" +
+                   "".join(",".join(row) + "\n" for row in rows))
+        self.assertEqual([row["method"] for row in self.rows("look", "t.csv")],
+                         ["EDIT", "DATE", "POSTCODE", "NUMBER", "DOUBLE", "WORDS", "PREMISE", "UUID"])
+        self.assertIn("3 different", self.expect(FOUND, "look", "t.csv", "--statistic").stdout)
+        self.refuse(["look", "nowhere"], "expected a file or a data source")
+
+    def test_read_lists_what_is_rejected(self):
+        self.people()
+        self.write("people.csv", PEOPLE + "only;two\n")
+        self.assertEqual(self.rows("read", "people.settings"), [{"line": 6, "reason": "it has 2 fields instead of 5"}])
+        self.assertEqual(len((self.folder / "people.records").read_text().splitlines()), 4)
+
+    def test_differences_are_made_checked_applied_and_cascade(self):
+        old = self.write("old", "Ann\tBern\nBob\tRom\nZoe\tLinz\n")
+        new = self.write("new", "Ann\tGenf\nZoe\tLinz\nEva\tGraz\n")
+        orders = self.write("orders", "O1\tBob\nO2\tAnn\nO3\tBob\n")
+        self.assertIn("checked", self.expect(FOUND, "diff", old, new, "--key", "1", "--to", "dif", "--check").stdout)
+        self.expect(FOUND, "diff", old, "dif", "--key", "1", "--apply", "now", "--deleted", "gone", "--rows", orders,
+                    "--rows-key", "1", "--rows-master", "2", "--cascade", "orders.dif")
+        read = lambda name: (self.folder / name).read_text()
+        self.assertEqual(sorted(read("now").splitlines()), sorted(read(new).splitlines()))
+        self.assertEqual((read("gone"), read("orders.dif")), ("Bob\tRom\n", "<del>\tO1\tBob\n<del>\tO3\tBob\n"))
+        self.expect(NOTHING, "diff", new, new, "--key", "1,2", "--to", "none")
+        self.refuse(["diff", old, new, "--key", "3"], "expected column 3, found 2 columns")
+        self.refuse(["diff", old, new, "--key", "x"], "--key")
+        self.refuse(["diff", old, "dif", "--key", "1", "--apply", "now", "--rows", orders], "--rows-master")
+
+
+class Explain(ToolTest):
+    def test_the_parts_add_up_to_what_find_says(self):
+        self.people()
+        asked = ["surname=Moulan", "city=Mirovitse", "born=1985-04-05"]
+        best = self.rows("find", "people.base", *asked)[0]
+        *parts, total = self.rows("explain", "people.base", best["record"], *asked)
+        self.assertEqual([part["field"] for part in parts], ["surname", "city", "born"])
+        self.assertEqual(total["counted"], best["quality"])
+        self.assertEqual(total["product"], sum(part["counted"] * part["weight"] for part in parts))
+        self.assertEqual(total["product"] // total["weight"], best["quality"])
+        self.assertEqual([part["measured"] for part in parts], [part["counted"] for part in parts])
+        self.expect(NOTHING, "explain", "people.base", "2", *asked)
+        self.refuse(["explain", "people.base", "5", *asked], "1 to 4, found '5'")
+        self.refuse(["explain", "people.base", "1", "surname"], "expected field=value")
+
+    def test_check_says_what_is_wrong_with_any_file(self):
+        self.people()
+        said = self.expect(FOUND, "check", "people.settings", "people.base").stdout
+        self.assertIn("settings of 5 fields over 5 columns", said)
+        self.assertIn("a base of the fields given_name, surname", said)
+        self.write("p.ses", "FIELDS\t{\nsurname\t{\nBUILD_FIELD\tsurnme\n}\n}\nCOMBINATIONS\t{\ndefault\t{\n}\n}\n")
+        self.write("p.rules", "<KVConfiguration svversion='90.0'><rules><rule name='a'></rule></rules>")
+        self.write("p.ldb", "main_svd\tnowhere.base\n")
+        done = self.expect(BROKEN, "check", "p.ses", "p.rules", "p.ldb", "people.base", "--base", "people.base")
+        for part in ("surnme", "p.rules", "nowhere.base"):
+            self.assertIn(part, done.stderr)
+        self.assertIn("people.base: a base", done.stdout)  # the others are looked at all the same
+
+
+@unittest.skipUnless(shutil.which("tmux"), "needs tmux")
+class Form(ToolTest):
+    def tmux(self, *arguments):
+        return subprocess.run(["tmux", "-S", str(self.folder / "socket"), *arguments], capture_output=True,
+                              encoding="utf-8", timeout=20, check=True).stdout
+
+    def keys(self, *keys):
+        self.tmux("send-keys", "-t", "form", *keys)
+
+    def wait_for(self, text):
+        for _ in range(200):
+            screen = self.tmux("capture-pane", "-p", "-t", "form")
+            if text in screen:
+                return screen
+            time.sleep(0.05)
+        self.fail(f"'{text}' never came:\n{screen}")
+
+    def test_a_form_on_40_columns(self):
+        self.people()
+        self.tmux("new-session", "-d", "-s", "form", "-x", "40", "-y", "20", f"{TOOL} form {self.folder}/people.base; cat")
+        self.addCleanup(self.tmux, "kill-server")
+        self.assertIn("^Q quit", self.wait_for("> given_name"))
+        self.keys("Tab", "May")
+        self.wait_for("Mayer (1)")
+        self.keys("Enter")
+        self.assertTrue(all(len(line) <= 40 for line in self.wait_for("Bahnhofstr").splitlines()))
+        self.keys("C-t")
+        self.wait_for("* May")
+        self.keys("Tab", "Tab", "Mirovice")
+        self.assertIn("- Mirovice", self.wait_for("not in the selecti"))
+        self.keys("C-u", "C-u", "C-u")
+        self.keys("C-q")
+        for _ in range(100):
+            if "given_name" not in self.tmux("capture-pane", "-p", "-t", "form"):
+                return
+            time.sleep(0.05)
+        self.fail("the form does not end")
+
+    def test_without_terminal(self):
+        self.people()
+        self.refuse(["form", "people.base"], "needs a terminal")
 
 
 if __name__ == "__main__":

@@ -1,0 +1,53 @@
+// sorvanta read: sources to record files.
+#include <cstdio>
+
+#include "ace/ace_input.h"
+#include "sorvanta/tool_records.h"
+#include "sorvanta/tool_verbs.h"
+
+namespace {
+
+struct ReadOptions {
+  std::string settings;
+  OutputForm form = OutputForm::TABLE;
+};
+
+/// The bad records: where they are in the source, and why. Their file has a line for each.
+void print_rejects(const std::string& file, OutputForm form) {
+  Output output(form, {{"line", true}, {"reason", false}});
+  AceInput reasons((file + ".reasons").c_str(), 1 << 16, true);
+  for (const char* text = nullptr; reasons.read_line(&text) >= 0;) {
+    const std::string line(text);
+    const std::size_t first = line.find('\t'), second = line.find('\t', first + 1);
+    if (second != std::string::npos)
+      output.add({line.substr(first + 1, second - first - 1), line.substr(second + 1)});
+  }
+  output.finish();
+}
+
+int read(const ReadOptions& options) {
+  const Settings settings = read_settings(options.settings);
+  const RecordsMade made = make_records(settings);
+  if (options.form == OutputForm::TABLE) {
+    std::printf("records:  %s, %ld\n", settings.records.c_str(), made.numRecords);
+    if (made.numBad > 0) std::printf("rejected: %s, %ld\n\n", made.rejects.c_str(), made.numBad);
+  }
+  if (made.numBad > 0) print_rejects(made.rejects, options.form);
+  return made.numRecords > 0 ? FOUND : NOTHING;
+}
+
+}  // namespace
+
+void declare_read(CLI::App* tool, Action* action) {
+  CLI::App* const verb = tool->add_subcommand(
+      "read",
+      "Reads a source into a record file, as settings describe it: the lines that a base is built from. "
+      "Bad records are left out, kept as the source has them in a file beside, and listed with line and "
+      "reason; mended, that file is read with the same settings.");
+  verb->footer("Example:\n  sorvanta read people.settings");
+  const auto options = add_verb_action<ReadOptions>(verb, action, read);
+  verb->add_option("SETTINGS", options->settings, "Settings, as `look --settings` proposes them")
+      ->required()
+      ->type_name("");
+  add_output_option(verb, &options->form);
+}
