@@ -6,8 +6,12 @@
 #include "ace/ace_attach.h"
 #include "dare/dare_multi_query.h"
 #include "dare/dare_session.h"
+#include "dast/dast_base.h"
 #include "dast/dast_base_field_recall.h"
 #include "dast/dast_base_recall.h"
+#include "dime/dime_auto.h"
+#include "dime/dime_edit.h"
+#include "dime/dime_words.h"
 #include "sorvanta/tool_failure.h"
 #include "sorvanta/tool_reporter.h"
 #include "sorvanta/tool_target.h"
@@ -75,6 +79,26 @@ std::string shape_of(const TeraRescaleConfig& shape) {
   return text;
 }
 
+/// "LEVENSHTEIN, REDUNDANT": what methods of words count, and the model that makes a quality of it.
+std::string measure_of(const DastSession& session, int base_field, const char* mode) {
+  const auto* const base = dynamic_cast<const DastBase*>(session.get_base());
+  const DastBaseMethod* const method = base != nullptr ? base->get_method(base_field) : nullptr;
+  const DastOptions::Call call = DastOptions::get_call_mode(mode);
+  const auto named = [](TeraEval::Mode measure, TeraEval::Model model) {
+    return std::string(TeraEval::get_mode_name(measure)) + ", " + TeraEval::get_model_name(model);
+  };
+  if (const auto* const edit = dynamic_cast<const DimeEditMethod*>(method); edit != nullptr)
+    return named(edit->get_recall_options().get_eval_algorithm(call),
+                 edit->get_recall_options().get_eval_model(call));
+  if (const auto* const words = dynamic_cast<const DimeWordsMethod*>(method); words != nullptr)
+    return named(words->get_recall_options().get_eval_mode(call),
+                 words->get_recall_options().get_eval_model(call));
+  if (const auto* const codes = dynamic_cast<const DimeAutoMethod*>(method); codes != nullptr)
+    return named(codes->get_recall_options().get_eval_mode(call),
+                 codes->get_recall_options().get_eval_model(call));
+  return "";
+}
+
 std::string alignment(const std::string& asked, const std::string& value) {
   return asked == value ? "equal" : "'" + printable(asked, 30) + "' against '" + printable(value, 30) + "'";
 }
@@ -98,6 +122,7 @@ void print_parts(const Target& target, const DastSession& session, const Asked& 
                  const DastRecord& scored, OutputForm form) {
   Output output(form, {{"field", false},
                        {"method", false},
+                       {"measure", false},
                        {"compared", false},
                        {"measured", true},
                        {"shape", false},
@@ -110,7 +135,9 @@ void print_parts(const Target& target, const DastSession& session, const Asked& 
     const auto field = static_cast<int>(i);
     const FieldPart part = part_of(session, field, asked.queries[i], asked.modes[i], record, scored);
     const auto* const unit = session.get_config()->get_session_field(field)->get_unit();
-    output.add({target.get_fields()[i].name, session.get_config()->get_field_method(field),
+    const std::string& name = target.get_fields()[i].name;
+    output.add({name, session.get_config()->get_field_method(field),
+                measure_of(session, session.get_config()->get_related_index(name.c_str()), asked.modes[i]),
                 alignment(asked.texts[i], part.value),
                 part.measured >= 0 ? std::to_string(part.measured) : "",
                 shape_of(*unit->get_rescale_config()), std::to_string(part.counted),
@@ -118,7 +145,7 @@ void print_parts(const Target& target, const DastSession& session, const Asked& 
     weights += part.weight;
     sum += part.counted * part.weight;
   }
-  output.add({"all", "", "", "", "", std::to_string(scored.get_quality()), std::to_string(weights),
+  output.add({"all", "", "", "", "", "", std::to_string(scored.get_quality()), std::to_string(weights),
               std::to_string(sum)});
   output.finish();
 }

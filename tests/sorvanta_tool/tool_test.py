@@ -143,6 +143,13 @@ class Build(ToolTest):
         self.assertIn("people.records.rejected, 1", said)
         self.assertIn("2 fields instead of 5", (self.folder / "people.records.rejected.reasons").read_text())
 
+    def test_the_settings_of_the_page(self):
+        page = (pathlib.Path(__file__).parents[2] / "docs" / "tool.md").read_text(encoding="utf-8")
+        self.write("people.csv", PEOPLE)
+        self.write("page.settings", next(block for block in page.split("```") if block.startswith("\nsource")))
+        self.expect(FOUND, "build", "page.settings")
+        self.assertEqual(self.rows("find", "people.base", "name=Moulin Piere")[0]["name"], "Pierre Moulin")
+
     def test_settings_that_are_wrong_are_told_by_line(self):
         self.people()
         settings = (self.folder / "people.settings").read_text()
