@@ -13,12 +13,11 @@
 #include "ace/ace_file.h"
 #include "ace/ace_flags.h"
 #include "ace/ace_reporter.h"
+#include "support/fuzz_input.h"
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using fuzz::require;
 
 void use(AceBits* bits) {
   for (VInt i = -1; i <= bits->get_num_keys(); ++i) {
@@ -75,7 +74,7 @@ void load(const std::string& bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   AceReporter::clear_default();
   if (size < 2 || size > 4000) return 0;
-  const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const std::string bytes = fuzz::text_of(data + 1, size - 1);
   if (data[0] % 2 == 0)
     load<AceBits>(bytes);
   else

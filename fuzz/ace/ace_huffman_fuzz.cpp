@@ -10,22 +10,13 @@
 #include "ace/ace_file.h"
 #include "ace/ace_huffman.h"
 #include "ace/ace_reporter.h"
+#include "support/fuzz_input.h"
+#include "support/payload.h"
 
 namespace {
 
-using Image = std::vector<long>;  // aligned to 8
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
-
-std::string image_of(const HuffmanTree& tree) {
-  Image image(1 << 15);
-  AceFile file;
-  file.init_write(reinterpret_cast<char*>(image.data()), 8 << 15);
-  tree.save(&file);
-  return {reinterpret_cast<const char*>(image.data()), static_cast<size_t>(file.get_pos())};
-}
+using fuzz::require;
+using support::image_of;
 
 std::string sound_image() {
   HuffmanStat stat;
@@ -52,25 +43,19 @@ void use(HuffmanTree* tree, const std::string& bytes) {
 }
 
 void load(const std::string& bytes) {
-  Image image(bytes.size() / 8 + 1);
-  bytes.copy(reinterpret_cast<char*>(image.data()), bytes.size());
-  AceFile file;
-  file.init_read(reinterpret_cast<const char*>(image.data()), static_cast<VInt>(bytes.size()));
+  support::PayloadFile file(bytes);
   HuffmanTree tree;
   try {
-    const bool isRead = tree.read(&file) == 0;
+    const bool isRead = tree.read(file.get()) == 0;
     use(&tree, bytes);
     if (!isRead) return;
   } catch (const AceException&) {
     return;
   }
   const std::string saved = image_of(tree);
-  Image again(saved.size() / 8 + 1);
-  saved.copy(reinterpret_cast<char*>(again.data()), saved.size());
-  AceFile in;
-  in.init_read(reinterpret_cast<const char*>(again.data()), static_cast<VInt>(saved.size()));
+  support::PayloadFile again(saved);
   HuffmanTree copy;
-  require(copy.read(&in) == 0 && image_of(copy) == saved);
+  require(copy.read(again.get()) == 0 && image_of(copy) == saved);
 }
 
 void build(const std::string& bytes) {
@@ -102,18 +87,12 @@ void build(const std::string& bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   AceReporter::clear_default();
   if (size < 2 || size > 8000) return 0;
-  const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const std::string bytes = fuzz::text_of(data + 1, size - 1);
   if (data[0] % 3 == 0) {
     load(bytes);
   } else if (data[0] % 3 == 1) {
-    // Triples of an offset (two bytes) and a value; a last odd byte cuts.
     static const std::string sound = sound_image();
-    std::string image = sound;
-    for (size_t i = 0; i + 3 <= bytes.size(); i += 3)
-      image[(static_cast<Token>(bytes[i]) * 256U + static_cast<Token>(bytes[i + 1])) % image.size()] =
-          bytes[i + 2];
-    if (bytes.size() % 3 == 1) image.resize(image.size() - static_cast<Token>(bytes.back()));
-    load(image);
+    load(fuzz::damaged(sound, bytes));
   } else {
     build(bytes);
   }

@@ -11,26 +11,15 @@
 #include "ace/ace_file.h"
 #include "ace/ace_id_map.h"
 #include "ace/ace_reporter.h"
+#include "support/fuzz_input.h"
+#include "support/payload.h"
 
 namespace {
 
-using Image = std::vector<long>;  // aligned to 8
+using fuzz::require;
+using support::image_of;
 
 constexpr Large MOST_SLOTS = 5000;  // maps of few bytes have that many only in sparse modes
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
-
-std::string image_of(const AceIdMap& map) {
-  AceFile measure;
-  map.save(&measure);
-  Image image(static_cast<size_t>(measure.get_pos()) / 8 + 1);
-  AceFile file;
-  file.init_write(reinterpret_cast<char*>(image.data()), measure.get_pos());
-  map.save(&file);
-  return {reinterpret_cast<const char*>(image.data()), static_cast<size_t>(file.get_pos())};
-}
 
 struct NarrowIdMap : AceIdMap {
   NarrowIdMap() { offsetBits = 3; }
@@ -71,13 +60,10 @@ void use(const AceIdMap& map, const std::string& bytes) {
 }
 
 void load(const std::string& bytes) {
-  Image image(bytes.size() / 8 + 1);
-  bytes.copy(reinterpret_cast<char*>(image.data()), bytes.size());
-  AceFile file;
-  file.init_read(reinterpret_cast<const char*>(image.data()), static_cast<VInt>(bytes.size()));
+  support::PayloadFile file(bytes);
   AceIdMap map;
   try {
-    const bool isRead = map.read(&file) == 0;
+    const bool isRead = map.read(file.get()) == 0;
     use(map, bytes);
     if (!isRead) require(map.get_num_keys() == 0);
     if (!isRead) return;
@@ -86,12 +72,9 @@ void load(const std::string& bytes) {
     return;
   }
   const std::string saved = image_of(map);
-  Image again(saved.size() / 8 + 1);
-  saved.copy(reinterpret_cast<char*>(again.data()), saved.size());
-  AceFile in;
-  in.init_read(reinterpret_cast<const char*>(again.data()), static_cast<VInt>(saved.size()));
+  support::PayloadFile again(saved);
   AceIdMap copy;
-  require(copy.read(&in) == 0 && image_of(copy) == saved);
+  require(copy.read(again.get()) == 0 && image_of(copy) == saved);
 }
 
 }  // namespace
@@ -99,18 +82,7 @@ void load(const std::string& bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   AceReporter::clear_default();
   if (size < 2 || size > 4000) return 0;
-  const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
-  if (data[0] == 0) {
-    load(bytes);
-    return 0;
-  }
-  // Triples of an offset (two bytes) and a value; a last odd byte cuts.
-  std::string image = sound_image(data[0]);
-  for (size_t i = 0; i + 3 <= bytes.size(); i += 3)
-    image[(static_cast<Token>(bytes[i]) * 256U + static_cast<Token>(bytes[i + 1])) % image.size()] =
-        bytes[i + 2];
-  if (bytes.size() % 3 == 1)
-    image.resize(image.size() - std::min(image.size() - 1, size_t{static_cast<Token>(bytes.back())}));
-  load(image);
+  const std::string bytes = fuzz::text_of(data + 1, size - 1);
+  load(data[0] == 0 ? bytes : fuzz::damaged(sound_image(data[0]), bytes));
   return 0;
 }

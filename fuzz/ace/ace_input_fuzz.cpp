@@ -10,14 +10,13 @@
 
 #include "ace/ace_reporter.h"
 #include "oracle/lines.h"
+#include "support/fuzz_input.h"
 
 namespace {
 
-using Lines = std::vector<std::string>;
+using fuzz::require;
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using Lines = std::vector<std::string>;
 
 Lines read_all(AceInput* input, Huge end = -1) {
   Lines lines;

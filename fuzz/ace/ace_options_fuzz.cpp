@@ -7,12 +7,11 @@
 #include "ace/ace_attach.h"
 #include "ace/ace_options_parser.h"
 #include "ace/ace_reporter.h"
+#include "support/fuzz_input.h"
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using fuzz::require;
 
 struct Options : AceOptionsParser {
   Options() {

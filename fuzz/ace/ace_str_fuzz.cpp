@@ -18,14 +18,13 @@
 #include "ace/ace_str_split.h"
 #include "ace/ace_string.h"
 #include "oracle/strings.h"
+#include "support/fuzz_input.h"
 
 namespace {
 
-constexpr int MAX = 5;
+using fuzz::require;
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+constexpr int MAX = 5;
 
 /// Calls `use` with a copy of the text that ends exactly at its block's end.
 template <class Use>

@@ -14,13 +14,12 @@
 #include "damo/damo_diff_maker.h"
 #include "damo/damo_dimension_diff.h"
 #include "damo/damo_relation_diff.h"
+#include "support/fuzz_input.h"
 #include "support/temp_folder.h"
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using fuzz::require;
 
 std::string contents(const std::string& name) {
   std::ifstream stream(name, std::ios::binary);

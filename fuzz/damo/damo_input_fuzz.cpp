@@ -2,9 +2,6 @@
 // the plain reader; standard and fixed-width records are the same in parts as whole; pushed lines are those
 // of the file. Paths: quotes over lines and parts, escapes, deletions, too many and too few fields with every
 // correction, fields as long as their buffers, values set.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
@@ -20,8 +17,11 @@
 #include "damo/damo_standard_input.h"
 #include "damo/damo_statistic.h"
 #include "oracle/csv.h"
+#include "support/fuzz_input.h"
 
 namespace {
+
+using fuzz::require;
 
 using oracle::Record;
 using Input = std::unique_ptr<DamoInput>;
@@ -30,25 +30,6 @@ enum Kind { CSV, STANDARD, FIXED, PUSHED, NUM_KINDS };
 constexpr std::size_t MAX_SIZE = 4000;
 constexpr std::size_t MAX_EXPANDED = 5000;  // more would take longer, and no other path
 constexpr unsigned LONG_VALUE = 1500;       // more than a field's first buffer
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
-
-/// A file of which each run replaces the bytes.
-class MemoryFile {
- public:
-  MemoryFile() : file(memfd_create("fuzz", MFD_CLOEXEC)), name("/proc/self/fd/" + std::to_string(file)) {}
-  const char* with(const std::string& bytes) const {
-    require(ftruncate(file, 0) == 0);
-    require(pwrite(file, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()));
-    return name.c_str();
-  }
-
- private:
-  int file;
-  std::string name;
-};
 
 /// How a run is set up, from the bytes in front.
 struct Setup {
@@ -151,7 +132,7 @@ void correct(DamoInput* input, const Setup& setup) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size) {
-  static const MemoryFile file;
+  static const fuzz::MemoryFile file;
   AceReporter::clear_default();
   if (size < 3 || size > MAX_SIZE) return 0;
   const Setup setup{static_cast<Kind>(bytes[0] % NUM_KINDS),
@@ -170,7 +151,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size) {
   };
   expand('L', LONG_VALUE, 'l');
   expand('S', DamoInput::MAX_FIELDS - 2, ',');
-  const char* name = file.with(data);
+  const char* name = file.with(data).c_str();
   if (setup.kind == PUSHED) {
     const Input input = open_input(name, setup);
     input->set_error_correction(setup.flags, nullptr, nullptr);

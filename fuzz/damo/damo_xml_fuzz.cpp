@@ -1,8 +1,5 @@
 // Any bytes as XML: a record path, a field path, and a document, each behind a line end. What is read in a
 // stream is what is read from the whole document; structures take anything.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -12,12 +9,11 @@
 #include "ace/ace_reporter.h"
 #include "damo/damo_xml.h"
 #include "damo/damo_xml_input.h"
+#include "support/fuzz_input.h"
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using fuzz::require;
 
 /// The records' fields; none where something is wrong, which the two ways meet at different places.
 std::optional<std::string> read(const std::string& file, const std::string& record_path,
@@ -46,18 +42,9 @@ std::optional<std::string> read(const std::string& file, const std::string& reco
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   AceReporter::clear_default();
-  const std::string text(reinterpret_cast<const char*>(data), size);
-  const std::size_t first = text.find('\n');
-  const std::size_t second = first == std::string::npos ? first : text.find('\n', first + 1);
-  if (second == std::string::npos) return 0;
-  const std::string record_path = text.substr(0, first),
-                    field_path = text.substr(first + 1, second - first - 1);
-  const std::string document = text.substr(second + 1);
-  static const int file = memfd_create("fuzz", MFD_CLOEXEC);
-  static const std::string name = "/proc/self/fd/" + std::to_string(file);
-  require(ftruncate(file, 0) == 0 &&
-          pwrite(file, document.data(), document.size(), 0) == static_cast<ssize_t>(document.size()));
-
+  const auto document = fuzz::Document::of(fuzz::text_of(data, size));
+  if (!document) return 0;
+  const auto& [record_path, field_path, name] = *document;
   const auto streamed = read(name, record_path, field_path.c_str());
   const auto whole = read(name, "(" + record_path + ")", field_path.c_str());
   if (streamed && whole) require(*streamed == *whole);

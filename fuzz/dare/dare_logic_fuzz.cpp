@@ -9,12 +9,11 @@
 
 #include "ace/ace_reporter.h"
 #include "dare/dare_logic_eval.h"
+#include "support/fuzz_input.h"
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using fuzz::require;
 
 using Update = std::pair<int, int>;
 

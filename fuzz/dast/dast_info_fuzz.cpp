@@ -10,15 +10,14 @@
 #include "ace/ace_file.h"
 #include "ace/ace_reporter.h"
 #include "dast/dast_info_map.h"
+#include "support/fuzz_input.h"
 #include "support/payload.h"
 
 namespace {
 
-constexpr Large MOST_IDS = 100;
+using fuzz::require;
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+constexpr Large MOST_IDS = 100;
 
 std::string image_of(const DastInfoMap* map) {
   return support::image_by([=](AceFile* file) { DastInfoMap::save_map(map, file); });
@@ -79,7 +78,7 @@ void load(const std::string& bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   AceReporter::clear_default();
   if (size < 2 || size > 2000) return 0;
-  const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const std::string bytes = fuzz::text_of(data + 1, size - 1);
   if (data[0] == 0) {
     load(bytes);
     return 0;

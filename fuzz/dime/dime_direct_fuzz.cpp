@@ -6,12 +6,11 @@
 #include "ace/ace_reporter.h"
 #include "dime/dime_direct.h"
 #include "oracle/numbers.h"
+#include "support/fuzz_input.h"
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using fuzz::require;
 
 }  // namespace
 
@@ -23,10 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
   const int factor = data[0] < 0x80 ? data[0] : data[0] << 23;
   const int expo = EXPO_BITS[data[1] % 5];
   const int way = data[2] % 4;
-  const std::string input(reinterpret_cast<const char*>(data) + 3, size - 3);
-  const std::size_t separator = input.find('\xFF');
-  const std::string text = input.substr(0, separator).c_str();
-  const std::string value = separator != std::string::npos ? input.substr(separator + 1).c_str() : "";
+  const auto [text, value] = fuzz::two_texts(fuzz::text_of(data + 3, size - 3));
   DimeDirectQuery query(text.c_str(), static_cast<DimeDirectMethod::EvalType>(way), factor, expo);
   require(query.is_empty() != 0 ? query.get_from() == -1 && query.get_to() == -1
                                 : query.get_from() >= 0 && query.get_from() <= query.get_to());

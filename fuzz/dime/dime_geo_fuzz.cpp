@@ -10,13 +10,12 @@
 #include "ace/ace_reporter.h"
 #include "dime/dime_geo.h"
 #include "oracle/places.h"
+#include "support/fuzz_input.h"
 #include "tera/tera_query_kinds.h"
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using fuzz::require;
 
 /// The same by the C library.
 DimeCord read_again(const char* text) {
@@ -35,10 +34,7 @@ DimeCord read_again(const char* text) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   if (size < 3) return 0;
   AceReporter::clear_default();
-  const std::string input(reinterpret_cast<const char*>(data) + 3, size - 3);
-  const std::size_t separator = input.find('\xFF');
-  const std::string text = input.substr(0, separator).c_str();
-  const std::string value = separator != std::string::npos ? input.substr(separator + 1).c_str() : "";
+  const auto [text, value] = fuzz::two_texts(fuzz::text_of(data + 3, size - 3));
   const DimeCord cord(value.c_str(), 10);
   require(value.empty() || cord == read_again(value.c_str()));
   for (const int base : {2, 16, 36}) DimeCord(value.c_str(), base);

@@ -8,6 +8,7 @@
 #include "ace/ace_reporter.h"
 #include "dast/dast_magic_constructor.h"
 #include "dime/dime_regex_detector.h"
+#include "support/fuzz_input.h"
 #include "tera/tera_query.h"
 #include "tera/tera_scan_graph.h"
 
@@ -32,10 +33,7 @@ void compare(const DastBaseMethod& method, const std::string& pattern, const std
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   AceReporter::clear_default();
-  const std::string input(reinterpret_cast<const char*>(data), size);
-  const std::size_t separator = input.find('\xFF');
-  const std::string pattern = input.substr(0, separator).c_str();
-  const std::string text = separator != std::string::npos ? input.substr(separator + 1).c_str() : "";
+  const auto [pattern, text] = fuzz::two_texts(fuzz::text_of(data, size));
   for (const char* name : {"REGEXP", "CATEGORY"}) {
     const std::unique_ptr<DastBaseMethod> method(MagicConstructor<DastBaseMethod>::create(name));
     compare(*method, pattern, text);

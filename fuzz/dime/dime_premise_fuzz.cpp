@@ -6,6 +6,7 @@
 #include "ace/ace_reporter.h"
 #include "dime/dime_premise.h"
 #include "oracle/premise.h"
+#include "support/fuzz_input.h"
 #include "tera/tera_query_kinds.h"
 #include "tera/tera_scan_graph.h"
 
@@ -32,10 +33,7 @@ DimePremiseMethod& method_with(bool penalizes, bool uses_lcs) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   if (size == 0) return 0;
   AceReporter::clear_default();
-  const std::string input(reinterpret_cast<const char*>(data) + 1, size - 1);
-  const std::size_t separator = input.find('\xFF');
-  const std::string text = input.substr(0, separator).c_str();
-  const std::string value = separator != std::string::npos ? input.substr(separator + 1).c_str() : "";
+  const auto [text, value] = fuzz::two_texts(fuzz::text_of(data + 1, size - 1));
   oracle::PremiseRules rules;
   rules.penalizesInRange = (data[0] & 1) != 0;
   rules.usesLcs = (data[0] & 2) != 0;

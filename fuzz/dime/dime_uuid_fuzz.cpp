@@ -8,15 +8,14 @@
 
 #include "ace/ace_reporter.h"
 #include "dime/dime_uuid.h"
+#include "support/fuzz_input.h"
 #include "tera/tera_query_kinds.h"
 #include "tera/tera_reader.h"
 #include "tera/tera_result.h"
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using fuzz::require;
 
 class Lines : public TeraReader {
  public:

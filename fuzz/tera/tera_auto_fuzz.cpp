@@ -12,6 +12,7 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
+#include "support/fuzz_input.h"
 #include "tera/tera_auto.h"
 #include "tera/tera_map_config.h"
 #include "tera/tera_phone_transform.h"
@@ -24,17 +25,6 @@ constexpr int FORMS[] = {0, TeraAuto::PATH_COMPRESS, TeraAuto::BIDIRECT,
                          TeraAuto::BIDIRECT | TeraAuto::PATH_COMPRESS};
 constexpr int NUM_FORMS = sizeof FORMS / sizeof FORMS[0];
 
-const TeraMap& map() {
-  static const std::unique_ptr<TeraMap> letters = [] {
-    AceReporter::clear_default();
-    TeraMapConfig config("utf-8");
-    config.set_tokens("a-h");
-    config.map_glob_chars(1);
-    return std::unique_ptr<TeraMap>(config.compile());
-  }();
-  return *letters;
-}
-
 bool build(TeraAuto* automaton, std::string lines, int options) {
   AceInput input(lines.data(), true);
   TeraStandardReader reader(&input, 16);
@@ -46,7 +36,7 @@ const std::string& image(int form) {
     std::vector<std::string> images;
     PhoneTransform soundex(PhoneTransform::UTF_SOUNDEX);
     for (const int options : FORMS) {
-      TeraAuto automaton(&map(), &soundex);
+      TeraAuto automaton(&fuzz::letters(), &soundex);
       build(&automaton, "1\tabba\n2\tabbe\n3\tcafe\n4\tcade\n5\tfeeb\n6\ta\n7\thagggahh\n", options);
       std::string bytes(static_cast<std::size_t>(automaton.size()), '\0');
       automaton.collect(bytes.data(), static_cast<Huge>(bytes.size()));
@@ -108,7 +98,7 @@ void use_lines(const std::string& text) {
   if (query.size() > 60) return;
   std::vector<Found> answers;
   for (const int options : FORMS) {
-    TeraAuto automaton(&map(), nullptr);
+    TeraAuto automaton(&fuzz::letters(), nullptr);
     if (!build(&automaton, text, options)) return;
     if (automaton.verify(AceReporter::use_default()) < 0) std::abort();
     ask(automaton, query);
@@ -125,7 +115,7 @@ void use_lines(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  map();
+  fuzz::letters();
   if (size < 1 || size > 2000) return 0;
   if (data[0] % 2 == 0)
     use_image(data[0] / 2 % NUM_FORMS, data + 1, size - 1);

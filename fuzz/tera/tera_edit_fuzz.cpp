@@ -13,6 +13,7 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
+#include "support/fuzz_input.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_map_config.h"
 #include "tera/tera_phone_transform.h"
@@ -30,17 +31,6 @@ constexpr Layout LAYOUTS[] = {
 };
 constexpr int NUM_LAYOUTS = sizeof LAYOUTS / sizeof LAYOUTS[0];
 
-const TeraMap& map() {
-  static const std::unique_ptr<TeraMap> letters = [] {
-    AceReporter::clear_default();
-    TeraMapConfig config("utf-8");
-    config.set_tokens("a-h");
-    config.map_glob_chars(1);
-    return std::unique_ptr<TeraMap>(config.compile());
-  }();
-  return *letters;
-}
-
 /// False for lines that are no entries.
 bool build(TeraEdit* edit, std::string lines, Layout layout, int more) {
   AceInput input(lines.data(), true);
@@ -53,7 +43,7 @@ const std::string& image(int layout) {
     std::vector<std::string> images;
     PhoneTransform soundex(PhoneTransform::UTF_SOUNDEX);
     for (const Layout& made : LAYOUTS) {
-      TeraEdit edit(&map(), &soundex);
+      TeraEdit edit(&fuzz::letters(), &soundex);
       build(&edit, "1\tabba\n2\tabbe\n3\tcafe\n4\tcade\n5\tfeeb\n6\ta\n7\thagggahh\n", made, 0);
       std::string bytes(static_cast<std::size_t>(edit.size()), '\0');
       edit.collect(bytes.data(), static_cast<Huge>(bytes.size()));
@@ -112,8 +102,8 @@ void compare_layouts(int layout, const std::string& text) {
   const int model = static_cast<unsigned char>(text[1]) % TeraEval::BIAS;
   const int min = static_cast<unsigned char>(text[2]);
   const int more = mode % 2 == 0 ? 0 : TeraEdit::ALLOW_ALT;
-  TeraEdit plain(&map(), nullptr);
-  TeraEdit other(&map(), nullptr);
+  TeraEdit plain(&fuzz::letters(), nullptr);
+  TeraEdit other(&fuzz::letters(), nullptr);
   if (!build(&plain, entries, LAYOUTS[0], more)) return;
   if (!build(&other, entries, LAYOUTS[layout], more)) std::abort();
   // With operators in its entries, an index without strings finds patterns where others compare texts.
@@ -127,7 +117,7 @@ void compare_layouts(int layout, const std::string& text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   if (size == 0) return 0;
-  map();
+  fuzz::letters();
   const std::string rest(reinterpret_cast<const char*>(data) + 1, size - 1);
   const int layout = data[0] / 2 % NUM_LAYOUTS;
   try {

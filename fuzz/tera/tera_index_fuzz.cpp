@@ -10,6 +10,7 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
+#include "support/fuzz_input.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_index.h"
 #include "tera/tera_map.h"
@@ -130,7 +131,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   if (size < 1) return 0;
   const int kind = data[0] % (NUM_IMAGES + 1);
   image(0);
-  const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const std::string bytes = fuzz::text_of(data + 1, size - 1);
   if (kind < NUM_IMAGES)
     use_image(kind, bytes);
   else

@@ -10,6 +10,7 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_file.h"
 #include "ace/ace_reporter.h"
+#include "support/fuzz_input.h"
 #include "tera/tera_map.h"
 #include "tera/tera_map_config.h"
 #include "tera/tera_scan.h"
@@ -138,7 +139,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   maps();
   if (size < 2) return 0;
   const size_t kind = data[0] % 6;
-  const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const std::string bytes = fuzz::text_of(data + 1, size - 1);
   const std::string text = bytes.c_str();
   const std::string other = text.size() + 1 < bytes.size() ? bytes.substr(text.size() + 1).c_str() : "";
   if (kind < 4)

@@ -12,6 +12,7 @@
 #include "ace/ace_file.h"
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
+#include "support/fuzz_input.h"
 #include "tera/tera_map_config.h"
 #include "tera/tera_multi.h"
 #include "tera/tera_reader.h"
@@ -27,11 +28,7 @@ constexpr std::size_t MAX_SIZE = 200;
 struct Image {
   Image() {
     AceReporter::clear_default();
-    TeraMapConfig config("utf-8");
-    config.set_tokens("a-h");
-    config.map_glob_chars(1);
-    TeraMap map;
-    config.compile_map(&map);
+    const TeraMap& map = fuzz::letters();
     std::string lines = "1\tabba cafe\n2\tab-ba cade\n3\tfeeb\n5\ta. cafe abba\n6\tcafe\n7\tba de\n";
     AceInput input(lines.data(), true);
     TeraStandardReader reader(&input, 16);

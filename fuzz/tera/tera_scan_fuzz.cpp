@@ -8,6 +8,7 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
+#include "support/fuzz_input.h"
 #include "tera/tera_decompose.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_map_config.h"
@@ -23,10 +24,7 @@ constexpr std::size_t MAX_SIZE = 120;
 struct Index {
   Index() {
     AceReporter::clear_default();
-    TeraMapConfig config("utf-8");
-    config.set_tokens("a-h");
-    config.map_glob_chars(1);
-    config.compile_map(&map);
+    map.copy(&fuzz::letters());
     std::string lines = "1\tabba\n2\tabbe\n3\tcafe\n4\tcade\n5\tfeeb\n6\ta\n7\tab\n8\tba\n9\tabba cafe\n";
     AceInput input(lines.data(), true);
     TeraStandardReader reader(&input, 16);

@@ -7,15 +7,14 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_file.h"
 #include "ace/ace_reporter.h"
+#include "support/fuzz_input.h"
 #include "support/payload.h"
 #include "tera/tera_map_config.h"
 #include "tera/tera_transition.h"
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using fuzz::require;
 
 std::string image_of(TeraTransition* model) {
   return support::image_by([=](AceFile* file) { model->save(file); });
@@ -54,16 +53,7 @@ void load(const std::string& bytes, bool as_stream) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   AceReporter::null()->set_as_default();
   if (size < 2 || size > 4000) return 0;
-  const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
-  std::string image = bytes;
-  if (data[0] != 0) {
-    image = sound_image(data[0] % 2);
-    // Triples of an offset (two bytes) and a value; a last odd byte cuts.
-    for (size_t i = 0; i + 3 <= bytes.size(); i += 3)
-      image[(static_cast<Token>(bytes[i]) * 256U + static_cast<Token>(bytes[i + 1])) % image.size()] =
-          bytes[i + 2];
-    if (bytes.size() % 3 == 1) image.resize(image.size() - static_cast<Token>(bytes.back()) % image.size());
-  }
-  load(image, data[0] % 4 >= 2);
+  const std::string bytes = fuzz::text_of(data + 1, size - 1);
+  load(data[0] == 0 ? bytes : fuzz::damaged(sound_image(data[0] % 2), bytes), data[0] % 4 >= 2);
   return 0;
 }

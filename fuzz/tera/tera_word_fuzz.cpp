@@ -10,6 +10,7 @@
 #include <string>
 
 #include "oracle/words.h"
+#include "support/fuzz_input.h"
 #include "tera/tera_map_config.h"
 #include "tera/tera_standard_query.h"
 #include "tera/tera_token.h"
@@ -17,11 +18,9 @@
 
 namespace {
 
-constexpr int MAX_ORACLE = 24;
+using fuzz::require;
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+constexpr int MAX_ORACLE = 24;
 
 int tell(int query, int match, int entry) {
   return (query * 512 + match) * 4096 + entry;

@@ -1,4 +1,5 @@
-// One base with a field of every kind, asked by several threads: a program of the thread sanitizer, too.
+// One base with a field of every kind, asked by several threads (a program of the thread sanitizer, too), and
+// one that was written once and must always open.
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -81,7 +82,7 @@ Answers ask_all(const DastBase& base) {
   return answers;
 }
 
-TEST(DimeThreads, on_one_mapped_base_of_every_kind_of_field_find_what_one_finds) {
+support::Table table_of_kinds() {
   support::Table table;
   for (const Kind& kind : KINDS)
     table.fields.push_back({.name = "f" + std::to_string(table.fields.size()),
@@ -92,9 +93,13 @@ TEST(DimeThreads, on_one_mapped_base_of_every_kind_of_field_find_what_one_finds)
     table.records.emplace_back();
     for (const Kind& kind : KINDS) table.records.back().push_back(kind.values[i]);
   }
+  return table;
+}
+
+TEST(DimeThreads, on_one_mapped_base_of_every_kind_of_field_find_what_one_finds) {
   const support::QuietReports quiet;
   const support::TempFolder folder;
-  const auto built = support::build_base(table, folder);
+  const auto built = support::build_base(table_of_kinds(), folder);
   ASSERT_NE(built, nullptr);
   ASSERT_GE(built->dump(folder.file("image").c_str(), AceReporter::null()), 0);
   DastBase alone;
@@ -114,6 +119,18 @@ TEST(DimeThreads, on_one_mapped_base_of_every_kind_of_field_find_what_one_finds)
     });
   for (std::thread& thread : threads) thread.join();
   for (const Answers& own : found) EXPECT_EQ(own, expected);
+}
+
+TEST(DimeFormats, a_base_of_every_kind_of_field_opens_for_ever_and_answers_as_one_of_today) {
+  const support::QuietReports quiet;
+  const support::TempFolder folder;
+  const auto built = support::build_base(table_of_kinds(), folder);
+  ASSERT_NE(built, nullptr);
+  for (const int mode : {0, 1}) {
+    DastBase kept;
+    ASSERT_GE(kept.load(TEST_DATA "/formats/every_method.base", mode, AceReporter::use_default()), 0);
+    EXPECT_EQ(ask_all(kept), ask_all(*built));
+  }
 }
 
 }  // namespace
