@@ -136,7 +136,7 @@ void print_parts(const Target& target, const DastSession& session, const Asked& 
     const FieldPart part = part_of(session, field, asked.queries[i], asked.modes[i], record, scored);
     const auto* const unit = session.get_config()->get_session_field(field)->get_unit();
     const std::string& name = target.get_fields()[i].name;
-    output.add({name, session.get_config()->get_field_method(field),
+    output.add({name, target.get_fields()[i].method,
                 measure_of(session, session.get_config()->get_related_index(name.c_str()), asked.modes[i]),
                 alignment(asked.texts[i], part.value),
                 part.measured >= 0 ? std::to_string(part.measured) : "",

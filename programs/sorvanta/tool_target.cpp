@@ -48,9 +48,11 @@ Target::Target(const std::string& file) : fileName(file), dataManager(&ToolRepor
         (start.empty() ? "an empty file" : "another file; `sorvanta build` makes a base of records"));
   SorvantaSession session = make_session();
   const DastSession* const internal = session.get_internal_session();
-  for (int i = 0; i < session.get_num_fields(); ++i)
-    sessionFields.push_back(
-        {session.get_field_name(i), std::strcmp(session.get_field_method(i), "CONTEXT") != 0});
+  for (int i = 0; i < session.get_num_fields(); ++i) {
+    const char* const method = session.get_field_method(i);  // null: shown only
+    sessionFields.push_back({session.get_field_name(i), method != nullptr ? method : "",
+                             internal->get_config()->get_session_field(i)->get_base_field() != nullptr});
+  }
   hasRules = internal->get_config()->get_rules() != nullptr;
   ToolReporter::get().take_messages();
 }

@@ -12,7 +12,8 @@
 /// A field of a session.
 struct TargetField {
   std::string name;
-  bool isShown;  // it is a field of the base
+  std::string method;  // empty where there is none
+  bool isShown;        // it is a field of the base
 };
 
 class Target {

@@ -217,6 +217,13 @@ class Find(ToolTest):
                          [{"quality": 218, "word": "München", "lines": "1", "reason": "order of words"}])
         self.assertEqual(self.rows("find", "cities.edit", "Münster")[0]["lines"], "2 5")
 
+    def test_a_field_that_is_shown_and_not_asked(self):
+        self.write("p.csv", "name;empty;note\n" + "".join(f"{name};;{'long ' * 60}\n" for name in ("Ann", "Zoe")))
+        self.expect(FOUND, "build", "p.csv")
+        self.assertEqual(self.rows("find", "p.base", "name=Anne")[0]["note"], "long " * 59 + "long")
+        self.assertEqual(self.rows("find", "p.base", "Zoe")[0]["record"], 2)
+        self.expect(NOTHING, "find", "p.base", "note=long")
+
     def test_wrong_questions(self):
         self.people()
         self.refuse(["find", "people.base", "surnme=x"], "'surnme' is no field of the base; did you mean surname?")
