@@ -32,6 +32,13 @@ class Environment {
   bool isAttached = false;
 };
 
+/// Reporters that go with their Java objects.
+const JieClass* made_class() {
+  static const JieClass CLASS = {"com/veltrane/jie/AceReporter", jie_class<AceReporter>(), nullptr,
+                                 [](void* reporter) { delete static_cast<AceReporter*>(reporter); }};
+  return &CLASS;
+}
+
 }  // namespace
 
 JieReporter::JieReporter(JNIEnv* env, jobject object) {
@@ -93,12 +100,20 @@ int JieReporter::deliver(const char* text, const char* code) {
 
 extern "C" {
 
+JNIEXPORT jobject JNICALL Java_com_veltrane_jie_AceReporter_factory(JNIEnv* env, jclass) {
+  JieHandle jie(env, "AceReporter", "factory");
+  try {
+    return jie.new_object(made_class(), new AceReporter, true, nullptr);
+  } catch (...) {
+    jie.throw_caught();
+    return nullptr;
+  }
+}
+
 JNIEXPORT void JNICALL Java_com_veltrane_jie_AceReporter_createInstance(JNIEnv* env, jobject self) {
-  static const JieClass MADE = {"com/veltrane/jie/AceReporter", jie_class<AceReporter>(), nullptr,
-                                [](void* reporter) { delete static_cast<AceReporter*>(reporter); }};
   JieHandle jie(env, "AceReporter", "createInstance");
   try {
-    jie.take(self, &MADE, static_cast<AceReporter*>(new JieReporter(env, self)));
+    jie.take(self, made_class(), static_cast<AceReporter*>(new JieReporter(env, self)));
   } catch (...) {
     jie.throw_caught();
   }

@@ -1,8 +1,10 @@
 #include "seam/seam_base.h"
 
 #include <memory>
+#include <vector>
 
 #include "ace/ace_reporter.h"
+#include "dast/dast_alias_generator.h"
 #include "dast/dast_base.h"
 #include "dast/dast_base_method.h"
 #include "dast/dast_magic_constructor.h"
@@ -27,4 +29,33 @@ SeamTexts seam_line(const DastBase* base, Large record, AceAttach* at) {
   at->malloc(lengths, count);
   at->malloc(values, count);
   return {values, base->get_line(record, lengths, values, at) < 0 ? -1 : count};
+}
+
+namespace {
+
+/// False where the generator cannot.
+template <class Visit>
+bool each_alias(const DastAliasGenerator* generator, const char* value, AceReporter* rep, Visit visit) {
+  DastAliasResult found;
+  if (generator->generate_aliases(value, &found, rep) < 0) return false;
+  for (const GeneratedAlias* alias = found.get_first(); alias != nullptr; alias = alias->nextAlias)
+    visit(*alias);
+  return true;
+}
+
+}  // namespace
+
+SeamTexts seam_aliases(const DastAliasGenerator* generator, const char* value, AceAttach* at,
+                       AceReporter* rep) {
+  std::vector<const char*> texts;
+  const auto add = [&](const GeneratedAlias& alias) { texts.push_back(at->attach(alias.aliasString)); };
+  return each_alias(generator, value, rep, add) ? seam_texts(texts, at) : SeamTexts{nullptr, -1};
+}
+
+SeamNumbers seam_alias_penalties(const DastAliasGenerator* generator, const char* value, AceAttach* at,
+                                 AceReporter* rep) {
+  std::vector<int> penalties;
+  const auto add = [&](const GeneratedAlias& alias) { penalties.push_back(alias.aliasPenalty); };
+  if (!each_alias(generator, value, rep, add)) return {nullptr, -1};
+  return seam_numbers(penalties.data(), static_cast<Large>(penalties.size()), at);
 }

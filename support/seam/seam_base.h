@@ -3,6 +3,8 @@
 
 #include "seam/seam_texts.h"
 
+class AceReporter;
+class DastAliasGenerator;
 class DastBase;
 class TeraMap;
 
@@ -12,3 +14,8 @@ SORV_API int seam_configure_field(DastBase* base, const char* field, const char*
                                   const char* build_options, const char* recall_options);
 /// The values of a record; a count of -1 for one that is not there.
 SORV_API SeamTexts seam_line(const DastBase* base, Large record, AceAttach* at);
+/// The aliases that a generator makes of a value, and what they cost; a count of -1 where it cannot.
+SORV_API SeamTexts seam_aliases(const DastAliasGenerator* generator, const char* value, AceAttach* at,
+                                AceReporter* rep);
+SORV_API SeamNumbers seam_alias_penalties(const DastAliasGenerator* generator, const char* value,
+                                          AceAttach* at, AceReporter* rep);

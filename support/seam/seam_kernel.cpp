@@ -1,5 +1,10 @@
 #include "seam/seam_kernel.h"
 
+#include <string>
+#include <vector>
+
+#include "ace/ace_mem_point.h"
+#include "ace/ace_time_analysis.h"
 #include "tera/tera_result.h"
 
 int SeamStringReader::get_line(const char** string, Large* info, VInt* line) {
@@ -42,4 +47,15 @@ SeamNumbers seam_qualities(const TeraResult* result, AceAttach* at) {
   int count = 0;
   for_each_candidate(result, [&](int value, const TeraCand&) { values[count++] = value; });
   return {values, count};
+}
+
+SeamTexts seam_time_analysis(int scope, AceAttach* at) {
+  std::vector<const char*> lines;
+  for (const AceMemPoint* point = time_analysis_fetch(scope); point != nullptr; point = point->get_next(0)) {
+    const char* const comment = point->get_comment();
+    const std::string line = std::to_string(point->get_pos()) + "\t" + std::to_string(point->get_type()) +
+                             "\t" + (comment != nullptr ? comment : "");
+    lines.push_back(at->attach(line.c_str()));
+  }
+  return seam_texts(lines, at);
 }

@@ -29,3 +29,5 @@ inline int seam_code(VInt result) {
 /// The texts and the qualities of all candidates, in the order of the result.
 SORV_API SeamTexts seam_candidates(const TeraResult* result, AceAttach* at);
 SORV_API SeamNumbers seam_qualities(const TeraResult* result, AceAttach* at);
+/// The points of the time analysis of a scope: microseconds, type and name, with tabs between.
+SORV_API SeamTexts seam_time_analysis(int scope, AceAttach* at);

@@ -5,14 +5,18 @@
 #include "dare/dare_record.h"
 #include "dare/dare_session.h"
 
-DareMultiQuery seam_query(const char* const* modes, int num_modes, const char* const* texts, int num_texts) {
+const char* const* seam_modes(const char* const* modes, int num_modes, int num_texts, AceAttach* at) {
   if (num_modes != num_texts)
     throw AceException("Query with other fields", "%d modes, %d texts", num_modes, num_texts);
-  AceAttach at;
   const char** given = nullptr;
-  at.malloc(given, num_modes);
+  at->malloc(given, num_modes);
   for (int i = 0; i < num_modes; ++i) given[i] = modes[i][0] != '\0' ? modes[i] : nullptr;
-  return {num_modes, given, texts};
+  return given;
+}
+
+DareMultiQuery seam_query(const char* const* modes, int num_modes, const char* const* texts, int num_texts) {
+  AceAttach at;
+  return {num_modes, seam_modes(modes, num_modes, num_texts, &at), texts};
 }
 
 SeamTexts seam_record(const DastRecord* record, AceAttach* at) {

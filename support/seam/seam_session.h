@@ -7,6 +7,9 @@
 class DastRecord;
 class DastSession;
 
+/// Modes for so many texts, in `at`: an empty one becomes a null, for a field that takes no part. Throws an
+/// `AceException` where there are not as many modes as texts.
+SORV_API const char* const* seam_modes(const char* const* modes, int num_modes, int num_texts, AceAttach* at);
 /// A query from the signs of modes and the texts of all fields. Fields without a mode, or with an empty one,
 /// take no part. Throws an `AceException` where there are not as many modes as texts.
 SORV_API DareMultiQuery seam_query(const char* const* modes, int num_modes, const char* const* texts,

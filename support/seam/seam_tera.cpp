@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <limits>
+#include <vector>
 
 #include "tera/tera_auto.h"
 #include "tera/tera_index.h"
 #include "tera/tera_multi.h"
+#include "tera/tera_word.h"
+#include "tera/tera_word_result.h"
 #include "tera/tera_words_reader.h"
 
 TeraScanGraph* seam_new_graph(const char* query, int min_value, int num_cands, int max_dist) {
@@ -30,6 +33,16 @@ SeamTexts seam_completions(const TeraAuto* index, const char* beginning, int max
   at->malloc(texts, max);
   const int count = index->complete(beginning, max, texts, at);
   return {texts, count};
+}
+
+SeamTexts seam_localize(const TeraWord* word, const char* entry, TeraEval::Model model, int options,
+                        AceAttach* at) {
+  TeraWordResult found;
+  if (word->localize(entry, TeraEval::get_model_func(model, 0), options, &found) < 0) return {nullptr, -1};
+  std::vector<const char*> texts;
+  for (const char* text : {found.inputPrefix, found.inputMatch, found.inputSuffix, found.editSeq})
+    texts.push_back(at->attach(text != nullptr ? text : ""));
+  return seam_texts(texts, at);
 }
 
 int seam_make_multi(TeraMulti* index, const char* const* lines, int num_lines, const TeraMap* map, char sep,

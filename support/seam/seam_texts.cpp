@@ -1,6 +1,15 @@
 #include "seam/seam_texts.h"
 
+#include <algorithm>
+
 #include "ace/ace_wrap.h"
+
+SeamTexts seam_texts(const std::vector<const char*>& texts, AceAttach* at) {
+  const char** copy = nullptr;
+  at->malloc(copy, static_cast<VInt>(texts.size()));
+  std::copy(texts.begin(), texts.end(), copy);
+  return {copy, static_cast<int>(texts.size())};
+}
 
 SeamNumbers seam_numbers(std::initializer_list<Huge> numbers, AceAttach* at) {
   return seam_numbers(numbers.begin(), static_cast<Large>(numbers.size()), at);

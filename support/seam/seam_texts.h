@@ -3,6 +3,7 @@
 #pragma once
 
 #include <initializer_list>
+#include <vector>
 
 #include "ace/ace_attach.h"
 #include "ace/ace_types.h"
@@ -24,6 +25,8 @@ struct SeamBytes {
   Huge size;
 };
 
+/// A copy of the array in `at`.
+SORV_API SeamTexts seam_texts(const std::vector<const char*>& texts, AceAttach* at);
 /// A copy of the numbers in `at`.
 SORV_API SeamNumbers seam_numbers(std::initializer_list<Huge> numbers, AceAttach* at);
 /// The file's image of an object, in `at`; `size` is the kernel's error.

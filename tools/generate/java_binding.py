@@ -7,6 +7,7 @@ A method with arguments that may be left out is native with all of them; shorter
 Java. A part, <class>.part, is put into the body of its class as it is.
 """
 import pathlib
+import textwrap
 
 import operation_table
 from operation_table import INCLUDE, enum_id, quote
@@ -295,6 +296,13 @@ def java_enum(known):
     yield "    }"
 
 
+def java_enum_file(known):
+    """An enumeration of no class."""
+    yield f"package {PACKAGE};"
+    yield ""
+    yield from textwrap.dedent("\n".join(java_enum(known))).split("\n")
+
+
 def java_class(table, owner, module, parts):
     own = [operation for operation in module.operations if operation.owner is owner and operation.kind != "delete"]
     is_wrapped = owner.name in table.classes
@@ -375,6 +383,9 @@ def main(folder, parts, output):
     operation_table.write(f"{output}/svjava/jie_enum_list.cpp", enum_values(table))
     for module in table.modules:
         operation_table.write(f"{output}/svjava/{module.name}.cpp", source(table, module))
+        for known in module.enums:
+            if "::" not in known.name:
+                operation_table.write(f"{output}/java/{PATH}/{known.name}.java", java_enum_file(known))
         owners = {id(operation.owner): operation.owner for operation in module.operations if operation.owner}
         owners.update({id(known): known for known in module.classes})
         for owner in owners.values():

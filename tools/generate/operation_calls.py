@@ -94,11 +94,10 @@ def source(module):
     yield ""
     yield "namespace seam {"
     for known in module.enums:
-        scope = known.name.rpartition("::")[0]
         yield ""
         yield f"constexpr SeamEnumValue {known.cpp}_values[] = {{"
         for value in known.values:
-            yield f'    {{"{value}", static_cast<int>({scope}::{value})}},' if scope else f'    {{"{value}", {value}}},'
+            yield f'    {{"{value}", static_cast<int>({known.name}::{value})}},'
         yield "};"
         yield f'constexpr SeamEnum {known.cpp}("{known.name}", {known.cpp}_values);'
     for known in module.classes:

@@ -181,7 +181,7 @@ def classes_source(table):
 
 def modules_source(table):
     """The modules in the order in which they come alive."""
-    order = ["tie_tera", "tie_edit", "tie_auto", "tie_index", "tie_heap", "tie_file", "tie_map", "tie_multi", "tie_word",
+    order = ["svtie", "tie_tera", "tie_edit", "tie_auto", "tie_index", "tie_heap", "tie_file", "tie_map", "tie_multi", "tie_word",
              "tie_result", "tie_combination", "tie_strings", "tie_ebos", "tie_java", "tie_base", "tie_session",
              "tie_session_result", "tie_damo", "tie_ace", "tie_flexform", "tie_scripting"]
     names = {module.name for module in table.modules}
