@@ -457,8 +457,21 @@ PyObject* PieCall::made(PieClass& kind, const void* object, bool is_made, PyObje
 
 // Relations.
 
+namespace {
+
+/// Whether an object is or needs another one, over however many.
+bool ends_with(PyObject* object, const PyObject* needed) {
+  if (object == needed) return true;
+  PyObject* const list = as_object(object)->needs;
+  for (Py_ssize_t i = 0; list != nullptr && i < PyList_Size(list); ++i)
+    if (ends_with(PyList_GetItem(list, i), needed)) return true;
+  return false;
+}
+
+}  // namespace
+
 void PieCall::needs(PyObject* one, PyObject* other) {
-  if (!is_object(one) || !is_object(other) || one == other) return;
+  if (!is_object(one) || !is_object(other) || ends_with(other, one)) return;  // never in a circle
   PieObject* const held = as_object(one);
   if (held->needs == nullptr) held->needs = PyList_New(0);
   if (held->needs != nullptr && PySequence_Contains(held->needs, other) == 1) return;

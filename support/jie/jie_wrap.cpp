@@ -143,10 +143,18 @@ JieCall::~JieCall() {
 
 // Relations.
 
+/// Whether it is or needs another one, over however many.
+bool JieWrap::ends_with(const JieWrap* needed) const {
+  return this == needed || std::any_of(parentObjs.begin(), parentObjs.end(), [needed](const JieWrap* parent) {
+           return parent->ends_with(needed);
+         });
+}
+
 void JieWrap::set_parent(JieWrap* parent) {
-  if (parent == nullptr || parent == this) return;
+  if (parent == nullptr) return;
   {
     const std::scoped_lock lock(living().lock);
+    if (parent->ends_with(this)) return;  // never in a circle
     if (std::find(parentObjs.begin(), parentObjs.end(), parent) != parentObjs.end()) return;
   }
   parent->ref();

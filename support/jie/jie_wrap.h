@@ -74,6 +74,7 @@ class SORV_API JieWrap {
   ~JieWrap() = default;
   void finish();
   void* detach();
+  bool ends_with(const JieWrap* needed) const;
   Group group() const;
   static void end_parts(const Group& owners, std::vector<Remains>* ended);
 

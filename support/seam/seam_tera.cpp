@@ -48,8 +48,9 @@ SeamTexts seam_localize(const TeraWord* word, const char* entry, TeraEval::Model
 int seam_make_multi(TeraMulti* index, const char* const* lines, int num_lines, const TeraMap* map, char sep,
                     int options, AceReporter* rep) {
   constexpr int FILTER = 5;
+  constexpr int ALL = 100;  // lines are sorted in memory, and no word is too frequent, in percent
   SeamStringReader strings(num_lines, lines);
   WordsReader reader(&strings, nullptr);
-  return index->make_reader(&reader, map, sep, FILTER, 1, options, nullptr, 0, 0, 0, nullptr, nullptr,
+  return index->make_reader(&reader, map, sep, FILTER, 1, options, nullptr, 0, ALL, ALL, nullptr, nullptr,
                             nullptr, rep, 0);
 }

@@ -33,7 +33,7 @@ class Registry {
   }
 
   void needs(VInt object, VInt needed) {
-    if (object == 0 || needed == 0 || object == needed) return;
+    if (object == 0 || needed == 0 || ends_with(needed, object)) return;  // never in a circle
     dependents.emplace(needed, object);
     requirements.emplace(object, needed);
   }

@@ -15,13 +15,13 @@ import java.util.concurrent.atomic.AtomicInteger;
 public final class HostTest {
     private static final String[] WORDS = {"Mayer", "Meier", "Maier", "Müller", "Weber", "Meyer"};
 
-    private static void is(Object expected, Object actual) {
+    static void is(Object expected, Object actual) {
         if (!Objects.deepEquals(expected, actual)) {
             throw new AssertionError("expected " + expected + ", actual " + actual);
         }
     }
 
-    private static String failure(Runnable call) {
+    static String failure(Runnable call) {
         try {
             call.run();
         } catch (java.lang.RuntimeException exception) {
@@ -30,7 +30,7 @@ public final class HostTest {
         return "no exception";
     }
 
-    private static TeraMap newMap() {
+    static TeraMap newMap() {
         try (TeraMapConfig config = new TeraMapConfig()) {
             config.setTokens("A-Z0-9");
             config.mapUpper();
@@ -285,6 +285,29 @@ public final class HostTest {
         is(true, most < 20000);
     }
 
+    /** Pages of this process that are in memory. */
+    private static long resident() throws Exception {
+        return Long.parseLong(Files.readString(Path.of("/proc/self/statm")).split(" ")[1]);
+    }
+
+    /** Memory stays as it is over a million objects that are forgotten, each with a text and a need. */
+    private static void million() throws Exception {
+        try (TeraMap map = newMap()) {
+            long settled = 0;
+            for (int i = 0; i < 1_000_000; ++i) {
+                new TeraWord("forgotten", map);
+                if (i % 100_000 == 99_999) {
+                    collect();
+                }
+                if (i == 199_999) {
+                    settled = resident();
+                }
+            }
+            is(true, SVUtils.numCppObjects() < 50_000);
+            is(true, resident() - settled < 16 << 8);  // 16 MiB
+        }
+    }
+
     /** Every native method, on an object that was destroyed and with nothing for arguments: an exception or a value. */
     private static void everything() throws Exception {
         String path = System.getProperty("classes");
@@ -332,6 +355,9 @@ public final class HostTest {
             case "threads" -> threads();
             case "garbage" -> garbage();
             case "leaks" -> leaks();
+            case "million" -> million();
+            case "values" -> RowsTest.values();
+            case "handles" -> RowsTest.handles();
             case "everything" -> everything();
             default -> throw new IllegalArgumentException(arguments[0]);
         }

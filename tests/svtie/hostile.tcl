@@ -20,7 +20,8 @@ set words {0 1 -1 2 255 4294967295 99999999999999 1e300 abc "" "-help" "-rep" {a
 # Left out: what writes files, measures for seconds, or changes the process or the commands themselves.
 set skipped {measure_speed|set_rejects|extract$|update$|odbc|add_file|DamoExtract$|set_map|dump|make|set_trace|set_default_num_threads|set_as_default|clear_default|set_progress|
              |::write|cancel|set_num_|terminate_thread|make_thread_safe|set_resource_path|^~|built|version|parallel|
-             |set_.*_parts|get_default_reporter|length_bias|::log|conf_opt|managed_file}
+             |set_.*_parts|get_default_reporter|length_bias|::log|conf_opt|managed_file|^EbosLog::|^sv_|WriteFileCache$|_analysis|SVTimeAnalysis|
+             |local_mode|_model|detect|pessimism|biggest_group|ace_alloc|^DamoDiffMaker$}
 set skipped [regsub -all {\s*\|\s*\|?} [string trim $skipped] |]
 set commands {}
 foreach module [tie_info] {
