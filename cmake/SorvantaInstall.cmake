@@ -37,3 +37,10 @@ configure_file(cmake/pkgIndex.tcl.in ${PROJECT_BINARY_DIR}/install/pkgIndex.tcl 
 install(FILES ${PROJECT_BINARY_DIR}/install/pkgIndex.tcl DESTINATION lib/tcltk/Svcppt)
 set(SORVANTA_TCL_PLACE libsorvanta.so.0)
 configure_file(cmake/pkgIndex.tcl.in ${PROJECT_BINARY_DIR}/pkgIndex.tcl @ONLY)
+
+# Packages of Debian, and a wheel of Python, in the folder packages of the build.
+add_custom_target(packages
+  COMMAND ${PROJECT_SOURCE_DIR}/tools/make-packages ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/packages
+  COMMAND ${PROJECT_SOURCE_DIR}/tools/make-wheel ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/packages
+  DEPENDS installed
+  USES_TERMINAL VERBATIM)

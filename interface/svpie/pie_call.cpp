@@ -1,5 +1,6 @@
 #include "svpie/pie_call.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <new>
@@ -157,8 +158,11 @@ void PieCall::check_required() {
 }
 
 void PieCall::begin() {
-  seam_register_thread();
+  thread_local bool isRegistered = false;
+  if (!isRegistered) seam_register_thread();
+  isRegistered = true;
   ++pie_call_depth;
+  std::fill_n(values, parameterList.count, nullptr);
 }
 
 PieCall::~PieCall() {

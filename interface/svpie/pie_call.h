@@ -133,10 +133,11 @@ class PieCall : public AceAttach {
   void begin();
   static PyObject* allocate(PyTypeObject* type, PieClass& kind, const void* object, bool is_made);
 
-  PyObject* values[MAX_PARAMETERS] = {};
-  PieObject* usedObjects[MAX_PARAMETERS + 1] = {};
+  // As many as there are parameters, and those in use.
+  PyObject* values[MAX_PARAMETERS];
+  PieObject* usedObjects[MAX_PARAMETERS + 1];
   int numUsed = 0;
-  PieObject* takenObjects[MAX_PARAMETERS + 1] = {};
+  PieObject* takenObjects[MAX_PARAMETERS + 1];
   int numTaken = 0;
   std::optional<PieCollector> collector;
   bool isFailed = false;

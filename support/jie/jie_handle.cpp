@@ -20,6 +20,14 @@ constexpr long LARGEST = 0xFFFFFFFF;
 constexpr int REPLACEMENT = 0xFFFD;  // the sign for what cannot be told
 constexpr int LAST_UNICODE = 0x10FFFF;
 
+constexpr int FEW = 256;  // characters of a text that is converted without memory of its own
+
+/// Whether all are the same in all encodings.
+template <class Unit>
+bool is_ascii(const Unit* text, std::size_t length) {
+  return std::all_of(text, text + length, [](Unit unit) { return static_cast<jchar>(unit) < 0x80; });
+}
+
 bool is_character(int uni) {
   return (uni < 0xD800 || uni > 0xDFFF) && uni <= LAST_UNICODE;
 }
@@ -227,11 +235,19 @@ const char* JieHandle::jie_get_string(jstring from, const char* name, bool optio
     return nullptr;
   }
   const jsize length = envPtr->GetStringLength(from);
-  std::vector<jchar> units(static_cast<std::size_t>(length) + 1);
-  envPtr->GetStringRegion(from, 0, length, units.data());
-  if (std::find(units.begin(), units.end() - 1, 0) != units.end() - 1)
-    return refuse("has a zero", name), nullptr;
-  const std::string text = to_utf8(units.data());
+  jchar few[FEW];
+  std::vector<jchar> many(length < FEW ? 0 : static_cast<std::size_t>(length) + 1);
+  jchar* const units = length < FEW ? few : many.data();
+  envPtr->GetStringRegion(from, 0, length, units);
+  units[length] = 0;
+  if (std::find(units, units + length, 0) != units + length) return refuse("has a zero", name), nullptr;
+  if (is_ascii(units, static_cast<std::size_t>(length))) {
+    char* ascii = nullptr;
+    malloc(ascii, length + 1L);
+    std::transform(units, units + length + 1, ascii, [](jchar unit) { return static_cast<char>(unit); });
+    return ascii;
+  }
+  const std::string text = to_utf8(units);
   return attach(text.c_str(), static_cast<VInt>(text.size()));
 }
 
@@ -299,6 +315,12 @@ Large JieHandle::large(jlong from, const char* name) {
 
 jstring JieHandle::jie_new_string(const char* text) {
   if (text == nullptr) return nullptr;
+  const std::size_t length = std::strlen(text);
+  if (length <= FEW && is_ascii(reinterpret_cast<const unsigned char*>(text), length)) {
+    jchar ascii[FEW];
+    std::copy(text, text + length, ascii);
+    return envPtr->NewString(ascii, static_cast<jsize>(length));
+  }
   const std::vector<jchar> units = to_utf16(text);
   return envPtr->NewString(units.data(), static_cast<jsize>(units.size()));
 }

@@ -145,9 +145,8 @@ JieCall::~JieCall() {
 
 /// Whether it is or needs another one, over however many.
 bool JieWrap::ends_with(const JieWrap* needed) const {
-  return this == needed || std::any_of(parentObjs.begin(), parentObjs.end(), [needed](const JieWrap* parent) {
-           return parent->ends_with(needed);
-         });
+  return this == needed || std::any_of(parentObjs.begin(), parentObjs.end(),
+                                       [needed](const JieWrap* parent) { return parent->ends_with(needed); });
 }
 
 void JieWrap::set_parent(JieWrap* parent) {

@@ -19,7 +19,9 @@ int seam_configure_field(DastBase* base, const char* field, const char* method, 
   }
   if (made->configure_build_options(build_options, map) < 0) return -1;
   if (made->configure_recall_options(recall_options) < 0) return -1;
-  return base->configure_field(field, made.release());
+  const int configured = base->configure_field(field, made.get());
+  if (configured >= 0 && base->get_method(configured) == made.get()) static_cast<void>(made.release());
+  return configured;
 }
 
 SeamTexts seam_line(const DastBase* base, Large record, AceAttach* at) {

@@ -1,4 +1,5 @@
 # The log: levels, events, and a file that is rotated.
+EbosLog::set_flags 0
 is 0 [EbosLog::init $folder/log.txt]
 is 1 [catch {EbosLog::init $folder/log.txt}]
 foreach name {iprintf dprintf wprintf eprintf} {

@@ -151,6 +151,11 @@ is {given surname city} [DastSession::get_field_names $clone]
 is 3 [DastSession::add_session_field $clone more city]
 is 4 [DastSession::get_num_fields $clone]
 foreach one [list $counted $crossed $row $sample $undone $redone $assessed $result] {is 0 [~DastResult $one]}
+# Many at once, on a session as the base was built for: the first record of each query is the best.
+set whole [DastSession::of_base $base]
+binary scan [DastSession::match $whole {Anna Meier Basel Peter Meyer Bern} 1] i* columns
+is {0 1 1 2 255 255 0 0} $columns
+~DastSession $whole
 # A field that searches others freely.
 set free [string map {"FIELDS\t\{\n" "FIELDS\t\{\nall\t\{\n\tBUILD_FIELD\t\{\}\n\tFS_FIELDS\t\{\n\t\tsurname\t\{\}\n\t\}\n\}\n"} $template]
 set searching [DastSession $base 0 $free]

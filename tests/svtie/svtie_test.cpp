@@ -1,6 +1,7 @@
 // Runs the Tcl scripts of this folder in an interpreter of this process, so that sanitizers see all of it. A
 // script compares by `is expected actual` and says what it looks at by its comments; it ends without objects.
 #include <tcl.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <memory>
@@ -55,7 +56,7 @@ std::set<std::string> run_script(const std::string& name) {
   const Interp interp = new_interp();
   std::set<std::string> called;
   if (Svcppt_Init(interp.get()) != TCL_OK) ADD_FAILURE() << Tcl_GetStringResult(interp.get());
-  const std::string folder = testing::TempDir() + "svtie_" + name;
+  const std::string folder = testing::TempDir() + "svtie_" + name + std::to_string(::getpid());
   std::filesystem::create_directories(folder);
   Tcl_SetVar(interp.get(), "folder", folder.c_str(), TCL_GLOBAL_ONLY);
   Tcl_SetVar(interp.get(), "tcl_scripts", SCRIPT_FOLDER, TCL_GLOBAL_ONLY);

@@ -141,7 +141,7 @@ class Operation:
     def call(self, object_name, arguments, attach):
         """The call of its function in C++; an operation that reports finds its reporter in `rep`."""
         given = [object_name] if self.has_self else []
-        given += [*arguments, attach, "rep" if self.uses("rep") else "AceReporter::use_default()"]
+        given += [*arguments, attach, "rep" if self.uses("rep") else "nullptr"]
         return f"seam::{self.call_name}({', '.join(given)})"
 
     @property

@@ -53,24 +53,30 @@ public abstract class JieObject implements AutoCloseable {
 
     private static boolean isLoaded;
 
-    /** Loads the library: beside the jar, or else by java.library.path. */
+    /** Loads the library: beside the jar, from where it is installed with it, or else by java.library.path. */
     static synchronized void load() {
         if (isLoaded) {
             return;
         }
-        File beside = besideJar();
-        if (beside != null && beside.isFile()) {
-            System.load(beside.getPath());
+        File found = withJar();
+        if (found != null) {
+            System.load(found.getPath());
         } else {
             System.loadLibrary("sorvanta");
         }
         isLoaded = true;
     }
 
-    private static File besideJar() {
+    private static File withJar() {
         try {
             File jar = new File(JieObject.class.getProtectionDomain().getCodeSource().getLocation().toURI());
-            return new File(jar.getAbsoluteFile().getParentFile(), "libsorvanta.so");
+            for (String place : new String[] {"libsorvanta.so", "../../lib/libsorvanta.so.0"}) {
+                File library = new File(jar.getAbsoluteFile().getParentFile(), place);
+                if (library.isFile()) {
+                    return library;
+                }
+            }
+            return null;
         } catch (URISyntaxException | SecurityException | NullPointerException | IllegalArgumentException e) {
             return null;
         }
