@@ -237,6 +237,7 @@ int build(const BuildOptions& options) {
     return FOUND;
   }
   settings.base.empty() ? make_index(settings) : make_base(settings);
+  ToolReporter::get().end();
   whole.set_done();
   std::printf("%s:%s %s\n", settings.base.empty() ? "index" : "base", settings.base.empty() ? "   " : "    ",
               target.c_str());

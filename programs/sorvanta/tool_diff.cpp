@@ -50,14 +50,17 @@ VInt make(const std::vector<int>& key, int num_fields, const std::string& from, 
   DamoDiffMaker maker(key.data(), static_cast<int>(key.size()), num_fields);
   maker.add_old(from.c_str());
   maker.add_new(to.c_str());
-  return maker.make(changes.c_str(), &ToolReporter::get());
+  const VInt count = maker.make(changes.c_str(), &ToolReporter::get());
+  ToolReporter::get().end();
+  return count;
 }
 
 void apply(DamoDiff* diff, const std::string& from, const std::string& to, const std::string& deleted) {
   diff->add_file(from.c_str(), to.c_str());
   if (!deleted.empty()) diff->set_del_file(deleted.c_str());
-  if (const VInt bad = diff->update(&ToolReporter::get()); bad > 0)
-    std::printf("left out: %ld lines with another number of fields\n", bad);
+  const VInt bad = diff->update(&ToolReporter::get());
+  ToolReporter::get().end();
+  if (bad > 0) std::printf("left out: %ld lines with another number of fields\n", bad);
 }
 
 /// Applied to the old file, the changes must give the new one.

@@ -121,7 +121,9 @@ void look_at_lines(const std::string& start, SourceSample* sample) {
   const bool isQuoted = start.find('"') != std::string::npos;
   sample->source.kind = separator == '\t' && !isQuoted ? "tsv" : "csv";
   sample->source.separator = separator;
-  if (separator == '\0') {  // single words: nothing is quoted
+  const bool isNamedCsv = sample->source.file.ends_with(".csv");
+  if (separator == '\0' && isNamedCsv) sample->source.separator = ',';
+  if (separator == '\0' && !isNamedCsv) {  // single words: nothing is quoted
     sample->source.kind = "tsv";
     sample->source.separator = '\t';
   }

@@ -72,6 +72,7 @@ RecordsMade make_records(const Settings& settings) {
   RecordsMade made;
   made.numRecords =
       run.extract(corrections_of(settings.source), "", 0, &ToolReporter::get(), nullptr, nullptr, 0, 1);
+  ToolReporter::get().end();
   made.numBad = count_lines(rejects + ".reasons");
   if (made.numBad > 0) made.rejects = rejects;
   for (const char* const ending : {"", ".reasons"})
