@@ -72,6 +72,8 @@ struct Code {
 }  // namespace
 
 // ---------------------------------------------------------------- items
+// Two nodes merge into one above them; the shape that merging gives is kept as numbers of leaves by depth
+// only.
 
 HuffmanItem* HuffmanItem::merge(HuffmanItem* other, AceAttach* at) {
   auto* merged = new (at) HuffmanItem(0, totalFreq + other->totalFreq);
@@ -109,6 +111,7 @@ HuffmanItem* HuffmanItem::reorg(const Leaves& leaves, AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- statistics
+// A symbol has one item, found by its value; the sum of all frequencies is kept beside them.
 
 int HuffmanStat::insert(int symbol, VInt count) {
   if (count < 1) return 0;
@@ -163,6 +166,8 @@ int HuffmanStat::collect(HuffmanHeap* heap) {
 }
 
 // ---------------------------------------------------------------- building
+// The lightest two items merge until one is left; its leaves, lightest first, take the depths found, deepest
+// first.
 
 VInt HuffmanTree::make(HuffmanStat* stat) {
   clean();
@@ -251,6 +256,7 @@ void HuffmanTree::enter(const HuffmanItem* item, int width, Bit base, Bit prefix
 }
 
 // ---------------------------------------------------------------- encoding and decoding
+// Encoding looks a symbol up among sorted ones, decoding follows tables of 8 bits.
 
 int HuffmanTree::prepare() {
   return searchBit != nullptr || numCodes == 0 ? numCodes : gather();
@@ -301,6 +307,8 @@ Bit HuffmanTree::first(const char* bytes) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// The tables are saved as they are, and believed when each is complete and one entry of one other leads to
+// it.
 
 VInt HuffmanTree::save(AceFile* file) const {
   file->put_magic(MAGIC);
@@ -408,6 +416,7 @@ int HuffmanTree::refuse(const AceFile* file, const char* reason) {
 }
 
 // ---------------------------------------------------------------- diagnostics
+// All symbols are reached by walking the tables, which is what a decoder can come to.
 
 VInt HuffmanTree::print(AceReporter* rep) const {
   const double bits = static_cast<double>(numBits);

@@ -10,6 +10,7 @@
 #include "ace/ace_reporter.h"
 #include "gtest/gtest.h"
 #include "support/damage.h"
+#include "support/payload.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -17,22 +18,8 @@ namespace {
 using Numbers = std::vector<VUint>;
 using Buffer = std::vector<long>;  // aligned to 8
 
-std::string image_of(const auto& object) {
-  Buffer buffer(4096);
-  AceFile file;
-  file.init_write(reinterpret_cast<char*>(buffer.data()), 8 * 4096);
-  EXPECT_EQ(object.save(&file), 0);
-  return {reinterpret_cast<const char*>(buffer.data()), static_cast<std::size_t>(file.get_pos())};
-}
-
-/// The array lies in `buffer`.
-VInt read_image(auto* object, const std::string& image, Buffer* buffer) {
-  buffer->assign(image.size() / 8 + 1, 0);
-  std::copy(image.begin(), image.end(), reinterpret_cast<char*>(buffer->data()));
-  AceFile file;
-  file.init_read(reinterpret_cast<const char*>(buffer->data()), static_cast<VInt>(image.size()));
-  return object->read(&file);
-}
+using support::image_of;
+using support::read_image;
 
 VUint low_bits(VUint value, int width) {
   return width < 64 ? value & ((VUint{1} << width) - 1) : value;

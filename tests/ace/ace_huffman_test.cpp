@@ -12,6 +12,7 @@
 #include "ace/ace_tracer.h"
 #include "gtest/gtest.h"
 #include "support/damage.h"
+#include "support/payload.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
 
@@ -67,22 +68,8 @@ Frequencies random_frequencies(std::mt19937* random) {
   return frequencies;
 }
 
-std::string image_of(const HuffmanTree& tree) {
-  Buffer buffer(1 << 14);
-  AceFile file;
-  file.init_write(reinterpret_cast<char*>(buffer.data()), 8 << 14);
-  EXPECT_EQ(tree.save(&file), 0);
-  return {reinterpret_cast<const char*>(buffer.data()), static_cast<std::size_t>(file.get_pos())};
-}
-
-/// The tables lie in `buffer`.
-VInt read_image(HuffmanTree* tree, const std::string& image, Buffer* buffer) {
-  buffer->assign(image.size() / 8 + 1, 0);
-  std::copy(image.begin(), image.end(), reinterpret_cast<char*>(buffer->data()));
-  AceFile file;
-  file.init_read(reinterpret_cast<const char*>(buffer->data()), static_cast<VInt>(image.size()));
-  return tree->read(&file);
-}
+using support::image_of;
+using support::read_image;
 
 VInt read_stream(HuffmanTree* tree, const std::string& image) {
   const support::TempFolder folder;

@@ -11,23 +11,12 @@
 #include "gtest/gtest.h"
 #include "support/record_bases.h"
 #include "support/temp_folder.h"
+#include "support/texts.h"
 
 namespace {
 
 using Record = std::vector<std::string>;
 using Records = std::vector<Record>;
-
-std::string contents(const std::string& name) {
-  std::ostringstream text;
-  text << std::ifstream(name).rdbuf();
-  return text.str();
-}
-
-std::string line_of(const Record& record) {
-  std::string line;
-  for (std::size_t i = 0; i < record.size(); ++i) line += (i > 0 ? "\t" : "") + record[i];
-  return line + "\n";
-}
 
 /// The lines of a text, and of a table, in the order of their bytes.
 std::multiset<std::string> lines_of(const std::string& text) {
@@ -38,7 +27,7 @@ std::multiset<std::string> lines_of(const std::string& text) {
 }
 std::multiset<std::string> lines_of(const Records& records) {
   std::multiset<std::string> lines;
-  for (const Record& record : records) lines.insert(line_of(record));
+  for (const Record& record : records) lines.insert(support::line_of(record));
   return lines;
 }
 
@@ -47,7 +36,7 @@ struct Difference {
   Record record;
   bool isDeletion;
 
-  std::string line() const { return (isDeletion ? "<del>\t" : "") + line_of(record); }
+  std::string line() const { return (isDeletion ? "<del>\t" : "") + support::line_of(record); }
 };
 
 std::string text_of(const std::vector<Difference>& differences) {
@@ -154,10 +143,10 @@ TEST(DamoCascade, leaves_what_a_join_leaves) {
     support::write_file(name("orders"), table.text());
     support::write_file(name("orders.dif"), text_of(orderDifferences));
     std::string text;
-    for (const Record& record : shop.customers) text += line_of(record);
+    for (const Record& record : shop.customers) text += support::line_of(record);
     support::write_file(name("customers"), text);
     text.clear();
-    for (const Record& record : shop.products) text += line_of(record);
+    for (const Record& record : shop.products) text += support::line_of(record);
     support::write_file(name("products"), text);
     support::write_file(name("customers.dif"), text_of(customerDifferences));
 
@@ -179,7 +168,7 @@ TEST(DamoCascade, leaves_what_a_join_leaves) {
                                        [&](const Record& r) { return r[0] == order[1]; });
       if (!isThere && (isNamed || isPurge)) all.push_back({order, true});
     }
-    EXPECT_EQ(contents(name("orders.cascade")), text_of(all));
+    EXPECT_EQ(support::read_file(name("orders.cascade")), text_of(all));
     EXPECT_EQ(numRows, static_cast<VInt>(all.size()));
     all.insert(all.end(), orderDifferences.begin(), orderDifferences.end());
     const Records ordersNow = applied(shop.orders, all, 2, isPurge, isImplicit);
@@ -193,19 +182,20 @@ TEST(DamoCascade, leaves_what_a_join_leaves) {
     orders.cascade_slave_deletions(AceReporter::null());
     orders.add_file(name("orders").c_str(), name("orders").c_str());
     orders.update(AceReporter::null());
-    EXPECT_EQ(lines_of(contents(name("orders"))), lines_of(ordersNow)) << seed << "\n" << text_of(all);
+    EXPECT_EQ(lines_of(support::read_file(name("orders"))), lines_of(ordersNow)) << seed << "\n"
+                                                                                 << text_of(all);
 
     customers.add_diff(name("customers.cascade").c_str(), AceReporter::null());
     customers.add_file(name("customers").c_str(), name("customers").c_str());
     customers.update(AceReporter::null());
-    EXPECT_EQ(lines_of(contents(name("customers"))),
+    EXPECT_EQ(lines_of(support::read_file(name("customers"))),
               lines_of(left(customersNow, 0, 1, shop.orders, ordersNow)))
         << seed;
     DamoDiff products(&code, 1, 2, 0, 0);
     products.add_diff(name("products.cascade").c_str(), AceReporter::null());
     products.add_file(name("products").c_str(), name("products").c_str());
     products.update(AceReporter::null());
-    EXPECT_EQ(lines_of(contents(name("products"))),
+    EXPECT_EQ(lines_of(support::read_file(name("products"))),
               lines_of(left(shop.products, 1, 2, shop.orders, ordersNow)))
         << seed;
   }
@@ -231,8 +221,8 @@ TEST(DamoCascade, tells_its_decisions_and_what_it_cannot_do) {
   rows.set_debug_file(folder.file("debug").c_str());
   rows.add_diff(folder.file("dif").c_str(), AceReporter::null());
   EXPECT_EQ(rows.cascade_slave_deletions(AceReporter::null()), 2);
-  EXPECT_EQ(contents(folder.file("cascade")), "<del>\ta\t\n<del>\tb\t\n");
-  EXPECT_EQ(contents(folder.file("debug")),
+  EXPECT_EQ(support::read_file(folder.file("cascade")), "<del>\ta\t\n<del>\tb\t\n");
+  EXPECT_EQ(support::read_file(folder.file("debug")),
             "row deleted by pattern\t1|a\t<del>|*|a|\nrow deleted by pattern\t2|a\t<del>|*|a|\n"
             "row deleted by pattern\t2|b\t*|b|\n"
             "master deleted with its last row\ta\t<del>|*|a|\nmaster deleted with its last row\tb\t*|b|\n");
@@ -254,8 +244,8 @@ TEST(DamoCascade, tells_its_decisions_and_what_it_cannot_do) {
   masters.set_cascade_file(folder.file("gone").c_str());
   masters.set_debug_file(folder.file("debug").c_str());
   EXPECT_EQ(masters.cascade_master_deletions(AceReporter::null()), 1);
-  EXPECT_EQ(contents(folder.file("gone")), "<del>\t1\ta\n");
-  EXPECT_EQ(contents(folder.file("debug")), "row deleted with its master\t1\t<del>|a|\n");
+  EXPECT_EQ(support::read_file(folder.file("gone")), "<del>\t1\ta\n");
+  EXPECT_EQ(support::read_file(folder.file("debug")), "row deleted with its master\t1\t<del>|a|\n");
 }
 
 }  // namespace

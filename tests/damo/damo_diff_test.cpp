@@ -12,29 +12,12 @@
 #include "gtest/gtest.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
+#include "support/texts.h"
 
 namespace {
 
 using Record = std::vector<std::string>;
 using Table = std::vector<Record>;
-
-std::string contents(const std::string& name) {
-  std::ostringstream text;
-  text << std::ifstream(name).rdbuf();
-  return text.str();
-}
-
-std::string line_of(const Record& record) {
-  std::string line;
-  for (std::size_t i = 0; i < record.size(); ++i) line += (i > 0 ? "\t" : "") + record[i];
-  return line + "\n";
-}
-
-std::string text_of(const Table& table) {
-  std::string text;
-  for (const Record& record : table) text += line_of(record);
-  return text;
-}
 
 /// Of some tables' worth of records, a key rarely having more than one.
 class Tables {
@@ -128,7 +111,7 @@ TEST(DamoDiff, updates_tables_as_their_definition_says) {
     }
     std::string whole;
     for (const auto& [record, deletes] : differences)
-      whole += (deletes == 1 ? "<del>\t" : "") + line_of(record);
+      whole += (deletes == 1 ? "<del>\t" : "") + support::line_of(record);
     const std::size_t half = whole.find('\n', whole.size() / 2);
     support::write_file(folder.file("d0"),
                         "\xEF\xBB\xBF" + whole.substr(0, half == std::string::npos ? half : half + 1));
@@ -138,7 +121,7 @@ TEST(DamoDiff, updates_tables_as_their_definition_says) {
                     flags >> 1);
       for (int part = 0; part < 2; ++part) {
         const std::string name = folder.file("part" + std::to_string(part));
-        support::write_file(name, text_of(parts[part]));
+        support::write_file(name, support::lines_of(parts[part]));
         EXPECT_EQ(diff.add_file(name.c_str(), name.c_str()), part + 1);
       }
       EXPECT_EQ(diff.set_del_file(folder.file("deleted").c_str()), 0);
@@ -149,10 +132,11 @@ TEST(DamoDiff, updates_tables_as_their_definition_says) {
       EXPECT_EQ(diff.update(AceReporter::null()), 0);
       const Updated expected = updated(tables, parts, differences, (flags & 1) != 0, flags >> 1 != 0);
       for (int part = 0; part < 2; ++part)
-        EXPECT_EQ(contents(folder.file("part" + std::to_string(part))), text_of(expected.parts[part]))
+        EXPECT_EQ(support::read_file(folder.file("part" + std::to_string(part))),
+                  support::lines_of(expected.parts[part]))
             << seed << " " << flags;
-      EXPECT_EQ(contents(folder.file("deleted")), text_of(expected.deleted));
-      EXPECT_EQ(contents(folder.file("explicit")), text_of(expected.explicitly));
+      EXPECT_EQ(support::read_file(folder.file("deleted")), support::lines_of(expected.deleted));
+      EXPECT_EQ(support::read_file(folder.file("explicit")), support::lines_of(expected.explicitly));
       EXPECT_FALSE(std::ifstream(folder.file("part0.incomplete")).good());
     }
   }
@@ -175,8 +159,8 @@ TEST(DamoDiffMaker, makes_what_turns_old_into_new_and_then_changes_nothing) {
     const int numIds = static_cast<int>(tables.idCols.size());
     if (numIds < tables.numFields)  // what a difference file cannot say is tested below
       std::erase_if(after, [&](const Record& record) { return tables.only_key(record) == record; });
-    support::write_file(folder.file("old"), text_of(before));
-    support::write_file(folder.file("new"), text_of(after));
+    support::write_file(folder.file("old"), support::lines_of(before));
+    support::write_file(folder.file("new"), support::lines_of(after));
     DamoDiffMaker maker(tables.idCols.data(), numIds, tables.numFields);
     maker.add_old(folder.file("old").c_str());
     maker.add_new(folder.file("new").c_str());
@@ -187,7 +171,7 @@ TEST(DamoDiffMaker, makes_what_turns_old_into_new_and_then_changes_nothing) {
       diff.add_file(folder.file("old").c_str(), folder.file("old").c_str());
       diff.add_diff(folder.file("dif").c_str(), AceReporter::null());
       diff.update(AceReporter::null());
-      EXPECT_EQ(sorted(contents(folder.file("old"))), sorted(text_of(after))) << seed;
+      EXPECT_EQ(sorted(support::read_file(folder.file("old"))), sorted(support::lines_of(after))) << seed;
     }
   }
   const int key = 0;
@@ -227,14 +211,14 @@ TEST(DamoDiff, says_what_it_leaves_out_and_refuses) {
   diff.add_file(folder.file("in").c_str(), folder.file("out").c_str());
   EXPECT_GE(diff.get_sizek(), 1);
   EXPECT_EQ(diff.update(&rep), 1);
-  EXPECT_EQ(contents(folder.file("out")), "a\tk\nold\tm\nb\tn\n");
+  EXPECT_EQ(support::read_file(folder.file("out")), "a\tk\nold\tm\nb\tn\n");
   EXPECT_NE(
       rep.all().find("Wrong number of fields found in record 2 when applying diffs (found 1, expected 2)"),
       std::string::npos);
   EXPECT_NE(rep.all().find("Updated 3 lines from input '"), std::string::npos);
   EXPECT_NE(rep.all().find("Processed 0 remaining difference lines\n"), std::string::npos);
   EXPECT_THROW(diff.update(&rep), AceException) << "its inputs have been read";
-  EXPECT_EQ(contents(folder.file("out")), "a\tk\nold\tm\nb\tn\n");
+  EXPECT_EQ(support::read_file(folder.file("out")), "a\tk\nold\tm\nb\tn\n");
   DamoDiff many(&key, 1, 2, 0, 0);
   for (int i = 0; i < DamoDiff::MAX_PARTS; ++i)
     many.add_file(folder.file("in").c_str(), folder.file("out" + std::to_string(i)).c_str());

@@ -17,15 +17,10 @@
 #include "support/odbc_databases.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
+#include "support/texts.h"
 #include "tera/tera_standard_transform.h"
 
 namespace {
-
-std::string contents(const std::string& name) {
-  std::ostringstream text;
-  text << std::ifstream(name).rdbuf();
-  return text.str();
-}
 
 /// A plain description of an output field: parts are sources (or constants below 0), values cut at '/' if
 /// asked for.
@@ -33,16 +28,6 @@ struct Plan {
   std::vector<int> parts;
   bool isCut = false;
 };
-
-std::vector<std::string> cut(const std::string& text, char separator) {
-  std::vector<std::string> parts(1);
-  for (const char c : text)
-    if (c == separator)
-      parts.emplace_back();
-    else
-      parts.back() += c;
-  return parts;
-}
 
 /// Rows of lists, the last value again where one is shorter.
 std::vector<std::string> rows_of(const std::vector<std::vector<std::string>>& lists,
@@ -65,7 +50,7 @@ std::string extracted(const std::vector<std::string>& record, const std::vector<
       std::string text = part < 0 ? "" : record[static_cast<std::size_t>(part)];
       std::replace(text.begin(), text.end(), '\t', ' ');
       std::replace(text.begin(), text.end(), '\n', ' ');
-      parts.push_back(plan.isCut ? cut(text, '/') : std::vector<std::string>{text});
+      parts.push_back(plan.isCut ? support::parts_of(text, '/') : std::vector<std::string>{text});
     }
     fields.push_back(rows_of(parts, "+"));
   }
@@ -122,7 +107,7 @@ TEST(DamoExtract, writes_the_rows_of_every_record_whole_and_in_parts) {
         for (DamoField* field : fields) extract.add_field(field);
         const VInt numLines =
             extract.extract(0, nullptr, round % 2, AceReporter::null(), nullptr, nullptr, part, numParts);
-        const std::string text = contents(folder.file("records"));
+        const std::string text = support::read_file(folder.file("records"));
         EXPECT_EQ(numLines, std::count(text.begin(), text.end(), '\n'));
         found += text;
       }
@@ -151,14 +136,14 @@ TEST(DamoExtract, accounts_for_every_bad_record) {
   };
   support::write_file(records, "as before");
   EXPECT_THROW(run(0, 0, false, nullptr, nullptr, AceReporter::null(), source), AceException);
-  EXPECT_EQ(contents(records), "as before");
+  EXPECT_EQ(support::read_file(records), "as before");
   const char* const names[] = {"id", "name"};
   DamoStatistic in(1, '\t', 2, names), out(1, '\t', 2, names);
   support::RecordingReporter rep;
   EXPECT_EQ(run(0, 1, true, &in, &out, &rep, source), 2);
-  EXPECT_EQ(contents(records), "id\tname\n1\tAnn\n5\tDora\n");
-  EXPECT_EQ(contents(rejects), "id;name\n2\n3;\"B;o\nb\";x\n<del>;4;Cid\n");
-  EXPECT_EQ(contents(rejects + ".reasons"),
+  EXPECT_EQ(support::read_file(records), "id\tname\n1\tAnn\n5\tDora\n");
+  EXPECT_EQ(support::read_file(rejects), "id;name\n2\n3;\"B;o\nb\";x\n<del>;4;Cid\n");
+  EXPECT_EQ(support::read_file(rejects + ".reasons"),
             "1\t3\tit has 1 fields instead of 2\n2\t5\tit has 3 fields instead of 2\n"
             "3\t6\tDeletions cannot be extracted for a build: Record 6\n");
   EXPECT_EQ(in.get_num_bad_lines(), 3);
@@ -169,20 +154,20 @@ TEST(DamoExtract, accounts_for_every_bad_record) {
                            "Left out bad records: 3\n", "Total number of errors corrected: 0\n"})
     EXPECT_NE(rep.all().find(text), std::string::npos) << text << rep.all();
   // Mended, the rejects are read with the same settings.
-  std::string mended = contents(rejects);
+  std::string mended = support::read_file(rejects);
   mended.replace(mended.find("2\n"), 1, "2;Bob");
   mended.replace(mended.find(";x\n"), 2, "");
   support::write_file(folder.file("mended.csv"), mended);
   EXPECT_EQ(run(0, 0, false, nullptr, nullptr, AceReporter::null(), folder.file("mended.csv")), 3);
-  EXPECT_EQ(contents(records), "id\tname\n2\tBob\n3\tB;o b\n<del>\t4\tCid\n");
-  EXPECT_EQ(contents(rejects), "id;name\n");
+  EXPECT_EQ(support::read_file(records), "id\tname\n2\tBob\n3\tB;o b\n<del>\t4\tCid\n");
+  EXPECT_EQ(support::read_file(rejects), "id;name\n");
   // What is ignored or corrected on the way: the first kind is shown, too.
   EXPECT_EQ(run(DamoInput::IGNORE_RECORD, 0, false, nullptr, nullptr, AceReporter::null(), source), 3);
-  EXPECT_EQ(contents(rejects), "id;name\n2\n3;\"B;o\nb\";x\n");
+  EXPECT_EQ(support::read_file(rejects), "id;name\n2\n3;\"B;o\nb\";x\n");
   EXPECT_EQ(run(DamoInput::FILL_MISSING | DamoInput::IGNORE_SUPERFLUOUS, 0, false, nullptr, nullptr,
                 AceReporter::null(), source),
             5);
-  EXPECT_EQ(contents(rejects), "id;name\n");
+  EXPECT_EQ(support::read_file(rejects), "id;name\n");
 }
 
 /// Of records with more fields than are kept, too.
@@ -211,9 +196,9 @@ TEST(DamoExtract, rejects_the_whole_of_long_records) {
     extract.add_field(&field);
     extract.set_rejects(rejects.c_str());
     EXPECT_EQ(extract.extract(0, nullptr, 0, AceReporter::null(), nullptr, nullptr, 0, 1), 2);
-    EXPECT_EQ(contents(rejects), isQuoted
-                                     ? longQuoted + "\n" + longQuoted + "\n"
-                                     : longRecord + "\n<del>\t" + longRecord + "\n3\n" + longRecord + "\n");
+    EXPECT_EQ(support::read_file(rejects),
+              isQuoted ? longQuoted + "\n" + longQuoted + "\n"
+                       : longRecord + "\n<del>\t" + longRecord + "\n3\n" + longRecord + "\n");
   }
 }
 
@@ -248,7 +233,7 @@ TEST(DamoExtract, refuses_what_is_not_configured) {
   int stops[] = {2, 3};
   encoded.fixed_width(folder.file("source").c_str(), 2, stops, 0);
   EXPECT_EQ(run(&encoded), 1);
-  EXPECT_EQ(contents(folder.file("out")), "b...\n");
+  EXPECT_EQ(support::read_file(folder.file("out")), "b...\n");
 }
 
 TEST(DamoExtract, reads_one_table_in_every_notation) {
@@ -294,10 +279,10 @@ TEST(DamoExtract, reads_one_table_in_every_notation) {
                         nullptr, "select name, tags from people order by id");
     DamoStatistic statistic(1, '\t', 2, paths);
     EXPECT_EQ(extract.extract(0, nullptr, 0, AceReporter::null(), nullptr, &statistic, 0, 1), 2);
-    EXPECT_EQ(contents(folder.file("out")), "A, nn\tx|y\nBob\t\n") << kind;
+    EXPECT_EQ(support::read_file(folder.file("out")), "A, nn\tx|y\nBob\t\n") << kind;
     statistic.write_file(folder.file("statistic").c_str());
-    if (statistics.empty()) statistics = contents(folder.file("statistic"));
-    EXPECT_EQ(contents(folder.file("statistic")), statistics) << kind;
+    if (statistics.empty()) statistics = support::read_file(folder.file("statistic"));
+    EXPECT_EQ(support::read_file(folder.file("statistic")), statistics) << kind;
   }
   DamoExtract broken(1, 1, folder.file("none").c_str(), 0, 1);
   broken.add_field(&name);
@@ -319,7 +304,7 @@ TEST(DamoDistribute, merges_inputs) {
   all.set_statistic(&statistic);
   support::RecordingReporter rep;
   EXPECT_EQ(all.process(&rep), 3);
-  EXPECT_EQ(contents(folder.file("out")), "1\tx y\n<del>\t3\tz\n4\tw\n");
+  EXPECT_EQ(support::read_file(folder.file("out")), "1\tx y\n<del>\t3\tz\n4\tw\n");
   EXPECT_EQ(statistic.get_num_lines(), 2);
   EXPECT_NE(
       rep.all().find("Wrong number of fields in input source line. Input: 0, Line: 2, Number of fields: 1"),

@@ -7,35 +7,20 @@
 #include "ace/ace_exception.h"
 #include "gtest/gtest.h"
 #include "support/temp_folder.h"
+#include "support/texts.h"
 
 namespace {
 
 using Figures = std::map<std::string, long>;
 
-std::string contents(const std::string& name) {
-  std::ostringstream text;
-  text << std::ifstream(name).rdbuf();
-  return text.str();
-}
-
 Figures figures_of(const DamoStatistic& statistic, const std::string& name) {
   statistic.write_file(name.c_str());
-  std::istringstream lines(contents(name));
+  std::istringstream lines(support::read_file(name));
   Figures figures;
   for (std::string line; std::getline(lines, line);)
     if (const std::size_t tab = line.find('\t'); tab != std::string::npos && line[tab + 1] != '{')
       EXPECT_TRUE(figures.emplace(line.substr(0, tab), std::stol(line.substr(tab + 1))).second) << line;
   return figures;
-}
-
-std::vector<std::string> split(const std::string& text, char separator) {
-  std::vector<std::string> parts(1);
-  for (const char c : text)
-    if (c == separator)
-      parts.emplace_back();
-    else
-      parts.back() += c;
-  return parts;
 }
 
 /// What the report says of ASCII lines, counted the long way.
@@ -46,7 +31,7 @@ Figures counted(const std::vector<std::string>& lines, const std::vector<std::st
   std::map<std::string, std::string> last;
   for (const std::string& line : lines) {
     ++figures["NUM_LINES"];
-    const auto values = split(line, '\t');
+    const auto values = support::parts_of(line, '\t');
     if (values.size() != names.size()) ++figures["NUM_BAD_LINES"];
     for (std::size_t i = 0; i < names.size() && values.size() == names.size(); ++i) {
       const auto count = [&](const char* kind, auto number) {
@@ -56,12 +41,12 @@ Figures counted(const std::vector<std::string>& lines, const std::vector<std::st
       if (values[i].empty()) continue;
       if (last[names[i]] != values[i]) ++figures[names[i] + ".NUM_INTERVALS"];
       last[names[i]] = values[i];
-      const auto aliases = split(values[i], '|');
+      const auto aliases = support::parts_of(values[i], '|');
       figures[names[i] + ".NUM_ALIASES"] += static_cast<long>(aliases.size());
       count(".ALIAS_DISTR.", aliases.size());
       for (const std::string& alias : aliases) {
-        count(".WORDS_DISTR.", split(alias, ' ').size());
-        count(".FLAGS_DISTR.", split(alias, '&').size());
+        count(".WORDS_DISTR.", support::parts_of(alias, ' ').size());
+        count(".FLAGS_DISTR.", support::parts_of(alias, '&').size());
         count(".STRLEN_DISTR.", alias.size());
         for (const char c : alias) count(".CHARACTER_DISTR.", static_cast<int>(c));
       }
@@ -88,7 +73,7 @@ TEST(DamoStatistic, counts_what_is_in_lines_whole_and_in_parts) {
     auto part = make();
     for (const std::string& line : lines) {
       whole->add_line(line.c_str());
-      const auto values = split(line, '\t');
+      const auto values = support::parts_of(line, '\t');
       std::vector<const char*> fields;
       for (const std::string& value : values) fields.push_back(value.c_str());
       part->add_fields(fields.data(), static_cast<int>(fields.size()));
@@ -101,7 +86,7 @@ TEST(DamoStatistic, counts_what_is_in_lines_whole_and_in_parts) {
     const Figures expected = counted(lines, {"a", "field1", "c d"});
     EXPECT_EQ(figures_of(*whole, folder.file("whole")), expected);
     EXPECT_EQ(figures_of(*parts, folder.file("parts")), expected);
-    EXPECT_EQ(contents(folder.file("whole")), contents(folder.file("parts")));
+    EXPECT_EQ(support::read_file(folder.file("whole")), support::read_file(folder.file("parts")));
     EXPECT_EQ(whole->write_page(folder.file("page").c_str()), 0);
   }
 }
@@ -124,11 +109,11 @@ TEST(DamoStatistic, has_bounds_and_reads_characters) {
   EXPECT_EQ(figures["text.CHARACTER_DISTR.8364"], 1);
   EXPECT_EQ(figures["text.CHARACTER_DISTR.65533"], 2);
   EXPECT_EQ(figures["text.WORDS_DISTR.10000000"], 1);
-  EXPECT_NE(
-      contents(folder.file("report")).find("FIELD_NAMES\t{text}\n\n# Statistics for field no. 0 (text)\n"),
-      std::string::npos);
+  EXPECT_NE(support::read_file(folder.file("report"))
+                .find("FIELD_NAMES\t{text}\n\n# Statistics for field no. 0 (text)\n"),
+            std::string::npos);
   statistic.write_page(folder.file("page").c_str());
-  const std::string page = contents(folder.file("page"));
+  const std::string page = support::read_file(folder.file("page"));
   for (const char* suspicion : {"bytes that are no UTF-8", "'|'", "much longer"})
     EXPECT_NE(page.find(suspicion), std::string::npos) << page;
   EXPECT_EQ(statistic.merge(&statistic), -1);

@@ -37,13 +37,7 @@ struct Site {
             extra);
   }
   void dump_base(const std::string& value) {
-    Table table;
-    for (const char* name : {"f0", "f1"}) {
-      support::FieldPlan plan;
-      plan.name = name;
-      plan.type = "ADVANCED|CHANGING|FULL|ORIGINAL";
-      table.fields.push_back(plan);
-    }
+    support::Table table = support::table_of({"f0", "f1"});
     for (int i = 0; i < 50; ++i) table.records.push_back({value, "x" + std::to_string(i)});
     const support::TempFolder build;
     ASSERT_EQ(

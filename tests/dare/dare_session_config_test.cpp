@@ -38,13 +38,7 @@ const std::string RICH = support::read_file(TEST_TEMPLATE);
 class DareSessionConfigTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    support::Table table;
-    for (const char* name : {"surname", "city"}) {
-      support::FieldPlan plan;
-      plan.name = name;
-      plan.type = "ADVANCED|CHANGING|FULL|ORIGINAL";
-      table.fields.push_back(plan);
-    }
+    support::Table table = support::table_of({"surname", "city"});
     table.records = {{"mayer", "bern"}, {"mayr", "basel"}, {"huber", "bern"}};
     const support::TempFolder folder;
     base = support::build_base(table, folder).release();

@@ -1,12 +1,11 @@
 #include <algorithm>
 #include <map>
-#include <thread>
 
-#include "ace/ace_thread.h"
 #include "ace/ace_tracer.h"
 #include "dast/dast_base.h"
 #include "dast/dast_info_list.h"
 #include "dast/dast_quality_cache.h"
+#include "support/by_threads.h"
 #include "support/record_bases.h"
 #include "support/recording_reporter.h"
 #include "tera/tera_query_kinds.h"
@@ -105,15 +104,9 @@ Graph ask(const DastBaseField* field, const std::string& query, DastOptions::Cal
   return Graph(field->full_scan_resolve(call, query.c_str(), cache, empty_qual, 0, AceReporter::null()));
 }
 
-class Silent : public testing::Test {
- protected:
-  void SetUp() override { AceReporter::clear_default(); }
-  void TearDown() override {
-    static AceReporter standard;
-    standard.set_as_default();
-  }
+class DastBaseRecallTest : public testing::Test {
+  support::QuietReports quiet;
 };
-using DastBaseRecallTest = Silent;
 
 TEST_F(DastBaseRecallTest, a_field_finds_the_values_records_and_qualities_of_a_scan_of_the_table) {
   for (unsigned seed = 1; seed <= 12; ++seed) {
@@ -485,15 +478,8 @@ TEST_F(DastBaseRecallTest, threads_on_one_mapped_base_find_what_one_finds) {
   const std::vector<Hits> expected = ask_all(alone);
   DastBase shared;  // nothing of it has been asked yet
   ASSERT_GE(shared.load(folder.file("image").c_str(), 1, AceReporter::null()), 0);
-  std::vector<std::vector<Hits>> found(8);
-  std::vector<std::thread> threads;
-  for (auto& own : found)
-    threads.emplace_back([&] {
-      const AceThreadSafe registered;
-      own = ask_all(shared);
-    });
-  for (std::thread& thread : threads) thread.join();
-  for (const auto& own : found) EXPECT_EQ(own, expected);
+  for (const auto& own : support::answers_by_threads(8, [&] { return ask_all(shared); }))
+    EXPECT_EQ(own, expected);
 }
 
 }  // namespace

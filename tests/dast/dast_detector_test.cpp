@@ -121,15 +121,9 @@ std::unique_ptr<DastBase> build(const Table& table, const std::vector<DetectorPl
   return base;
 }
 
-class Silent : public testing::Test {
- protected:
-  void SetUp() override { AceReporter::clear_default(); }
-  void TearDown() override {
-    static AceReporter standard;
-    standard.set_as_default();
-  }
+class DastDetectorTest : public testing::Test {
+  support::QuietReports quiet;
 };
-using DastDetectorTest = Silent;
 
 // ---------------------------------------------------------------- against a plain detection
 

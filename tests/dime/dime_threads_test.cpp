@@ -2,9 +2,7 @@
 // one that was written once and must always open.
 #include <gtest/gtest.h>
 
-#include <thread>
-
-#include "ace/ace_thread.h"
+#include "support/by_threads.h"
 #include "support/method_asks.h"
 
 namespace {
@@ -110,15 +108,8 @@ TEST(DimeThreads, on_one_mapped_base_of_every_kind_of_field_find_what_one_finds)
             static_cast<long>(4 * KINDS.size()));
   DastBase shared;  // nothing of it has been asked yet
   ASSERT_GE(shared.load(folder.file("image").c_str(), 1, AceReporter::null()), 0);
-  std::vector<Answers> found(4);
-  std::vector<std::thread> threads;
-  for (Answers& own : found)
-    threads.emplace_back([&] {
-      const AceThreadSafe registered;
-      own = ask_all(shared);
-    });
-  for (std::thread& thread : threads) thread.join();
-  for (const Answers& own : found) EXPECT_EQ(own, expected);
+  for (const auto& own : support::answers_by_threads(4, [&] { return ask_all(shared); }))
+    EXPECT_EQ(own, expected);
 }
 
 TEST(DimeFormats, a_base_of_every_kind_of_field_opens_for_ever_and_answers_as_one_of_today) {

@@ -14,6 +14,7 @@
 #include "support/damage.h"
 #include "support/payload.h"
 #include "support/record_bases.h"
+#include "support/recording_reporter.h"
 #include "support/temp_folder.h"
 #include "tera/tera_query_kinds.h"
 #include "tera/tera_reader.h"
@@ -21,17 +22,6 @@
 #include "tera/tera_scan_graph.h"
 
 namespace support {
-
-/// Without messages on the default reporter.
-struct QuietReports {
-  QuietReports() { AceReporter::clear_default(); }
-  QuietReports(const QuietReports&) = delete;
-  QuietReports& operator=(const QuietReports&) = delete;
-  ~QuietReports() {
-    static AceReporter standard;
-    standard.set_as_default();
-  }
-};
 
 /// Builds from values, of which the i-th has the base id 3 i + 1.
 inline constexpr Large id_of(std::size_t index) {
@@ -70,11 +60,9 @@ inline std::map<Large, int> find_ids(const DastBaseMethod& method, const std::st
   return ids_in(method.lookup(query.c_str(), call, AceReporter::null()));
 }
 
-/// Qualities by shown string.
-inline std::map<std::string, int> find_texts(const DastBaseMethod& method, const std::string& query,
-                                             DastOptions::Call call) {
+/// Qualities by shown string of the first result; drops the graph.
+inline std::map<std::string, int> texts_in(TeraScanGraph* graph) {
   std::map<std::string, int> found;
-  TeraScanGraph* graph = method.lookup(query.c_str(), call, AceReporter::null());
   if (graph == nullptr) return found;
   if (TeraResult* result = graph->get_first_result(); result != nullptr)
     result->find_any([&](int quality, const TeraCand* cand) {
@@ -83,6 +71,10 @@ inline std::map<std::string, int> find_texts(const DastBaseMethod& method, const
     });
   graph->decr_ref();
   return found;
+}
+inline std::map<std::string, int> find_texts(const DastBaseMethod& method, const std::string& query,
+                                             DastOptions::Call call) {
+  return texts_in(method.lookup(query.c_str(), call, AceReporter::null()));
 }
 
 inline int quality_of(const DastBaseMethod& method, const std::string& query, DastOptions::Call call,
@@ -142,16 +134,7 @@ void for_each_form_of_base(const FieldPlan& plan, const std::vector<std::string>
 /// The qualities by string that a field of a base finds.
 inline std::map<std::string, int> find_in_field(const DastBaseFieldRecall* field, const char* query,
                                                 DastOptions::Call call) {
-  std::map<std::string, int> found;
-  TeraScanGraph* graph = field->full_scan_resolve(call, query, nullptr, 0, 0, AceReporter::null());
-  if (graph == nullptr) return found;
-  if (TeraResult* result = graph->get_first_result(); result != nullptr)
-    result->find_any([&](int quality, const TeraCand* cand) {
-      found[cand->represent()] = quality;
-      return false;
-    });
-  graph->decr_ref();
-  return found;
+  return texts_in(field->full_scan_resolve(call, query, nullptr, 0, 0, AceReporter::null()));
 }
 
 /// Reads every damaged form of a record, and asks what was read: the sanitizers judge.

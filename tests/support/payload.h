@@ -27,6 +27,16 @@ std::string image_of(const Object& object) {
   return image_by([&](AceFile* file) { object.save(file); });
 }
 
+/// Reads an image, whose arrays may stay in `buffer`.
+template <class Object>
+VInt read_image(Object* object, const std::string& image, std::vector<long>* buffer) {
+  buffer->assign(image.size() / 8 + 1, 0);
+  image.copy(reinterpret_cast<char*>(buffer->data()), image.size());
+  AceFile file;
+  file.init_read(reinterpret_cast<const char*>(buffer->data()), static_cast<VInt>(image.size()));
+  return object->read(&file);
+}
+
 /// A file to read bytes from, which it keeps.
 class PayloadFile {
  public:

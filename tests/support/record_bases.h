@@ -13,6 +13,7 @@
 #include "dast/dast_base_method.h"
 #include "dast/dast_magic_constructor.h"
 #include "support/temp_folder.h"
+#include "support/texts.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_map.h"
 #include "tera/tera_map_config.h"
@@ -38,25 +39,18 @@ struct Table {
   std::vector<FieldPlan> fields;
   std::vector<std::vector<std::string>> records;  // values as they are in the file
 
-  std::string text() const {
-    std::string lines;
-    for (const auto& record : records) {
-      for (std::size_t i = 0; i < record.size(); ++i) lines += (i > 0 ? "\t" : "") + record[i];
-      lines += "\n";
-    }
-    return lines;
-  }
+  std::string text() const { return lines_of(records); }
   /// The main value and the aliases of a value.
-  static std::vector<std::string> parts(const std::string& value) {
-    std::vector<std::string> result(1);
-    for (const char c : value)
-      if (c == '|')
-        result.emplace_back();
-      else
-        result.back() += c;
-    return result;
-  }
+  static std::vector<std::string> parts(const std::string& value) { return parts_of(value, '|'); }
 };
+
+/// A table without records, of fields in an advanced index.
+inline Table table_of(std::initializer_list<const char*> names) {
+  Table table;
+  for (const char* name : names)
+    table.fields.push_back({.name = name, .type = "ADVANCED|CHANGING|FULL|ORIGINAL"});
+  return table;
+}
 
 inline const TeraMap& letter_map() {
   static const auto map = [] {

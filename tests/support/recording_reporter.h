@@ -44,4 +44,15 @@ class RecordingReporter : public AceReporter {
   mutable std::mutex mutex;
 };
 
+/// Without messages on the default reporter.
+struct QuietReports {
+  QuietReports() { AceReporter::clear_default(); }
+  QuietReports(const QuietReports&) = delete;
+  QuietReports& operator=(const QuietReports&) = delete;
+  ~QuietReports() {
+    static AceReporter standard;
+    standard.set_as_default();
+  }
+};
+
 }  // namespace support

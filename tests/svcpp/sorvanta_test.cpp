@@ -21,13 +21,7 @@ struct Site {
   Site() : reporter(keep, nullptr), data(&reporter) {
     sv_init();
     reporter.set_as_default();
-    support::Table table;
-    for (const char* name : {"f0", "f1"}) {
-      support::FieldPlan plan;
-      plan.name = name;
-      plan.type = "ADVANCED|CHANGING|FULL|ORIGINAL";
-      table.fields.push_back(plan);
-    }
+    support::Table table = support::table_of({"f0", "f1"});
     for (int i = 0; i < 60; ++i)
       table.records.push_back({"meier" + std::to_string(i % 20), i % 2 == 0 ? "bern" : "basel"});
     const support::TempFolder build;

@@ -3,20 +3,17 @@
 #include <map>
 #include <numeric>
 #include <set>
+#include <span>
 
 #include "ace/ace_cpu.h"
 #include "oracle/edit_index.h"
+#include "support/recall_modes.h"
 #include "support/word_samples.h"
 #include "tera/edit/edit_scratch_internal.h"
 
 namespace {
 
-constexpr TeraEval::Mode MODES[] = {
-    TeraEval::LEVENSHTEIN, TeraEval::PREFIX,   TeraEval::SUFFIX,    TeraEval::FACTOR, TeraEval::COVER,
-    TeraEval::CLOSE,       TeraEval::EXTEND,   TeraEval::FRONT,     TeraEval::BACK,   TeraEval::MID,
-    TeraEval::POSITION,    TeraEval::BIPOS,    TeraEval::SEQ,       TeraEval::BISEQ,  TeraEval::BIGRAMS,
-    TeraEval::SUBSET,      TeraEval::SUPERSET, TeraEval::BLOCKEDIT,
-};
+constexpr std::span MODES(support::MODES, support::NUM_MEASURED_MODES);
 constexpr int NUM_TOKENS = 256;
 
 /// Entries of one length in both forms.

@@ -15,6 +15,7 @@
 #include "oracle/words.h"
 #include "support/damage.h"
 #include "support/documented_bytes.h"
+#include "support/list_reader.h"
 #include "support/payload.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
@@ -30,25 +31,7 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-/// Entries from memory; attribute numbers are their places, from 1.
-class ListReader : public TeraReader {
- public:
-  explicit ListReader(const Strings& entries) : list(entries) {}
-  int get_line(const char** string, Large* info, VInt* line) override {
-    if (next == list.size()) return 0;
-    *string = list[next].c_str();
-    ++next;
-    if (info != nullptr) *info = static_cast<Large>(next);
-    if (line != nullptr) *line = static_cast<VInt>(next);
-    return 1;
-  }
-  int rewind() override { return static_cast<int>(next = 0); }
-  VInt get_estimate() override { return static_cast<VInt>(list.size()); }
-
- private:
-  const Strings& list;
-  size_t next = 0;
-};
+using support::ListReader;
 
 /// Pairs from memory.
 class PairReader : public TeraAliasReader {

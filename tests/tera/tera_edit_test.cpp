@@ -17,6 +17,8 @@
 #include "oracle/edit_index.h"
 #include "support/damage.h"
 #include "support/documented_bytes.h"
+#include "support/list_reader.h"
+#include "support/recall_modes.h"
 #include "support/recording_reporter.h"
 #include "support/temp_folder.h"
 #include "support/word_samples.h"
@@ -30,35 +32,12 @@
 
 namespace {
 
-constexpr TeraEval::Mode MODES[] = {
-    TeraEval::LEVENSHTEIN, TeraEval::PREFIX,   TeraEval::SUFFIX,    TeraEval::FACTOR,   TeraEval::COVER,
-    TeraEval::CLOSE,       TeraEval::EXTEND,   TeraEval::FRONT,     TeraEval::BACK,     TeraEval::MID,
-    TeraEval::POSITION,    TeraEval::BIPOS,    TeraEval::SEQ,       TeraEval::BISEQ,    TeraEval::BIGRAMS,
-    TeraEval::SUBSET,      TeraEval::SUPERSET, TeraEval::BLOCKEDIT, TeraEval::WILDCARD, TeraEval::EXACT,
-};
+using support::MODES;
 
 constexpr char ALPHABET[] = "abcdefghijklmnopqrstuvwxyz0123456789ABCD";
 constexpr int NUM_LETTERS = 40;
 
-/// Entries from memory; attribute numbers are their places, from 1.
-class ListReader : public TeraReader {
- public:
-  explicit ListReader(const std::vector<std::string>& entries) : list(entries) {}
-  int get_line(const char** string, Large* info, VInt* line) override {
-    if (next == list.size()) return 0;
-    if (string != nullptr) *string = list[next].c_str();
-    ++next;
-    if (info != nullptr) *info = static_cast<Large>(next);
-    if (line != nullptr) *line = static_cast<VInt>(next);
-    return 1;
-  }
-  int rewind() override { return static_cast<int>(next = 0); }
-  VInt get_estimate() override { return static_cast<VInt>(list.size()); }
-
- private:
-  const std::vector<std::string>& list;
-  size_t next = 0;
-};
+using support::ListReader;
 
 struct Layout {
   const char* name;

@@ -13,6 +13,7 @@
 #include "ace/ace_reporter.h"
 #include "support/damage.h"
 #include "support/failing_new.h"
+#include "support/recall_modes.h"
 #include "support/temp_folder.h"
 #include "tera/tera_collation.h"
 #include "tera/tera_edit.h"
@@ -102,12 +103,7 @@ class Memory : public testing::Test {
   TeraEdit good;
 };
 
-constexpr TeraEval::Mode MODES[] = {
-    TeraEval::LEVENSHTEIN, TeraEval::PREFIX,   TeraEval::SUFFIX,    TeraEval::FACTOR,   TeraEval::COVER,
-    TeraEval::CLOSE,       TeraEval::EXTEND,   TeraEval::FRONT,     TeraEval::BACK,     TeraEval::MID,
-    TeraEval::POSITION,    TeraEval::BIPOS,    TeraEval::SEQ,       TeraEval::BISEQ,    TeraEval::BIGRAMS,
-    TeraEval::SUBSET,      TeraEval::SUPERSET, TeraEval::BLOCKEDIT, TeraEval::WILDCARD, TeraEval::EXACT,
-};
+using support::MODES;
 
 }  // namespace
 

@@ -59,6 +59,8 @@ class GroupReader {
 }  // namespace
 
 // ---------------------------------------------------------------- columns
+// A column is decoded from its start up to the longest length asked for, and goes on from there the next
+// time.
 
 EditColumns::EditColumns(const TeraBitMatrix& matrix, bool reverse)
     : itsMatrix(matrix), isReversed(reverse), columns(std::make_unique<Column[]>(NUM_COLUMNS)) {
@@ -159,6 +161,7 @@ void EditColumns::unite(int length, Column* column) {
 }
 
 // ---------------------------------------------------------------- tokens
+// Strings become bytes 32 entries at a time, written once under a lock and read without one.
 
 EditStore::EditStore(const TeraEdit& edit)
     : itsEdit(edit),

@@ -62,6 +62,7 @@ void TeraEdit::clean_phone() {
 }
 
 // ---------------------------------------------------------------- access
+// A slot has a string and a length; both are found by its number alone.
 
 const char* TeraEdit::get_string_heap() const {
   return stringHandle != nullptr ? stringHandle->get_string_heap() : nullptr;
@@ -104,6 +105,7 @@ std::vector<int> TeraEdit::slots_of_lengths() const {
 }
 
 // ---------------------------------------------------------------- persistence
+// What bounds the rest is read and checked first; parts follow in the order of their features.
 
 VInt TeraEdit::save(AceFile* file) {
   file->mem_open("Edit structure");

@@ -137,6 +137,7 @@ struct TeraEdit::Entries {
 };
 
 // ---------------------------------------------------------------- from readers and trees
+// All ways to build end in a tree of distinct strings with their lists of attribute numbers.
 
 int TeraEdit::init(const TeraMap* map, TeraTransform* phonetics) {
   clean();
@@ -208,6 +209,7 @@ int TeraEdit::make_tree(ListTree* tree, const TeraMap* map, int filter, int fine
 }
 
 // ---------------------------------------------------------------- from entries
+// Entries get slots by length, are ordered within it for the filter, and then set their bits.
 
 int TeraEdit::make_from(Entries* entries, int filter, int fine, int options, AceReporter* rep) {
   rep->psect(0, "Preparing");
@@ -394,6 +396,7 @@ int TeraEdit::set_bits(TeraBitMatrix* matrix, const Token* tokens, int slot) {
 }
 
 // ---------------------------------------------------------------- strings, attributes, aliases
+// What belongs to a slot lies in the order of slots, so that its number finds it.
 
 void TeraEdit::make_strings(const Entries& entries, AceReporter* rep) {
   rep->psect(numEntry, "Building String Handle");

@@ -84,6 +84,7 @@ int give_up(TeraResult* result) {
 }  // namespace
 
 // ---------------------------------------------------------------- recall
+// A recall prepares what is asked for, looks at entries, and completes the candidates.
 
 int TeraEdit::recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int len_min, int len_max,
                      int options, int percent, AceReporter* rep) const {
@@ -190,6 +191,7 @@ int TeraEdit::complete(const Request& request) const {
 }
 
 // ---------------------------------------------------------------- exact words and patterns
+// An exact word is found by bisection of the sorted entries, or by its bits where there are no strings.
 
 int TeraEdit::exact(TeraResult* result, const Token* query, int options) const {
   if (result == nullptr || query == nullptr || *query == 0) return EditRecall::GENERAL_ERROR;
@@ -335,6 +337,7 @@ int TeraEdit::find_segments(Request* request) const {
 }
 
 // ---------------------------------------------------------------- what is added to the candidates
+// Sounds and aliases add candidates; then slots become attribute numbers, once.
 
 int TeraEdit::add_phonetic(int min_value, Request* request) const {
   const AceTimeSection section("ADD_PHONETICS");

@@ -23,6 +23,7 @@ constexpr VInt MAX_ENTRIES = MAX_LARGE - 1;
 }  // namespace
 
 // ---------------------------------------------------------------- state
+// The arrays are those of `ownHeap`, or lie where they were read, which the first change copies.
 
 TeraIndex::TeraIndex() = default;
 
@@ -89,6 +90,7 @@ Large TeraIndex::num_blocks() const {
 }
 
 // ---------------------------------------------------------------- strings
+// A string is found by its block; within a compressed block, those in front are decoded, too.
 
 VInt TeraIndex::block_bytes(Large block) const {
   const VInt end = block + 1 < num_blocks() ? VInt{entryStart[block + 1]} : bufferUsedSize;
@@ -212,6 +214,7 @@ int TeraIndex::cmp(const char* first, const char* second, int prefix) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// Arrays stay where they are mapped; offsets are bounded where they are used, and checked by `verify`.
 
 VInt TeraIndex::save(AceFile* file) {
   file->mem_open("String Table");
