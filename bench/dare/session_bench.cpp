@@ -30,6 +30,7 @@ struct Form {
 /// Each with an edit in two of its fields.
 const std::vector<Form>& forms() {
   static const std::vector<Form> made = [] {
+    if (!people::make_tables()) std::abort();
     std::vector<std::string> columns[NUM_FIELDS];
     for (int i = 0; i < NUM_FIELDS; ++i) columns[i] = people::column(COLUMNS[i]);
     std::mt19937 random(7);
@@ -50,7 +51,6 @@ const std::vector<Form>& forms() {
 DastBase* people_base() {
   static DastBase* const base = [] {  // stays as long as the templates
     auto* const loaded = new DastBase;
-    if (!people::make_tables()) std::abort();
     const std::string image = people::file("imageNONE");
     if (!std::filesystem::exists(image) &&
         people::build(people::FIELDS, people::NUM_FIELDS, people::file("people"), image, "NONE") < 0)
