@@ -89,6 +89,8 @@ class SORV_API DareEvaluate {
   void prepare_field(int index);
   bool is_exclusive(int logic_id) const;
   void optimize_logic();
+  bool is_reached_alone(int quality) const;
+  bool deepen_fields();
   void push_and_collect(EvalData* part);
   void evaluate_intervals(EvalData* part);
   void simple_reeval(EvalData* part, Large record, int state, int bucket);

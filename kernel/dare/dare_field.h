@@ -77,6 +77,9 @@ class SORV_API DareField {
 
   /// Looks a query up. `primary` false: only the query object is made (and no graph). Returns 0 or -1.
   int recall(const char* query, DastOptions::Call call, bool force_exact, bool primary, AceReporter* rep);
+  /// For evaluations, looks the query up again with values down to a lower quality, once: what then is not
+  /// listed bounds records better. Returns whether more is listed now.
+  bool deepen(int min_value, AceReporter* rep);
   /// Shares a graph in place of the unit's own, without query object.
   void set_graph(TeraScanGraph* graph);
   /// Gives the graph and the unit's reference away.
@@ -86,7 +89,14 @@ class SORV_API DareField {
   TeraScanGraph* get_graph() const { return fieldGraph; }
   /// Calls `visit(quality, cand)` for every candidate of every span of the graph.
   template <class Visit>
-  void for_each_cand(Visit visit) const;
+  void for_each_cand(Visit visit) const {
+    visit_cands(fieldGraph, visit);
+  }
+  /// The same with what `deepen` has added.
+  template <class Visit>
+  void for_each_listed(Visit visit) const {
+    visit_cands(deepGraph != nullptr ? deepGraph : fieldGraph, visit);
+  }
   /// The best quality of a value, before reshaping; 0 without any.
   int get_best_quality() const;
   TeraQuery* get_compare() const { return singleCompare; }
@@ -100,6 +110,8 @@ class SORV_API DareField {
   /// The best quality that a value which is not in the graph may have, before reshaping.
   int get_raw_base() const { return rawBase; }
   int get_base_value() const { return baseValue; }
+  /// The same, reshaped, of what is not listed for evaluations.
+  int get_listed_base() const { return deepGraph != nullptr ? deepBase : baseValue; }
   void set_base_value(int value) { baseValue = value; }
 
   /// 0 to 255, or negative for a miss. Qualities outside count as the nearest.
@@ -129,6 +141,10 @@ class SORV_API DareField {
 
  private:
   int value_quality(Large base_id, bool cache_only);
+  template <class Visit>
+  static void visit_cands(const TeraScanGraph* graph, Visit visit);
+  int raw_bound(const TeraScanGraph* graph, DastOptions::Call call) const;
+  int reshaped_bound(int raw) const;
   void find_bound(DastOptions::Call call);
 
   int bfieldID;
@@ -145,7 +161,10 @@ class SORV_API DareField {
   TeraScanGraph* fieldGraph = nullptr;
   TeraQuery* singleCompare = nullptr;
   std::shared_ptr<DastQualityCache> qualCache;  // of the recall; clones read it only
-  DastQualityCache learntCache;                 // of this unit
+  TeraScanGraph* deepGraph = nullptr;
+  std::shared_ptr<DastQualityCache> deepCache;  // of that
+  int deepBase = -1;
+  DastQualityCache learntCache;  // of this unit
   int rawBase = -1;
   int baseValue = -1;
 
@@ -157,9 +176,9 @@ class SORV_API DareField {
 };
 
 template <class Visit>
-void DareField::for_each_cand(Visit visit) const {
-  for (int i = 0; fieldGraph != nullptr && i < fieldGraph->get_num_nodes(); ++i)
-    for (auto* edge = fieldGraph->get_node(i)->get_first_edge(); edge != nullptr; edge = edge->get_next()) {
+void DareField::visit_cands(const TeraScanGraph* graph, Visit visit) {
+  for (int i = 0; graph != nullptr && i < graph->get_num_nodes(); ++i)
+    for (auto* edge = graph->get_node(i)->get_first_edge(); edge != nullptr; edge = edge->get_next()) {
       if (edge->get_result() == nullptr) continue;
       for (auto* group = edge->get_result()->get_first_group(); group != nullptr; group = group->get_next())
         for (auto* cand = group->get_first_cand(); cand != nullptr; cand = cand->get_next())

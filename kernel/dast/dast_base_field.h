@@ -173,6 +173,8 @@ class SORV_API DastBaseField : public DastBaseFieldRecall {
   bool is_empty_string(Large base_id) const override;
   TeraScanGraph* full_scan_resolve(DastOptions::Call call, const char* query, DastQualityCache* qcache,
                                    int empty_qual, int force_exact, AceReporter* rep) const override;
+  TeraScanGraph* full_scan_below(DastOptions::Call call, const char* query, DastQualityCache* qcache,
+                                 int min_value, AceReporter* rep) const override;
   TeraScanGraph* detect(const char* text, DastOptions::Call call, AceReporter* rep) const override;
   TeraQuery* eval(const char* query, DastOptions::Call call, int force_exact,
                   AceReporter* rep) const override;

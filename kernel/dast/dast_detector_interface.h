@@ -26,6 +26,9 @@ class SORV_API DastDetectorInterface {
   /// (`TeraScanGraph::decr_ref`). Attribute numbers are the numbers that `make` was given with the values.
   /// Null without an index and for modes that the method does not know.
   virtual TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const = 0;
+  /// The same with values down to a lower quality than the method's own minimum. Null where it has only that.
+  virtual TeraScanGraph* lookup_below(const char* query, DastOptions::Call call, int min_value,
+                                      AceReporter* rep) const;
   /// Builds from the values that a reader has left, in place of what there was. `flags`: 0 or
   /// `DastFieldFlags::IN_INDEX_STORAGE`, when `show` must give every value back as it was. `filename` names
   /// the source in messages and may be null. Returns 0; -2 when the method keeps no index, or cannot give the

@@ -43,7 +43,7 @@ class SORV_API DastQualityCache {
   int cache_primary_result(const TeraResult* result, Large offset);
 
  private:
-  static constexpr Large IDS_PER_PAGE = 1024;
+  static constexpr Large IDS_PER_PAGE = 256;
   struct Page {
     Page() { std::fill(std::begin(elements), std::end(elements), DastCacheElement{NONE, NONE}); }
     DastCacheElement elements[IDS_PER_PAGE];

@@ -105,6 +105,9 @@ class SORV_API DimeEditMethod : public DimeMethod<DimeEditMethod, DimeEditRecall
 
   using DastBaseMethod::make;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
+  /// In mode APPROX.
+  TeraScanGraph* lookup_below(const char* query, DastOptions::Call call, int min_value,
+                              AceReporter* rep) const override;
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;
   void clean() override;
   const TeraMap* get_map() const override { return editStruct.get_tera_map(); }
@@ -122,7 +125,7 @@ class SORV_API DimeEditMethod : public DimeMethod<DimeEditMethod, DimeEditRecall
 
   /// The entries that match one query, resolved; the caller deletes the result. Null without entries, for
   /// EMPTY and for a null query.
-  TeraResult* scan(DastOptions::Call call, const char* query, AceReporter* rep) const;
+  TeraResult* scan(DastOptions::Call call, const char* query, int min_value, AceReporter* rep) const;
   /// The runs of words of a text that match entries, with one reference for the caller.
   TeraScanGraph* detect(DastOptions::Call call, const char* text) const;
 

@@ -273,6 +273,9 @@ TEST(DareEvaluate, EqualsAWalkOverAllRecords) {
       bool is_open = false;
       const Answers expected = form.walk(&is_open);
       const Answers found = form.ask(1);
+      AceTracer::set("DEEPEN_ALWAYS", 1);
+      ASSERT_EQ(form.ask(1), found) << "deepened, " << form.text << form.minimum << form.describe();
+      AceTracer::set("DEEPEN_ALWAYS", 0);
       ASSERT_EQ(form.ask(3), found) << form.text << form.minimum << " " << form.wanted << " " << form.distance
                                     << form.describe();
       open += is_open ? 1 : 0;

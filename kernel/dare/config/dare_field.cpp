@@ -74,6 +74,10 @@ std::unique_ptr<DareField> DareField::clone() const {
   if (singleCompare != nullptr)
     copy->singleCompare = bField->eval(queryText.c_str(), queryCall, isExact ? 1 : 0, AceReporter::null());
   copy->qualCache = qualCache;
+  copy->deepGraph = deepGraph;
+  if (deepGraph != nullptr) deepGraph->incr_ref();
+  copy->deepCache = deepCache;
+  copy->deepBase = deepBase;
   copy->rawBase = rawBase;
   copy->baseValue = baseValue;
   copy->inhibitEval = inhibitEval;
@@ -203,29 +207,52 @@ TeraScanGraph* DareField::detach_graph() {
 
 /// What a graph leaves out is below the minimum of its results, or what they say they had to leave out;
 /// values that are not indexed may be anything.
-void DareField::find_bound(DastOptions::Call call) {
-  rawBase = 0;
-  for (int node = 0; call != DastOptions::EXACT && node < fieldGraph->get_num_nodes(); ++node)
-    for (const auto* edge = fieldGraph->get_node(node)->get_first_edge(); edge != nullptr;
+int DareField::raw_bound(const TeraScanGraph* graph, DastOptions::Call call) const {
+  int bound = 0;
+  for (int node = 0; call != DastOptions::EXACT && node < graph->get_num_nodes(); ++node)
+    for (const auto* edge = graph->get_node(node)->get_first_edge(); edge != nullptr;
          edge = edge->get_next()) {
       const TeraResult* const result = edge->get_result();
       if (result != nullptr)
-        rawBase = std::max(
-            {rawBase, result->next_value(), result->get_min_value() - 1, result->get_best_frequent()});
+        bound =
+            std::max({bound, result->next_value(), result->get_min_value() - 1, result->get_best_frequent()});
     }
-  if (isExact) rawBase = 0;
+  if (isExact) bound = 0;
   const bool isPartial = bField != nullptr && (bField->get_type() & DastFieldFlags::IS_PARTIAL) != 0;
-  rawBase = isPartial ? 255 : std::min(rawBase, 255);
-  baseValue = emptyQual > 0 ? reshape(emptyQual) : EXCLUDED;
-  for (int quality = 0; quality <= rawBase; ++quality) baseValue = std::max(baseValue, reshape(quality));
+  return isPartial ? 255 : std::min(bound, 255);
+}
+
+int DareField::reshaped_bound(int raw) const {
+  int bound = emptyQual > 0 ? reshape(emptyQual) : EXCLUDED;
+  for (int quality = 0; quality <= raw; ++quality) bound = std::max(bound, reshape(quality));
+  return bound;
+}
+
+void DareField::find_bound(DastOptions::Call call) {
+  rawBase = raw_bound(fieldGraph, call);
+  baseValue = reshaped_bound(rawBase);
+}
+
+bool DareField::deepen(int min_value, AceReporter* rep) {
+  if (deepGraph != nullptr || fieldGraph == nullptr || singleCompare == nullptr || isExact ||
+      rawBase < min_value)
+    return false;
+  deepCache = std::make_shared<DastQualityCache>();
+  deepGraph = bField->full_scan_below(queryCall, queryText.c_str(), deepCache.get(), min_value, rep);
+  if (deepGraph == nullptr) return false;
+  deepGraph->incr_ref();
+  deepBase = reshaped_bound(raw_bound(deepGraph, queryCall));
+  return true;
 }
 
 void DareField::clear_query() {
   if (fieldGraph != nullptr) fieldGraph->decr_ref();
+  if (deepGraph != nullptr) deepGraph->decr_ref();
   if (singleCompare != nullptr) singleCompare->unref();
-  fieldGraph = nullptr;
+  fieldGraph = deepGraph = nullptr;
   singleCompare = nullptr;
   qualCache.reset();
+  deepCache.reset();
   learntCache = DastQualityCache();
   queryText.clear();
   queryCall = DastOptions::NOOP;
@@ -259,6 +286,10 @@ int DareField::reshape(int quality) const {
 int DareField::value_quality(Large base_id, bool cache_only) {
   const int known = qualCache != nullptr ? qualCache->lookup(base_id) : DastQualityCache::NONE;
   if (known >= 0) return known;
+  if (const int listed =
+          deepGraph != nullptr && !cache_only ? deepCache->lookup(base_id) : DastQualityCache::NONE;
+      listed >= 0)
+    return listed;
   if (const int learnt = learntCache.lookup(base_id); learnt >= 0 || cache_only) return learnt;
   ++cacheMisses;
   if (singleCompare == nullptr) return -1;

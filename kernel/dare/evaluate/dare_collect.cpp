@@ -126,7 +126,7 @@ void DareEvaluate::Collector::push_hitlist(const EvalField& field, const DareFie
   word = field.column / DareHitTable::COLUMNS_PER_WORD;
   shift = field.column % DareHitTable::COLUMNS_PER_WORD * 8;
   std::vector<RatedCand> cands;
-  graph->for_each_cand([&](int quality, const TeraCand* cand) { cands.push_back({quality, cand}); });
+  field.for_each_cand(graph, [&](int quality, const TeraCand* cand) { cands.push_back({quality, cand}); });
   std::stable_sort(cands.begin(), cands.end(),
                    [](const auto& a, const auto& b) { return a.quality > b.quality; });
   for (const RatedCand& rated : cands) {
@@ -208,7 +208,8 @@ std::vector<int> DareEvaluate::essential_fields(int threshold) const {
   for (std::size_t i = 0; i < evalFields.size(); ++i) {
     if (evalFields[i].column < 0) continue;
     VInt hits = 0;
-    evalFields[i].field->for_each_cand([&hits](int, const TeraCand* cand) { hits += cand->get_num_infos(); });
+    evalFields[i].for_each_cand(evalFields[i].field,
+                                [&hits](int, const TeraCand* cand) { hits += cand->get_num_infos(); });
     by_cost.emplace_back(-hits, static_cast<int>(i));
   }
   std::sort(by_cost.begin(), by_cost.end());

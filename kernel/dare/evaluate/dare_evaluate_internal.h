@@ -27,6 +27,11 @@ struct DareEvaluate::EvalField {
   int baseValue = 0;              // at most, until it is known
   int collectValue = 0;           // the same in a collection
   std::array<int, 256> values{};  // by quality
+  /// Calls `visit(quality, cand)` for what counts as listed by the field, or its clone of a part.
+  template <class Visit>
+  void for_each_cand(const DareField* of, Visit visit) const {
+    isPrimaryOnly || isCacheReevalOnly ? of->for_each_cand(visit) : of->for_each_listed(visit);
+  }
   /// Whether a value means that the record is no answer.
   bool excludes(int value) const { return isExclusive && value <= excludedValue; }
   int excludedValue = 0;

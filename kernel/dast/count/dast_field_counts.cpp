@@ -31,10 +31,16 @@ Large num_records_of(const DastBaseField& field) {
 class RecordBits {
  public:
   explicit RecordBits(Large num_records) : bits(num_records / 64 + std::size_t{2}, 0) {}
-  void set(Large from, Large to) {
-    for (; from < to && from % 64 != 0; ++from) bits[from / 64] |= Mask{1} << (from % 64);
-    for (; from < to && to - from >= 64; from += 64) bits[from / 64] = ~Mask{0};
-    for (; from < to; ++from) bits[from / 64] |= Mask{1} << (from % 64);
+  /// Returns how many were not in it.
+  Large add(Large from, Large to) {
+    Large fresh = 0;
+    for (; from < to && from % 64 != 0; ++from) fresh += add(from);
+    for (; from < to && to - from >= 64; from += 64) {
+      fresh += static_cast<Large>(std::popcount(~bits[from / 64]));
+      bits[from / 64] = ~Mask{0};
+    }
+    for (; from < to; ++from) fresh += add(from);
+    return fresh;
   }
   Large count(Large from, Large to) const {
     Large found = 0;
@@ -47,6 +53,13 @@ class RecordBits {
   }
 
  private:
+  Large add(Large record) {
+    Mask& word = bits[record / 64];
+    const Mask before = word >> (record % 64) & 1;
+    word |= Mask{1} << (record % 64);
+    return static_cast<Large>(before ^ 1);
+  }
+
   std::vector<Mask> bits;
 };
 
@@ -75,13 +88,15 @@ Large DastBaseField::count_cand(const TeraCand* cand, const DastInfoListCache* c
 Large DastBaseField::count_result(const TeraResult* result, const DastInfoListCache* context) const {
   const Large numRecords = num_records_of(*this);
   RecordBits found(numRecords);
+  Large whole = 0;
   result->find_any([&](int, const TeraCand* cand) {
     AceAttach at;
     const DastInfoList* own = get_info_list(cand, &at);
     if (own->get_type() != DastInfoList::NOT_USED)
-      dast::for_each_range(own, numRecords, [&](Large from, Large to) { found.set(from, to); });
+      dast::for_each_range(own, numRecords, [&](Large from, Large to) { whole += found.add(from, to); });
     return false;
   });
+  if (dast::is_whole(records_of(context))) return whole;
   Large count = 0;
   dast::for_each_range(records_of(context), numRecords,
                        [&](Large from, Large to) { count += found.count(from, to); });

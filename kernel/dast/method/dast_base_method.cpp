@@ -11,6 +11,10 @@ constexpr int READ_BUFFER = 100000;
 constexpr int ATTRIBUTE_BASE = 16;
 }  // namespace
 
+TeraScanGraph* DastDetectorInterface::lookup_below(const char*, DastOptions::Call, int, AceReporter*) const {
+  return nullptr;
+}
+
 int DastDetectorInterface::set_instant_enabled(bool enabled) {
   if (!enabled) return 0;
   std::string name = get_name();

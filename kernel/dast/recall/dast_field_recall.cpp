@@ -143,6 +143,17 @@ TeraScanGraph* DastBaseField::full_scan_resolve(DastOptions::Call call, const ch
   return graph.release();
 }
 
+TeraScanGraph* DastBaseField::full_scan_below(DastOptions::Call call, const char* query,
+                                              DastQualityCache* qcache, int min_value,
+                                              AceReporter* rep) const {
+  const AceTimeSection section("FULL_SCAN_BELOW");
+  if (!has_data_loaded() || query == nullptr || std::strpbrk(query, "|\\") != nullptr ||
+      std::strcmp(query, TeraCand::BLANK) == 0)
+    return nullptr;
+  GraphRef graph(baseMethod->lookup_below(query, call, min_value, rep));
+  return graph != nullptr && resolve(graph.get(), qcache, 0) >= 0 ? graph.release() : nullptr;
+}
+
 /// A method without an index of values may know their shape.
 TeraScanGraph* DastBaseField::detect(const char* text, DastOptions::Call call, AceReporter* rep) const {
   const bool isAsked = has_data_loaded() || (baseMethod != nullptr && baseMethod->get_num_items() == 0);

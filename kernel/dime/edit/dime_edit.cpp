@@ -130,7 +130,7 @@ TeraScanGraph* DimeEditMethod::lookup(const char* query, DastOptions::Call call,
     if (graph == nullptr) ace_error_msg(__FILE__, __LINE__, "graph = detect(mode, query)", -1);
     return graph;
   }
-  std::unique_ptr<TeraResult> result(scan(call, query, rep));
+  std::unique_ptr<TeraResult> result(scan(call, query, recallOpts.get_min_value(call), rep));
   if (result == nullptr) {
     ace_error_msg(__FILE__, __LINE__, "result = scan(mode, query, rep)", -1);
     return nullptr;
@@ -138,11 +138,18 @@ TeraScanGraph* DimeEditMethod::lookup(const char* query, DastOptions::Call call,
   return dime_graph_of(std::move(result), query);
 }
 
-TeraResult* DimeEditMethod::scan(DastOptions::Call call, const char* query, AceReporter* rep) const {
+TeraScanGraph* DimeEditMethod::lookup_below(const char* query, DastOptions::Call call, int min_value,
+                                            AceReporter* rep) const {
+  if (call != DastOptions::APPROX || min_value >= recallOpts.get_min_value(call)) return nullptr;
+  std::unique_ptr<TeraResult> result(scan(call, query, min_value, rep));
+  return result != nullptr ? dime_graph_of(std::move(result), query) : nullptr;
+}
+
+TeraResult* DimeEditMethod::scan(DastOptions::Call call, const char* query, int min_value,
+                                 AceReporter* rep) const {
   if (editStruct.get_num_entries() == 0 || call == DastOptions::EMPTY || query == nullptr) return nullptr;
-  auto result =
-      std::make_unique<TeraResult>(query, recallOpts.get_min_value(call), recallOpts.get_num_cands(call),
-                                   recallOpts.get_max_dist(call), nullptr);
+  auto result = std::make_unique<TeraResult>(query, min_value, recallOpts.get_num_cands(call),
+                                             recallOpts.get_max_dist(call), nullptr);
   result->use_collection();
   const int rc =
       editStruct.recall(result.get(), recallOpts.get_eval_algorithm(call), recallOpts.get_eval_model(call), 0,
