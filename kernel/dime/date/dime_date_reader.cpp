@@ -132,7 +132,8 @@ bool is_time(const char* text) {
   return *text == '\0';
 }
 
-/// An empty part stands between two of . / - and before the first. A time of day behind a date does not count.
+/// An empty part stands between two of . / - and before the first. A time of day behind a date does not
+/// count.
 bool Pieces::scan(const char* text, bool wildcards) {
   bool isEmpty = true;  // nothing since the last sign
   const auto is_part = [wildcards](char c) { return is_digit(c) || (wildcards && c == '?'); };
