@@ -136,6 +136,10 @@ TEST(Tcl, one_interpreter_has_the_commands) {
   EXPECT_EQ(Svcppt_Init(second.get()), TCL_ERROR);
   EXPECT_STREQ(Tcl_GetStringResult(second.get()),
                "Svcppt_components(interp): the commands belong to another interpreter already");
+  Tcl_Interp* const child = Tcl_CreateSlave(first.get(), "child", 0);
+  EXPECT_EQ(Svcppt_Init(child), TCL_ERROR);
+  ASSERT_EQ(Tcl_Eval(first.get(), "interp delete child; TeraMap::num_token [TeraMap::get_ident_map]"),
+            TCL_OK);
   first.reset();  // which gives them back
   EXPECT_EQ(Svcppt_Init(second.get()), TCL_OK) << Tcl_GetStringResult(second.get());
   EXPECT_STREQ(Tcl_PkgPresent(second.get(), "Svcppt", nullptr, 0), "SORVANTA_VERSION");
