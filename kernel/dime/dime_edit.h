@@ -125,6 +125,9 @@ class SORV_API DimeEditMethod : public DimeMethod<DimeEditMethod, DimeEditRecall
 
   /// The entries that match one query, resolved; the caller deletes the result. Null without entries, for
   /// EMPTY and for a null query.
+  TeraResult* scan(DastOptions::Call call, const char* query, AceReporter* rep) const {
+    return scan(call, query, recallOpts.get_min_value(call), rep);
+  }
   TeraResult* scan(DastOptions::Call call, const char* query, int min_value, AceReporter* rep) const;
   /// The runs of words of a text that match entries, with one reference for the caller.
   TeraScanGraph* detect(DastOptions::Call call, const char* text) const;

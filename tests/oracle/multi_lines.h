@@ -58,15 +58,17 @@ struct MultiWords {
     for (int i = span.first; i < span.last; ++i) sum += multi_tokens(atoms[static_cast<std::size_t>(i)]);
     return sum;
   }
-  /// The tokens of the atoms.
+  /// The tokens of the atoms, whatever their case.
   bool operator==(const MultiWords& other) const {
-    return std::equal(atoms.begin(), atoms.end(), other.atoms.begin(), other.atoms.end(),
-                      [](std::string a, std::string b) {
-                        const auto is_no_token = [](unsigned char c) { return std::isalnum(c) == 0; };
-                        std::erase_if(a, is_no_token);
-                        std::erase_if(b, is_no_token);
-                        return a == b;
-                      });
+    return std::equal(
+        atoms.begin(), atoms.end(), other.atoms.begin(), other.atoms.end(), [](std::string a, std::string b) {
+          const auto is_no_token = [](unsigned char c) { return std::isalnum(c) == 0; };
+          std::erase_if(a, is_no_token);
+          std::erase_if(b, is_no_token);
+          return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
+            return std::tolower(x) == std::tolower(y);
+          });
+        });
   }
   int tokens() const { return tokens({0, static_cast<int>(atoms.size()), ""}); }
 

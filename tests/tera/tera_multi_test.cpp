@@ -285,24 +285,20 @@ std::string joined(const Lines& words, std::size_t from, std::size_t count) {
   return line;
 }
 
-/// The names of characters, and runs of the descriptions of what is installed here (of these names where
-/// nothing is).
+/// The names of characters, and runs of their words, of which some are small.
 Lines real_lines(std::size_t count, samples::Random& random) {
   Lines lines;
   Lines words;
-  std::ifstream names(TEST_UNICODE_DATA);
+  std::ifstream names(TEST_UNICODE_DATA "/UnicodeData.txt");
   for (std::string line; std::getline(names, line) && lines.size() < count / 2;) {
     const std::size_t start = line.find(';') + 1;
     const Lines name = plain_words(line.substr(start, line.find(';', start) - start));
     if (!name.empty()) lines.push_back(joined(name, 0, name.size()));
-    if (words.size() < count / 8) words.insert(words.end(), name.begin(), name.end());
+    words.insert(words.end(), name.begin(), name.end());
   }
-  std::ifstream packages("/var/lib/dpkg/status");
-  Lines described;
-  for (std::string line; std::getline(packages, line);)
-    if (!line.empty() && line[0] == ' ')
-      for (std::string& word : plain_words(line)) described.push_back(std::move(word));
-  if (!described.empty()) words = std::move(described);
+  for (std::string& word : words)
+    if (random.below(4) == 0)
+      std::transform(word.begin(), word.end(), word.begin(), [](unsigned char c) { return std::tolower(c); });
   while (lines.size() < count)
     lines.push_back(joined(words, static_cast<std::size_t>(random.below(static_cast<int>(words.size()))),
                            static_cast<std::size_t>(1 + random.below(8))));

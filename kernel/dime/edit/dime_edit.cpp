@@ -130,7 +130,7 @@ TeraScanGraph* DimeEditMethod::lookup(const char* query, DastOptions::Call call,
     if (graph == nullptr) ace_error_msg(__FILE__, __LINE__, "graph = detect(mode, query)", -1);
     return graph;
   }
-  std::unique_ptr<TeraResult> result(scan(call, query, recallOpts.get_min_value(call), rep));
+  std::unique_ptr<TeraResult> result(scan(call, query, rep));
   if (result == nullptr) {
     ace_error_msg(__FILE__, __LINE__, "result = scan(mode, query, rep)", -1);
     return nullptr;
