@@ -18,8 +18,8 @@ class SORV_API AceManagedFiles {
   /// Registers `access_name` for `runtime_path` (both are copied), in place of an earlier path.
   /// Returns 0, or -1 when one of them is null or empty.
   static int add_file(const char* runtime_path, const char* access_name);
-  /// In local-directory mode the name itself, if such a file can be read; else the registered path. Null when
-  /// there is none, and for a null or empty name.
+  /// In local-directory mode the name itself, or null where no such file can be read; otherwise the
+  /// registered path, or null. Null for a null or empty name.
   static const char* get_file(const char* access_name);
   /// 1 switches local-directory mode on, as it is at first; 0 off. Returns `mode`.
   static int set_local_mode(int mode);

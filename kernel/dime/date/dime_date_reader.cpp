@@ -77,6 +77,7 @@ struct Pieces {
 
  private:
   bool add(const char* digits, std::size_t length);
+  bool add_name(const char** text);
   static std::size_t ending_length(const char* text);
 };
 
@@ -106,6 +107,12 @@ std::size_t dash_length(const char* text) {
   return 0;
 }
 
+/// Bytes of what stands between numbers.
+std::size_t sign_length(const char* text) {
+  const bool isSign = *text == '.' || *text == '/' || *text == '-';
+  return isSign ? 1 : dash_length(text);
+}
+
 /// Whether a text is a time of day to its end: 12:30, T12:30:59.9Z, 12:30+01:00.
 bool is_time(const char* text) {
   const auto two_digits = [&text] {
@@ -132,39 +139,44 @@ bool is_time(const char* text) {
   return *text == '\0';
 }
 
-/// An empty part stands between two of . / - and before the first. A time of day behind a date does not
-/// count.
+/// A name up to the next character that is none.
+bool Pieces::add_name(const char** text) {
+  if (name != nullptr || unseparated != nullptr) return false;
+  name = *text;
+  while (is_letter(**text) && dash_length(*text) == 0) ++*text;
+  nameLength = static_cast<std::size_t>(*text - name);
+  namePlace = count;
+  return true;
+}
+
+/// An empty part stands between two signs, dashes, . and /, and before the first. A time of day behind a date
+/// does not count.
 bool Pieces::scan(const char* text, bool wildcards) {
   bool isEmpty = true;  // nothing since the last sign
   const auto is_part = [wildcards](char c) { return is_digit(c) || (wildcards && c == '?'); };
   while (*text == ' ') ++text;
   while (*text != '\0') {
-    const char* const start = text;
-    const std::size_t dash = dash_length(text);
     if ((count > 0 || unseparated != nullptr) && is_time(text)) return true;
-    if (is_part(*text)) {
-      while (is_part(*text)) ++text;
-      if (!add(start, static_cast<std::size_t>(text - start))) return false;
-      text += ending_length(text);
-      isEmpty = false;
-    } else if (is_letter(*text) && dash == 0) {
-      while (is_letter(*text) && dash_length(text) == 0) ++text;
-      if (name != nullptr || unseparated != nullptr) return false;
-      name = start;
-      nameLength = static_cast<std::size_t>(text - start);
-      namePlace = count;
-      isEmpty = false;
-    } else if (dash > 0 || std::strchr("./-", *text) != nullptr) {
+    if (const std::size_t sign = sign_length(text); sign > 0) {
       if (isEmpty && !add(text, 0)) return false;
       isEmpty = true;
-      text += std::max(dash, std::size_t{1});
+      text += sign;
       while (*text == ' ' || *text == ',') isEmpty = false, ++text;
+      continue;
+    }
+    if (is_part(*text)) {
+      const auto length =
+          static_cast<std::size_t>(std::find_if_not(text, text + std::strlen(text), is_part) - text);
+      if (!add(text, length)) return false;
+      text += length + ending_length(text + length);
+    } else if (is_letter(*text)) {
+      if (!add_name(&text)) return false;
     } else if (*text == ' ' || *text == ',') {
       ++text;
-      isEmpty = false;
     } else {
       return false;
     }
+    isEmpty = false;
   }
   return true;
 }
