@@ -60,7 +60,7 @@ class GroupReader {
 
 // ---------------------------------------------------------------- columns
 // A column is decoded from its start up to the longest length asked for, and goes on from there the next
-// time.
+// time. Kernels read a little beyond a length's words, so room that nobody writes lies between lengths.
 
 EditColumns::EditColumns(const TeraBitMatrix& matrix, bool reverse)
     : itsMatrix(matrix), isReversed(reverse), columns(std::make_unique<Column[]>(NUM_COLUMNS)) {
@@ -71,10 +71,10 @@ EditColumns::EditColumns(const TeraBitMatrix& matrix, bool reverse)
     groupStart[static_cast<std::size_t>(length)] = next;
     const std::size_t words =
         static_cast<std::size_t>(num_blocks(length)) * static_cast<std::size_t>(length) * EDIT_BLOCK_WORDS;
-    next += words;
+    next += words + PADDING_WORDS;
     if (matrix.num_words() > 0) largest = std::max(largest, words);  // else nobody asks
   }
-  groupStart.back() = next + PADDING_WORDS;
+  groupStart.back() = next;
   zeros = edit_zeros<VUint>(largest + 2 * PADDING_WORDS);
 }
 
