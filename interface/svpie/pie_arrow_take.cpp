@@ -62,8 +62,11 @@ void add_viewed_text(const ArrowArray& array, std::int64_t index, Taker* out) {
   };
   constexpr std::int32_t MOST_INSIDE = 12;
   const auto* const view = static_cast<const View*>(array.buffers[1]) + index;
+  const std::int64_t numBuffers = array.n_buffers - 3;  // the others: which are there, views, lengths
   if (view->length <= MOST_INSIDE)
     out->add(view->prefix, view->length);
+  else if (view->buffer < 0 || view->buffer >= numBuffers || view->offset < 0)
+    out->refusal = NO_STRINGS;
   else
     out->add(static_cast<const char*>(array.buffers[2 + view->buffer]) + view->offset, view->length);
 }
@@ -73,7 +76,9 @@ void add_array(const ArrowSchema& schema, const ArrowArray& array, Taker* out) {
   if (std::strcmp(schema.format, "u") == 0) add = add_offset_text<std::int32_t>;
   if (std::strcmp(schema.format, "U") == 0) add = add_offset_text<std::int64_t>;
   if (std::strcmp(schema.format, "vu") == 0) add = add_viewed_text;
-  if (add == nullptr || schema.dictionary != nullptr) {
+  constexpr int LEAST_BUFFERS = 3;
+  const bool isWhole = array.n_buffers >= LEAST_BUFFERS && (array.length == 0 || array.buffers[1] != nullptr);
+  if (add == nullptr || schema.dictionary != nullptr || array.length < 0 || array.offset < 0 || !isWhole) {
     out->refusal = NO_STRINGS;
     return;
   }

@@ -90,6 +90,7 @@ class SORV_API DareEvaluate {
   bool is_exclusive(int logic_id) const;
   void optimize_logic();
   bool is_reached_alone(int quality) const;
+  static bool can_deepen(const EvalField& eval);
   bool deepen_fields();
   void push_and_collect(EvalData* part);
   void evaluate_intervals(EvalData* part);
@@ -117,6 +118,7 @@ class SORV_API DareEvaluate {
   DareLogicEval boundLogic;       // doubled; secondary fields may be perfect
   DareLogicEval collectLogic;     // doubled; secondary fields just reach the minimum
   DareLogicEval evalLogic;        // exact
+  bool usesDeeper = false;        // deeper look-ups count in this evaluation
   int totalWeight = 0;
   int startThreshold = 0;
   GrandMask displayFields = ~GrandMask{0};

@@ -77,9 +77,10 @@ class SORV_API DareField {
 
   /// Looks a query up. `primary` false: only the query object is made (and no graph). Returns 0 or -1.
   int recall(const char* query, DastOptions::Call call, bool force_exact, bool primary, AceReporter* rep);
-  /// For evaluations, looks the query up again with values down to a lower quality, once: what then is not
-  /// listed bounds records better. Returns whether more is listed now.
+  /// For evaluations, looks the query up again with values down to a lower quality, unless that was done:
+  /// what then is not listed bounds records better. Returns whether more is listed than at first.
   bool deepen(int min_value, AceReporter* rep);
+  bool is_deepened() const { return deepGraph != nullptr; }
   /// Shares a graph in place of the unit's own, without query object.
   void set_graph(TeraScanGraph* graph);
   /// Gives the graph and the unit's reference away.
@@ -110,8 +111,8 @@ class SORV_API DareField {
   /// The best quality that a value which is not in the graph may have, before reshaping.
   int get_raw_base() const { return rawBase; }
   int get_base_value() const { return baseValue; }
-  /// The same, reshaped, of what is not listed for evaluations.
-  int get_listed_base() const { return deepGraph != nullptr ? deepBase : baseValue; }
+  /// The same of what `deepen` has not listed either.
+  int get_deep_base() const { return deepBase; }
   void set_base_value(int value) { baseValue = value; }
 
   /// 0 to 255, or negative for a miss. Qualities outside count as the nearest.
@@ -163,6 +164,7 @@ class SORV_API DareField {
   std::shared_ptr<DastQualityCache> qualCache;  // of the recall; clones read it only
   TeraScanGraph* deepGraph = nullptr;
   std::shared_ptr<DastQualityCache> deepCache;  // of that
+  int deepMinimum = 0;
   int deepBase = -1;
   DastQualityCache learntCache;  // of this unit
   int rawBase = -1;

@@ -174,7 +174,7 @@ class SORV_API DastBaseField : public DastBaseFieldRecall {
   TeraScanGraph* full_scan_resolve(DastOptions::Call call, const char* query, DastQualityCache* qcache,
                                    int empty_qual, int force_exact, AceReporter* rep) const override;
   TeraScanGraph* full_scan_below(DastOptions::Call call, const char* query, DastQualityCache* qcache,
-                                 int min_value, AceReporter* rep) const override;
+                                 int empty_qual, int min_value, AceReporter* rep) const override;
   TeraScanGraph* detect(const char* text, DastOptions::Call call, AceReporter* rep) const override;
   TeraQuery* eval(const char* query, DastOptions::Call call, int force_exact,
                   AceReporter* rep) const override;
@@ -255,6 +255,7 @@ class SORV_API DastBaseField : public DastBaseFieldRecall {
                                   AceReporter* rep) const;
   TeraScanGraph* blank_graph(const char* query) const;
   int scan_empty_string(int empty_qual, TeraResult* result) const;
+  void add_empty_string(int empty_qual, TeraScanGraph* graph) const;
   const char* show_base_id(Large base_id, AceAttach* at) const;
 
   std::string fieldName;

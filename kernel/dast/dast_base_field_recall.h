@@ -107,10 +107,11 @@ class SORV_API DastBaseFieldRecall {
   virtual TeraScanGraph* full_scan_resolve(DastOptions::Call call, const char* query,
                                            DastQualityCache* qcache, int empty_qual, int force_exact,
                                            AceReporter* rep) const = 0;
-  /// The same of a query in one part, with values down to a lower quality than the method's own minimum; null
-  /// for other queries, and where the method has only its own.
+  /// The same of a query in one part, with values down to a lower quality than the method's own minimum. Each
+  /// has the quality that `eval` gives it: null for other queries, where aliases lead to values, and where
+  /// the method has only its own minimum.
   virtual TeraScanGraph* full_scan_below(DastOptions::Call call, const char* query, DastQualityCache* qcache,
-                                         int min_value, AceReporter* rep) const = 0;
+                                         int empty_qual, int min_value, AceReporter* rep) const = 0;
   /// What the method finds in a free text, resolved likewise.
   virtual TeraScanGraph* detect(const char* text, DastOptions::Call call, AceReporter* rep) const = 0;
   /// The same for its single words.

@@ -26,7 +26,8 @@ class SORV_API DastDetectorInterface {
   /// (`TeraScanGraph::decr_ref`). Attribute numbers are the numbers that `make` was given with the values.
   /// Null without an index and for modes that the method does not know.
   virtual TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const = 0;
-  /// The same with values down to a lower quality than the method's own minimum. Null where it has only that.
+  /// The same with values down to a lower quality than the method's own minimum, each with the quality that
+  /// the query object gives it. Null where there is only the own minimum, or other qualities.
   virtual TeraScanGraph* lookup_below(const char* query, DastOptions::Call call, int min_value,
                                       AceReporter* rep) const;
   /// Builds from the values that a reader has left, in place of what there was. `flags`: 0 or

@@ -105,7 +105,7 @@ class SORV_API DimeEditMethod : public DimeMethod<DimeEditMethod, DimeEditRecall
 
   using DastBaseMethod::make;
   TeraScanGraph* lookup(const char* query, DastOptions::Call call, AceReporter* rep) const override;
-  /// In mode APPROX.
+  /// In mode APPROX, without aliases and phonetics.
   TeraScanGraph* lookup_below(const char* query, DastOptions::Call call, int min_value,
                               AceReporter* rep) const override;
   int make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) override;

@@ -12,6 +12,7 @@
 #include "ace/ace_attach.h"
 #include "ace/ace_md5.h"
 #include "dare/dare_ldb.h"
+#include "seam/seam_file.h"
 #include "sorvanta/tool_failure.h"
 
 namespace {
@@ -36,18 +37,10 @@ std::string file_start(const std::string& name, std::size_t most) {
   return text;
 }
 
-void write_file(const std::string& name, std::string_view text) {
-  const std::string aside = name + "." + std::to_string(getpid()) + ".tmp";
-  File file(std::fopen(aside.c_str(), "wb"));
-  if (file == nullptr) fail(name, errno);
-  const bool isWritten =
-      std::fwrite(text.data(), 1, text.size(), file.get()) == text.size() && std::fflush(file.get()) == 0;
-  const int reason = errno;
-  file.reset();
-  if (isWritten && std::rename(aside.c_str(), name.c_str()) == 0) return;
-  const int now = isWritten ? errno : reason;
-  std::remove(aside.c_str());
-  fail(name, now);
+void write_file(const std::string& name, const std::string& text) {
+  WriteFileCache file(name.c_str());
+  file.put_string(text.c_str());
+  file.close();
 }
 
 bool has_file(const std::string& name) {

@@ -6,8 +6,8 @@
 
 /// At most `most` bytes from the start. Throws a `Failure` with the system's reason.
 std::string file_start(const std::string& name, std::size_t most);
-/// Writes a file aside and puts it in place. Throws a `Failure` with the system's reason.
-void write_file(const std::string& name, std::string_view text);
+/// Writes a file, whole or not at all. Throws an `AceException` with the system's reason.
+void write_file(const std::string& name, const std::string& text);
 bool has_file(const std::string& name);
 /// Which file, and how it is now: device, inode, size and time. "" when there is none.
 std::string file_stamp(const std::string& name);

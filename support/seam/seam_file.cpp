@@ -7,20 +7,16 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_file_swap.h"
 
-namespace {
-
-[[noreturn]] void fail(const char* reason) {
-  throw AceException("Cannot write file", "%s", reason);
-}
-
-}  // namespace
-
 WriteFileCache::WriteFileCache(const char* name)
-    : swap(std::make_unique<AceFileSwap>()), stream(swap->open(name)) {
+    : fileName(name), swap(std::make_unique<AceFileSwap>()), stream(swap->open(name)) {
   if (stream == nullptr) fail(std::strerror(errno));
 }
 
 WriteFileCache::~WriteFileCache() = default;
+
+void WriteFileCache::fail(const char* reason) const {
+  throw AceException("Cannot write file", "%s: %s", fileName.c_str(), reason);
+}
 
 void WriteFileCache::put_string(const char* text) {
   if (stream == nullptr) fail("it is closed");

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <string>
 
 #include "ace/ace_types.h"
 
@@ -22,6 +23,9 @@ class SORV_API WriteFileCache {
   void close();
 
  private:
+  [[noreturn]] void fail(const char* reason) const;
+
+  std::string fileName;
   std::unique_ptr<AceFileSwap> swap;
   std::FILE* stream;
 };

@@ -24,8 +24,8 @@ SORV_API SeamBytes seam_match(const TeraEdit* index, const char* const* queries,
                               int min_quality, TeraEval::Mode mode, TeraEval::Model model, int threads,
                               AceAttach* at, AceReporter* rep);
 /// The `k` best records for each query of a session, whose fields follow each other: a text for each field,
-/// empty for one that is not asked. Each thread asks a session of its own with these settings. The first
-/// record of the base is number `first`. Throws an `AceException` for a number of texts that is no multiple
-/// of the fields.
+/// empty for one that is not asked. Each thread asks a session of its own with these settings, in which
+/// nothing is selected. The first record of the base is number `first`. Throws an `AceException` for a number
+/// of texts that is no multiple of the fields.
 SORV_API SeamBytes seam_match(const DastSession* session, const char* const* texts, int num_texts, int k,
                               int first, int threads, AceAttach* at, AceReporter* rep);

@@ -274,6 +274,15 @@ TEST(DareEvaluate, EqualsAWalkOverAllRecords) {
       const Answers expected = form.walk(&is_open);
       const Answers found = form.ask(1);
       AceTracer::set("DEEPEN_ALWAYS", 1);
+      Form other(seed * 100 + i, base.get(), table);
+      const int least = form.minimum;
+      for (const int minimum : {least + 40, least / 2, least}) {
+        form.minimum = other.minimum = std::min(minimum, 255);
+        AceTracer::set("DEEPEN_ALWAYS", 0);
+        const Answers plain = other.ask(1);
+        AceTracer::set("DEEPEN_ALWAYS", 1);
+        ASSERT_EQ(form.ask(1), plain) << "after others, " << form.text << form.minimum << form.describe();
+      }
       ASSERT_EQ(form.ask(1), found) << "deepened, " << form.text << form.minimum << form.describe();
       AceTracer::set("DEEPEN_ALWAYS", 0);
       ASSERT_EQ(form.ask(3), found) << form.text << form.minimum << " " << form.wanted << " " << form.distance

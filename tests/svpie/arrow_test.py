@@ -70,7 +70,7 @@ class Strings:
             bits[i // 8] |= (text is not None) << (i % 8)
         buffers = [bytes(bits)]
         if form == b"vu":
-            buffers += [self.views(padded), data]
+            buffers += [self.views(padded), data, len(data).to_bytes(8, "little")]
         else:
             size = 4 if form == b"u" else 8
             places = [sum(len(text.encode()) for text in padded[:i]) for i in range(len(padded) + 1)]
@@ -171,6 +171,10 @@ class Arrays(unittest.TestCase):
         self.assertEqual([row[0] for row in missing], [0, 2])
         with self.assertRaisesRegex(TypeError, "expected an array of strings"):
             self.index.match(Strings(self.words, b"i"))
+        cut = Strings(self.words, b"u")
+        cut.array.n_buffers = 2
+        with self.assertRaisesRegex(TypeError, "expected an array of strings"):
+            self.index.match(cut)
         with self.assertRaisesRegex(TypeError, "strings without zeros"):
             self.index.match(Strings(["a\0b"], b"u"))
 

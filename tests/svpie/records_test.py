@@ -55,6 +55,7 @@ class Records(unittest.TestCase):
         self.assertEqual(base.search({"since": "1999-04-03"})[0].record, 0)
         with self.assertRaisesRegex(ValueError, r"expected 3 values \(given, surname, city\), found 2"):
             Base.build([("a", "b")], FIELDS)
+        self.assertEqual(list(Base.build(["Anna", "A"], ["given"])), [["Anna"], ["A"]])
         with self.assertRaisesRegex(SorvantaError, "DastBase.configure"):
             Base.build(PEOPLE, {"given": "EDIT", "surname": "NOTHING", "city": ""})
 

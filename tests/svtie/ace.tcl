@@ -42,7 +42,7 @@ WriteFileCache::put_string $file "two\n"
 WriteFileCache::close $file
 WriteFileCache::close $file
 is 8 [file size $folder/whole.txt]
-is {Internal Exception in tied function 'WriteFileCache::put_string', Cannot write file: it is closed} [failure {WriteFileCache::put_string $file more}]
+is "Internal Exception in tied function 'WriteFileCache::put_string', Cannot write file: $folder/whole.txt: it is closed" [failure {WriteFileCache::put_string $file more}]
 ~WriteFileCache $file
 set file [WriteFileCache $folder/never.txt]
 ~WriteFileCache $file

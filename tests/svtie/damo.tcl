@@ -1,17 +1,5 @@
 # Sources, fields and statistics: what dialogues have not asked for.
-proc write {name text} {
-  set file [open $::folder/$name w]
-  fconfigure $file -encoding utf-8 -translation lf
-  puts -nonewline $file $text
-  close $file
-}
-proc content {name} {
-  set file [open $::folder/$name]
-  fconfigure $file -encoding utf-8
-  set text [read $file]
-  close $file
-  return $text
-}
+source $tcl_scripts/files.tcl
 set silent [AceReporter::get_null_reporter]
 AceReporter::set_as_default $silent
 write table.tab "a\tb\nx\ty\n"

@@ -1,17 +1,5 @@
 AceReporter::set_as_default [AceReporter::get_null_reporter]
-proc write {name text} {
-  set file [open $::folder/$name w]
-  fconfigure $file -encoding utf-8 -translation lf
-  puts -nonewline $file $text
-  close $file
-}
-proc content {name} {
-  set file [open $::folder/$name]
-  fconfigure $file -encoding utf-8
-  set text [read $file]
-  close $file
-  return $text
-}
+source $tcl_scripts/files.tcl
 set table {{Anna {Meier, jun.} 3} {Jürg Müller 17} {Zoë Weber 5}}
 
 # One table in several notations gives the same records.

@@ -1,5 +1,6 @@
 # Sessions: every setting and every command by what it tells.
 source $tcl_scripts/people.tcl
+source $tcl_scripts/files.tcl
 set manager [DastSessionManager 30]
 DastSessionManager::configure_template $manager $base people $template
 set id [DastSessionManager::create_session $manager people]
@@ -166,12 +167,8 @@ is 5 [DastSession::get_free_search_rescale $searching all surname]
 ~DastSession $searching
 # Bases and templates from files that a list names.
 DastBase::dump $base $folder/people.base
-set file [open $folder/people.ses w]
-puts -nonewline $file $template
-close $file
-set file [open $folder/people.ldb w]
-puts -nonewline $file "main_svd\tpeople.base\nses\tpeople.ses\n"
-close $file
+write people.ses $template
+write people.ldb "main_svd\tpeople.base\nses\tpeople.ses\n"
 set files [DareLdbFile]
 is 2 [DareLdbFile::read_from_file $files people.ldb "" $folder/]
 is people.ldb [DareLdbFile::get_name $files]

@@ -1,5 +1,6 @@
 # The handles of hosts in C++: a dialogue, empty handles, and what ends with what.
 source $tcl_scripts/people.tcl
+source $tcl_scripts/files.tcl
 is 0 [sv_init]
 is 1 [expr {[sv_trace_on SOME_FLAG 0] >= 0}]
 is 0 [sv_make_threadsafe]
@@ -9,12 +10,8 @@ is 0 [sv_signal_handler]
 DastBase::dump $base $folder/people.base
 ~DastBase $base
 ~TeraMap $map
-set file [open $folder/people.ses w]
-puts -nonewline $file $template
-close $file
-set file [open $folder/people.ldb w]
-puts -nonewline $file "main_svd\tpeople.base\nses\tpeople.ses\nsss\ta.tcl\n"
-close $file
+write people.ses $template
+write people.ldb "main_svd\tpeople.base\nses\tpeople.ses\nsss\ta.tcl\n"
 set ldb [SorvantaLdbFile]
 is 3 [SorvantaLdbFile::read_from_file $ldb people.ldb "" $folder/]
 is {people.ldb people.base 1 a.tcl} [list [SorvantaLdbFile::get_ldb $ldb] [SorvantaLdbFile::get_main_svd $ldb] [SorvantaLdbFile::get_num_sss_files $ldb] [SorvantaLdbFile::get_sss_file $ldb 0]]

@@ -14,11 +14,14 @@ def rows_of(rows: Iterable[Mapping[str, str] | Sequence[str]], names: Sequence[s
     columns = getattr(rows, "columns", None)
     if columns is not None:  # of pandas, of polars
         frame: Any = rows
+        missing = [name for name in names if name not in columns]
+        if missing:
+            raise ValueError(f"expected columns {', '.join(names)}, found none of the name {missing[0]}")
         order = [list(columns).index(name) for name in names]
         listed = frame.iter_rows() if hasattr(frame, "iter_rows") else frame.itertuples(index=False, name=None)
         rows = ([row[place] for place in order] for row in listed)
     for row in rows:
-        values = [row.get(name) for name in names] if isinstance(row, Mapping) else list(row)
+        values = [row.get(name) for name in names] if isinstance(row, Mapping) else [row] if isinstance(row, str) else list(row)
         if len(values) != len(names):
             raise ValueError(f"expected {len(names)} values ({', '.join(names)}), found {len(values)}: {row!r}")
         yield ["" if value is None or value != value else value if isinstance(value, str) else str(value) for value in values]

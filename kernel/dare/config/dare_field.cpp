@@ -77,6 +77,7 @@ std::unique_ptr<DareField> DareField::clone() const {
   copy->deepGraph = deepGraph;
   if (deepGraph != nullptr) deepGraph->incr_ref();
   copy->deepCache = deepCache;
+  copy->deepMinimum = deepMinimum;
   copy->deepBase = deepBase;
   copy->rawBase = rawBase;
   copy->baseValue = baseValue;
@@ -234,13 +235,18 @@ void DareField::find_bound(DastOptions::Call call) {
 }
 
 bool DareField::deepen(int min_value, AceReporter* rep) {
-  if (deepGraph != nullptr || fieldGraph == nullptr || singleCompare == nullptr || isExact ||
-      rawBase < min_value)
-    return false;
-  deepCache = std::make_shared<DastQualityCache>();
-  deepGraph = bField->full_scan_below(queryCall, queryText.c_str(), deepCache.get(), min_value, rep);
-  if (deepGraph == nullptr) return false;
-  deepGraph->incr_ref();
+  if (deepGraph != nullptr && deepMinimum <= min_value) return true;
+  if (fieldGraph == nullptr || singleCompare == nullptr || isExact || rawBase < min_value) return false;
+  auto cache = std::make_shared<DastQualityCache>();
+  const int empty = qualCache->lookup(0);  // where it is below the first minimum, records tell it
+  TeraScanGraph* const graph =
+      bField->full_scan_below(queryCall, queryText.c_str(), cache.get(), empty, min_value, rep);
+  if (graph == nullptr) return false;
+  graph->incr_ref();
+  if (deepGraph != nullptr) deepGraph->decr_ref();
+  deepGraph = graph;
+  deepCache = std::move(cache);
+  deepMinimum = min_value;
   deepBase = reshaped_bound(raw_bound(deepGraph, queryCall));
   return true;
 }

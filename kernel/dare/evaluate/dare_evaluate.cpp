@@ -63,6 +63,11 @@ bool DareEvaluate::Shared::check_time() {
 
 // ---------------------------------------------------------------- preparation
 
+/// Whether more than what the index lists at first may count.
+bool DareEvaluate::can_deepen(const EvalField& eval) {
+  return !eval.isPrimaryOnly && !eval.isCacheReevalOnly && !eval.isSecondary;
+}
+
 void DareEvaluate::prepare_field(int index) {
   DareField* const field = dareFields[index];
   if (field == nullptr || field->inhibitEval || field->logicId < 0 ||
@@ -78,6 +83,7 @@ void DareEvaluate::prepare_field(int index) {
   eval.isPrimaryOnly = mode == ReevalMode::PRIMARY_ONLY || !field->has_compare();
   eval.isCacheReevalOnly = mode == ReevalMode::CACHED;
   eval.isSecondary = !hasGraph;
+  eval.isDeepened = usesDeeper && field->is_deepened() && can_deepen(eval);
   eval.isFilter = index < 128 && (filterFields >> index & 1) != 0;
   evalFields.push_back(eval);
 }
@@ -116,8 +122,8 @@ int DareEvaluate::prepare() {
     const int most = *std::max_element(eval.values.begin(), eval.values.end());
     const int bound = eval.isSecondary     ? most
                       : eval.isPrimaryOnly ? eval.primaryOnlyValue
-                                           : value_of(eval.isCacheReevalOnly ? eval.field->get_base_value()
-                                                                             : eval.field->get_listed_base());
+                                           : value_of(eval.isDeepened ? eval.field->get_deep_base()
+                                                                      : eval.field->get_base_value());
     eval.baseValue = odd(bound);
     eval.collectValue = eval.isSecondary ? odd(value_of(finalResult->get_min_value())) : eval.baseValue;
   }
@@ -194,8 +200,7 @@ bool DareEvaluate::deepen_fields() {
   if (is_reached_alone(quality)) return false;
   bool isDeepened = false;
   for (const EvalField& eval : evalFields)
-    if (!eval.isPrimaryOnly && !eval.isSecondary && !eval.isCacheReevalOnly)
-      isDeepened |= eval.field->deepen(quality + 1, AceReporter::null());
+    if (can_deepen(eval)) isDeepened |= eval.field->deepen(quality + 1, AceReporter::null());
   return isDeepened;
 }
 
@@ -211,7 +216,8 @@ int DareEvaluate::do_evaluation(double run_limit) {
   shared->check_time();
   if (prepare() == 0) return 0;
   optimize_logic();
-  if (deepen_fields()) {
+  usesDeeper = deepen_fields();
+  if (usesDeeper) {
     evalFields.clear();
     totalWeight = 0;
     prepare();

@@ -22,6 +22,7 @@ struct DareEvaluate::EvalField {
   bool isCacheReevalOnly = false;
   bool isSecondary = false;
   bool isFilter = false;
+  bool isDeepened = false;   // what a deeper look-up lists counts as listed
   bool isExclusive = false;  // a miss excludes the record: neither OR nor NOT is above
   int primaryOnlyValue = 0;
   int baseValue = 0;              // at most, until it is known
@@ -30,7 +31,7 @@ struct DareEvaluate::EvalField {
   /// Calls `visit(quality, cand)` for what counts as listed by the field, or its clone of a part.
   template <class Visit>
   void for_each_cand(const DareField* of, Visit visit) const {
-    isPrimaryOnly || isCacheReevalOnly ? of->for_each_cand(visit) : of->for_each_listed(visit);
+    isDeepened ? of->for_each_listed(visit) : of->for_each_cand(visit);
   }
   /// Whether a value means that the record is no answer.
   bool excludes(int value) const { return isExclusive && value <= excludedValue; }

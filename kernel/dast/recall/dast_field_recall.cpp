@@ -66,9 +66,13 @@ TeraScanGraph* DastBaseField::full_scan(const char* query, DastOptions::Call cal
     if (graph == nullptr) ace_error_msg(__FILE__, __LINE__, "graph = multi_parts_scan(query, mode, rep)", -1);
   }
   if (graph == nullptr) return nullptr;
-  if (empty_qual >= 1 && graph->get_min_value(TeraScanGraph::DEFAULT_ORIGIN) <= empty_qual)
-    for_each_edge(graph.get(), [&](auto* edge) { scan_empty_string(empty_qual, edge->get_result()); });
+  add_empty_string(empty_qual, graph.get());
   return graph.release();
+}
+
+void DastBaseField::add_empty_string(int empty_qual, TeraScanGraph* graph) const {
+  if (empty_qual >= 1 && graph->get_min_value(TeraScanGraph::DEFAULT_ORIGIN) <= empty_qual)
+    for_each_edge(graph, [&](auto* edge) { scan_empty_string(empty_qual, edge->get_result()); });
 }
 
 /// The parts apart; of candidates with the same string the best stays.
@@ -144,14 +148,16 @@ TeraScanGraph* DastBaseField::full_scan_resolve(DastOptions::Call call, const ch
 }
 
 TeraScanGraph* DastBaseField::full_scan_below(DastOptions::Call call, const char* query,
-                                              DastQualityCache* qcache, int min_value,
+                                              DastQualityCache* qcache, int empty_qual, int min_value,
                                               AceReporter* rep) const {
   const AceTimeSection section("FULL_SCAN_BELOW");
   if (!has_data_loaded() || query == nullptr || std::strpbrk(query, "|\\") != nullptr ||
-      std::strcmp(query, TeraCand::BLANK) == 0)
+      std::strcmp(query, TeraCand::BLANK) == 0 || aliasMap != nullptr || artificialAlias != nullptr)
     return nullptr;
   GraphRef graph(baseMethod->lookup_below(query, call, min_value, rep));
-  return graph != nullptr && resolve(graph.get(), qcache, 0) >= 0 ? graph.release() : nullptr;
+  if (graph == nullptr) return nullptr;
+  add_empty_string(empty_qual, graph.get());
+  return resolve(graph.get(), qcache, 0) >= 0 ? graph.release() : nullptr;
 }
 
 /// A method without an index of values may know their shape.

@@ -140,7 +140,10 @@ TeraScanGraph* DimeEditMethod::lookup(const char* query, DastOptions::Call call,
 
 TeraScanGraph* DimeEditMethod::lookup_below(const char* query, DastOptions::Call call, int min_value,
                                             AceReporter* rep) const {
-  if (call != DastOptions::APPROX || min_value >= recallOpts.get_min_value(call)) return nullptr;
+  constexpr int OTHER_QUALITIES = TeraEdit::HAS_ALIASES | TeraEdit::HAS_PHONETICS;
+  if (call != DastOptions::APPROX || min_value >= recallOpts.get_min_value(call) ||
+      (editStruct.get_features() & OTHER_QUALITIES) != 0)
+    return nullptr;
   std::unique_ptr<TeraResult> result(scan(call, query, min_value, rep));
   return result != nullptr ? dime_graph_of(std::move(result), query) : nullptr;
 }
