@@ -2,6 +2,7 @@
 #pragma once
 
 #include <benchmark/benchmark.h>
+#include <time.h>  // clock_gettime
 
 #include <algorithm>
 #include <chrono>
@@ -13,6 +14,13 @@ inline double seconds_of(const auto& job) {
   const auto start = std::chrono::steady_clock::now();
   job();
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// Of this thread: other work on the machine does not count.
+inline double processor_seconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
 inline double median(std::vector<double> values) {

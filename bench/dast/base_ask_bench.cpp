@@ -1,12 +1,16 @@
 // Asking fields and records, against scans of the distinct values, and of all records, in SIMD registers.
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 
 #include "dast/dast_hit_list.h"
 #include "dast/dast_info_list.h"
 #include "dast/people.h"
 #include "dime/dime_edit.h"
+#include "peers/people_peers.h"
 #include "ratio.h"
 #include "tera/tera_result.h"
 #include "tera/tera_scan_graph.h"
@@ -159,32 +163,46 @@ BENCHMARK_CAPTURE(record_layer, given_name, people::GIVEN)
 /// Weights of records, of which most are 0; the touched ones are set back after each question.
 class Scatter {
  public:
-  explicit Scatter(Large num_records) : weights(num_records, 0) {}
+  explicit Scatter(Large num_records) : weights(num_records, 0), touched(num_records) {}
   void add(Large record, int weight) {
-    if (weights[record] == 0) touched.push_back(record);
-    weights[record] += weight;
+    touched[numTouched] = record;
+    numTouched += weights[record] == 0 ? 1 : 0;
+    weights[record] = static_cast<std::uint16_t>(weights[record] + weight);
+  }
+  /// The best records, best first, and those that are as good as the last of them.
+  std::vector<Large> take_best(std::size_t count) {
+    const std::span<const Large> all(touched.data(), numTouched);
+    std::array<std::size_t, people::NUM_ASKED * 255 + 1> frequencies{};
+    for (const Large record : all) ++frequencies[weights[record]];
+    std::size_t least = frequencies.size();
+    for (std::size_t kept = 0; least > 1 && kept < count;) kept += frequencies[--least];
+    std::vector<std::pair<int, Large>> best;
+    for (const Large record : all) {
+      if (weights[record] >= least) best.emplace_back(-weights[record], record);
+      weights[record] = 0;
+    }
+    numTouched = 0;
+    std::sort(best.begin(), best.end());
+    std::vector<Large> records;
+    for (const auto& [weight, record] : best) records.push_back(record);
+    return records;
   }
   /// Whether the record is among the best, or as good as the last of them.
   bool has_among_best(Large record) {
-    const std::size_t kept = std::min(WANTED, touched.size());
-    const auto isBetter = [&](Large a, Large b) { return weights[a] > weights[b]; };
-    if (kept > 0)
-      std::nth_element(touched.begin(), touched.begin() + static_cast<VInt>(kept) - 1, touched.end(),
-                       isBetter);
-    const bool isFound = kept > 0 && weights[record] > 0 && weights[record] >= weights[touched[kept - 1]];
-    for (const Large each : touched) weights[each] = 0;
-    touched.clear();
-    return isFound;
+    const std::vector<Large> best = take_best(WANTED);
+    return std::find(best.begin(), best.end(), record) != best.end();
   }
 
  private:
-  std::vector<int> weights;
-  std::vector<Large> touched;
+  std::vector<std::uint16_t> weights;
+  std::vector<Large> touched;  // has room for all of them, so that noting one takes no branch
+  std::size_t numTouched = 0;
 };
 
-bool ask_base(const DastBase& base, const people::Question& question, Scatter* scatter) {
-  for (int i = 0; i < people::NUM_ASKED; ++i) {
-    const Graph graph = ask_field(base, people::ASKED[i], question.values[i]);
+/// Adds the weights of the records that the three values find.
+void ask_base(const DastBase& base, std::span<const std::string> values, Scatter* scatter) {
+  for (std::size_t i = 0; i < people::NUM_ASKED; ++i) {
+    const Graph graph = ask_field(base, people::ASKED[i], values[i]);
     if (graph == nullptr) continue;
     AceAttach at;
     HitList::Settings settings;
@@ -200,6 +218,10 @@ bool ask_base(const DastBase& base, const people::Question& question, Scatter* s
         lists[k]->promote();
       }
   }
+}
+
+bool finds(const DastBase& base, const people::Question& question, Scatter* scatter) {
+  ask_base(base, question.values, scatter);
   return scatter->has_among_best(question.record);
 }
 
@@ -209,7 +231,7 @@ void three_fields(benchmark::State& state) {
   VInt numFound = 0;
   VInt numAsked = 0;
   time_each(state, NUM_QUESTIONS, [&](int i) {
-    numFound += ask_base(base, asked()[static_cast<std::size_t>(i)], &scatter) ? 1 : 0;
+    numFound += finds(base, asked()[static_cast<std::size_t>(i)], &scatter) ? 1 : 0;
     ++numAsked;
   });
   state.counters["found_percent"] = 100.0 * static_cast<double>(numFound) / static_cast<double>(numAsked);
@@ -323,7 +345,7 @@ void three_fields_against_a_scan(benchmark::State& state, bool of_records) {
       [&] {
         ourFound = 0;
         for (std::size_t i = 0; i < NUM_PEER_QUESTIONS; ++i)
-          ourFound += ask_base(base, asked()[i], &scatter) ? 1 : 0;
+          ourFound += finds(base, asked()[i], &scatter) ? 1 : 0;
       },
       [&] {
         peerFound = 0;
@@ -343,6 +365,46 @@ BENCHMARK_CAPTURE(three_fields_against_a_scan, of_all_records, true)
     ->Unit(benchmark::kMillisecond);
 
 #endif
+
+// ---------------------------------------------------------------- three fields, beside other searches
+
+/// What the peers are given and asked, in a folder.
+const std::string& exported() {
+  static const std::string folder = [] {
+    const std::string made = people::file("three_fields");
+    std::filesystem::create_directories(made);
+    peers::write_records(made, columns());
+    std::ofstream queries(made + "/queries");
+    for (std::size_t i = 0; i < peers::NUM_QUERIES; ++i) {
+      queries << asked()[i].record;
+      for (const std::string& value : asked()[i].values) queries << '\t' << value;
+      queries << '\n';
+    }
+    return made;
+  }();
+  return folder;
+}
+
+void three_fields_beside(benchmark::State& state, const std::string& peer) {
+  people::base();  // so that our own process finds it
+  peers::compare(state, peer, exported());
+}
+BENCHMARK_CAPTURE(three_fields_beside, lucene, "lucene")
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(three_fields_beside, trigrams, "trigrams")
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(three_fields_beside, minisearch_2_errors, "minisearch-2")
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(three_fields_beside, minisearch_a_fifth_wrong, "minisearch-0.2")
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Unit(benchmark::kMicrosecond);
 
 // ---------------------------------------------------------------- records
 
@@ -385,3 +447,13 @@ void line_of_8_fields(benchmark::State& state) {
 BENCHMARK(line_of_8_fields)->UseManualTime()->Iterations(ROUNDS)->Unit(benchmark::kNanosecond);
 
 }  // namespace
+
+int people::ask_alone(const std::string& folder) {
+  Scatter scatter(base().get_num_records());
+  return peers::run_alone(folder, [&](const peers::Query& query) {
+    ask_base(base(), query.values, &scatter);
+    const std::vector<Large> best = scatter.take_best(peers::BEST);
+    return std::vector<long>(best.begin(),
+                             best.begin() + std::min<VInt>(peers::BEST, best.end() - best.begin()));
+  });
+}

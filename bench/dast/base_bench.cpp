@@ -3,7 +3,7 @@
 //
 //     BENCH_PEOPLE=1000000 base_bench        as many people; 50,000 without
 //
-// Peers that this program has no interface to (search servers and interpreters) are left out with a word.
+// Peers that are not installed are left out with a word.
 #include "dast/dast_base.h"
 
 #include <sys/resource.h>
@@ -17,6 +17,7 @@
 #include "ace/ace_exception.h"
 #include "dast/dast_parallel_resource.h"
 #include "dast/people.h"
+#include "peers/people_peers.h"
 #include "ratio.h"
 #include "tera/tera_scan_graph.h"
 
@@ -118,6 +119,7 @@ const DastBase& people::names() {
 }
 
 int main(int argc, char** argv) try {
+  if (argc == 3 && std::string(argv[1]) == peers::ALONE) return people::ask_alone(argv[2]);
   benchmark::Initialize(&argc, argv);
   if (!people::make_tables()) {
     std::fprintf(
@@ -125,8 +127,7 @@ int main(int argc, char** argv) try {
         "left out: the table of people cannot be made (its generator needs Debian's lists of names)\n");
     return 0;
   }
-  std::printf("%ld people; left out, as this program does not run them: Lucene, PostgreSQL, minisearch\n",
-              people::number());
+  std::printf("%ld people\n", people::number());
 #ifndef BENCH_HAS_RAPIDFUZZ
   std::printf("left out, as it is not installed: RapidFuzz\n");
 #endif

@@ -118,5 +118,7 @@ inline int build(const Field* fields, int num_fields, const std::string& table, 
 /// The base of all people, and that of their names, mapped.
 const DastBase& base();
 const DastBase& names();
+/// What `--alone FOLDER` does (peers/people_peers.h): answers the queries of three fields.
+int ask_alone(const std::string& folder);
 
 }  // namespace people

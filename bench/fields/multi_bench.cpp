@@ -17,6 +17,7 @@
 
 #include "ace/ace_reporter.h"
 #include "lookup/data.h"
+#include "ratio.h"
 #include "tera/tera_multi.h"
 #include "tera/tera_result.h"
 #include "tera/tera_words_reader.h"
@@ -130,13 +131,6 @@ std::string file_of(const char* name) {
   return (std::filesystem::temp_directory_path() / ("sorvanta_bench_" + std::string(name))).string();
 }
 
-/// Of this thread: other work on the machine does not count.
-double processor_seconds() {
-  timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
 double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
@@ -209,9 +203,9 @@ void time_queries(benchmark::State& state, const Texts& queries, Ask ask) {
   for (const std::string& query : queries) ask(query);  // what is decoded when it is first needed
   for (auto _ : state)
     for (const std::string& query : queries) {
-      const double start = processor_seconds();
+      const double start = bench::processor_seconds();
       found += ask(query);
-      times.push_back(1000 * (processor_seconds() - start));
+      times.push_back(1000 * (bench::processor_seconds() - start));
     }
   std::sort(times.begin(), times.end());
   state.counters["median_ms"] = times[times.size() / 2];
