@@ -113,7 +113,7 @@ class SORV_API DamoODBCConnection {
   // Passwords that are kept: RSA-OAEP with SHA-256, in base64. The key file is a private key in PEM
   // (PKCS #8), which nobody but its owner may write and others may not read.
 
-  /// Makes a key file of mode 0600. Throws where there is one.
+  /// Makes a key file of mode 0600, whole or not at all. Throws where there is one.
   static void make_key_file(const char* file);
   /// In `at`. Throws for passwords of more than `MAX_PASSWORD` bytes.
   static char* encrypt_password(const char* password, const char* key_file, AceAttach* at);

@@ -77,7 +77,8 @@ using Worker = std::unique_ptr<DastSession>;
 /// A session for one thread, with the combination, limits and weights of the job's.
 Worker new_session(const RecordJob& job) {
   Worker session(job.session->clone(false, job.rep));
-  session->switch_active_combination(job.session->get_config()->get_active_combination()->get_name());
+  const DastCombination* const active = job.session->get_config()->get_active_combination();
+  if (active != nullptr) session->switch_active_combination(active->get_name());
   std::vector<int> weights;
   for (int i = 0; i < job.numFields; ++i) weights.push_back(job.session->get_field_weight(i));
   session->set_globals(nullptr, weights.data(), job.session->get_min_conf(), job.session->get_max_dist(),

@@ -2,7 +2,9 @@
 #include "svcpp/sorvanta.h"
 
 #include <memory>
+#include <stdexcept>
 
+#include "ace/ace_exception.h"
 #include "dare/dare_script_engine.h"
 #include "dare/dare_session.h"
 #include "gtest/gtest.h"
@@ -11,8 +13,10 @@
 namespace {
 
 std::string reported;
+bool reported_is_thrown = false;
 
 int keep(const char* text) {
+  if (reported_is_thrown) throw std::runtime_error(text);
   reported += text;
   return 0;
 }
@@ -140,6 +144,7 @@ TEST_F(SorvantaTest, HandlesThatHoldNothing) {
 struct Engine : ScriptEngine {
   int source(const char*, const char**, AceReporter*) override { return 0; }
   DastResult* session_hook(DastSession* session, const DareMultiQuery* query, const char* function) override {
+    if (std::string(function) == "fail") throw AceException("A script failed", "for a reason");
     return std::string(function) == "find" ? session->search(query, 1) : nullptr;
   }
   int set_precision(int precision) override { return precision; }
@@ -157,6 +162,12 @@ TEST_F(SorvantaTest, AScriptOfTheHost) {
   EXPECT_EQ(scripting.session_hook(&site.session, 2, modes, queries, &result, "find"), 0);
   EXPECT_STREQ(SorvantaSuggestion(&result)[0], "meier7");
   EXPECT_EQ(scripting.session_hook(&site.session, 2, modes, queries, &result, "lose"), -1);
+  // What the kernel throws reaches the host; the result is the one before.
+  EXPECT_THROW(scripting.session_hook(&site.session, 2, modes, queries, &result, "fail"), AceException);
+  reported_is_thrown = true;
+  EXPECT_THROW(site.session.update(&result, "f0", "meier1", "wrong"), std::runtime_error);
+  reported_is_thrown = false;
+  EXPECT_STREQ(SorvantaSuggestion(&result)[0], "meier7");
   EXPECT_EQ(scripting.set_precision(3), 3);
 }
 

@@ -7,6 +7,7 @@ from os import PathLike
 from typing import Self, overload
 
 from . import kernel
+from .closing import Closing
 from .enums import Category
 from .enums import Match as Mark
 from .matches import Matches
@@ -116,7 +117,7 @@ def _session_config(fields: Iterable[Field]) -> str:
     return f"FIELDS\t{{\n{blocks}}}\nCOMBINATIONS\t{{\n\tdefault\t{{\n\t\tFIXED_CONFIG\t{{\n\t\t}}\n\t}}\n}}\n"
 
 
-class Form:
+class Form(Closing):
     """A form over the records of a base, filled field by field: a field is looked up when its text changes, and selecting it
     leaves only its records possible. Modes: "?" with errors, "!" exactly, ">" as the beginning of a value, "<" part of it."""
 
@@ -210,12 +211,6 @@ class Form:
     def close(self) -> None:
         self._session.close()
 
-    def __enter__(self) -> Self:
-        return self
-
-    def __exit__(self, *error: object) -> None:
-        self.close()
-
     def __repr__(self) -> str:
         return f"<Form {', '.join(f'{name}={self[name]!r}' for name in self.fields)}>"
 
@@ -238,7 +233,7 @@ class Form:
                           result.get_rule() or "", result.can_undo(), result.can_redo())
 
 
-class Base(Sequence[list[str]]):
+class Base(Closing, Sequence[list[str]]):
     """Records with fields of different kinds, compiled to be found in spite of errors."""
 
     def __init__(self, base: kernel.DastBase, path: str | PathLike[str] | None = None) -> None:
@@ -311,12 +306,6 @@ class Base(Sequence[list[str]]):
 
     def close(self) -> None:
         self._base.close()
-
-    def __enter__(self) -> Self:
-        return self
-
-    def __exit__(self, *error: object) -> None:
-        self.close()
 
     def __reduce__(self) -> tuple[object, tuple[object]]:
         return (Base.open, (self._path,)) if self._path is not None else (_from_image, (self._base.to_buffer(),))

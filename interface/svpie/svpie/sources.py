@@ -1,9 +1,10 @@
 """Deliveries of customer data: files of all kinds, databases, rows of Python."""
 from collections.abc import Iterable, Iterator, Mapping, Sequence
 from os import PathLike, fspath
-from typing import Any, Self
+from typing import Any
 
 from . import kernel
+from .closing import Closing
 
 SUFFIXES = {".csv": "csv", ".tsv": "tsv", ".tab": "tsv", ".txt": "tsv", ".json": "json", ".jsonl": "jsonl",
             ".ndjson": "jsonl", ".xml": "xml"}
@@ -27,7 +28,7 @@ def rows_of(rows: Iterable[Mapping[str, str] | Sequence[str]], names: Sequence[s
         yield ["" if value is None or value != value else value if isinstance(value, str) else str(value) for value in values]
 
 
-class Source:
+class Source(Closing):
     """Records of a delivery, read one by one: `names` are the fields, if known. A context manager."""
 
     def __init__(self, records: kernel.DamoInput, names: Sequence[str] = (), has_header: bool = False) -> None:
@@ -54,12 +55,6 @@ class Source:
 
     def close(self) -> None:
         self._records.close()
-
-    def __enter__(self) -> Self:
-        return self
-
-    def __exit__(self, *error: object) -> None:
-        self.close()
 
     def __repr__(self) -> str:
         return f"<Source of {', '.join(self.names) or 'records'}>"

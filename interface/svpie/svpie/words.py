@@ -5,6 +5,7 @@ from os import PathLike
 from typing import Self, overload
 
 from . import kernel
+from .closing import Closing
 from .enums import Mode, Model
 from .matches import Matches
 
@@ -27,7 +28,7 @@ def default_map() -> kernel.TeraMap:
     return config.compile()
 
 
-class Index(Sequence[str]):
+class Index(Closing, Sequence[str]):
     """Words that are found in spite of typing errors."""
 
     def __init__(self, edit: kernel.TeraEdit, path: str | PathLike[str] | None = None) -> None:
@@ -110,12 +111,6 @@ class Index(Sequence[str]):
 
     def close(self) -> None:
         self._edit.close()
-
-    def __enter__(self) -> Self:
-        return self
-
-    def __exit__(self, *error: object) -> None:
-        self.close()
 
 
 def _from_image(image: bytes) -> Index:

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -135,27 +136,36 @@ CryptoPP::SecByteBlock pem_of(const Key& key) {
   return bytes;
 }
 
+/// Writes a key aside, with mode 0600, and gives it its name where there is nothing of that name yet: a key
+/// file is whole from the moment on that it can be seen.
+void write_key(const char* file, const CryptoPP::SecByteBlock& text) {
+  std::string aside = std::string(file) + ".XXXXXX";
+  const Descriptor descriptor(mkostemp(aside.data(), O_CLOEXEC));
+  if (descriptor.get() < 0) fail(file, "make");
+  const bool isWritten = write(descriptor.get(), text, text.size()) == static_cast<ssize_t>(text.size()) &&
+                         fsync(descriptor.get()) == 0;
+  const bool isMade = isWritten && link(aside.c_str(), file) == 0;
+  const int error = errno;
+  unlink(aside.c_str());
+  errno = error;
+  if (!isMade) fail(file, isWritten ? "make" : "write");
+}
+
 }  // namespace
 
 void DamoODBCConnection::make_key_file(const char* file) {
   if (file == nullptr || *file == '\0') throw AceException(NO_KEY, "No file name given");
-  const Descriptor descriptor(open(file, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
-  if (descriptor.get() < 0) fail(file, "make");
+  if (access(file, F_OK) == 0) {
+    errno = EEXIST;
+    fail(file, "make");
+  }
   try {
     CryptoPP::AutoSeededRandomPool random;
     Key key;
     key.Initialize(random, KEY_BITS);
-    const CryptoPP::SecByteBlock text = pem_of(key);
-    if (fchmod(descriptor.get(), S_IRUSR | S_IWUSR) != 0 ||
-        write(descriptor.get(), text, text.size()) != static_cast<ssize_t>(text.size()) ||
-        fsync(descriptor.get()) != 0)
-      fail(file, "write");
+    write_key(file, pem_of(key));
   } catch (const CryptoPP::Exception& error) {
-    unlink(file);
     throw AceException(NO_KEY, "Cannot make '%s': %s", file, error.what());
-  } catch (...) {
-    unlink(file);
-    throw;
   }
 }
 
