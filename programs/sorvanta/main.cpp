@@ -3,10 +3,7 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
-#include <new>
 
-#include "ace/ace_attach.h"
-#include "ace/ace_exception.h"
 #include "sorvanta/tool_failure.h"
 #include "sorvanta/tool_reporter.h"
 #include "sorvanta/tool_verbs.h"
@@ -78,14 +75,8 @@ int run(const CLI::App& tool, const Action& action) {
     Output::check(stdout, "standard output");
     ToolReporter::get().end();
     return code;
-  } catch (const AceException& failure) {
-    AceAttach at;
-    const char* const text = failure.what(&at);
-    return fail(tool, text != nullptr ? printable(text) : "failed");
-  } catch (const std::bad_alloc&) {
-    return fail(tool, "there is not enough memory");
-  } catch (const std::exception& failure) {
-    return fail(tool, failure.what());
+  } catch (...) {
+    return fail(tool, current_failure());
   }
 }
 

@@ -1,8 +1,25 @@
 #include "sorvanta/tool_failure.h"
 
 #include <algorithm>
+#include <new>
 
+#include "ace/ace_attach.h"
+#include "ace/ace_exception.h"
 #include "seam/seam_enum.h"
+
+std::string current_failure() {
+  try {
+    throw;
+  } catch (const AceException& failure) {
+    AceAttach at;
+    const char* const text = failure.what(&at);
+    return text != nullptr ? printable(text) : "failed";
+  } catch (const std::bad_alloc&) {
+    return "there is not enough memory";
+  } catch (const std::exception& failure) {
+    return failure.what();
+  }
+}
 
 std::string refusal(const char* kind, const std::string& found, const std::vector<std::string>& known) {
   std::vector<SeamEnumValue> values;

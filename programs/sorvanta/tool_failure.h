@@ -11,6 +11,8 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// What the exception that is being handled says; for programs that stop it.
+std::string current_failure();
 /// "'nmae' is no field; did you mean name?"
 std::string refusal(const char* kind, const std::string& found, const std::vector<std::string>& known);
 /// Names, with ", " between them.

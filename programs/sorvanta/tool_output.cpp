@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <cwchar>
+#include <jsoncons/json.hpp>
 
 #include "sorvanta/tool_failure.h"
 #include "tera/tera_utf.h"
@@ -114,25 +115,22 @@ void Output::write_tsv(const Row& row) {
   std::fputc('\n', outputStream);
 }
 
-std::string Output::json_text(std::string_view text) {
-  std::string quoted = "\"";
+std::string valid_text(std::string_view text) {
+  std::string valid;
   for (std::size_t pos = 0; pos < text.size();) {
-    const char c = text[pos];
     int uni = 0;
     const int size = TeraUtf::decode(&uni, text.data() + pos);
-    char escape[8];
-    if (static_cast<unsigned char>(c) < ' ')
-      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-    if (static_cast<unsigned char>(c) < ' ')
-      quoted += escape;
-    else if (size < 1)
-      quoted += REPLACEMENT;
+    if (size < 1)
+      valid += REPLACEMENT;
     else
-      quoted +=
-          (c == '"' || c == '\\' ? "\\" : "") + std::string(text.substr(pos, static_cast<std::size_t>(size)));
+      valid += text.substr(pos, static_cast<std::size_t>(size));
     pos += static_cast<std::size_t>(std::max(size, 1));
   }
-  return quoted + '"';
+  return valid;
+}
+
+std::string Output::json_text(std::string_view text) {
+  return jsoncons::json(valid_text(text)).to_string();
 }
 
 void Output::write_json(const Row& row) {

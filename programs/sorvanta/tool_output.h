@@ -54,5 +54,7 @@ class Output {
   int lineWidth = 0;  // 0: not bounded
 };
 
+/// UTF-8, with a replacement for each byte that is none. The text ends with a terminator.
+std::string valid_text(std::string_view text);
 /// The beginning of a text that fits into as many columns of a terminal.
 std::string fitted(const std::string& text, int columns);

@@ -28,5 +28,6 @@ c++ "$work/host/host.cpp" -o "$work/host_pc" "${flags[@]}" -Wl,-rpath,"$libdir"
 printf 'name\ttown\nAnn\tBern\nBob\tBasel\n' > "$work/people.tsv"
 "$prefix/bin/sorvanta" build "$work/people.tsv" >/dev/null
 "$prefix/bin/sorvanta" find "$work/people.base" name=Anne | grep -q Bern
+(timeout --signal=INT 1 "$prefix/bin/sorvanta" form "$work/people.base" --page || true) | grep -q '^http://127.0.0.1:'
 grep -q 'SS find' "$prefix/share/man/man1/sorvanta.1"
 bash -n "$prefix/share/bash-completion/completions/sorvanta"
