@@ -82,7 +82,8 @@ class SORV_API DamoJsonBase {
 
 class SORV_API DamoJson : public DamoJsonBase {
  public:
-  void init(const char* file);
+  /// Looks at the first `num_values` texts, numbers and truth values; 0 for all, then the end is checked.
+  void init(const char* file, VInt num_values = 0);
 };
 
 class SORV_API DamoJsonLines : public DamoJsonBase {

@@ -29,8 +29,8 @@ class SORV_API DamoXml {
   static constexpr const char* ROOT = ":docRoot";
   static constexpr const char* CONTENT = "__content ";
 
-  /// Nothing is read yet.
-  explicit DamoXml(const char* file);
+  /// Nothing is read yet. The first `num_elements` will be looked at, 0 for all.
+  explicit DamoXml(const char* file, VInt num_elements = 0);
   ~DamoXml();
 
   /// Reads what is in front of the document element; the other calls do it, too.
@@ -56,6 +56,7 @@ class SORV_API DamoXml {
   struct Walk;
 
   std::string filePath;
+  VInt mostElements;
   DamoXmlLimits limits;
   bool isInit = false;
   std::string encodingName, documentType;

@@ -20,6 +20,7 @@ constexpr std::size_t MOST_LINES = 200;  // of which separators are counted
 constexpr std::string_view SEPARATORS = "\t;,|";
 constexpr double ENOUGH = 0.8;  // of the lines have the same number of separators
 constexpr int JSON_SAMPLE = 1000;
+constexpr VInt MOST_VALUES = 100000;
 
 /// Whether the text is UTF-8, up to a character that its end may have cut.
 bool is_utf8(const std::string& text) {
@@ -187,7 +188,7 @@ SourceSample look_at(const std::string& file) {
   } else if (start[first] == '{' || start[first] == '[') {
     sample.source.kind = "json";
     DamoJson document;
-    document.init(file.c_str());
+    document.init(file.c_str(), MOST_VALUES);
     look_at_json(document.get_structure(), &sample);
     read_json(&sample);
   } else {

@@ -57,7 +57,8 @@ void look_at_json(const std::vector<JsonOutput>& nodes, SourceSample* sample) {
 }
 
 void look_at_xml(SourceSample* sample) {
-  DamoXml xml(sample->source.file.c_str());
+  constexpr VInt MOST_ELEMENTS = 100000;
+  DamoXml xml(sample->source.file.c_str(), MOST_ELEMENTS);
   xml.init();
   const std::string spaces = xml.get_namespaces();
   for (std::size_t pos = 0; pos < spaces.size();) {

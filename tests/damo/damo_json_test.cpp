@@ -228,6 +228,11 @@ TEST(DamoJson, shows_every_path_once) {
     EXPECT_THROW(DamoJson().init(folder.file("json").c_str()), AceException);
     EXPECT_EQ(DamoJsonLines().parse_line(broken), -1);
   }
+  // The start of a document, whatever follows.
+  support::write_file(folder.file("json"), R"([{"a": 1, "b": null}, {"b": 2, "c": 3}, ?)");
+  DamoJson start;
+  start.init(folder.file("json").c_str(), 2);
+  EXPECT_EQ(shown(&start), "docRoot=\n [*]=\n  a=1\n  b=2\n");
   EXPECT_THROW(DamoJson().init(folder.file("none").c_str()), AceException);
 }
 

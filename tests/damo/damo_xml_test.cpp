@@ -386,6 +386,8 @@ TEST(DamoXml, shows_every_path_once) {
             ":docRoot=\n ns1:list=\n  ns2:i=\n   @k=2\n   __content =t\n  p:i=\n   @k=1\n   @p:k=E\n"
             "   __content =\xC3\xBC \n   n=\n    __content =E\n");
   EXPECT_EQ(shown(&xml, {"d", "urn:d"}).substr(0, 18), ":docRoot=\n d:list=");
+  DamoXml start(folder.file("xml").c_str(), 1);
+  EXPECT_EQ(shown(&start, {}), ":docRoot=\n ns1:list=\n");
   // Paths lead to their samples.
   const std::string path =
       DamoXml::concat(DamoXml::concat(DamoXml::concat("", "ns1:list"), "ns2:i"), DamoXml::CONTENT);

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <jsoncons/json.hpp>
 #include <jsoncons/json_cursor.hpp>
+#include <limits>
 
 #include "ace/ace_exception.h"
 #include "ace/ace_input.h"
@@ -80,13 +81,16 @@ namespace {
 
 using jsoncons::staj_event_type;
 
-/// Adds the paths of the document that a cursor walks through.
+constexpr VInt ALL_VALUES = std::numeric_limits<VInt>::max();
+
+/// Adds the paths of the document that a cursor walks through, until so many values are passed.
 template <class Cursor>
-void add_document(Cursor* cursor, DamoJsonNode* root) {
+void add_document(Cursor* cursor, DamoJsonNode* root, VInt most_values = ALL_VALUES) {
   std::vector<DamoJsonNode*> open;  // the nodes of the values around, of lists those of their elements
   DamoJsonNode* now = root;         // of the value at hand
   const auto end_value = [&] { now = open.empty() ? root : open.back(); };
-  for (; !cursor->done(); cursor->next()) {
+  VInt values = 0;
+  for (; values < most_values && !cursor->done(); cursor->next()) {
     const auto& event = cursor->current();
     switch (event.event_type()) {
       case staj_event_type::begin_object:
@@ -108,6 +112,7 @@ void add_document(Cursor* cursor, DamoJsonNode* root) {
         end_value();
         break;
       default:
+        ++values;
         now->set_value(event.template get<std::string>());
         end_value();
     }
@@ -116,7 +121,7 @@ void add_document(Cursor* cursor, DamoJsonNode* root) {
 
 }  // namespace
 
-void DamoJson::init(const char* file) {
+void DamoJson::init(const char* file, VInt num_values) {
   std::ifstream stream(file != nullptr ? file : "", std::ios::binary);
   if (!stream)
     throw AceException("Cannot read JSON source", "Filename %s does not exist.", file != nullptr ? file : "");
@@ -127,8 +132,8 @@ void DamoJson::init(const char* file) {
   }
   try {
     jsoncons::json_stream_cursor cursor(stream);
-    add_document(&cursor, rootNode.get());
-    cursor.check_done();
+    add_document(&cursor, rootNode.get(), num_values > 0 ? num_values : ALL_VALUES);
+    if (num_values <= 0) cursor.check_done();
   } catch (const std::exception& error) {
     throw AceException("Cannot read JSON source", "'%s': %s", file, error.what());
   }

@@ -1,6 +1,7 @@
 #include "damo/damo_xml.h"
 
 #include <cstring>
+#include <limits>
 #include <map>
 
 #include "ace/ace_exception.h"
@@ -48,7 +49,9 @@ class Prefixes {
 /// One pass through the file.
 struct DamoXml::Walk {
   explicit Walk(DamoXml* xml)
-      : reader(xml->filePath.c_str(), xml->limits, AceReporter::use_default()), entities(&reader) {}
+      : reader(xml->filePath.c_str(), xml->limits, AceReporter::use_default()),
+        entities(&reader),
+        mostElements(xml->mostElements) {}
 
   DamoXmlQuiet quiet;
   DamoXmlReader reader;
@@ -57,6 +60,7 @@ struct DamoXml::Walk {
   DamoJsonNode* root = nullptr;  // null: namespaces only
   std::vector<DamoJsonNode*> open;
   int numNodes = 0;
+  VInt mostElements, numElements = 0;
 
   void run();
 
@@ -119,14 +123,19 @@ void DamoXml::Walk::run() {
                        reader.get_name().c_str());
   while (reader.next(false)) {
     const int type = reader.get_type();
-    if (type == XML_READER_TYPE_ELEMENT) enter(reader.get_node(), reader.get_depth());
+    if (type == XML_READER_TYPE_ELEMENT) {
+      if (++numElements > mostElements) return;
+      enter(reader.get_node(), reader.get_depth());
+    }
     if (type == XML_READER_TYPE_TEXT || type == XML_READER_TYPE_CDATA ||
         type == XML_READER_TYPE_ENTITY_REFERENCE)
       add_text(reader.get_node(), reader.get_depth());
   }
 }
 
-DamoXml::DamoXml(const char* file) : filePath(file != nullptr ? file : "") {}
+DamoXml::DamoXml(const char* file, VInt num_elements)
+    : filePath(file != nullptr ? file : ""),
+      mostElements(num_elements > 0 ? num_elements : std::numeric_limits<VInt>::max()) {}
 
 DamoXml::~DamoXml() = default;
 
