@@ -13,6 +13,7 @@
 /// Thread safety: a reader belongs to one thread.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -37,6 +38,8 @@ class SORV_API TeraAliasReader {
   /// Enters the strings of all pairs that are left: those that are not in the tree yet get a null list.
   /// Returns the number of pairs, or -1; the tree then has what was read before.
   int add_to_tree(TeraBigTree<AceBulk::List*>* tree, AceReporter* rep);
+  /// Calls `use` for both strings of all pairs that are left. Returns as `add_to_tree`.
+  int for_each_string(const std::function<void(const char*)>& use, AceReporter* rep);
 
  protected:
   TeraAliasReader() = default;

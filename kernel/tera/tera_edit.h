@@ -281,17 +281,16 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   // Building (tera_edit_build.cpp).
   struct Entries;
   void clean_entries();
-  int make_tree(ListTree* tree, const TeraMap* map, int filter, int fine, int options,
-                TeraAliasReader* aliases, AceReporter* rep);
+  int make_entries(Entries* entries, const TeraMap* map, int filter, int fine, int options, AceReporter* rep);
   int make_from(Entries* entries, int filter, int fine, int options, AceReporter* rep);
   int fill_filter(const Token** tokens);
   int set_bits(TeraBitMatrix* matrix, const Token* tokens, int slot);
-  void make_strings(const Entries& entries, AceReporter* rep);
+  int make_strings(const std::vector<const char*>& strings, AceReporter* rep);
   std::vector<Large> cluster_entries(const Token* const* tokens, int fine, int flags, AceReporter* rep) const;
   void sort_entries();
   int make_info(const Entries& entries, AceReporter* rep);
   int make_aliases(const Entries& entries, AceReporter* rep);
-  int make_phonetics(const Entries& entries, AceReporter* rep);
+  int make_phonetics(const std::vector<const char*>& strings, AceReporter* rep);
 
   // Recall (edit/edit_request_internal.h). Each returns a number of candidates, or a negative code.
   struct Request;

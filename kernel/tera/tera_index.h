@@ -78,6 +78,8 @@ class SORV_API TeraIndex : public AceWrap {
   /// An entry for each string; null ones are empty. With `sorted` they are sorted by the "ascii" collation.
   /// Returns 0 or -1.
   int make(int num, const char** strings, bool compress, int sorted, AceReporter* rep);
+  /// The same as that and `optimize`, for strings that are distinct but for null and empty ones.
+  int make_distinct(int num, const char* const* strings, AceReporter* rep);
   /// Takes a copy of a whole heap with the strings in it. A null string becomes an empty one: the end of the
   /// first string. Returns 0; -1 when the heap does not end with a zero byte or a string is not in it.
   int heap_make(int num, const char** strings, Large heap_size, char* heap);

@@ -50,6 +50,9 @@ class SORV_API TeraReader {
   /// Stores the number of entries read in `*count`, unless null.
   /// Returns the number of different strings in the tree, or -1; the tree then has what was read before.
   int fill_tree(ListTree* tree, AceBulk* bulk, int* count, int reverse, int no_info, AceReporter* rep);
+  /// Calls `use(string, attribute)` for each entry that is left, at most INT_MAX, until it gives a negative
+  /// number. Returns the number of entries, or -1.
+  int read_strings(const std::function<int(const char*, Large)>& use, AceReporter* rep);
   /// Writes all entries, from the first on (those that are left where the reader cannot go back), as entry
   /// lines with hexadecimal attributes; empty strings are left out. Returns the number of lines, or -1. A
   /// failed write throws an `AceException`.

@@ -2,9 +2,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <new>
+#include <random>
+#include <span>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -14,6 +17,7 @@
 #include "ace/ace_lock.h"
 #include "ace/ace_mem_point.h"
 #include "ace/ace_parallel.h"
+#include "ace/ace_parallel_sort.h"
 #include "gtest/gtest.h"
 #include "support/failing_new.h"
 
@@ -157,6 +161,21 @@ TEST(AceParallel, memory_that_ends_anywhere_leaves_no_thread_behind) {
     ASSERT_EQ(out, std::vector<int>(10, isDone ? 1 : 0)) << allowed;
     ASSERT_EQ(ace_num_threads(), 0) << allowed;
   }
+}
+
+TEST(AceParallelSort, equal_elements_keep_their_order_for_any_number_of_pieces) {
+  const auto isLess = [](VInt a, VInt b) { return a >> 32 < b >> 32; };  // below it, their places
+  const auto sort = [&](std::span<VInt> piece) { std::stable_sort(piece.begin(), piece.end(), isLess); };
+  std::mt19937 random(3);
+  for (const VInt size : {VInt{0}, VInt{1}, 7 * ACE_MIN_SORT_PIECE + 5})
+    for (const int threads : {1, 2, 3, 5, 40}) {
+      std::vector<VInt> values;
+      for (VInt i = 0; i < size; ++i) values.push_back(static_cast<VInt>(random() % 1000) << 32 | i);
+      std::vector<VInt> expected(values);
+      std::sort(expected.begin(), expected.end());
+      ace_parallel_sort(std::span(values), sort, isLess, threads);
+      EXPECT_TRUE(values == expected) << size << " / " << threads;
+    }
 }
 
 TEST(AceParallel, chunk_limits_cover_the_array_evenly) {

@@ -302,9 +302,12 @@ TEST_F(DastDetectorTest, patterns_fill_fields_and_are_looked_up_where_there_is_a
   EXPECT_EQ(hits, expected);
   EXPECT_GT(detect(*base, "10119").count({0, 5, "code", "10117"}), 0u) << "with an error";
   base->dump(folder.file("image").c_str(), AceReporter::null());
-  DastBase read;
-  ASSERT_GE(read.load(folder.file("image").c_str(), 1, AceReporter::null()), 0);
-  EXPECT_EQ(detect(read, "weber no 7 10115"), detect(*base, "weber no 7 10115"));
+  // The second was written once, by the first version with that format, and opens for ever.
+  for (const std::string& file : {folder.file("image"), std::string(TEST_DATA "/formats/detectors.base")}) {
+    DastBase read;
+    ASSERT_GE(read.load(file.c_str(), 1, AceReporter::null()), 0) << file;
+    EXPECT_EQ(detect(read, "weber no 7 10115"), detect(*base, "weber no 7 10115")) << file;
+  }
 }
 
 TEST_F(DastDetectorTest, candidates_are_evaluated_again_by_their_fields_when_asked) {

@@ -324,9 +324,12 @@ TEST(TeraCount, a_file_answers_as_before_in_every_mode_and_damaged_ones_are_surv
   ASSERT_GE(count.dump(folder.file("count").c_str(), AceReporter::null()), 0);
   AceAttach at;
   const int list[] = {0, ~2};
-  for (int mode = 0; mode <= 3; ++mode) {
+  // The second was written once, by the first version with that format, and opens for ever.
+  const std::string files[] = {folder.file("count"), TEST_DATA "/formats/flags.count"};
+  for (int load = 0; load < 8; ++load) {
+    const int mode = load % 4;
     TeraCount read;
-    ASSERT_EQ(read.load(folder.file("count").c_str(), mode, AceReporter::null()), 0);
+    ASSERT_EQ(read.load(files[load / 4].c_str(), mode, AceReporter::null()), 0) << files[load / 4];
     EXPECT_EQ(entries_of(read, read.get_group(2, list, &at)),
               entries_of(count, count.get_group(2, list, &at)));
     EXPECT_EQ(read.get_array(1), nullptr);

@@ -290,6 +290,13 @@ TEST_F(EditOracle, entries_with_operators) {
 
 namespace {
 
+/// Sets a tunable for as long as it lives.
+struct Tunable {
+  explicit Tunable(const char* name, int value) : itsName(name) { AceTracer::set(name, value); }
+  ~Tunable() { AceTracer::set(itsName, 0); }
+  const char* itsName;
+};
+
 class EditFile : public EditOracle {
  protected:
   support::TempFolder folder;
@@ -335,6 +342,43 @@ TEST_F(EditTest, lines_with_one_string_are_one_entry) {
   EXPECT_EQ(edit.recall(&none, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, nullptr), EditRecall::NO_QUERY);
   TeraResult wrong("twin", 200, 10, 255);
   EXPECT_LT(edit.recall(&wrong, TeraEval::SUBWORD, TeraEval::MAXIMUM, nullptr), 0);
+}
+
+TEST_F(EditTest, any_number_of_threads_gives_the_file_of_a_sorted_set) {
+  samples::Random random(9);
+  for (const int shared : {0, 8, 70}) {  // bytes that all strings begin with
+    entries.clear();
+    ListTree tree(nullptr);
+    AceBulk bulk;
+    for (int i = 0; i < 40000; ++i) {
+      const int length = random.below(random.below(8) == 0 ? 30 : 6);
+      entries.push_back(std::string(static_cast<size_t>(shared), 'c') + random_word(random, length, 4));
+      if (random.below(4) == 0) entries.back().insert(entries.back().size() / 2, "-é");
+      bulk.inc(tree[entries.back().c_str()], static_cast<Large>(i + 1));
+    }
+    for (const Layout& layout : {LAYOUTS[0], LAYOUTS[4]}) {
+      TeraEdit expected;
+      ASSERT_EQ(expected.make(&tree, &map, layout.filter, 2, layout.options, AceReporter::null()), 0);
+      std::map<int, std::set<std::string>> strings;  // of each length
+      tree.for_each([&](const char* string, const AceBulk::List*) {
+        strings[map.tok_len(string, true)].insert(string);
+        return 0;
+      });
+      for (const auto& [length, sorted] : strings) {
+        Large slot = static_cast<Large>(expected.first_slot(length));
+        if (layout.filter == 0)
+          for (const std::string& string : sorted)
+            ASSERT_STREQ(expected.get_string(slot++, nullptr), string.c_str());
+      }
+      for (const int threads : {1, 2, 8}) {
+        const Tunable number("NUM_THREADS_EDIT_MAKE", threads);
+        ListReader reader(entries);
+        TeraEdit edit;
+        ASSERT_EQ(edit.make(&reader, &map, layout.filter, 2, layout.options, 0, nullptr, nullptr), 0);
+        EXPECT_TRUE(image_of(&edit) == image_of(&expected)) << threads << " threads, " << layout.name;
+      }
+    }
+  }
 }
 
 TEST_F(EditFile, answers_alike_in_every_load_mode) {
@@ -772,11 +816,6 @@ TEST_F(EditTest, queries_that_cost_too_much_are_refused_as_the_tunables_say) {
   }
   support::RecordingReporter reporter;
   reporter.set_as_default();
-  struct Tunable {
-    explicit Tunable(const char* name, int value) : itsName(name) { AceTracer::set(name, value); }
-    ~Tunable() { AceTracer::set(itsName, 0); }
-    const char* itsName;
-  };
   for (const Layout& layout : {LAYOUTS[0], LAYOUTS[5], LAYOUTS[6]}) {
     TeraEdit edit;
     build(&edit, layout);

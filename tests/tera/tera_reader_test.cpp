@@ -22,6 +22,7 @@
 #include "tera/tera_phone_reader.h"
 #include "tera/tera_string_trie.h"
 #include "tera/tera_transform.h"
+#include "tera/tera_words_reader.h"
 
 namespace {
 
@@ -240,6 +241,16 @@ TEST(TeraReader, a_source_that_cannot_be_read_is_no_shorter_one) {
          TeraEdit edit(TeraMap::get_ident_map(), nullptr);
          return edit.make(&reader, nullptr, 0, 0, 0, 0, nullptr, nullptr);
        }},
+      {"lines",
+       [&] {
+         WordsReader reader(file.c_str(), nullptr);
+         const char* line = nullptr;
+         Large info = 0;
+         int rc = 0;
+         while ((rc = reader.get_line(&line, &info)) > 0) {
+         }
+         return rc;
+       }},
       {"alias file",
        [&] {
          AceInput input(file.c_str(), 16, false);
@@ -265,8 +276,14 @@ TEST(TeraReader, a_source_that_cannot_be_read_is_no_shorter_one) {
   TeraIndex index;
   support::RecordingReporter rep;
   rep.set_as_default();
-  EXPECT_EQ(index.make("/proc/self/mem", true, &rep), -1);  // a file, but its first byte is in no page
-  EXPECT_NE(rep.all().find("Error reading /proc/self/mem, line 1: "), std::string::npos) << rep.all();
+  for (const bool isCompressed : {true, false}) {
+    rep.messages.clear();
+    EXPECT_EQ(index.make("/proc/self/mem", isCompressed, &rep),
+              -1);  // a file, but its first byte is in no page
+    EXPECT_NE(rep.all().find("Error reading /proc/self/mem, line 1: "), std::string::npos) << rep.all();
+    EXPECT_EQ(index.make("/proc/self/limits", isCompressed, &rep), 0);  // of size 0, says the system
+    EXPECT_GT(index.get_size(), 10U);
+  }
 }
 
 std::string pairs(TeraAliasReader* reader, bool withPenalty) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "ace/ace_parallel.h"
 #include "ace/ace_reporter.h"
@@ -11,7 +12,6 @@
 namespace {
 
 constexpr int MIN_PIECE = 1 << 14;  // slots
-constexpr int NONE = -1;
 
 /// The tokens of a group: how many of its entries have a token at a position.
 class GroupTokens {
@@ -19,6 +19,7 @@ class GroupTokens {
   explicit GroupTokens(int length) : counts(static_cast<std::size_t>(length) * NUM_VALUES) {}
 
   void clear() { std::fill(counts.begin(), counts.end(), Tiny{0}); }
+  bool has(int pos, Token tok) const { return counts[static_cast<std::size_t>(pos) * NUM_VALUES + tok] != 0; }
   /// Tokens that the entry would add.
   int cost(const Token* row, int length) const {
     int added = 0;
@@ -42,6 +43,83 @@ class GroupTokens {
  private:
   static constexpr int NUM_VALUES = 256;
   std::vector<Tiny> counts;
+};
+
+/// The entries that a group may take next, in their order, and how many tokens each would add.
+///
+///     place        0    1    2    3
+///     entry       17   18   21   22
+///     cost         3    1    -    2        the third one is taken
+///     column 0     a    a    b    a        the tokens of all at a position
+///     column 1     n    m    n    n
+///
+/// When the group gets a token, those that have it at that position cost less by one: one comparison of its
+/// column, many places at a time.
+class Window {
+ public:
+  Window(int length, int most)
+      : n(length),
+        width((most + LANES - 1) / LANES * LANES),
+        columns(static_cast<std::size_t>(length) * static_cast<std::size_t>(width)),
+        costs(static_cast<std::size_t>(width), TAKEN),
+        entries(static_cast<std::size_t>(width)) {}
+
+  int num_left() const { return numLeft; }
+  void append(int entry, const Token* row, int cost) {
+    Token* out = columns.data() + size;
+    for (int pos = 0; pos < n; ++pos, out += width) *out = row[pos];
+    costs[static_cast<std::size_t>(size)] = static_cast<Small>(cost);
+    entries[static_cast<std::size_t>(size++)] = entry;
+    ++numLeft;
+  }
+  /// Takes the first of the cheapest ones; or the first one.
+  int take_best() {
+    Small least = TAKEN;
+    for (const Small cost : costs) least = std::min(least, cost);
+    return take(std::find(costs.begin(), costs.end(), least) - costs.begin());
+  }
+  int take_first() { return take(std::find_if(costs.begin(), costs.end(), is_left) - costs.begin()); }
+  /// The group has the token at the position now.
+  void lower(int pos, Token tok) {
+    const Token* const column = columns.data() + static_cast<VInt>(pos) * width;
+    for (int place = 0; place < width; place += LANES)
+      for (int lane = place; lane < place + LANES; ++lane)
+        costs[static_cast<std::size_t>(lane)] =
+            static_cast<Small>(costs[static_cast<std::size_t>(lane)] - (column[lane] == tok ? 1 : 0));
+  }
+  /// A group begins: nothing has been added. Those that are left move up.
+  void start() {
+    int num = 0;
+    for (int place = 0; place < size; ++place) {
+      if (!is_left(costs[static_cast<std::size_t>(place)])) continue;
+      entries[static_cast<std::size_t>(num)] = entries[static_cast<std::size_t>(place)];
+      Token* column = columns.data();
+      for (int pos = 0; pos < n; ++pos, column += width) column[num] = column[place];
+      ++num;
+    }
+    size = num;
+    std::fill(costs.begin(), costs.begin() + num, static_cast<Small>(n));
+    std::fill(costs.begin() + num, costs.end(), TAKEN);
+  }
+
+ private:
+  static constexpr int LANES = 64;
+  static constexpr Small TAKEN = 0xFFFF;  // and what is less by up to a token for each position
+  static bool is_left(Small cost) { return cost <= TeraEdit::MAX_POSITIONS; }
+
+  int take(std::ptrdiff_t place) {
+    costs[static_cast<std::size_t>(place)] = TAKEN;
+    --numLeft;
+    return entries[static_cast<std::size_t>(place)];
+  }
+
+  int n;
+  int width;
+  int size = 0;     // places in use
+  int numLeft = 0;  // of them, without those that are taken
+  std::vector<Token> columns;
+  std::vector<Small> costs;
+  std::vector<int> entries;
 };
 
 class Refiner {
@@ -75,42 +153,31 @@ class Refiner {
 
   std::vector<int> grow_groups() {
     const bool continuous = (cluster.flags & TeraEdit::USE_CONT_CLUSTER) != 0;
-    std::vector<int> next(static_cast<std::size_t>(cluster.numSlots) + 1);  // those that are left, as a list
-    std::iota(next.begin(), next.end(), 0);                                 // next[i] is behind i - 1
-    next.back() = NONE;
+    const int most = std::min(cluster.fine, MAX_FINE) * groupSize;
+    Window window(n, most + groupSize);
     std::vector<int> order;
     order.reserve(static_cast<std::size_t>(cluster.numSlots));
-    while (next[0] != NONE) {
-      if (!continuous) group.clear();
-      take_best(&next, continuous ? window() : 1, &order);
+    int next = 0;  // the first one that has not been in the window
+    const auto fill = [&] {
+      for (; window.num_left() < most && next < cluster.numSlots; ++next)
+        window.append(next, row(next), group.cost(row(next), n));
+      return window.num_left() > 0;
+    };
+    const auto take = [&](int entry) {
+      order.push_back(entry);
+      const Token* const tokens = row(entry);
+      for (int pos = 0; pos < n; ++pos)
+        if (!group.has(pos, tokens[pos])) window.lower(pos, tokens[pos]);
+      group.change(tokens, n, 1);
+    };
+    while (fill()) {
+      const int first = continuous ? window.take_best() : window.take_first();
+      window.start();
       group.clear();
-      group.change(row(order.back()), n, 1);
-      for (int k = 1; k < groupSize && next[0] != NONE; ++k) take_best(&next, window(), &order);
+      take(first);
+      for (int k = 1; k < groupSize && fill(); ++k) take(window.take_best());
     }
     return order;
-  }
-
-  int window() const { return std::min(cluster.fine, MAX_FINE) * groupSize; }
-
-  /// Moves the best of the first `num` entries that are left to the group.
-  void take_best(std::vector<int>* next, int num, std::vector<int>* order) {
-    int best = NONE;
-    int before = 0;  // place of the link to the best
-    int fewest = n + 1;
-    int link = 0;
-    for (int k = 0; k < num && fewest > 0; ++k) {
-      const int entry = (*next)[static_cast<std::size_t>(link)];
-      if (entry == NONE) break;
-      if (const int cost = group.cost(row(entry), n); cost < fewest) {
-        fewest = cost;
-        best = entry;
-        before = link;
-      }
-      link = entry + 1;
-    }
-    (*next)[static_cast<std::size_t>(before)] = (*next)[static_cast<std::size_t>(best) + 1];
-    group.change(row(best), n, 1);
-    order->push_back(best);
   }
 
   /// Between each pair of neighbouring groups, exchanges the pair of entries that saves the most tokens, as
@@ -134,20 +201,22 @@ class Refiner {
   }
   bool exchange_one(GroupTokens* other, int* mine, int* theirs, int num_theirs) {
     // The best entry to give away on each side; what the two share is not counted.
-    const auto gain = [&](const GroupTokens& from, const GroupTokens& to, int entry) {
-      return from.own(row(entry), n) - to.cost(row(entry), n);
-    };
-    int* const give = std::max_element(mine, mine + groupSize, [&](int a, int b) {
-      return gain(group, *other, a) < gain(group, *other, b);
-    });
-    int* const get = std::max_element(theirs, theirs + num_theirs, [&](int a, int b) {
-      return gain(*other, group, a) < gain(*other, group, b);
-    });
-    if (gain(group, *other, *give) + gain(*other, group, *get) <= 0) return false;
+    const auto [give, saved] = best_to_give(group, *other, mine, groupSize);
+    const auto [get, savedToo] = best_to_give(*other, group, theirs, num_theirs);
+    if (saved + savedToo <= 0) return false;
     move(&group, other, *give);
     move(other, &group, *get);
     std::swap(*give, *get);
     return true;
+  }
+  /// The first entry of a group that saves the most tokens in the other one, and how many.
+  std::pair<int*, int> best_to_give(const GroupTokens& from, const GroupTokens& to, int* entries,
+                                    int num) const {
+    std::pair<int*, int> best(entries, -n - 1);
+    for (int* entry = entries; entry != entries + num; ++entry)
+      if (const int gain = from.own(row(*entry), n) - to.cost(row(*entry), n); gain > best.second)
+        best = {entry, gain};
+    return best;
   }
   void move(GroupTokens* from, GroupTokens* to, int entry) const {
     from->change(row(entry), n, -1);

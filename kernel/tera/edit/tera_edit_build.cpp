@@ -5,11 +5,13 @@
 #include <span>
 
 #include "ace/ace_error.h"
+#include "ace/ace_parallel_sort.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_tracer.h"
 #include "tera/edit/edit_cluster_internal.h"
 #include "tera/edit/edit_store_internal.h"
 #include "tera/store/tera_progress_internal.h"
+#include "tera/store/tera_sorted_strings_internal.h"
 #include "tera/tera_alias_reader.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_reader.h"
@@ -24,6 +26,12 @@ constexpr const char* BLANK = "-BLANK-";
 int round_up(int slots) {
   return (slots + TeraBitMatrix::SECTION_SLOTS - 1) / TeraBitMatrix::SECTION_SLOTS *
          TeraBitMatrix::SECTION_SLOTS;
+}
+
+/// Of all that building does on several threads.
+int num_threads() {
+  static const AceTraceFlag traced("NUM_THREADS_EDIT_MAKE", __FILE__, __LINE__);
+  return traced.get() != 0 ? traced.get() : -1;
 }
 
 /// Element i becomes the one that was order[i].
@@ -121,23 +129,38 @@ class CodeReader : public TeraReader {
 struct TeraEdit::Entries {
   struct Entry {
     const char* string;
-    AceBulk::List* infos;
-    const Token* tokens;
+    const Token* tokens;  // null for one that is left out
   };
+  static constexpr Large PADDING = ~Large{0};
 
-  AceAttach at;
-  std::vector<Entry> all;
-  bool hasInfos = false;
+  void tokenize(const TeraMap& map, bool no_glob);
+  void drop_bad(const TeraMap& map, bool no_glob, AceReporter* rep);
+  void turn();
+  std::vector<int> count_lengths(bool operators) const;
+  void place(std::vector<int> next, bool operators, AceReporter* rep);
+  void drop_tokens();
+  /// By slot, null for padding.
+  template <class Get>
+  auto of_slots(Get get) const {
+    std::vector<decltype(get(all[0]))> found(slots.size());
+    for (std::size_t slot = 0; slot < slots.size(); ++slot)
+      if (slots[slot] != PADDING) found[slot] = get(all[slots[slot]]);
+    return found;
+  }
+
+  SortedStrings strings;
   TeraAliasReader* aliases = nullptr;
+  std::vector<PieceArena> tokenArenas;
+  AceAttach turnedAt;
+  std::vector<Entry> all;
 
-  // By slot, null for padding.
-  std::vector<const char*> strings;
-  std::vector<const Token*> tokens;
-  std::vector<AceBulk::List*> infos;
+  // By slot.
+  std::vector<Large> slots;          // which of all, or PADDING
+  std::vector<const Token*> tokens;  // null for padding
 };
 
 // ---------------------------------------------------------------- from readers and trees
-// All ways to build end in a tree of distinct strings with their lists of attribute numbers.
+// All ways to build end in sorted distinct strings with their lists of attribute numbers.
 
 int TeraEdit::init(const TeraMap* map, TeraTransform* phonetics) {
   clean();
@@ -154,27 +177,44 @@ int TeraEdit::init(const TeraMap* map, TeraTransform* phonetics) {
 int TeraEdit::make(TeraReader* reader, const TeraMap* map, int filter, int fine, int options, int,
                    AceReporter* rep, TeraAliasReader* aliases) {
   if (reader == nullptr) return -1;
-  ListTree tree(nullptr);
-  AceBulk bulk;
+  Entries entries;
+  SortedStrings& strings = entries.strings;
   const TeraMap* const used = map != nullptr ? map : &mapConfig;
   CheckedReader checked(reader, used, (options & ALLOW_ALT) == 0, rep);
   rep->psect(reader->get_estimate(), "Reading File");
-  if (checked.fill_tree(&tree, &bulk, nullptr, 0, 0, rep) < 0)
-    return ace_error(__FILE__, __LINE__, "reader->fill_tree(&tree, &bulk, 0, 0, 0, rep)", -1, 0, -1);
+  const auto enter = [&strings](const char* string, Large info) {
+    strings.add(string, info);
+    return 0;
+  };
+  const int scanned = checked.read_strings(enter, rep);
+  if (scanned < 0) return ace_error(__FILE__, __LINE__, "checked.read_strings(enter, rep)", -1, 0, -1);
   if (aliases != nullptr) {
     rep->psect(0, "Reading Aliases");
-    if (aliases->add_to_tree(&tree, rep) < 0)
-      return ace_error(__FILE__, __LINE__, "aliases->add_to_tree(&tree, rep)", -1, 0, -1);
+    if (aliases->for_each_string([&strings](const char* string) { strings.add(string); }, rep) < 0)
+      return ace_error(__FILE__, __LINE__, "aliases->for_each_string(enter, rep)", -1, 0, -1);
   }
-  return make_tree(&tree, map, filter, fine, options, aliases, rep);
+  entries.aliases = aliases;
+  strings.sort(num_threads());
+  // Aliases that are no entries have no numbers.
+  rep->printf("READ %d different strings\n",
+              static_cast<int>(aliases != nullptr ? strings.count_numbered() : strings.size()));
+  rep->printf("After %d scanned strings\n", scanned);
+  return make_entries(&entries, map, filter, fine, options, rep);
 }
 
 int TeraEdit::make(ListTree* tree, const TeraMap* map, int filter, int fine, int options, AceReporter* rep) {
-  return tree != nullptr ? make_tree(tree, map, filter, fine, options, nullptr, rep) : -1;
+  if (tree == nullptr) return -1;
+  Entries entries;
+  tree->for_each([&entries](const char* string, AceBulk::List* infos) {
+    entries.strings.add(string, infos);
+    return 0;
+  });
+  entries.strings.sort(num_threads());
+  return make_entries(&entries, map, filter, fine, options, rep);
 }
 
-int TeraEdit::make_tree(ListTree* tree, const TeraMap* map, int filter, int fine, int options,
-                        TeraAliasReader* aliases, AceReporter* rep) {
+int TeraEdit::make_entries(Entries* entries, const TeraMap* map, int filter, int fine, int options,
+                           AceReporter* rep) {
   const std::unique_ptr<TeraTransform> phonetics(phoneCoding != nullptr ? phoneCoding->copy() : nullptr);
   TeraMap used;
   used.copy(map != nullptr ? map : &mapConfig);
@@ -184,91 +224,172 @@ int TeraEdit::make_tree(ListTree* tree, const TeraMap* map, int filter, int fine
                     fine);
     return -1;
   }
-  Entries entries;
-  entries.aliases = aliases;
-  entries.all.reserve(static_cast<std::size_t>(tree->num_strings()));
-  const bool noGlob = (options & ALLOW_ALT) == 0;
-  tree->for_each([&](const char* string, AceBulk::List* infos) {
-    const int positions = mapConfig.alt_len(string, noGlob);
-    if (positions < 0) {
-      rep->ev_wprintf("Entry corrupted, skipping '%s'\n", string);
-      return 0;
-    }
-    if (positions > MAX_POSITIONS) {
+  const auto numStrings = static_cast<VInt>(entries->strings.size());
+  entries->tokenize(mapConfig, (options & ALLOW_ALT) == 0);
+  entries->drop_bad(mapConfig, (options & ALLOW_ALT) == 0, rep);
+  if (entries->all.empty()) return 0;
+  rep->psect(numStrings, "Building Edit Structure");
+  return make_from(entries, filter, fine, options & BUILD_OPTIONS, rep);
+}
+
+// ---------------------------------------------------------------- tokens of entries
+// Every thread fills an arena with the tokens of its part of the strings.
+
+namespace {
+
+/// A part of the strings.
+struct TokenJob {
+  /// The tokens of a string; null for a string that cannot be an entry.
+  const Token* tokens_of(const char* string) {
+    const VInt most = std::min<VInt>(MAX_SEQUENCE * static_cast<VInt>(std::strlen(string)) + 1, INT_MAX);
+    auto* const tokens = reinterpret_cast<Token*>(arena->room(most));
+    const int num = map->convert(string, tokens, static_cast<int>(most), noGlob);
+    const int positions = noGlob ? num : map->alt_len(string, false);
+    if (positions < 0 || positions > TeraEdit::MAX_POSITIONS) return nullptr;
+    arena->take(num + 1);
+    return tokens;
+  }
+
+  const TeraMap* map;
+  bool noGlob;
+  PieceArena* arena;
+  std::size_t first;
+  std::size_t last;
+};
+
+}  // namespace
+
+/// Gives every string its tokens.
+void TeraEdit::Entries::tokenize(const TeraMap& map, bool no_glob) {
+  struct Worker {};
+  using Parallel = AceParallel<TokenJob, Entries, Worker>;
+  constexpr std::size_t leastJob = 1 << 12;
+  all.resize(strings.size());
+  const auto threads = static_cast<std::size_t>(ace_get_trace_num_threads(num_threads()));
+  const std::size_t num = std::min(threads, all.size() / leastJob + 1);
+  tokenArenas = std::vector<PieceArena>(num);
+  std::vector<TokenJob> jobs;
+  for (std::size_t i = 0; i < num; ++i)
+    jobs.push_back({&map, no_glob, &tokenArenas[i], i * all.size() / num, (i + 1) * all.size() / num});
+  Parallel::map(
+      jobs.data(), this, static_cast<VInt>(num), nullptr, nullptr,
+      [](TokenJob* parts, Entries* entries, Worker*, VInt index) {
+        TokenJob& job = parts[index];
+        for (std::size_t i = job.first; i < job.last; ++i) {
+          const char* const string = entries->strings.string(i);
+          entries->all[i] = {string, job.tokens_of(string)};
+        }
+      },
+      static_cast<int>(num), nullptr);
+  strings.drop_rows();
+}
+
+/// Reports the strings that cannot be entries, and leaves them out.
+void TeraEdit::Entries::drop_bad(const TeraMap& map, bool no_glob, AceReporter* rep) {
+  std::erase_if(all, [&](const Entry& entry) {
+    if (entry.tokens != nullptr) return false;
+    const int positions = map.alt_len(entry.string, no_glob);
+    if (positions < 0)
+      rep->ev_wprintf("Entry corrupted, skipping '%s'\n", entry.string);
+    else
       rep->ev_wprintf("Entry of %d positions, more than %d, skipping '%.40s...'\n", positions, MAX_POSITIONS,
-                      string);
-      return 0;
-    }
-    entries.hasInfos |= infos != nullptr;
-    entries.all.push_back({string, infos, mapConfig.convert(string, noGlob, &entries.at)});
-    return 0;
+                      entry.string);
+    return true;
   });
-  if (entries.all.empty()) return 0;
-  rep->psect(tree->num_strings(), "Building Edit Structure");
-  return make_from(&entries, filter, fine, options & BUILD_OPTIONS, rep);
+}
+
+/// Turns the tokens round, and orders by that.
+void TeraEdit::Entries::turn() {
+  const auto text_of = [](const Entry& entry) { return reinterpret_cast<const char*>(entry.tokens); };
+  for (Entry& entry : all) entry.tokens = TeraToken::turn(entry.tokens, &turnedAt);
+  std::stable_sort(all.begin(), all.end(), [text_of](const Entry& a, const Entry& b) {
+    return std::strcmp(text_of(a), text_of(b)) < 0;
+  });
 }
 
 // ---------------------------------------------------------------- from entries
 // Entries get slots by length, are ordered within it for the filter, and then set their bits.
 
-int TeraEdit::make_from(Entries* entries, int filter, int fine, int options, AceReporter* rep) {
-  rep->psect(0, "Preparing");
-  const bool operators = mapConfig.is_operator(TOKEN_WILDCARD) && (options & ALLOW_ALT) != 0;
-  const auto length_of = [operators](const Token* tokens) {
-    return operators ? TeraToken::alt_len(tokens)
-                     : static_cast<int>(std::strlen(reinterpret_cast<const char*>(tokens)));
-  };
-  if ((options & REVERSE) != 0) {
-    rep->psect(0, "Reversing");
-    std::vector<std::pair<const char*, Entries::Entry>> turned;
-    turned.reserve(entries->all.size());
-    for (const Entries::Entry& entry : entries->all)
-      turned.emplace_back(reinterpret_cast<const char*>(TeraToken::turn(entry.tokens, &entries->at)), entry);
-    std::stable_sort(turned.begin(), turned.end(),
-                     [](const auto& a, const auto& b) { return std::strcmp(a.first, b.first) < 0; });
-    for (std::size_t i = 0; i < turned.size(); ++i) {
-      entries->all[i] = turned[i].second;
-      entries->all[i].tokens = reinterpret_cast<const Token*>(turned[i].first);
-    }
-  }
+namespace {
+
+int length_of(const Token* tokens, bool operators) {
+  return operators ? TeraToken::alt_len(tokens)
+                   : static_cast<int>(std::strlen(reinterpret_cast<const char*>(tokens)));
+}
+
+}  // namespace
+
+std::vector<int> TeraEdit::Entries::count_lengths(bool operators) const {
   std::vector<int> histogram(1);
-  for (const Entries::Entry& entry : entries->all) {
-    const std::size_t length = static_cast<std::size_t>(length_of(entry.tokens));
+  for (const Entry& entry : all) {
+    const auto length = static_cast<std::size_t>(length_of(entry.tokens, operators));
     if (length >= histogram.size()) histogram.resize(length + 1);
     ++histogram[length];
   }
+  return histogram;
+}
+
+/// Gives every entry the next slot of its length.
+void TeraEdit::Entries::place(std::vector<int> next, bool operators, AceReporter* rep) {
+  static const AceTraceFlag traced("TERAEDIT_INFO", __FILE__, __LINE__);
+  TeraProgress progress(&traced);
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    if (progress.is_due()) rep->pset(static_cast<Huge>(i) + 1, "Setting Indices");
+    const Token* const own = all[i].tokens;
+    const auto slot = static_cast<std::size_t>(next[static_cast<std::size_t>(length_of(own, operators))]++);
+    slots[slot] = static_cast<Large>(i);
+    tokens[slot] = own;
+  }
+}
+
+/// Once the bits are set and aliases found, nobody needs them.
+void TeraEdit::Entries::drop_tokens() {
+  tokens = {};
+  tokenArenas.clear();
+  turnedAt.release();
+}
+
+int TeraEdit::make_from(Entries* entries, int filter, int fine, int options, AceReporter* rep) {
+  rep->psect(0, "Preparing");
+  const bool operators = mapConfig.is_operator(TOKEN_WILDCARD) && (options & ALLOW_ALT) != 0;
+  if ((options & REVERSE) != 0) {
+    rep->psect(0, "Reversing");
+    entries->turn();
+  }
+  std::vector<int> histogram = entries->count_lengths(operators);
   if (align_sums(histogram.data(), static_cast<int>(histogram.size()), filter, options) < 0) return -1;
 
   rep->psect(numEntry, "Setting Indices");
-  entries->strings.resize(numEntry);
+  entries->slots.resize(numEntry, Entries::PADDING);
   entries->tokens.resize(numEntry);
-  entries->infos.resize(numEntry);
-  std::vector<int> next = histogram;
-  static const AceTraceFlag traced("TERAEDIT_INFO", __FILE__, __LINE__);
-  TeraProgress progress(&traced);
-  Huge numSet = 0;
-  for (const Entries::Entry& entry : entries->all) {
-    if (++numSet; progress.is_due()) rep->pset(numSet, "Setting Indices");
-    const auto slot = static_cast<std::size_t>(next[static_cast<std::size_t>(length_of(entry.tokens))]++);
-    entries->strings[slot] = entry.string;
-    entries->tokens[slot] = entry.tokens;
-    entries->infos[slot] = entry.infos;
-  }
+  entries->place(histogram, operators, rep);
   if (filter > 0 && fine > 0) {
     rep->psect(numEntry, "Refining");
     const std::vector<Large> order = cluster_entries(entries->tokens.data(), fine, FULL_CLUSTER, rep);
-    permute(order, &entries->strings);
+    permute(order, &entries->slots);
     permute(order, &entries->tokens);
-    permute(order, &entries->infos);
   }
   rep->psect(numEntry, "Filling Bits");
   // With strings, those tell the entries of the groups that a filter lets pass.
   const bool isCoarse = filter > 0 && (options & NO_STRINGS) == 0;
   if ((isCoarse ? fill_filter(entries->tokens.data()) : fill_bits(entries->tokens.data())) < 0) return -1;
-  if (make_info(*entries, rep) < 0 || make_aliases(*entries, rep) < 0) return -1;
-  if ((options & NO_STRINGS) == 0) make_strings(*entries, rep);
+  if (make_aliases(*entries, rep) < 0) return -1;
+  entries->drop_tokens();
+  if (make_info(*entries, rep) < 0) return -1;
+  std::vector<const char*> strings =
+      entries->of_slots([](const Entries::Entry& entry) { return entry.string; });
+  entries->all = {};
+  entries->slots = {};
+  if ((options & NO_STRINGS) == 0 && make_strings(strings, rep) < 0) return -1;
+  if (make_phonetics(strings, rep) < 0) return -1;
+  strings = {};
+  entries->strings.clear();
+  if ((options & NO_STRINGS) == 0) {
+    rep->psect(numEntry, "Building Sorted Entry Array");
+    sort_entries();
+  }
   editStore = std::make_unique<EditStore>(*this);
-  return make_phonetics(*entries, rep);
+  return 0;
 }
 
 int TeraEdit::align_sums(int* histogram, int num_lengths, int filter, int options) {
@@ -326,7 +447,6 @@ int TeraEdit::filter_refine(const char** strings, const Token** tokens, int fine
 /// Clusters each length by itself, on several threads.
 std::vector<Large> TeraEdit::cluster_entries(const Token* const* tokens, int fine, int flags,
                                              AceReporter* rep) const {
-  static const AceTraceFlag numThreads("NUM_THREADS_EDIT_MAKE", __FILE__, __LINE__);
   std::vector<Large> order(numEntry);
   std::iota(order.begin(), order.end(), Large{0});
   std::vector<EditCluster> jobs;
@@ -338,7 +458,7 @@ std::vector<Large> TeraEdit::cluster_entries(const Token* const* tokens, int fin
     EditCluster job{tokens, order.data() + first, last - first, length, filterLog, fine, flags};
     job.split(&jobs);
   }
-  EditCluster::run_all(&jobs, numThreads.get() != 0 ? numThreads.get() : -1, rep);
+  EditCluster::run_all(&jobs, num_threads(), rep);
   return order;
 }
 
@@ -398,15 +518,13 @@ int TeraEdit::set_bits(TeraBitMatrix* matrix, const Token* tokens, int slot) {
 // ---------------------------------------------------------------- strings, attributes, aliases
 // What belongs to a slot lies in the order of slots, so that its number finds it.
 
-void TeraEdit::make_strings(const Entries& entries, AceReporter* rep) {
+int TeraEdit::make_strings(const std::vector<const char*>& strings, AceReporter* rep) {
   rep->psect(numEntry, "Building String Handle");
-  std::vector<const char*> strings = entries.strings;
   stringHandle = std::make_unique<TeraIndex>();
-  stringHandle->make(static_cast<int>(numEntry), strings.data(), false, 0, rep);
-  stringHandle->optimize(rep);  // all padding slots share one empty string
+  if (const int rc = stringHandle->make_distinct(static_cast<int>(numEntry), strings.data(), rep); rc < 0)
+    return ace_error(__FILE__, __LINE__, "stringHandle->make_distinct(numEntry, strings, rep)", rc, 0, -1);
   editFeatures |= HAS_STRINGS;
-  rep->psect(numEntry, "Building Sorted Entry Array");
-  sort_entries();
+  return 0;
 }
 
 void TeraEdit::sort_entries() {
@@ -416,22 +534,29 @@ void TeraEdit::sort_entries() {
   };
   std::vector<Key> keys(numEntry);
   const auto string_of = [this](Large slot) { return stringHandle->get_line(slot, nullptr); };
-  for (Large slot = 0; slot < numEntry; ++slot)
-    keys[slot] = {mapConfig.sort_key(string_of(slot), true), slot};
-  std::sort(keys.begin(), keys.end(), [&](const Key& a, const Key& b) {
+  const auto isLess = [&](const Key& a, const Key& b) {
     if (a.key != b.key) return a.key < b.key;
     const int order = mapConfig.compare(string_of(a.slot), string_of(b.slot), true);
     return order != 0 ? order < 0 : a.slot < b.slot;
-  });
+  };
+  for (Large slot = 0; slot < numEntry; ++slot) keys[slot].slot = slot;
+  ace_parallel_sort(
+      std::span<Key>(keys),
+      [&](std::span<Key> piece) {
+        for (Key& one : piece) one.key = mapConfig.sort_key(string_of(one.slot), true);
+        std::sort(piece.begin(), piece.end(), isLess);
+      },
+      isLess, num_threads());
   ownSorted.resize(numEntry);
   std::transform(keys.begin(), keys.end(), ownSorted.begin(), [](const Key& key) { return key.slot; });
   sortedEntries = ownSorted.data();
 }
 
 int TeraEdit::make_info(const Entries& entries, AceReporter* rep) {
-  if (!entries.hasInfos) return 0;
+  const auto list_of = [&](const Entries::Entry& entry) { return entries.strings.list_of(entry.string); };
+  if (std::none_of(entries.all.begin(), entries.all.end(), list_of)) return 0;
   rep->psect(numEntry, "Building Info");
-  std::vector<AceBulk::List*> bulk_lists = entries.infos;
+  std::vector<AceBulk::List*> bulk_lists = entries.of_slots(list_of);
   infoHandle = std::make_unique<AceIdMap>();
   if (infoHandle->build(numEntry, bulk_lists.data(), nullptr) < 0)
     return ace_error(__FILE__, __LINE__, "infoHandle->make(numEntry, bulk_lists, 0, rep)", -1, 0, -1);
@@ -503,10 +628,10 @@ int TeraEdit::make_aliases(const Entries& entries, AceReporter* rep) {
   return 0;
 }
 
-int TeraEdit::make_phonetics(const Entries& entries, AceReporter* rep) {
+int TeraEdit::make_phonetics(const std::vector<const char*>& strings, AceReporter* rep) {
   if (phoneCoding == nullptr) return 0;
   rep->psect(numEntry, "Phonetics");
-  CodeReader codes(*this, entries.strings.data());
+  CodeReader codes(*this, strings.data());
   phoneEdit = std::make_unique<TeraEdit>(TeraMap::get_ident_map(), nullptr);  // codes may be digits
   const int options = editFeatures & (COMPACT | REVERSE);
   rep->psect(numEntry, "Primary phonetics");

@@ -86,7 +86,10 @@ int MultiLines::get(Large line, std::vector<Large>* numbers) const {
   numbers->resize(place.count);
   const std::size_t bytes = place.count * sizeof(Large);
   if (std::fflush(chunk.get()) != 0) return fail("written");
-  const ssize_t got = pread(fileno(chunk.get()), numbers->data(), bytes, place.start);
+  ssize_t got = 0;
+  do {
+    got = pread(fileno(chunk.get()), numbers->data(), bytes, place.start);
+  } while (got < 0 && errno == EINTR);
   return got == static_cast<ssize_t>(bytes) ? 0 : fail("read");
 }
 

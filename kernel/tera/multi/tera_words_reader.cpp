@@ -1,6 +1,7 @@
 #include "tera/tera_words_reader.h"
 
 #include "ace/ace_input.h"
+#include "tera/store/tera_read_error_internal.h"
 #include "tera/tera_reader.h"
 
 namespace {
@@ -21,7 +22,7 @@ WordsReader::~WordsReader() = default;
 int WordsReader::get_line(const char** line, Large* info) {
   if (itsReader != nullptr) return itsReader->get_line(line, info, nullptr);
   VInt number = 0;
-  if (ownInput->read_line(line, &number) < 0) return ownInput->read_error() != 0 ? -1 : 0;
+  if (ownInput->read_line(line, &number) < 0) return check_read(*ownInput, "lines", number + 1);
   *info = static_cast<Large>(number);
   return 1;
 }

@@ -25,13 +25,17 @@ void put(T* place, T value) {
 }  // namespace
 
 int TeraAliasReader::add_to_tree(TeraBigTree<AceBulk::List*>* tree, AceReporter* rep) {
+  return for_each_string([tree](const char* string) { tree->insert(string); }, rep);
+}
+
+int TeraAliasReader::for_each_string(const std::function<void(const char*)>& use, AceReporter* rep) {
   const char* target = nullptr;
   const char* alias = nullptr;
   int count = 0;
   int rc = 0;
   for (; (rc = read_entry(&target, &alias, nullptr, nullptr)) > 0; ++count) {
-    if (target != nullptr) tree->insert(target);
-    tree->insert(alias);
+    if (target != nullptr) use(target);
+    use(alias);
   }
   if (rc < 0)
     return ace_error(__FILE__, __LINE__, "read_entry(&target, &alias, nullptr, nullptr)", rc, 0, -1);

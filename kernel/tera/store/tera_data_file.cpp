@@ -210,7 +210,7 @@ int tera_extract_words(std::FILE* text, std::FILE* words, std::FILE* rejected, c
   VInt total = 0;
   std::string word;
   for (int c = 0; c != EOF;) {
-    c = getc_unlocked(text);
+    c = AceFile::get_byte(text);
     if (c != EOF && !isEnd[static_cast<Token>(c)]) {
       word += static_cast<char>(c);
     } else if (!word.empty()) {

@@ -81,11 +81,27 @@ int for_each_line(std::string_view text, const auto& f) {
   return 0;
 }
 
-/// As getc, but a signal ends nothing.
-int get_byte(std::FILE* file) {
-  int c = 0;
-  while ((c = getc_unlocked(file)) == EOF && std::ferror(file) != 0 && errno == EINTR) std::clearerr(file);
-  return c;
+/// After the last byte: -1, reported, when the file could not be read to its end.
+int check_end(std::FILE* file, const char* name, VInt line) {
+  return check_read(std::ferror(file) != 0 ? (errno != 0 ? errno : EIO) : 0, name, line);
+}
+
+/// All that the file has; more than `size` where the system did not know that. -1, reported, where it cannot
+/// be read.
+int read_text(std::FILE* file, const char* name, VInt size, std::vector<char>* bytes) {
+  VInt got = 0;
+  do {
+    bytes->resize(static_cast<std::size_t>(std::max(size, 2 * got) + 1));  // a byte to meet the end with
+    const std::size_t room = bytes->size() - static_cast<std::size_t>(got);
+    got += static_cast<VInt>(AceFile::read_from(file, bytes->data() + got, room));
+  } while (got == static_cast<VInt>(bytes->size()));
+  const VInt lines = std::count(bytes->begin(), bytes->begin() + got, '\n');
+  if (check_end(file, name, lines + 1) < 0) return -1;
+  if (got < size)
+    throw AceException("Error reading TeraIndex, mismatch in size of entry buffer",
+                       "Expected %ld bytes but read %ld", size, got);
+  bytes->resize(static_cast<std::size_t>(got));
+  return 0;
 }
 
 /// The next line of a file, without its end and the carriage returns before that; of a long line the next
@@ -93,7 +109,7 @@ int get_byte(std::FILE* file) {
 bool get_piece(std::FILE* file, char* buffer) {
   int length = 0;
   int c = 0;
-  while (length < LINE_SIZE - 1 && (c = get_byte(file)) != EOF) {
+  while (length < LINE_SIZE - 1 && (c = AceFile::get_byte(file)) != EOF) {
     buffer[length++] = static_cast<char>(c);
     if (c == '\n') break;
   }
@@ -101,11 +117,6 @@ bool get_piece(std::FILE* file, char* buffer) {
   while (length > 0 && (buffer[length - 1] == '\n' || buffer[length - 1] == '\r')) --length;
   buffer[length] = '\0';
   return true;
-}
-
-/// After the last piece: -1, reported, when the file could not be read to its end.
-int check_piece(std::FILE* file, const char* name, VInt line) {
-  return check_read(std::ferror(file) != 0 ? (errno != 0 ? errno : EIO) : 0, name, line);
 }
 
 }  // namespace
@@ -219,11 +230,8 @@ int TeraIndex::make(const char* filename, bool compress, AceReporter* rep) {
   const OpenFile file = open_text(filename, &size, rep);
   if (file == nullptr) return -2;
   Heap heap;
-  heap.bytes.resize(static_cast<std::size_t>(size));
-  const VInt got = static_cast<VInt>(std::fread(heap.bytes.data(), 1, heap.bytes.size(), file.get()));
-  if (got != size)
-    throw AceException("Error reading TeraIndex, mismatch in size of entry buffer",
-                       "Expected %ld bytes but read %ld", size, got);
+  if (read_text(file.get(), filename, size, &heap.bytes) < 0) return -1;
+  size = static_cast<VInt>(heap.bytes.size());
   const std::string_view text(heap.bytes.data(), heap.bytes.size());
   if (text.find('\0') != text.npos)
     rep->ev_wprintf("File '%s' has zero bytes: its lines end there", filename);
@@ -267,7 +275,7 @@ int TeraIndex::make_compressed(const char* filename, AceReporter* rep) {
     stats.insert(line);
     if (progress.is_due()) rep->printf("%d entries read\n", static_cast<int>(count));
   }
-  if (check_piece(file.get(), filename, count + 1) < 0) return -1;
+  if (check_end(file.get(), filename, count + 1) < 0) return -1;
   std::unique_ptr<StringComp> coder(stats.make(rep));
   constexpr int block = 1 << DEFAULT_LOG_BLOCK;
   const VInt blocks = (count + block - 1) / block;
@@ -294,7 +302,7 @@ int TeraIndex::make_compressed(const char* filename, AceReporter* rep) {
     if (texts.size() == block) rc = write_block();
     if (progress.is_due()) rep->printf("%d entries coded\n", static_cast<int>(coded));
   }
-  if (check_piece(file.get(), filename, coded + 1) < 0) return -1;
+  if (check_end(file.get(), filename, coded + 1) < 0) return -1;
   if (rc == 0) rc = write_block();
   if (rc < 0 || coded != count) {  // the file has changed meanwhile
     rep->print("Buffer for compressed records is too small.\n");
@@ -323,6 +331,37 @@ int TeraIndex::make(int num, const char** strings, bool compress, int sorted, Ac
   if (compress)
     if (const int rc = this->compress(DEFAULT_LOG_BLOCK); rc < 0)
       return ace_error(__FILE__, __LINE__, "compress(DEFAULT_LOG_BLOCK)", rc, 0, rc);
+  return 0;
+}
+
+int TeraIndex::make_distinct(int num, const char* const* strings, AceReporter* rep) {
+  if (num < 0 || (num > 0 && strings == nullptr)) return -1;
+  VInt plainSize = 0;  // if nothing were shared
+  VInt alignedSize = 0;
+  VInt room = 1;
+  for (int i = 0; i < num; ++i) {
+    const VInt size = static_cast<VInt>(std::strlen(or_empty(strings[i]))) + 1;
+    plainSize += size;
+    alignedSize += align_offset(size);
+    room += size > 1 ? size : 0;
+  }
+  Heap heap;
+  heap.starts.reserve(static_cast<std::size_t>(num));
+  if (room <= plain_limit()) heap.bytes.reserve(static_cast<std::size_t>(room));
+  int empty = -1;
+  for (int i = 0; i < num; ++i) {
+    const std::string_view string(or_empty(strings[i]));
+    if (string.empty() && empty >= 0) {
+      heap.starts.push_back(heap.starts[static_cast<std::size_t>(empty)]);
+    } else if (heap.add(string) < 0) {
+      rep->printf("The first %d of %d strings are too large for a string index\n", i, num);
+      return -1;
+    }
+    if (string.empty() && empty < 0) empty = i;
+  }
+  take_heap(std::move(heap), FROM_ARRAY);
+  rep->printf("Saved %ld bytes in TeraIndex\n",
+              (plainSize > plain_limit() ? alignedSize : plainSize) - bufferUsedSize);
   return 0;
 }
 

@@ -50,8 +50,7 @@ const char* as_text(const Token* tokens) {
 
 // ---------------------------------------------------------------- all readers
 
-int TeraReader::fill_tree(ListTree* tree, AceBulk* bulk, int* count, int reverse, int no_info,
-                          AceReporter* rep) {
+int TeraReader::read_strings(const std::function<int(const char*, Large)>& use, AceReporter* rep) {
   static const AceTraceFlag traced("TERA_READING", __FILE__, __LINE__);
   TeraProgress progress(&traced);
   rep->print("Reading strings\n");
@@ -60,16 +59,29 @@ int TeraReader::fill_tree(ListTree* tree, AceBulk* bulk, int* count, int reverse
   int scanned = 0;
   int rc = 0;
   while (scanned < INT_MAX && (rc = get_line(&string, &info, nullptr)) > 0) {
-    AceAttach at;
-    if (reverse != 0) string = as_text(TeraToken::turn(reinterpret_cast<const Token*>(string), &at));
-    AceBulk::List*& list = tree->insert(string);
-    const bool isRepeated = list != nullptr && list->count() > 0 && (*list)[list->count() - 1] == info;
-    if (no_info == 0 && !isRepeated && (rc = bulk->inc(list, info)) < 0) break;
+    if ((rc = use(string, info)) < 0) break;
     ++scanned;
     if (progress.is_due()) rep->pset(scanned, "Reading strings\n");
   }
+  return rc < 0 ? ace_error(__FILE__, __LINE__, "get_line(&string, &info, nullptr)", rc, 0, -1) : scanned;
+}
+
+int TeraReader::fill_tree(ListTree* tree, AceBulk* bulk, int* count, int reverse, int no_info,
+                          AceReporter* rep) {
+  int scanned = 0;
+  const int rc = read_strings(
+      [&](const char* string, Large info) {
+        AceAttach at;
+        if (reverse != 0) string = as_text(TeraToken::turn(reinterpret_cast<const Token*>(string), &at));
+        AceBulk::List*& list = tree->insert(string);
+        const bool isRepeated = list != nullptr && list->count() > 0 && (*list)[list->count() - 1] == info;
+        if (no_info == 0 && !isRepeated && bulk->inc(list, info) < 0) return -1;
+        ++scanned;
+        return 0;
+      },
+      rep);
   put(count, scanned);
-  if (rc < 0) return ace_error(__FILE__, __LINE__, "get_line(&string, &info, nullptr)", rc, 0, -1);
+  if (rc < 0) return -1;
   rep->printf("READ %d different strings\n", tree->num_strings());
   rep->printf("After %d scanned strings\n", scanned);
   return tree->num_strings();
