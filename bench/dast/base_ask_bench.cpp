@@ -50,7 +50,7 @@ void time_each(benchmark::State& state, int count, const std::function<void(int)
     static_cast<void>(unused);
     double sum = 0;
     for (int i = 0; i < count; ++i) {
-      times.push_back(bench::seconds_of([&] { ask(i); }));
+      times.push_back(bench::processor_seconds_of([&] { ask(i); }));
       sum += times.back();
     }
     state.SetIterationTime(sum / count);
@@ -340,7 +340,7 @@ void three_fields_against_a_scan(benchmark::State& state, bool of_records) {
       queries[k].push_back(tokens_of(map, asked()[static_cast<std::size_t>(i)].values[k]));
   int ourFound = 0;
   int peerFound = 0;
-  bench::compare(
+  bench::compare_thread(
       state, NUM_PEER_QUESTIONS,
       [&] {
         ourFound = 0;

@@ -15,6 +15,7 @@
 #include "ace/ace_reporter.h"
 #include "dast/dast_magic_constructor.h"
 #include "dime/dime_uuid.h"
+#include "lookup/data.h"
 #include "ratio.h"
 #include "tera/tera_count.h"
 #include "tera/tera_query_kinds.h"
@@ -88,7 +89,7 @@ void read_uuids(benchmark::State& state) {
   std::vector<std::string> texts;
   for (std::size_t i = 0; i < NUM_VALUES; ++i) texts.push_back(uuid_text(random));
   VUint sum = 0;
-  bench::compare(
+  bench::compare_thread(
       state, NUM_VALUES,
       [&] {
         Uuid value;
@@ -128,7 +129,7 @@ void find_uuids(benchmark::State& state) {
   std::sort(sorted.begin(), sorted.end());
   std::shuffle(queries.begin(), queries.end(), random);
   VUint sum = 0;
-  bench::compare(
+  bench::compare_thread(
       state, static_cast<double>(queries.size()),
       [&] {
         for (const Uuid& query : queries) sum += method.count_below(query);
@@ -153,7 +154,12 @@ BENCHMARK(find_uuids)
 
 std::unique_ptr<DastBaseMethod> make_method(const char* name, const char* recall = "") {
   std::unique_ptr<DastBaseMethod> method(MagicConstructor<DastBaseMethod>::create(name));
-  method->configure_build_options("", nullptr);
+  static const auto map = [] {
+    auto made = std::make_unique<TeraMap>();
+    lookup::make_map(made.get());
+    return made;
+  }();
+  method->configure_build_options("", map.get());
   method->configure_recall_options(recall);
   return method;
 }
@@ -163,7 +169,7 @@ void score(benchmark::State& state, const DastBaseMethod& method, const char* qu
            const std::vector<std::string>& values, const std::function<int(const char*)>& peer) {
   const TeraQueryRef object(method.eval(DastOptions::APPROX, query, AceReporter::null()));
   int sum = 0;
-  bench::compare(
+  bench::compare_thread(
       state, static_cast<double>(values.size()),
       [&] {
         for (const std::string& value : values) sum += object->compare(value.c_str());
@@ -219,6 +225,20 @@ void score_digit_strings(benchmark::State& state) {
 }
 BENCHMARK(score_digit_strings)->UseManualTime()->Unit(benchmark::kMillisecond);
 
+/// The peer adds the weights of equal positions.
+void score_postcodes(benchmark::State& state) {
+  std::mt19937 random(7);
+  std::vector<std::string> values;
+  for (std::size_t i = 0; i < NUM_VALUES; ++i) values.push_back(std::to_string(10'000 + random() % 90'000));
+  const auto peer = [](const char* text) {
+    int weight = 0;
+    for (int i = 0; text[i] != '\0' && i < 5; ++i) weight += text[i] == "80013"[i] ? 5 - i : 0;
+    return 255 * weight / 15;
+  };
+  score(state, *make_method("POSTCODE"), "80013", values, peer);
+}
+BENCHMARK(score_postcodes)->UseManualTime()->Unit(benchmark::kMillisecond);
+
 void score_quantities(benchmark::State& state) {
   std::mt19937 random(6);
   std::vector<std::string> values;
@@ -248,7 +268,7 @@ void find_quantities(benchmark::State& state) {
   const double asked = static_cast<double>(count) / 2;
   const std::string query = std::to_string(asked);
   long numFound = 0;
-  bench::compare(
+  bench::compare_thread(
       state, 1,
       [&] {
         TeraScanGraph* graph = method->lookup(query.c_str(), DastOptions::APPROX, AceReporter::null());
@@ -292,7 +312,7 @@ void combine_flags(benchmark::State& state) {
       static_cast<std::size_t>(count.get_num_words()) * sizeof(VBit) * static_cast<std::size_t>(numFlags + 1);
   std::vector<VBit> from(bytes / 2 / sizeof(VBit), 1);
   std::vector<VBit> to(from.size(), 2);
-  bench::compare(
+  bench::compare_thread(
       state, 1,
       [&] {
         AceAttach at;

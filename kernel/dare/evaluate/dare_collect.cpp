@@ -15,6 +15,13 @@ struct RatedCand {
   const TeraCand* cand;
 };
 
+// Most candidates have a few records, each of them a line of memory that is in no cache: they are fetched
+// while the candidates before are pushed, and the lists of records before them.
+constexpr std::size_t LISTS_AHEAD = 8;
+constexpr std::size_t RECORDS_AHEAD = 4;
+constexpr Large MAX_FETCHED = 8;  // of one candidate
+constexpr std::size_t HITS_AHEAD = 16;
+
 }  // namespace
 
 /// Notes the hits of all fields in a table, and puts the records into the heap by their bounds.
@@ -35,6 +42,7 @@ class DareEvaluate::Collector {
   using Word = DareHitTable::Word;
 
   void allow_context();
+  void prefetch(const TeraCand* cand) const;
   void push_candidate(const DastBaseFieldRecall* field, const RatedCand& rated, bool is_essential);
   template <bool adds, bool limited>
   void push_list(const DastInfoList& list, Word quality);
@@ -119,6 +127,12 @@ void DareEvaluate::Collector::push_candidate(const DastBaseFieldRecall* field, c
     push_list<false, false>(list, quality);
 }
 
+void DareEvaluate::Collector::prefetch(const TeraCand* cand) const {
+  const Large* const infos = cand->get_infos();
+  for (Large i = 0; i < std::min(cand->get_num_infos(), MAX_FETCHED); ++i)
+    table->prefetch(infos[i] + static_cast<Large>(cand->get_shift()));
+}
+
 /// The hits of a field, best quality first, so that the best of a record stays.
 void DareEvaluate::Collector::push_hitlist(const EvalField& field, const DareField* graph,
                                            bool is_essential) {
@@ -129,9 +143,11 @@ void DareEvaluate::Collector::push_hitlist(const EvalField& field, const DareFie
   field.for_each_cand(graph, [&](int quality, const TeraCand* cand) { cands.push_back({quality, cand}); });
   std::stable_sort(cands.begin(), cands.end(),
                    [](const auto& a, const auto& b) { return a.quality > b.quality; });
-  for (const RatedCand& rated : cands) {
+  for (std::size_t i = 0; i < cands.size(); ++i) {
     if (itsEvaluate->shared->is_over(&itsPart->steps)) return;
-    push_candidate(graph->get_base_field(), rated, is_essential);
+    if (i + LISTS_AHEAD < cands.size()) __builtin_prefetch(cands[i + LISTS_AHEAD].cand->get_infos());
+    if (i + RECORDS_AHEAD < cands.size()) prefetch(cands[i + RECORDS_AHEAD].cand);
+    push_candidate(graph->get_base_field(), cands[i], is_essential);
   }
 }
 
@@ -170,9 +186,11 @@ std::size_t DareEvaluate::Collector::find_place(const Word* words) const {
   for (;; ++hash) {
     const std::size_t place = hash & (statePlaces.size() - 1);
     const int state = statePlaces[place];
-    if (state < 0 ||
-        std::equal(words, words + num_words, &signatures[static_cast<std::size_t>(state) * num_words]))
-      return place;
+    if (state < 0) return place;
+    const Word* const known = &signatures[static_cast<std::size_t>(state) * num_words];
+    std::size_t same = 0;  // one or two words: no call to compare them
+    while (same < num_words && known[same] == words[same]) ++same;
+    if (same == num_words) return place;
   }
 }
 
@@ -194,7 +212,10 @@ int DareEvaluate::Collector::state_of(const Word* words) {
 }
 
 void DareEvaluate::Collector::collect() {
-  for (const Large record : table->get_hits()) {
+  const std::vector<Large>& hits = table->get_hits();
+  for (std::size_t i = 0; i < hits.size(); ++i) {
+    if (i + HITS_AHEAD < hits.size()) table->prefetch(hits[i + HITS_AHEAD]);
+    const Large record = hits[i];
     const int state = state_of(table->get_words(record));
     const int bucket = stateBuckets[static_cast<std::size_t>(state)];
     if (bucket >= 0) itsPart->heap.add(bucket, {record, state});

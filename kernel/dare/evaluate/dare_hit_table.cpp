@@ -30,7 +30,11 @@ void DareHitTable::allow(Large from, Large to) {
 }
 
 void DareHitTable::clear() {
-  for (const Large record : hits) std::fill_n(&words[place_of(record)], numWords, 0);
+  for (const Large record : hits) {
+    Word* const place = &words[place_of(record)];
+    place[0] = 0;
+    for (int i = 1; i < numWords; ++i) place[i] = 0;
+  }
   hits.clear();
 }
 

@@ -30,6 +30,10 @@ class DareHitTable {
   int get_num_words() const { return numWords; }
   const Word* get_words(Large record) const { return &words[place_of(record)]; }
   const std::vector<Large>& get_hits() const { return hits; }
+  /// Has the memory of a record fetched: tables are larger than caches. Numbers of no record are fine.
+  void prefetch(Large record) const {
+    if (record - firstRecord < endRecord - firstRecord) __builtin_prefetch(&words[place_of(record)]);
+  }
 
   /// Notes a quality from 1 to 255, unless the record has one in that column. `adds`: also for a record that
   /// no column has hit; `limited`: see `restrict_records`.
