@@ -165,9 +165,11 @@ std::string record_causes(const Settings& settings) {
   Settings parts = settings;
   parts.quality = parts.suggestions = 0;
   for (FieldSettings& field : parts.fields) field.method.clear();
-  std::string causes = write_settings(parts) + file_stamp(settings.source.file);
+  std::string causes = write_settings(parts);
+  for (const SourceSettings& source : settings.sources)
+    causes += file_stamp(source.file) + "\n" + source.user + "\n" + source.keyFile;
   for (const FieldSettings& field : settings.fields) causes += "\n" + field.between + "\n" + field.transform;
-  return causes + settings.source.user + settings.source.keyFile;
+  return causes;
 }
 
 std::string base_causes(const Settings& settings) {
@@ -220,14 +222,16 @@ int build(const BuildOptions& options) {
   const Settings settings = settings_of(options.file);
   const std::string target = settings.base + settings.index;
   const BuildMark records(settings.records, record_causes(settings));
-  if (options.isForced || settings.source.kind == "odbc" || !records.is_done()) {
+  const bool isDatabase = std::any_of(settings.sources.begin(), settings.sources.end(),
+                                      [](const SourceSettings& source) { return source.kind == "odbc"; });
+  if (options.isForced || isDatabase || !records.is_done()) {
     const RecordsMade made = make_records(settings);
     std::printf("records:  %s, %ld\n", settings.records.c_str(), made.numRecords);
-    if (made.numBad > 0)
-      std::printf("rejected: %s, %ld, their reasons in %s.reasons\n", made.rejects.c_str(), made.numBad,
-                  made.rejects.c_str());
+    for (const SourceRejects& rejects : made.rejects)
+      std::printf("rejected: %s, %ld, their reasons in %s.reasons\n", rejects.file.c_str(), rejects.count,
+                  rejects.file.c_str());
     if (made.numRecords == 0)
-      throw Failure(printable(settings.source.file) + ": expected records, found none");
+      throw Failure(printable(settings.sources[0].file) + ": expected records, found none");
     records.set_done();
   }
   const BuildMark whole(target, base_causes(settings));

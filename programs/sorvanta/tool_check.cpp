@@ -47,10 +47,13 @@ std::string check_template(const std::string& file, const std::string& text, con
 
 std::string check_settings(const std::string& file) {
   const Settings settings = read_settings(file);
-  make_decoder(settings.source.encoding);
-  const SourceColumns columns(settings);
-  return "settings of " + std::to_string(settings.fields.size()) + " fields over " +
-         std::to_string(columns.get_num_columns()) + " columns";
+  std::string counts;
+  for (const SourceSettings& source : settings.sources) {
+    make_decoder(source.encoding);
+    const SourceColumns columns(settings, source);
+    counts += (counts.empty() ? "" : " and ") + std::to_string(columns.get_num_columns());
+  }
+  return "settings of " + std::to_string(settings.fields.size()) + " fields over " + counts + " columns";
 }
 
 std::string check_target(const std::string& file) {

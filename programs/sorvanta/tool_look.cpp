@@ -43,17 +43,17 @@ SourceSample look_at_database(const LookOptions& options) {
 }
 
 SourceSample look_at_any(const LookOptions& options) {
-  if (!options.sql.empty() || !options.table.empty()) return look_at_database(options);
-  if (has_file(options.source) || options.source.find('/') != std::string::npos)
-    return look_at(options.source);
+  const bool isQuery = !options.sql.empty() || !options.table.empty();
+  const bool isFile = has_file(options.source) || options.source.find('/') != std::string::npos;
+  if (isFile && !isQuery) return look_at(options.source);
   std::vector<std::string> sources;
-  for (const auto& known : DamoODBCConnection().listDataSources()) {
-    if (known.name == options.source)
-      throw Failure(options.source + " is a database: which --table, or which --sql?");
-    sources.push_back(known.name);
-  }
-  throw Failure(printable(options.source) + ": expected a file or a data source, found neither" +
-                (sources.empty() ? "" : "; data sources are " + listed(sources)));
+  for (const auto& known : DamoODBCConnection().listDataSources()) sources.push_back(known.name);
+  const bool isKnown = std::find(sources.begin(), sources.end(), options.source) != sources.end();
+  if (isKnown && isQuery) return look_at_database(options);
+  if (isKnown) throw Failure(options.source + " is a database: which --table, or which --sql?");
+  throw Failure(printable(options.source) + ": expected a " + (isQuery ? "" : "file or a ") +
+                "data source, found none; " +
+                (sources.empty() ? "there are no data sources" : "data sources are " + listed(sources)));
 }
 
 /// The page of a statistic over the whole source, by way of a file that goes.
@@ -120,7 +120,11 @@ int look(const LookOptions& options) {
       std::printf("records: %s\n\n", printable(sample.source.records).c_str());
   }
   print_fields(sample, settings, options.form);
-  if (options.form == OutputForm::TABLE && sample.source.kind != "odbc")
+  if (options.form != OutputForm::TABLE) return FOUND;
+  if (sample.source.kind == "odbc")
+    std::printf("\nThe same with --settings > %s.settings, then: sorvanta build %s.settings\n",
+                options.source.c_str(), options.source.c_str());
+  else
     std::printf("\ntry:     sorvanta build %s\n", printable(options.source).c_str());
   return FOUND;
 }

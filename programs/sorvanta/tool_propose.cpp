@@ -126,8 +126,8 @@ std::string plain_name(const std::string& name) {
 
 Settings propose_settings(const SourceSample& sample) {
   Settings settings;
-  settings.source = sample.source;
-  settings.source.file = std::filesystem::path(sample.source.file).filename().string();
+  settings.sources = {sample.source};
+  settings.sources[0].file = std::filesystem::path(sample.source.file).filename().string();
   const std::string stem = std::filesystem::path(sample.source.file).stem().string();
   settings.name = without_ending(sample.source.file) + ".settings";
   settings.base = stem + ".base";

@@ -12,15 +12,17 @@ struct ReadOptions {
   OutputForm form = OutputForm::TABLE;
 };
 
-/// The bad records: where they are in the source, and why. Their file has a line for each.
-void print_rejects(const std::string& file, OutputForm form) {
-  Output output(form, {{"line", true}, {"reason", false}});
-  AceInput reasons((file + ".reasons").c_str(), 1 << 16, true);
-  for (const char* text = nullptr; reasons.read_line(&text) >= 0;) {
-    const std::string line(text);
-    const std::size_t first = line.find('\t'), second = line.find('\t', first + 1);
-    if (second != std::string::npos)
-      output.add({line.substr(first + 1, second - first - 1), line.substr(second + 1)});
+/// The bad records: where they are in their source, and why. Each file has a line for each.
+void print_rejects(const std::vector<SourceRejects>& rejects, OutputForm form) {
+  Output output(form, {{"source", false}, {"line", true}, {"reason", false}});
+  for (const SourceRejects& bad : rejects) {
+    AceInput reasons((bad.file + ".reasons").c_str(), 1 << 16, true);
+    for (const char* text = nullptr; reasons.read_line(&text) >= 0;) {
+      const std::string line(text);
+      const std::size_t first = line.find('\t'), second = line.find('\t', first + 1);
+      if (second != std::string::npos)
+        output.add({bad.source, line.substr(first + 1, second - first - 1), line.substr(second + 1)});
+    }
   }
   output.finish();
 }
@@ -30,9 +32,11 @@ int read(const ReadOptions& options) {
   const RecordsMade made = make_records(settings);
   if (options.form == OutputForm::TABLE) {
     std::printf("records:  %s, %ld\n", settings.records.c_str(), made.numRecords);
-    if (made.numBad > 0) std::printf("rejected: %s, %ld\n\n", made.rejects.c_str(), made.numBad);
+    for (const SourceRejects& bad : made.rejects)
+      std::printf("rejected: %s, %ld\n", bad.file.c_str(), bad.count);
+    if (!made.rejects.empty()) std::printf("\n");
   }
-  if (made.numBad > 0) print_rejects(made.rejects, options.form);
+  print_rejects(made.rejects, options.form);
   return made.numRecords > 0 ? FOUND : NOTHING;
 }
 

@@ -2,16 +2,23 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "ace/ace_types.h"
 #include "sorvanta/tool_settings.h"
 
-struct RecordsMade {
-  VInt numRecords = 0;
-  VInt numBad = 0;
-  std::string rejects;  // where the bad ones are, with their reasons beside; "" without any
+/// The bad records of a source.
+struct SourceRejects {
+  std::string source;
+  std::string file;  // where they are, with their reasons in "<file>.reasons"
+  VInt count = 0;
 };
 
-/// Writes the record file. Bad records do not end it: they are left out, and kept with the reasons. Throws a
-/// `Failure` or an `AceException`; then the old file stays.
+struct RecordsMade {
+  VInt numRecords = 0;
+  std::vector<SourceRejects> rejects;  // of the sources that have bad ones
+};
+
+/// Writes the record file, source by source. Bad records do not end it: they are left out, and kept with the
+/// reasons. Throws a `Failure` or an `AceException`; then the old file stays.
 RecordsMade make_records(const Settings& settings);

@@ -12,11 +12,29 @@
 ///       }
 ///     }
 ///
+/// Several sources, whose records follow each other, are blocks; a field that a block does not name takes its
+/// own columns, if it has any, and is empty otherwise:
+///
+///     source {
+///       file customers.json
+///       kind json
+///       columns {
+///         given who.first        several lines are joined
+///       }
+///     }
+///
 /// `write_settings` writes every keyword with what it means.
 #pragma once
 
 #include <string>
 #include <vector>
+
+/// The columns that a source has for a field.
+struct ColumnSettings {
+  std::string field;
+  std::vector<std::string> columns;
+  int line = 0;
+};
 
 /// A source of records.
 struct SourceSettings {
@@ -30,6 +48,8 @@ struct SourceSettings {
   std::vector<std::string> namespaces;  // of XML: prefix and URI in turn
   std::vector<int> stops;               // of fixed width
   std::string sql, user, password, encryptedPassword, keyFile;
+  std::vector<ColumnSettings> columns;  // of the fields that it has other columns for
+  int line = 0;                         // of its block
 };
 
 struct FieldSettings {
@@ -45,11 +65,11 @@ struct FieldSettings {
 };
 
 struct Settings {
-  std::string name;  // of the settings file
-  SourceSettings source;
-  std::string records;  // the record file
-  std::string base;     // or
-  std::string index;    // of words
+  std::string name;                     // of the settings file
+  std::vector<SourceSettings> sources;  // one at least
+  std::string records;                  // the record file
+  std::string base;                     // or
+  std::string index;                    // of words
   std::string tokens = "A-Z0-9";
   std::string folding = "-map_upper -map_accents -any_to_latin";
   int quality = 180;  // least quality of a record
@@ -58,6 +78,8 @@ struct Settings {
   std::vector<FieldSettings> fields;
 };
 
+/// The columns that a source has for a field; null for none, and the field is empty.
+const std::vector<std::string>* find_columns(const SourceSettings& source, const FieldSettings& field);
 /// Kinds of sources.
 const std::vector<std::string>& source_kinds();
 

@@ -104,6 +104,11 @@ int SettingsText::number(const SettingsLine& line, int least, int most) const {
   return value;
 }
 
+const std::string& SettingsText::value(const SettingsLine& line) const {
+  if (line.isBlock) fail(line.number, line.keyword + ": expected a value, found a block");
+  return line.value;
+}
+
 const std::vector<SettingsLine>& SettingsText::block(const SettingsLine& line) const {
   if (!line.isBlock)
     fail(line.number, line.keyword + ": expected a block, '{' at the end of the line, found '" +

@@ -36,6 +36,8 @@ class SettingsText {
   [[noreturn]] void fail(int line, const std::string& text) const;
   /// A whole number within bounds.
   int number(const SettingsLine& line, int least, int most) const;
+  /// A plain value; fails for a block.
+  const std::string& value(const SettingsLine& line) const;
   /// The lines of a block; fails for a plain value.
   const std::vector<SettingsLine>& block(const SettingsLine& line) const;
 

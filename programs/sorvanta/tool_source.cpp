@@ -128,21 +128,25 @@ std::vector<std::string> header_names(const SourceSettings& source, DamoInput* i
 
 // ---------------------------------------------------------------- columns
 
-SourceColumns::SourceColumns(const Settings& settings) : arePaths(is_path_kind(settings.source.kind)) {
+SourceColumns::SourceColumns(const Settings& settings, const SourceSettings& source)
+    : arePaths(is_path_kind(source.kind)) {
   if (!arePaths) {
-    const auto input = open_source(settings.source, {});
-    columnNames = header_names(settings.source, input.get());
+    const auto input = open_source(source, {});
+    columnNames = header_names(source, input.get());
     numColumns = static_cast<int>(columnNames.size());
   }
   for (const FieldSettings& field : settings.fields) {
     fieldColumns.emplace_back();
-    for (const std::string& column : field.columns)
-      fieldColumns.back().push_back(find(settings, field, column));
+    const std::vector<std::string>* const columns = find_columns(source, field);
+    if (columns == nullptr) continue;
+    for (const std::string& column : *columns)
+      fieldColumns.back().push_back(find(settings, source, field, column));
   }
   if (arePaths) numColumns = static_cast<int>(columnNames.size());
 }
 
-int SourceColumns::find(const Settings& settings, const FieldSettings& field, const std::string& column) {
+int SourceColumns::find(const Settings& settings, const SourceSettings& source, const FieldSettings& field,
+                        const std::string& column) {
   const auto named = std::find(columnNames.begin(), columnNames.end(), column);
   if (named != columnNames.end()) return static_cast<int>(named - columnNames.begin());
   if (arePaths) {
@@ -153,7 +157,10 @@ int SourceColumns::find(const Settings& settings, const FieldSettings& field, co
   const char* const end = column.data() + column.size();
   const auto [rest, error] = std::from_chars(column.data(), end, number);
   if (error == std::errc() && rest == end && number >= 1 && number <= numColumns) return number - 1;
-  throw Failure(settings.name + ":" + std::to_string(field.line) + ": field " + field.name + ": " +
+  int line = field.line;
+  for (const ColumnSettings& own : source.columns)
+    if (own.field == field.name) line = own.line;
+  throw Failure(settings.name + ":" + std::to_string(line) + ": field " + field.name + ": " +
                 refusal("column of the source", column, columnNames));
 }
 

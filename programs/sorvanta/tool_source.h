@@ -17,17 +17,18 @@ class SourceColumns {
  public:
   /// Finds the columns of fields. Opens the source for the names of its header. Throws a `Failure`, for a
   /// column that is not there with `settings.name` and the field's line.
-  explicit SourceColumns(const Settings& settings);
+  SourceColumns(const Settings& settings, const SourceSettings& source);
 
   /// Of a record of the source; 0: the first record tells.
   int get_num_columns() const { return numColumns; }
-  /// The columns of a field, from 0.
+  /// The columns of a field, from 0; none for one that is empty.
   const std::vector<int>& of_field(std::size_t field) const { return fieldColumns[field]; }
   /// Of JSON and XML: the path of each column.
   std::vector<const char*> get_paths() const;
 
  private:
-  int find(const Settings& settings, const FieldSettings& field, const std::string& column);
+  int find(const Settings& settings, const SourceSettings& source, const FieldSettings& field,
+           const std::string& column);
 
   std::vector<std::string> columnNames;
   bool arePaths = false;

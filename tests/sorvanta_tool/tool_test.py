@@ -150,6 +150,74 @@ class Build(ToolTest):
         self.expect(FOUND, "build", "page.settings")
         self.assertEqual(self.rows("find", "people.base", "name=Moulin Piere")[0]["name"], "Pierre Moulin")
 
+    SEVERAL = """base all.base
+source {
+  file a.csv
+  kind csv
+  separator ;
+  header 1
+  columns {
+    name Given
+    name Surname
+  }
+}
+source {
+  file b.json
+  kind json
+  elements list
+  columns {
+    name who.name
+    born who.born
+  }
+}
+source {
+  file c.txt
+  kind tsv
+  separator |
+  encoding cp1252
+  columns {
+    name 2
+    town 1
+  }
+}
+fields {
+  name {
+    method WORDS
+  }
+  town {
+    column Town
+    method EDIT
+  }
+  born {
+    method DATE
+  }
+}
+"""
+
+    def test_several_sources_follow_each_other_each_with_its_own_columns(self):
+        self.write("a.csv", "Given;Surname;Town\nAnn;Mayer;Bern\nonly;two\nZoe;Lindt;Linz\n")
+        self.write("b.json", json.dumps({"list": [{"Town": "Genf", "who": {"name": "Eva Huber", "born": "1990-12-31"}}]}))
+        self.write("c.txt", "Köln|Jürgen Weber\n".encode("cp1252"))
+        self.expect(FOUND, "check", self.write("all.settings", self.SEVERAL))
+        said = self.expect(FOUND, "build", "all.settings").stdout
+        self.assertIn("records:  all.records, 4", said)
+        self.assertIn("rejected: all.records.1.rejected, 1", said)
+        self.assertEqual((self.folder / "all.records").read_text(),
+                         "Ann Mayer\tBern\t\nZoe Lindt\tLinz\t\nEva Huber\tGenf\t1990-12-31\nJürgen Weber\tKöln\t\n")
+        self.assertEqual({file.name for file in self.folder.glob("all.records.*")},
+                         {"all.records.built", "all.records.1.rejected", "all.records.1.rejected.reasons"})
+        self.assertEqual([(row["source"], row["line"]) for row in self.rows("read", "all.settings")], [("a.csv", 3)])
+        self.assertEqual(self.rows("find", "all.base", "name=Webr", "town=Koln")[0]["record"], 4)
+        self.expect(FOUND, "build", "all.settings")
+        self.write("c.txt", "Rom|Pia Rossi\n")
+        self.assertIn("records:", self.expect(FOUND, "build", "all.settings").stdout)
+        self.refuse_settings(self.SEVERAL, {
+            "name Given": ("name Givn", "8: field name: 'Givn' is no column of the source; did you mean Given?"),
+            "born who.born": ("borne who.born", "18: 'borne' is no field; did you mean born?"),
+            "  kind json\n": ("", "12: expected a line 'kind'"), "  file c.txt\n": ("", "21: expected a line 'file FILE'"),
+            "base all.base\n": ("base all.base\nsource a.csv\n", "3: expected one source, or blocks of several, found both"),
+            "base all.base": ("base {\n}", "1: base: expected a value, found a block")})
+
     def test_settings_that_are_wrong_are_told_by_line(self):
         self.people()
         settings = (self.folder / "people.settings").read_text()
@@ -163,6 +231,9 @@ class Build(ToolTest):
                  "people.csv": ("missing.csv", "missing.csv"),
                  "}\n}": ("}\n}\n}", "'}' closes nothing"),
                  "fields {": ("fields {\n a {", "is not closed")}
+        self.refuse_settings(settings, lines)
+
+    def refuse_settings(self, settings, lines):
         for right, (wrong, message) in lines.items():
             with self.subTest(wrong):
                 self.assertIn(right, settings)
@@ -326,7 +397,7 @@ class Sources(ToolTest):
     def test_read_lists_what_is_rejected(self):
         self.people()
         self.write("people.csv", PEOPLE + "only;two\n")
-        self.assertEqual(self.rows("read", "people.settings"), [{"line": 6, "reason": "it has 2 fields instead of 5"}])
+        self.assertEqual(self.rows("read", "people.settings"), [{"source": "people.csv", "line": 6, "reason": "it has 2 fields instead of 5"}])
         self.assertEqual(len((self.folder / "people.records").read_text().splitlines()), 4)
 
     def test_differences_are_made_checked_applied_and_cascade(self):
@@ -343,6 +414,30 @@ class Sources(ToolTest):
         self.refuse(["diff", old, new, "--key", "3"], "expected column 3, found 2 columns")
         self.refuse(["diff", old, new, "--key", "x"], "--key")
         self.refuse(["diff", old, "dif", "--key", "1", "--apply", "now", "--rows", orders], "--rows-master")
+
+
+@unittest.skipUnless("SORVANTA_DATABASES" in os.environ, "runs beside databases")
+class Databases(ToolTest):
+    def test_a_table_is_looked_at_and_built_from_alone_and_beside_a_file(self):
+        for source in ("sqlite", "postgres"):
+            with self.subTest(source):
+                fields = self.rows("look", source, "--table", "people")
+                self.assertEqual([(row["field"], row["filled"]) for row in fields], [("number", 100), ("name", 100), ("town", 66)])
+                settings = self.expect(FOUND, "look", source, "--sql", "select name, town from people where number < 3", "--settings").stdout
+                self.write("p.settings", settings)
+                self.expect(FOUND, "build", "p.settings")
+                self.assertEqual([row["town"] for row in self.rows("find", f"{source}.base", "name=Jurgen Webber")], ["Köln"])
+                self.assertIn("3 lines, 0 of them bad", self.expect(FOUND, "look", source, "--table", "people", "--statistic").stdout)
+                self.refuse(["look", source], "is a database: which --table")
+                self.refuse(["look", source, "--table", "peple"], "peple")
+        self.refuse(["look", "sqlit", "--table", "people"], "sqlit: expected a data source, found none; data sources are sqlite, postgres")
+        self.write("more.csv", "who,where\nEva Huber,Genf\n")
+        self.write("both.settings", "base both.base\nsource {\nfile sqlite\nkind odbc\nsql select * from people order by number\n}\n"
+                   "source {\nfile more.csv\nkind csv\nseparator ,\nheader 1\ncolumns {\nname who\ntown where\n}\n}\n"
+                   "fields {\nname {\ncolumn name\nmethod WORDS\n}\ntown {\ncolumn town\n}\n}\n")
+        self.expect(FOUND, "build", "both.settings")
+        self.assertEqual((self.folder / "both.records").read_text(),
+                         "Ann Mayer\tBern\nJürgen Weber\tKöln\nZoe Lindt\t\nEva Huber\tGenf\n")
 
 
 class Explain(ToolTest):
