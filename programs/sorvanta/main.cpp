@@ -1,8 +1,10 @@
 // The command line tool: parses, runs a verb, tells what went wrong.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <sstream>
 
 #include "sorvanta/tool_failure.h"
 #include "sorvanta/tool_reporter.h"
@@ -19,7 +21,13 @@ constexpr const char* FOOTER =
     "  sorvanta find people.base surname=Mayr city=Brn\n"
     "Exit codes: 0 something was found or done, 1 nothing was found, 2 an error, which is explained.";
 
+constexpr int LEAST_HELP = 40, MOST_HELP = 100;  // columns
+constexpr std::size_t HELP_COLUMN = 30;          // where descriptions begin
+
 void declare(CLI::App* tool, Action* action) {
+  tool->get_formatter()->column_width(HELP_COLUMN);
+  tool->get_formatter()->label("SUBCOMMAND", "VERB");
+  tool->get_formatter()->label("Needs", "with");
   tool->name("sorvanta");
   tool->description(DESCRIPTION);
   tool->footer(FOOTER);
@@ -34,12 +42,34 @@ void declare(CLI::App* tool, Action* action) {
   declare_read(tool, action);
   declare_diff(tool, action);
   declare_check(tool, action);
+  for (CLI::App* verb : tool->get_subcommands(nullptr)) verb->group("Verbs");
 }
 
 std::vector<std::string> verb_names(const CLI::App& tool) {
   std::vector<std::string> names;
   for (const CLI::App* verb : tool.get_subcommands(nullptr)) names.push_back(verb->get_name());
   return names;
+}
+
+/// A text whose lines end before the terminal does, or at a width that reads well; what is described beside
+/// its name goes on below the description.
+std::string wrapped(const std::string& text) {
+  const int columns = terminal_width(stdout);
+  const auto width =
+      static_cast<std::size_t>(columns > 0 ? std::clamp(columns, LEAST_HELP, MOST_HELP) : MOST_HELP);
+  std::string shown;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    const std::string indent(line.starts_with("  ") ? HELP_COLUMN : 0, ' ');
+    while (line.size() > width) {
+      const std::size_t gap = line.rfind(' ', width);
+      if (gap == std::string::npos || gap <= indent.size()) break;
+      shown += line.substr(0, gap) + "\n";
+      line = indent + line.substr(gap + 1);
+    }
+    shown += line + "\n";
+  }
+  return shown;
 }
 
 /// What is wrong with the command line, in a sentence that helps.
@@ -101,7 +131,11 @@ int main(int argc, char** argv) {
   try {
     tool.parse(argc, argv);
   } catch (const CLI::Success& help) {
-    return run(tool, [&] { return tool.exit(help); });
+    return run(tool, [&] {
+      std::ostringstream text;
+      tool.exit(help, text, text);
+      return std::fputs(wrapped(text.str()).c_str(), stdout), FOUND;
+    });
   } catch (const CLI::ParseError& error) {
     return fail(tool, explain(tool, error, first));
   }

@@ -21,6 +21,7 @@ int print(const std::vector<OutputColumn>& columns, const std::vector<Output::Ro
   Output output(form, columns);
   for (const Output::Row& row : rows) output.add(row);
   output.finish();
+  if (rows.empty() && form == OutputForm::TABLE) std::fputs("nothing found\n", stderr);
   return rows.empty() ? NOTHING : FOUND;
 }
 

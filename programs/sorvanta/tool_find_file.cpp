@@ -121,6 +121,10 @@ class Answers {
  public:
   Answers(const std::string& file, const std::string& causes) : outputFile(file) {
     if (file.empty()) return;
+    if (std::filesystem::exists(file) && !std::filesystem::is_regular_file(file))
+      throw Failure(
+          printable(file) +
+          ": expected a file, found a folder or device; without --to the answers go to standard output");
     causeSum = text_sum(causes);
     std::ifstream resume(file + ".resume");
     std::string sum;

@@ -42,6 +42,12 @@ const char* reason_name(int reason) {
   }
 }
 
+/// Whether words of a text can be values of the field: those of numbers have a digit.
+bool can_be_in(const TargetField& field, const std::string& text) {
+  const bool isNumber = field.method == "NUMBER" || field.method == "DOUBLE" || field.method == "DIRECT";
+  return !isNumber || std::any_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
 const char* text_or_empty(const char* text) {
   return text != nullptr ? text : "";
 }
@@ -62,13 +68,17 @@ void FormQuery::set_free(const std::string& text) {
 }
 
 bool FormQuery::has_values_in(std::size_t field, const std::string& text) {
+  if (!can_be_in(askedTarget->get_fields()[field], text)) return false;
   std::vector<const char*> modes(texts.size(), NOT_ASKED), queries(texts.size(), nullptr);
   modes[field] = FREE;
   queries[field] = text.c_str();
   session.set_globals(nullptr, nullptr, FREE_QUALITY, -1, 1);
   SorvantaSessionResult result;
-  return session.search(&result, static_cast<int>(texts.size()), modes.data(), queries.data(), 1) > 0 &&
-         result.get_num_suggs() > 0;
+  ToolReporter::get().keep_warnings(true);  // that the words are no values of this field is no fault
+  const int found = session.search(&result, static_cast<int>(texts.size()), modes.data(), queries.data(), 1);
+  ToolReporter::get().keep_warnings(false);
+  ToolReporter::get().take_messages();
+  return found > 0 && result.get_num_suggs() > 0;
 }
 
 std::vector<OutputColumn> FormQuery::columns(const Target& target) {

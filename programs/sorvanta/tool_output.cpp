@@ -39,13 +39,13 @@ int width_of(const std::string& text) {
   return width;
 }
 
+}  // namespace
+
 int terminal_width(std::FILE* stream) {
   winsize size{};
   const bool isKnown = isatty(fileno(stream)) != 0 && ioctl(fileno(stream), TIOCGWINSZ, &size) == 0;
   return isKnown ? size.ws_col : 0;
 }
-
-}  // namespace
 
 std::string fitted(const std::string& text, int columns) {
   int width = 0;

@@ -54,6 +54,8 @@ class Output {
   int lineWidth = 0;  // 0: not bounded
 };
 
+/// Columns of the terminal that the stream leads to; 0 where it does not.
+int terminal_width(std::FILE* stream);
 /// UTF-8, with a replacement for each byte that is none. The text ends with a terminator.
 std::string valid_text(std::string_view text);
 /// The beginning of a text that fits into as many columns of a terminal.

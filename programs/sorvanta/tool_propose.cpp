@@ -75,6 +75,12 @@ double words_of(const Values& values) {
   return words / static_cast<double>(std::max<std::size_t>(values.size(), 1));
 }
 
+std::size_t longest_of(const Values& values) {
+  std::size_t bytes = 0;
+  for (const std::string& value : values) bytes = std::max(bytes, value.size());
+  return bytes;
+}
+
 std::size_t length_of(const Values& values) {
   std::size_t bytes = 0;
   for (const std::string& value : values) bytes += value.size();
@@ -99,8 +105,14 @@ void choose_method(const Values& values, FieldSettings* field) {
   if (names_any(name, {"house", "hausn", "number", "premise"}) && length_of(values) < 5)
     return choose("PREMISE", "", "", 40);
   if (nearly_all(values, is_decimal)) return choose("DOUBLE", "", "-factor 1000", 60);
-  if (isNumber) return choose("NUMBER", "", "-min_value 150", 80);
-  if (words_of(values) >= WORDS_OF_A_TEXT) return choose("WORDS", "", "-no_teaser -min_value 150", 100);
+  if (isNumber)
+    return choose("NUMBER", ("-num_digits " + std::to_string(longest_of(values))).c_str(), "-min_value 180",
+                  80);
+  const bool isFullName = names_any(name, {"name"}) && nearly_all(values, [](const std::string& value) {
+                            return value.find(' ') != std::string::npos;
+                          });
+  if (isFullName || words_of(values) >= WORDS_OF_A_TEXT)
+    return choose("WORDS", "", "-no_teaser -min_value 150", 100);
   choose("EDIT", "", "-min_value 160", 100);
 }
 

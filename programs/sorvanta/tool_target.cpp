@@ -1,5 +1,6 @@
 #include "sorvanta/tool_target.h"
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 
@@ -11,6 +12,7 @@
 #include "sorvanta/tool_failure.h"
 #include "sorvanta/tool_files.h"
 #include "sorvanta/tool_reporter.h"
+#include "sorvanta/tool_source.h"
 
 namespace {
 
@@ -93,8 +95,14 @@ std::vector<std::string> Target::get_field_names() const {
 }
 
 std::size_t Target::find_field(const std::string& name) const {
-  for (std::size_t i = 0; i < sessionFields.size(); ++i)
-    if (sessionFields[i].name == name) return i;
+  const auto find = [&](auto is_named) {
+    return std::find_if(sessionFields.begin(), sessionFields.end(), is_named) - sessionFields.begin();
+  };
+  auto index = static_cast<std::size_t>(find([&](const TargetField& field) { return field.name == name; }));
+  if (index == sessionFields.size())
+    index = static_cast<std::size_t>(
+        find([&](const TargetField& field) { return plain_name(field.name) == plain_name(name); }));
+  if (index < sessionFields.size()) return index;
   throw Failure(refusal("field of the base", name, get_field_names()) + " Its fields are " +
                 listed(get_field_names()));
 }

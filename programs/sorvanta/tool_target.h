@@ -35,7 +35,8 @@ class Target {
   /// In the order of the session.
   const std::vector<TargetField>& get_fields() const { return sessionFields; }
   std::vector<std::string> get_field_names() const;
-  /// The index of a field. Throws a `Failure` for a name that is none.
+  /// The index of a field, by its name, or one that is it but for capitals and signs. Throws a `Failure` for
+  /// a name that is none.
   std::size_t find_field(const std::string& name) const;
   /// Records are decided on, not only weighed.
   bool has_rules() const { return hasRules; }

@@ -64,6 +64,7 @@ class Help(ToolTest):
             shown = self.expect(FOUND, verb, "--help").stdout
             self.assertIn("Usage: sorvanta " + verb, shown)
             self.assertIn("Example", shown)
+            self.assertLessEqual(max(map(len, shown.splitlines())), 100)
             self.assertIn(verb, overview)
             self.assertIn(f".SS {verb}\n", manual)
             self.assertIn(f"    {verb})", completion)
@@ -267,9 +268,9 @@ class Find(ToolTest):
         self.assertEqual((best["given_name"], best["record"]), ("Pierre", 1))
         self.assertRegex(best["reason"], r"^surname \d+, city \d+$")
         self.assertEqual(self.rows("find", "people.base", "Weber", "Koln")[0]["record"], 3)
-        self.assertEqual(self.rows("find", "people.base", "city=Bern")[0]["reason"], "exact")
+        self.assertEqual(self.rows("find", "people.base", "City=Bern")[0]["reason"], "exact")
         self.assertEqual(self.rows("find", "people.base", "-m", "beginning", "surname=Fro")[0]["record"], 4)
-        self.expect(NOTHING, "find", "people.base", "surname=Qqqqqqq")
+        self.assertEqual(self.expect(NOTHING, "find", "people.base", "surname=Qqqqqqq").stderr, "nothing found\n")
         self.expect(NOTHING, "find", "people.base", "surname=Moulan", "-m", "exact")
         self.expect(NOTHING, "find", "people.base", "surname=")
 
@@ -301,6 +302,7 @@ class Find(ToolTest):
         self.refuse(["find", "people.base"], "surname")
         self.refuse(["find", "people.csv", "x"], "expected a base")
         self.refuse(["find", "people.base", "x", "--from", "people.csv"], "found both")
+        self.refuse(["find", "people.base", "--from", "people.csv", "--to", "/dev/null"], "/dev/null: expected a file")
         image = (self.folder / "people.base").read_bytes()
         for size in (0, 4, 8, 100, len(image) // 2, len(image) - 9):
             self.write("cut.base", image[:size])
@@ -392,6 +394,8 @@ class Sources(ToolTest):
         self.assertEqual([row["method"] for row in self.rows("look", "t.csv")],
                          ["EDIT", "DATE", "POSTCODE", "NUMBER", "DOUBLE", "WORDS", "PREMISE", "UUID"])
         self.assertIn("3 different", self.expect(FOUND, "look", "t.csv", "--statistic").stdout)
+        self.expect(FOUND, "build", "t.csv")
+        self.assertEqual(self.expect(FOUND, "find", "t.base", "ann", "fox").stderr, "")  # no number is expected
         self.refuse(["look", "nowhere"], "expected a file or a data source")
 
     def test_read_lists_what_is_rejected(self):
