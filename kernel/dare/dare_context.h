@@ -51,7 +51,7 @@ class SORV_API DastContext : public AceAttach {
   /// Counts the restrictions anew, and restricts the context to the default one. Returns their number.
   int apply_default_context();
   /// The default context as it was set, before it was refined; null for none.
-  const DastInfoList* get_orig_context() const { return origDefContext; }
+  const DastInfoList* get_orig_context() const { return now.origDefContext; }
 
   // Restrictions. Those that return int give the number of restrictions in force (a default context counts
   // as one), or -1 for no leaf.
@@ -65,13 +65,13 @@ class SORV_API DastContext : public AceAttach {
   void clear();
   void clear_cache();
 
-  GrandMask get_restriction() const { return restrictPattern; }
+  GrandMask get_restriction() const { return now.restrictPattern; }
   bool is_in_context(int slot) const;
-  int get_num_restrict() const { return numRestrict; }
+  int get_num_restrict() const { return now.numRestrict; }
   /// No slot is in force.
-  bool is_released() const { return restrictPattern == 0; }
+  bool is_released() const { return now.restrictPattern == 0; }
   /// Slots are set, but not in force.
-  bool is_preselected() const { return isPending; }
+  bool is_preselected() const { return now.isPending; }
 
   // The records.
 
@@ -91,24 +91,32 @@ class SORV_API DastContext : public AceAttach {
   Large get_length() const;
   DastInfoListCache* get_context_list_cache() const;
 
+  // What commands change, to be put back when one of them fails. Copies share the arrays of lists.
+
+  struct State {
+    std::shared_ptr<AceAttach> slotAt = std::make_shared<AceAttach>();  // arrays of the slots
+    std::shared_ptr<AceAttach> defAt = std::make_shared<AceAttach>();   // lists of the default context
+    int numRestrict = 0;
+    GrandMask restrictPattern = 0;
+    bool isPending = false;               // slots are set by `preselect`
+    std::vector<DastInfoList> infoSlots;  // at least slot 0
+    DastInfoList combined;                // slot 0 within the default context
+    DastInfoList* defaultContext = nullptr;
+    DastInfoList* origDefContext = nullptr;
+  };
+  State keep() const { return now; }
+  void put_back(State kept);
+
  private:
-  DastInfoList* slots() { return infoSlots.data(); }
-  bool has_default() const { return defaultContext != nullptr; }
-  bool has_selection() const { return numRestrict > (has_default() ? 1 : 0); }
+  DastInfoList* slots() { return now.infoSlots.data(); }
+  bool has_default() const { return now.defaultContext != nullptr; }
+  bool has_selection() const { return now.numRestrict > (has_default() ? 1 : 0); }
   bool is_leaf(int slot) const;
   DastInfoList bounded(const DastInfoList* list, AceAttach* at) const;
   void keep_default(const DastInfoList* list);
   void take_restriction(GrandMask restriction);
 
-  std::unique_ptr<AceAttach> slotAt = std::make_unique<AceAttach>();  // arrays of the slots
-  AceAttach defAt;                                                    // lists of the default context
-  int numRestrict = 0;
-  GrandMask restrictPattern = 0;
-  bool isPending = false;               // slots are set by `preselect`
-  std::vector<DastInfoList> infoSlots;  // at least slot 0
-  DastInfoList combined;                // slot 0 within the default context
-  DastInfoList* defaultContext = nullptr;
-  DastInfoList* origDefContext = nullptr;
+  State now;
   std::unique_ptr<DareLogicConfig> logicConfig = std::make_unique<DareLogicConfig>();
   Large maxRecord = DastInfoList::NONE;
 

@@ -8,7 +8,8 @@
 /// Qualities are reshaped (tera_rescale.h) before they count: `reshape`. A negative one is a miss that
 /// excludes the record.
 ///
-/// Ownership: a unit counts references to its graph and query object; base field and configuration must stay.
+/// Ownership: a unit shares what was asked with copies that are kept to be put back (`get_asked`); base field
+/// and configuration must stay.
 /// Thread safety: belongs to one thread. For others, each has a `clone`.
 #pragma once
 
@@ -73,47 +74,70 @@ class SORV_API DareField {
   void set_weight(int weight) { fieldWeight = weight; }
   int get_weight() const { return fieldWeight; }
 
-  // A query.
+  // A query. What was asked and found is one object: a failed command puts the one before back.
 
+  struct SORV_API Asked {
+    Asked() = default;
+    Asked(const Asked&) = delete;
+    Asked& operator=(const Asked&) = delete;
+    ~Asked();
+
+    std::string queryText;  // of the query object, for clones
+    DastOptions::Call queryCall = DastOptions::NOOP;
+    bool isExact = false;
+    TeraScanGraph* fieldGraph = nullptr;
+    TeraQuery* singleCompare = nullptr;
+    std::shared_ptr<DastQualityCache> qualCache;  // of the recall; clones read it only
+    TeraScanGraph* deepGraph = nullptr;
+    std::shared_ptr<DastQualityCache> deepCache;  // of that
+    int deepMinimum = 0;
+    int deepBase = -1;
+    DastQualityCache learntCache;  // of this unit
+    int rawBase = -1;
+    int baseValue = -1;
+  };
+  std::shared_ptr<Asked> get_asked() const { return asked; }
+  void set_asked(std::shared_ptr<Asked> before);
   /// Looks a query up. `primary` false: only the query object is made (and no graph). Returns 0 or -1.
   int recall(const char* query, DastOptions::Call call, bool force_exact, bool primary, AceReporter* rep);
   /// For evaluations, looks the query up again with values down to a lower quality, unless that was done:
   /// what then is not listed bounds records better. Returns whether more is listed than at first.
   bool deepen(int min_value, AceReporter* rep);
-  bool is_deepened() const { return deepGraph != nullptr; }
+  bool is_deepened() const { return asked != nullptr && asked->deepGraph != nullptr; }
   /// Shares a graph in place of the unit's own, without query object.
   void set_graph(TeraScanGraph* graph);
-  /// Gives the graph and the unit's reference away.
+  /// Gives the graph away, with a reference.
   TeraScanGraph* detach_graph();
   /// Forgets query, graph and what was learnt.
   void clear_query();
-  TeraScanGraph* get_graph() const { return fieldGraph; }
+  TeraScanGraph* get_graph() const { return asked != nullptr ? asked->fieldGraph : nullptr; }
   /// Calls `visit(quality, cand)` for every candidate of every span of the graph.
   template <class Visit>
   void for_each_cand(Visit visit) const {
-    visit_cands(fieldGraph, visit);
+    visit_cands(get_graph(), visit);
   }
   /// The same with what `deepen` has added.
   template <class Visit>
   void for_each_listed(Visit visit) const {
-    visit_cands(deepGraph != nullptr ? deepGraph : fieldGraph, visit);
+    visit_cands(is_deepened() ? asked->deepGraph : get_graph(), visit);
   }
   /// The best quality of a value, before reshaping; 0 without any.
   int get_best_quality() const;
-  TeraQuery* get_compare() const { return singleCompare; }
+  TeraQuery* get_compare() const { return asked != nullptr ? asked->singleCompare : nullptr; }
   /// What the recall was told; null without one.
-  const DastQualityCache* get_quality_cache() const { return qualCache.get(); }
+  const DastQualityCache* get_quality_cache() const {
+    return asked != nullptr ? asked->qualCache.get() : nullptr;
+  }
   /// The best quality of a candidate that has the record; 0 for none. Walks all of them.
   int hit_quality(Large record) const;
-  bool has_compare() const { return singleCompare != nullptr; }
+  bool has_compare() const { return get_compare() != nullptr; }
   /// Whether the query object says that it is empty: only evaluation of records counts.
   bool is_query_empty() const;
   /// The best quality that a value which is not in the graph may have, before reshaping.
-  int get_raw_base() const { return rawBase; }
-  int get_base_value() const { return baseValue; }
+  int get_raw_base() const { return asked != nullptr ? asked->rawBase : -1; }
+  int get_base_value() const { return asked != nullptr ? asked->baseValue : -1; }
   /// The same of what `deepen` has not listed either.
-  int get_deep_base() const { return deepBase; }
-  void set_base_value(int value) { baseValue = value; }
+  int get_deep_base() const { return asked != nullptr ? asked->deepBase : -1; }
 
   /// 0 to 255, or negative for a miss. Qualities outside count as the nearest.
   int reshape(int quality) const;
@@ -156,19 +180,7 @@ class SORV_API DareField {
   Little emptyQual = 0;
   int fieldWeight = DEFAULT_WEIGHT;
 
-  std::string queryText;  // of the query object, for clones
-  DastOptions::Call queryCall = DastOptions::NOOP;
-  bool isExact = false;
-  TeraScanGraph* fieldGraph = nullptr;
-  TeraQuery* singleCompare = nullptr;
-  std::shared_ptr<DastQualityCache> qualCache;  // of the recall; clones read it only
-  TeraScanGraph* deepGraph = nullptr;
-  std::shared_ptr<DastQualityCache> deepCache;  // of that
-  int deepMinimum = 0;
-  int deepBase = -1;
-  DastQualityCache learntCache;  // of this unit
-  int rawBase = -1;
-  int baseValue = -1;
+  std::shared_ptr<Asked> asked;  // null: nothing
 
   AceAttach cacheAt;
   const char* cachedString = nullptr;

@@ -68,6 +68,14 @@ class SORV_API DareHistory {
   /// Empties both stacks and wakes up.
   void clear();
 
+  // A command that fails puts back what was there before it. Until it has ended, older changes than are kept
+  // stay. `is_walk`: it undoes or redoes.
+
+  struct Kept;
+  Kept begin(bool is_walk);
+  void put_back(Kept kept);
+  void end();
+
   bool can_undo() const { return has_event(undoStack); }
   bool can_redo() const { return has_event(redoStack); }
   /// Changes on the undo stack, without separators.
@@ -89,4 +97,13 @@ class SORV_API DareHistory {
   Stack undoStack;
   Stack redoStack;
   bool isSleeping = false;
+  bool isOpen = false;  // within a command
+};
+
+struct DareHistory::Kept {
+  std::size_t undoSize;
+  int stackSize;
+  std::optional<Stack> undoStack;  // of a walk
+  Stack redoStack;
+  bool isSleeping;
 };

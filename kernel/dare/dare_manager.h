@@ -96,7 +96,7 @@ class SORV_API DastSessionManager : public AceAttach {
   static std::string normal_name(const std::string& name, const std::string& fallback);
   int add_session(std::unique_ptr<DastSession> session);
   int next_id();
-  void insert_template(const char* name, std::shared_ptr<DastSession> session);
+  static void insert_template(Template entry, TemplateList* list, int* first);
 
   mutable std::mutex managerLock;
   TemplateList templates;  // by name

@@ -18,8 +18,9 @@
 ///
 /// Ownership: results that are returned belong to the caller. A session has a reference to its base.
 /// Errors: -1 or null, explained on the session's reporter; what a command has done before it failed stays
-/// recorded. A command whose time is over answers with what it has, and a warning.
-/// Thread safety: one thread at a time; different sessions may be used by different threads.
+/// recorded. A command that throws, as when memory ends, leaves the session as it was. A command whose time
+/// is over answers with what it has, and a warning. Thread safety: one thread at a time; different sessions
+/// may be used by different threads.
 #pragma once
 
 #include <atomic>
@@ -231,18 +232,20 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
 
  private:
   struct EvalFields;
-  /// The outermost one of a command starts a group of its own in the history.
+  struct Kept;
+  /// The outermost one of a command puts all back when it is left by an exception. It starts a group of its
+  /// own in the history, unless it walks there.
   class Command {
    public:
-    explicit Command(DastSession* session) : itsSession(session) {
-      if (session->commandDepth++ == 0 && !session->tHistory.is_sleeping()) session->tHistory.stamp(0);
-    }
+    explicit Command(DastSession* session, bool is_walk = false);
     Command(const Command&) = delete;
     Command& operator=(const Command&) = delete;
-    ~Command() { --itsSession->commandDepth; }
+    ~Command();
 
    private:
     DastSession* itsSession;
+    int numExceptions;
+    std::unique_ptr<Kept> before;  // of the outermost one
   };
   /// While it lives nothing is recorded.
   class HistorySleep {
@@ -262,6 +265,9 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
 
   DareSessionField* find_field(const char* name) const;
   AceReporter* rep() const;
+  std::unique_ptr<Kept> keep(bool is_walk);
+  void put_back(Kept* kept);
+  void forget_suggestions();
   void begin_evaluation();
   bool check_usable() const;
   /// What the session overrides, where it does.
@@ -323,7 +329,7 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   };
   std::vector<SortKey> contextSortKeys;
   int inputFocus = -1;
-  int commandDepth = 0;
+  Kept* beforeCommand = nullptr;  // of the command at hand
   DareTimer commandTimer;
   bool isTimerFresh = false;  // started by the host since the last command
   Mask abstractionMask = 0;

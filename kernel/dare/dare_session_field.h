@@ -172,9 +172,15 @@ class SORV_API DareSessionField : public AceAttach {
   int get_num_records() const { return numRecords; }
   void set_num_records(int count) { numRecords = count; }
   /// A graph that outlives later queries (`persist_result`), and stands for the field while it has found
-  /// nothing else; null for none. Takes over a reference.
-  TeraScanGraph* get_global_graph() const { return fieldGraph; }
+  /// nothing else; null for none. It is shared.
+  TeraScanGraph* get_global_graph() const { return keptUnit != nullptr ? keptUnit->get_graph() : nullptr; }
   void set_global_graph(TeraScanGraph* graph);
+
+  // What commands change, to be put back when one of them fails.
+
+  struct Kept;
+  Kept keep() const;
+  void put_back(Kept kept);
 
   DareSessionFieldConfig fieldConf;
 
@@ -191,15 +197,26 @@ class SORV_API DareSessionField : public AceAttach {
   int add_detected(const DareField* unit, const char* query, TeraScanGraph* whole, AceReporter* rep) const;
 
   std::vector<std::unique_ptr<DareField>> dynFields;
-  std::unique_ptr<DareField> foundUnit;  // records that free search has found
-  std::unique_ptr<DareField> keptUnit;   // of the global graph
+  std::shared_ptr<DareField> foundUnit;  // records that free search has found
+  std::shared_ptr<DareField> keptUnit;   // of the global graph
   std::optional<std::string> queryString;
   std::optional<std::string> recallString;
   DastOptions::Call recallMode = DastOptions::EMPTY;
   int contextEvent = 0;
   GrandMask volatilePattern = 0;
-  TeraScanGraph* fieldGraph = nullptr;
   int stateFlags = 0;
   int contextStatus = 0;
   int numRecords = 0;
+};
+
+struct DareSessionField::Kept {
+  std::vector<std::shared_ptr<DareField::Asked>> units;
+  std::shared_ptr<DareField> foundUnit, keptUnit;
+  std::optional<std::string> queryString, recallString;
+  DastOptions::Call recallMode;
+  int contextEvent;
+  GrandMask volatilePattern;
+  int stateFlags;
+  int contextStatus;
+  int numRecords;
 };

@@ -105,9 +105,11 @@ int DastSession::set_field_weight(int field_index, int value) {
   if (sesConfig->get_session_field(field_index) == nullptr || value < 0 ||
       value > DareFixedConfig::MAX_WEIGHT)
     return -1;
-  if (sesGlobals.fieldWeights.empty())
-    for (int i = 0; i < sesConfig->get_num_fields(); ++i)
-      sesGlobals.fieldWeights.push_back(get_field_weight(i));
+  if (sesGlobals.fieldWeights.empty()) {
+    std::vector<int> weights;
+    for (int i = 0; i < sesConfig->get_num_fields(); ++i) weights.push_back(get_field_weight(i));
+    sesGlobals.fieldWeights = std::move(weights);
+  }
   sesGlobals.fieldWeights[static_cast<std::size_t>(field_index)] = value;
   return 0;
 }
@@ -128,7 +130,7 @@ int DastSession::get_field_rescale(int field_index) const {
 int DastSession::switch_combination(int id) {
   const Command command(this);
   const int status = sesConfig->switch_combination(id, &tHistory);
-  if (status != 0) currentResult.reset();
+  if (status != 0) forget_suggestions();
   return status;
 }
 
@@ -161,7 +163,7 @@ int DastSession::set_abstraction(Mask fields) {
   const Command command(this);
   tHistory.append({-1, DareHistory::ABSTR_LEVEL, abstractionMask, fields});
   abstractionMask = fields;
-  currentResult.reset();
+  forget_suggestions();
   return 0;
 }
 

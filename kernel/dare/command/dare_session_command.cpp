@@ -23,7 +23,7 @@ int DastSession::update(const char* field_name, const char* query, DastOptions::
   } else if (force != 0 || changes != 0 || field->has_state(DareSessionField::PENDING)) {
     const bool was_selected = field->get_context_event() > 0;
     context_release(field);
-    currentResult.reset();
+    forget_suggestions();
     if (process_query(field) < 0)
       return ace_error(__FILE__, __LINE__, "process_query(field, rep)", -1, 0, -1);
     update_status(was_selected ? CHANGED : NO_CHANGE);
@@ -35,6 +35,7 @@ int DastSession::update(const char* field_name, const char* query, DastOptions::
 }
 
 DastResult* DastSession::update_result(const char* field_name, const char* query, DastOptions::Call mode) {
+  const Command command(this);
   if (update(field_name, query, mode, 0) < 0) {
     ace_error_msg(__FILE__, __LINE__, "update(field_name, query, recall_mode)", -1);
     return nullptr;
@@ -50,7 +51,7 @@ DastResult* DastSession::update_result(const char* field_name, const char* query
 }
 
 int DastSession::clear(const char* field_name, int reselect_volatile) {
-  currentResult.reset();
+  forget_suggestions();
   DareSessionField* const field = find_field(field_name);
   return field != nullptr ? clear(field, reselect_volatile) : -1;
 }
@@ -75,7 +76,7 @@ int DastSession::clear_all() {
     field->clear(&tHistory);
     field->set_global_graph(nullptr);
   }
-  currentResult.reset();
+  forget_suggestions();
   tContext.clear();
   update_status(CHANGED);
   return 0;
@@ -93,7 +94,8 @@ int DastSession::persist_result(const char* field_name) {
   if (field == nullptr) return -1;
   const Command command(this);
   tHistory.append({field->get_array_id(), DareHistory::HAS_RESULT, 1, 0});
-  field->set_global_graph(field->get_unit()->detach_graph());
+  field->set_global_graph(field->get_unit()->get_graph());
+  if (TeraScanGraph* const graph = field->get_unit()->detach_graph(); graph != nullptr) graph->decr_ref();
   return 0;
 }
 
@@ -110,7 +112,7 @@ int DastSession::synchronize_fields(const DareMultiQuery* query) {
     is_released |= field->get_context_event() > 0;
     context_release(field);
     field->set_state(DareSessionField::REFRESH_STATUS, true);
-    currentResult.reset();
+    forget_suggestions();
   }
   update_status(is_released ? CHANGED : NO_CHANGE);
   return 0;
@@ -137,13 +139,13 @@ int DastSession::select(const char* field_name) {
   if (field->has_state(DareSessionField::PENDING) && look_up_silently(field) < 0) return -1;
   if (!can_be_selected(field)) return -1;
   if (context_set(field) < 0) return -1;
-  currentResult.reset();
+  forget_suggestions();
   update_status(NARROWED);
   return 0;
 }
 
 int DastSession::deselect(int num, const char* const* field_names) {
-  currentResult.reset();
+  forget_suggestions();
   const Command command(this);
   for (int i = 0; i < num; ++i) {
     DareSessionField* const field = find_field(field_names[i]);
@@ -158,7 +160,7 @@ int DastSession::multi_select(const DareMultiQuery* query) {
   const Command command(this);
   if (!check_usable() || synchronize_fields(query) < 0) return -1;
   begin_evaluation();
-  currentResult.reset();
+  forget_suggestions();
   std::vector<DareSessionField*> fields;
   for (int i = 0; i < sesConfig->get_num_fields(); ++i) {
     DareSessionField* const field = sesConfig->get_session_field(i);
@@ -215,8 +217,9 @@ void DastSession::apply_event(const DareHistory::Elem& elem, bool back, bool* ha
 
 DastResult* DastSession::history_walk(int back, int suggest_records) {
   if (!check_usable()) return nullptr;
+  const Command command(this, true);
   begin_evaluation();
-  currentResult.reset();
+  forget_suggestions();
   bool has_context_event = false;
   const HistorySleep sleep(&tHistory);
   tHistory.stamp(back != 0 ? 1 : 0);  // the separator is for the opposite stack

@@ -81,7 +81,7 @@ void DastSession::set_default_context(const DastInfoList* list) {
   hostAttach.release();
   hostContext = list != nullptr ? new (&hostAttach) DastInfoList(*list, &hostAttach) : nullptr;
   apply_default_context();
-  currentResult.reset();
+  forget_suggestions();
   update_status(CHANGED);
 }
 
@@ -91,7 +91,7 @@ int DastSession::load_delset(const char* filename) {
   if (deleted == nullptr) return -1;
   sesConfig->set_deletion(deleted);
   apply_default_context();
-  currentResult.reset();
+  forget_suggestions();
   update_status(CHANGED);
   return 0;
 }
@@ -194,7 +194,7 @@ void DastSession::clear_context() {
     field->set_context_event(0, &tHistory);
     field->set_volatile_pattern(0);
   }
-  currentResult.reset();
+  forget_suggestions();
   tContext.clear();
   update_status(CHANGED);
 }
@@ -209,7 +209,7 @@ VInt DastSession::dedup_context(const char* field_name) {
   if (cand == nullptr) return -1;
   const DastInfoList list(cand);
   tContext.refine_default_context(&list);
-  currentResult.reset();
+  forget_suggestions();
   update_status(NARROWED);
   return count;
 }

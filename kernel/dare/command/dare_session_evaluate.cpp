@@ -171,7 +171,7 @@ DastResult* DastSession::suggest(int cached, const char* focus, int sample, int 
   const std::unique_ptr<TeraResult> recall(
       top_level_evaluation(sesConfig->get_active_combination(), &fields, wanted));
   update_status(NO_CHANGE);
-  currentResult.reset();
+  forget_suggestions();
   if (recall == nullptr) return nullptr;
   ResultPtr result = build_result(recall.get(), fields.units, wanted);
   if (const DareSessionField* const field = focus != nullptr ? find_field(focus) : nullptr;
@@ -189,7 +189,7 @@ DastResult* DastSession::suggest(int cached, const char* focus, int sample, int 
 DastResult* DastSession::search(const DareMultiQuery* query, int num) {
   if (!check_usable()) return nullptr;
   const Command command(this);
-  currentResult.reset();
+  forget_suggestions();
   sesConfig->clear_temp_fields();
   if (synchronize_fields(query) < 0) return result();
   return suggest(0, nullptr, 0, num);
@@ -203,10 +203,11 @@ DastResult* DastSession::search_combination(const DareMultiQuery* query, const c
     rep()->printf("Unrecognized combination: %s", combination);
     return nullptr;
   }
+  const bool isOutermost = beforeCommand == nullptr;
   const Command command(this);
   if (query != nullptr && synchronize_fields(query) < 0) return nullptr;
   const HistorySleep sleep(&tHistory);
-  if (commandDepth == 1) begin_evaluation();
+  if (isOutermost) begin_evaluation();
   EvalFields fields(sesConfig->get_num_fields());
   const int num = effective(sesGlobals.numSuggs, wanted->get_num_suggs());
   const std::unique_ptr<TeraResult> recall(top_level_evaluation(wanted, &fields, num));
@@ -225,8 +226,10 @@ int DastSession::reevaluate(const DareMultiQuery* query, const char* combination
   const DastCombination* const wanted =
       combination != nullptr ? sesConfig->get_combination(combination) : sesConfig->get_default_combination();
   if (!check_usable() || wanted == nullptr || result == nullptr ||
-      wanted->get_type() == DastCombination::FLEX_FORM || (query != nullptr && synchronize_fields(query) < 0))
+      wanted->get_type() == DastCombination::FLEX_FORM)
     return -1;
+  const Command command(this);
+  if (query != nullptr && synchronize_fields(query) < 0) return -1;
   const DareFixedConfig& config = wanted->fixedConfig;
   const int minimum = effective(sesGlobals.minValue, config.minValue);
   TeraResult unused(nullptr, minimum, 1, 255);
@@ -253,7 +256,7 @@ DastResult* DastSession::assess(const DareMultiQuery* query) {
   if (!check_usable()) return nullptr;
   const Command command(this);
   begin_evaluation();
-  currentResult.reset();
+  forget_suggestions();
   sesConfig->clear_temp_fields();
   if (synchronize_fields(query) < 0) return result();
   ResultPtr decided;
@@ -270,7 +273,9 @@ DastResult* DastSession::assess(const DareMultiQuery* query) {
   if (decided == nullptr) return nullptr;
   fill_status(decided.get());
   for (int i = 0; i < sesConfig->get_num_fields(); ++i) decided->set_field_sort(i, DastResult::BY_QUALITY);
-  currentResult = std::make_unique<DastResult>(decided.get(), 0, decided->get_num_suggs());
+  auto copy = std::make_unique<DastResult>(decided.get(), 0, decided->get_num_suggs());
+  forget_suggestions();
+  currentResult = std::move(copy);
   return decided.release();
 }
 

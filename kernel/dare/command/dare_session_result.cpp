@@ -217,7 +217,9 @@ DastSession::ResultPtr DastSession::build_result(TeraResult* recall, const std::
     }
   for (int i = 0; i < sesConfig->get_num_fields(); ++i) result->set_field_sort(i, DastResult::BY_QUALITY);
   fill_status(result.get());
-  currentResult = std::make_unique<DastResult>(result.get(), 0, result->get_num_suggs());
+  auto copy = std::make_unique<DastResult>(result.get(), 0, result->get_num_suggs());
+  forget_suggestions();
+  currentResult = std::move(copy);
   return result;
 }
 

@@ -51,8 +51,12 @@ DareField::DareField(int base_field, const DastBaseFieldRecall* field, const Dar
   rescaleConfig.set_threshold(190);
 }
 
-DareField::~DareField() {
-  clear_query();
+DareField::~DareField() = default;
+
+DareField::Asked::~Asked() {
+  if (fieldGraph != nullptr) fieldGraph->decr_ref();
+  if (deepGraph != nullptr) deepGraph->decr_ref();
+  if (singleCompare != nullptr) singleCompare->unref();
 }
 
 std::unique_ptr<DareField> DareField::copy_config(const DareSessionFieldConfig* config) const {
@@ -66,30 +70,34 @@ std::unique_ptr<DareField> DareField::copy_config(const DareSessionFieldConfig* 
 
 std::unique_ptr<DareField> DareField::clone() const {
   auto copy = copy_config(sessionFieldConfig);
-  copy->queryText = queryText;
-  copy->queryCall = queryCall;
-  copy->isExact = isExact;
-  copy->fieldGraph = fieldGraph;
-  if (fieldGraph != nullptr) fieldGraph->incr_ref();
-  if (singleCompare != nullptr)
-    copy->singleCompare = bField->eval(queryText.c_str(), queryCall, isExact ? 1 : 0, AceReporter::null());
-  copy->qualCache = qualCache;
-  copy->deepGraph = deepGraph;
-  if (deepGraph != nullptr) deepGraph->incr_ref();
-  copy->deepCache = deepCache;
-  copy->deepMinimum = deepMinimum;
-  copy->deepBase = deepBase;
-  copy->rawBase = rawBase;
-  copy->baseValue = baseValue;
   copy->inhibitEval = inhibitEval;
   copy->logicId = logicId;
+  if (asked == nullptr) return copy;
+  auto same = std::make_shared<Asked>();
+  same->queryText = asked->queryText;
+  same->queryCall = asked->queryCall;
+  same->isExact = asked->isExact;
+  same->fieldGraph = asked->fieldGraph;
+  if (same->fieldGraph != nullptr) same->fieldGraph->incr_ref();
+  if (asked->singleCompare != nullptr)
+    same->singleCompare =
+        bField->eval(same->queryText.c_str(), same->queryCall, same->isExact ? 1 : 0, AceReporter::null());
+  same->qualCache = asked->qualCache;
+  same->deepGraph = asked->deepGraph;
+  if (same->deepGraph != nullptr) same->deepGraph->incr_ref();
+  same->deepCache = asked->deepCache;
+  same->deepMinimum = asked->deepMinimum;
+  same->deepBase = asked->deepBase;
+  same->rawBase = asked->rawBase;
+  same->baseValue = asked->baseValue;
+  copy->asked = std::move(same);
   return copy;
 }
 
 void DareField::merge_eval(const DareField* other) {
   reevalCount += other->reevalCount;
   cacheMisses += other->cacheMisses;
-  learntCache.merge(other->learntCache);
+  if (asked != nullptr && other->asked != nullptr) asked->learntCache.merge(other->asked->learntCache);
 }
 
 int DareField::get_array_id() const {
@@ -170,39 +178,48 @@ int DareField::get_field_pessimism(int index) {
 
 // ---------------------------------------------------------------- a query
 
+void DareField::set_asked(std::shared_ptr<Asked> before) {
+  clear_query();
+  asked = std::move(before);
+}
+
 int DareField::recall(const char* query, DastOptions::Call call, bool force_exact, bool primary,
                       AceReporter* rep) {
   clear_query();
-  queryText = query;
-  queryCall = call;
-  isExact = force_exact;
+  asked = std::make_shared<Asked>();
+  asked->queryText = query;
+  asked->queryCall = call;
+  asked->isExact = force_exact;
   const int exact = force_exact ? 1 : 0;
-  singleCompare = bField->eval(query, call, exact, rep);
+  asked->singleCompare = bField->eval(query, call, exact, rep);
   if (!primary) return 0;
-  qualCache = std::make_shared<DastQualityCache>();
-  fieldGraph = bField->full_scan_resolve(call, query, qualCache.get(), emptyQual, exact, rep);
-  if (fieldGraph == nullptr && bField->has_data_loaded()) {
+  asked->qualCache = std::make_shared<DastQualityCache>();
+  TeraScanGraph* graph =
+      bField->full_scan_resolve(call, query, asked->qualCache.get(), emptyQual, exact, rep);
+  if (graph == nullptr && bField->has_data_loaded()) {
     if (query[std::strspn(query, "|")] == '\0') return 0;  // empty parts only
     if (!may_be_empty(bField)) return -1;
-    fieldGraph = new TeraScanGraph(new TeraResult(query, 0, 1, 255), query, -1);
+    graph = new TeraScanGraph(new TeraResult(query, 0, 1, 255), query, -1);
   }
-  if (fieldGraph == nullptr) return 0;
-  fieldGraph->incr_ref();
+  if (graph == nullptr) return 0;
+  graph->incr_ref();
+  asked->fieldGraph = graph;
   find_bound(call);
   return 0;
 }
 
 void DareField::set_graph(TeraScanGraph* graph) {
   clear_query();
-  fieldGraph = graph;
   if (graph == nullptr) return;
+  asked = std::make_shared<Asked>();
+  asked->fieldGraph = graph;
   graph->incr_ref();
   find_bound(DastOptions::APPROX);
 }
 
 TeraScanGraph* DareField::detach_graph() {
-  TeraScanGraph* const graph = fieldGraph;
-  fieldGraph = nullptr;
+  TeraScanGraph* const graph = get_graph();
+  if (graph != nullptr) asked->fieldGraph = nullptr;
   return graph;
 }
 
@@ -218,7 +235,7 @@ int DareField::raw_bound(const TeraScanGraph* graph, DastOptions::Call call) con
         bound =
             std::max({bound, result->next_value(), result->get_min_value() - 1, result->get_best_frequent()});
     }
-  if (isExact) bound = 0;
+  if (asked->isExact) bound = 0;
   const bool isPartial = bField != nullptr && (bField->get_type() & DastFieldFlags::IS_PARTIAL) != 0;
   return isPartial ? 255 : std::min(bound, 255);
 }
@@ -230,39 +247,29 @@ int DareField::reshaped_bound(int raw) const {
 }
 
 void DareField::find_bound(DastOptions::Call call) {
-  rawBase = raw_bound(fieldGraph, call);
-  baseValue = reshaped_bound(rawBase);
+  asked->rawBase = raw_bound(asked->fieldGraph, call);
+  asked->baseValue = reshaped_bound(asked->rawBase);
 }
 
 bool DareField::deepen(int min_value, AceReporter* rep) {
-  if (deepGraph != nullptr && deepMinimum <= min_value) return true;
-  if (fieldGraph == nullptr || singleCompare == nullptr || isExact || rawBase < min_value) return false;
+  if (is_deepened() && asked->deepMinimum <= min_value) return true;
+  if (get_graph() == nullptr || !has_compare() || asked->isExact || asked->rawBase < min_value) return false;
   auto cache = std::make_shared<DastQualityCache>();
-  const int empty = qualCache->lookup(0);  // where it is below the first minimum, records tell it
+  const int empty = asked->qualCache->lookup(0);  // where it is below the first minimum, records tell it
   TeraScanGraph* const graph =
-      bField->full_scan_below(queryCall, queryText.c_str(), cache.get(), empty, min_value, rep);
+      bField->full_scan_below(asked->queryCall, asked->queryText.c_str(), cache.get(), empty, min_value, rep);
   if (graph == nullptr) return false;
   graph->incr_ref();
-  if (deepGraph != nullptr) deepGraph->decr_ref();
-  deepGraph = graph;
-  deepCache = std::move(cache);
-  deepMinimum = min_value;
-  deepBase = reshaped_bound(raw_bound(deepGraph, queryCall));
+  if (asked->deepGraph != nullptr) asked->deepGraph->decr_ref();
+  asked->deepGraph = graph;
+  asked->deepCache = std::move(cache);
+  asked->deepMinimum = min_value;
+  asked->deepBase = reshaped_bound(raw_bound(graph, asked->queryCall));
   return true;
 }
 
 void DareField::clear_query() {
-  if (fieldGraph != nullptr) fieldGraph->decr_ref();
-  if (deepGraph != nullptr) deepGraph->decr_ref();
-  if (singleCompare != nullptr) singleCompare->unref();
-  fieldGraph = deepGraph = nullptr;
-  singleCompare = nullptr;
-  qualCache.reset();
-  deepCache.reset();
-  learntCache = DastQualityCache();
-  queryText.clear();
-  queryCall = DastOptions::NOOP;
-  rawBase = baseValue = -1;
+  asked.reset();
   reevalCount = cacheMisses = 0;
   cachedBegin = cachedEnd = 0;
 }
@@ -282,7 +289,7 @@ int DareField::hit_quality(Large record) const {
 }
 
 bool DareField::is_query_empty() const {
-  return singleCompare != nullptr && singleCompare->is_empty() != 0;
+  return has_compare() && asked->singleCompare->is_empty() != 0;
 }
 
 int DareField::reshape(int quality) const {
@@ -290,19 +297,20 @@ int DareField::reshape(int quality) const {
 }
 
 int DareField::value_quality(Large base_id, bool cache_only) {
-  const int known = qualCache != nullptr ? qualCache->lookup(base_id) : DastQualityCache::NONE;
-  if (known >= 0) return known;
-  if (const int listed =
-          deepGraph != nullptr && !cache_only ? deepCache->lookup(base_id) : DastQualityCache::NONE;
-      listed >= 0)
+  if (asked == nullptr) return -1;
+  const auto known_by = [base_id](const auto& cache) {
+    return cache != nullptr ? cache->lookup(base_id) : DastQualityCache::NONE;
+  };
+  if (const int known = known_by(asked->qualCache); known >= 0) return known;
+  if (const int listed = cache_only ? DastQualityCache::NONE : known_by(asked->deepCache); listed >= 0)
     return listed;
-  if (const int learnt = learntCache.lookup(base_id); learnt >= 0 || cache_only) return learnt;
+  if (const int learnt = asked->learntCache.lookup(base_id); learnt >= 0 || cache_only) return learnt;
   ++cacheMisses;
-  if (singleCompare == nullptr) return -1;
+  if (!has_compare()) return -1;
   AceAttach at;
   const char* const value = bField->get_string_by_baseid(base_id, &at);
-  const int quality = value != nullptr ? std::max(singleCompare->compare(value), 0) : 0;
-  learntCache.insert(base_id, quality, quality);
+  const int quality = value != nullptr ? std::max(asked->singleCompare->compare(value), 0) : 0;
+  asked->learntCache.insert(base_id, quality, quality);
   return quality;
 }
 
@@ -312,11 +320,11 @@ int DareField::record_quality(Large record, bool cache_only) {
   AceAttach at;
   const Large* ids = nullptr;
   const Large count = bField->get_base_ids(record, &ids, &at);
+  const DastQualityCache* const cache = get_quality_cache();
   int best = -1;
   for (Large i = 0; i < count; ++i)
-    best =
-        std::max(best, ids[i] == 0 ? std::max<int>(emptyQual, qualCache != nullptr ? qualCache->lookup(0) : 0)
-                                   : value_quality(ids[i], cache_only));
+    best = std::max(best, ids[i] == 0 ? std::max<int>(emptyQual, cache != nullptr ? cache->lookup(0) : 0)
+                                      : value_quality(ids[i], cache_only));
   return count == 0 ? emptyQual : best;
 }
 

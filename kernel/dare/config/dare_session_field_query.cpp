@@ -231,7 +231,7 @@ int DareSessionField::process_fs_query(DareHistory* history, AceReporter* rep) {
   for (int unit = 1; unit < get_num_units() && status == 0; ++unit)
     status = add_detected(get_unit(unit), query, whole, rep);
   result->set_resolved();
-  foundUnit = std::make_unique<DareField>(-1, nullptr, &fieldConf);
+  foundUnit = std::make_shared<DareField>(-1, nullptr, &fieldConf);
   foundUnit->set_weight(get_unit()->get_weight());
   foundUnit->set_graph(whole);
   if (status < 0) {
@@ -253,10 +253,35 @@ int DareSessionField::get_best_quality() const {
 }
 
 void DareSessionField::set_global_graph(TeraScanGraph* graph) {
-  if (fieldGraph != nullptr) fieldGraph->decr_ref();
-  fieldGraph = graph;
-  keptUnit.reset();
-  if (graph == nullptr) return;
-  keptUnit = get_unit()->copy_config(&fieldConf);
-  keptUnit->set_graph(graph);
+  std::shared_ptr<DareField> unit;
+  if (graph != nullptr) {
+    unit = get_unit()->copy_config(&fieldConf);
+    unit->set_graph(graph);
+  }
+  keptUnit = std::move(unit);
+}
+
+// ---------------------------------------------------------------- failed commands
+
+DareSessionField::Kept DareSessionField::keep() const {
+  Kept kept{{},           foundUnit,       keptUnit,   queryString,   recallString, recallMode,
+            contextEvent, volatilePattern, stateFlags, contextStatus, numRecords};
+  kept.units.reserve(dynFields.size());
+  for (const auto& unit : dynFields) kept.units.push_back(unit->get_asked());
+  return kept;
+}
+
+void DareSessionField::put_back(Kept kept) {
+  for (std::size_t i = 0; i < kept.units.size(); ++i) dynFields[i]->set_asked(std::move(kept.units[i]));
+  foundUnit = std::move(kept.foundUnit);
+  keptUnit = std::move(kept.keptUnit);
+  queryString = std::move(kept.queryString);
+  recallString = std::move(kept.recallString);
+  recallMode = kept.recallMode;
+  contextEvent = kept.contextEvent;
+  volatilePattern = kept.volatilePattern;
+  stateFlags = kept.stateFlags;
+  contextStatus = kept.contextStatus;
+  numRecords = kept.numRecords;
+  update_inhibit();
 }

@@ -6,21 +6,20 @@
 #include "ace/ace_time_analysis.h"
 #include "dast/dast_info_map.h"
 
-DastContext::DastContext(int num_slots) : infoSlots(static_cast<std::size_t>(std::max(num_slots, 1))) {}
+DastContext::DastContext(int num_slots) {
+  now.infoSlots.resize(static_cast<std::size_t>(std::max(num_slots, 1)));
+}
 
 DastContext::DastContext(const DastContext* other)
-    : numRestrict(other->numRestrict),
-      restrictPattern(other->restrictPattern),
-      isPending(other->isPending),
-      infoSlots(other->infoSlots.size()),
-      logicConfig(std::make_unique<DareLogicConfig>(other->logicConfig.get())),
-      maxRecord(other->maxRecord) {
-  for (std::size_t i = 0; i < infoSlots.size(); ++i)
-    infoSlots[i] = DastInfoList(other->infoSlots[i], slotAt.get());
-  if (other->defaultContext != nullptr)
-    defaultContext = new (&defAt) DastInfoList(*other->defaultContext, &defAt);
-  if (other->origDefContext != nullptr)
-    origDefContext = new (&defAt) DastInfoList(*other->origDefContext, &defAt);
+    : logicConfig(std::make_unique<DareLogicConfig>(other->logicConfig.get())), maxRecord(other->maxRecord) {
+  now.numRestrict = other->now.numRestrict;
+  now.restrictPattern = other->now.restrictPattern;
+  now.isPending = other->now.isPending;
+  for (const DastInfoList& list : other->now.infoSlots) now.infoSlots.emplace_back(list, now.slotAt.get());
+  if (other->now.defaultContext != nullptr)
+    now.defaultContext = new (now.defAt.get()) DastInfoList(*other->now.defaultContext, now.defAt.get());
+  if (other->now.origDefContext != nullptr)
+    now.origDefContext = new (now.defAt.get()) DastInfoList(*other->now.origDefContext, now.defAt.get());
   apply_default_context();
 }
 
@@ -28,7 +27,7 @@ DastContext::~DastContext() = default;
 
 void DastContext::add_logic(const DareLogicConfig* logic) {
   logicConfig->copy(logic);
-  infoSlots.assign(static_cast<std::size_t>(std::max(logic->get_num_slots(), 1)), DastInfoList());
+  now.infoSlots.assign(static_cast<std::size_t>(std::max(logic->get_num_slots(), 1)), DastInfoList());
   clear();
 }
 
@@ -51,104 +50,110 @@ DastInfoList DastContext::bounded(const DastInfoList* list, AceAttach* at) const
 }
 
 void DastContext::keep_default(const DastInfoList* list) {
-  defaultContext = nullptr;
+  now.defaultContext = nullptr;
   if (list != nullptr && list->get_type() != DastInfoList::NOT_USED)
-    defaultContext = new (&defAt) DastInfoList(bounded(list, &defAt));
+    now.defaultContext = new (now.defAt.get()) DastInfoList(bounded(list, now.defAt.get()));
 }
 
 void DastContext::set_default_context(const DastInfoList* list) {
-  AceAttach old;
-  std::swap(old.memList, defAt.memList);  // `list` may be in it
+  const auto old = std::exchange(now.defAt, std::make_shared<AceAttach>());  // `list` may be in it
   keep_default(list);
-  origDefContext = defaultContext;
+  now.origDefContext = now.defaultContext;
   clear_cache();
   apply_default_context();
 }
 
 void DastContext::refine_default_context(const DastInfoList* list) {
   if (list == nullptr || list->get_type() == DastInfoList::NOT_USED) return;
-  if (defaultContext == nullptr) {
+  if (now.defaultContext == nullptr) {
     keep_default(list);
   } else {
-    auto* const refined = new (&defAt) DastInfoList(*defaultContext);
-    refined->intersect_with(list, &defAt);
-    defaultContext = new (&defAt) DastInfoList(*refined, &defAt);
+    auto* const refined = new (now.defAt.get()) DastInfoList(*now.defaultContext);
+    refined->intersect_with(list, now.defAt.get());
+    now.defaultContext = new (now.defAt.get()) DastInfoList(*refined, now.defAt.get());
   }
   clear_cache();
   apply_default_context();
 }
 
 void DastContext::clear_default_context() {
-  defaultContext = origDefContext = nullptr;
+  now.defaultContext = now.origDefContext = nullptr;
   clear();
-  defAt.release();
+  now.defAt = std::make_shared<AceAttach>();
 }
 
 int DastContext::apply_default_context() {
-  numRestrict = 0;
-  for (GrandMask bits = isPending ? 0 : restrictPattern; bits != 0; bits &= bits - 1) ++numRestrict;
-  combined = infoSlots[0];
-  if (defaultContext == nullptr) return numRestrict;
-  if (combined.get_type() == DastInfoList::NOT_USED)
-    combined = *defaultContext;
+  now.numRestrict = 0;
+  for (GrandMask bits = now.isPending ? 0 : now.restrictPattern; bits != 0; bits &= bits - 1)
+    ++now.numRestrict;
+  now.combined = now.infoSlots[0];
+  if (now.defaultContext == nullptr) return now.numRestrict;
+  if (now.combined.get_type() == DastInfoList::NOT_USED)
+    now.combined = *now.defaultContext;
   else
-    combined.intersect_with(defaultContext, slotAt.get());
-  return ++numRestrict;
+    now.combined.intersect_with(now.defaultContext, now.slotAt.get());
+  return ++now.numRestrict;
 }
 
 /// Takes over the slots in force; what the others held is freed.
 void DastContext::take_restriction(GrandMask restriction) {
-  restrictPattern = restriction;
-  isPending = false;
-  auto fresh = std::make_unique<AceAttach>();
-  for (std::size_t slot = 0; slot < infoSlots.size(); ++slot) {
+  now.restrictPattern = restriction;
+  now.isPending = false;
+  auto fresh = std::make_shared<AceAttach>();
+  for (std::size_t slot = 0; slot < now.infoSlots.size(); ++slot) {
     if (is_in_context(static_cast<int>(slot))) {
-      infoSlots[slot].ensure_no_reference(fresh.get());
-      infoSlots[slot] = DastInfoList(infoSlots[slot], fresh.get());
+      now.infoSlots[slot].ensure_no_reference(fresh.get());
+      now.infoSlots[slot] = DastInfoList(now.infoSlots[slot], fresh.get());
     } else {
-      infoSlots[slot].reset();
+      now.infoSlots[slot].reset();
     }
   }
-  slotAt = std::move(fresh);
+  now.slotAt = std::move(fresh);
   apply_default_context();
 }
 
 int DastContext::narrow(int slot, const DastInfoList* hits) {
   if (!is_leaf(slot) || hits == nullptr || hits->get_type() == DastInfoList::NOT_USED) return -1;
   clear_cache();
-  const DastInfoList list = bounded(hits, slotAt.get());
-  take_restriction(logicConfig->narrow(slot, &list, slots(), restrictPattern, maxRecord, slotAt.get()));
-  return numRestrict;
+  const DastInfoList list = bounded(hits, now.slotAt.get());
+  take_restriction(
+      logicConfig->narrow(slot, &list, slots(), now.restrictPattern, maxRecord, now.slotAt.get()));
+  return now.numRestrict;
 }
 
 int DastContext::release(int slot) {
   if (!is_leaf(slot)) return -1;
   clear_cache();
-  take_restriction(logicConfig->release(slot, slots(), restrictPattern, maxRecord, slotAt.get()));
-  return numRestrict;
+  take_restriction(logicConfig->release(slot, slots(), now.restrictPattern, maxRecord, now.slotAt.get()));
+  return now.numRestrict;
 }
 
 int DastContext::preselect(int slot, const DastInfoList* list) {
   if (has_selection() || !is_leaf(slot) || list == nullptr || list->get_type() == DastInfoList::NOT_USED)
     return -1;
   clear_cache();
-  infoSlots[static_cast<std::size_t>(slot)] = bounded(list, slotAt.get());
-  infoSlots[static_cast<std::size_t>(slot)].ensure_no_reference(slotAt.get());
-  restrictPattern |= GrandMask{1} << slot;
-  isPending = true;
+  now.infoSlots[static_cast<std::size_t>(slot)] = bounded(list, now.slotAt.get());
+  now.infoSlots[static_cast<std::size_t>(slot)].ensure_no_reference(now.slotAt.get());
+  now.restrictPattern |= GrandMask{1} << slot;
+  now.isPending = true;
   return 0;
 }
 
 int DastContext::select() {
-  if (!isPending) return -1;
+  if (!now.isPending) return -1;
   clear_cache();
-  take_restriction(logicConfig->select(slots(), restrictPattern, maxRecord, slotAt.get()));
-  return numRestrict;
+  take_restriction(logicConfig->select(slots(), now.restrictPattern, maxRecord, now.slotAt.get()));
+  return now.numRestrict;
 }
 
 void DastContext::clear() {
   clear_cache();
   take_restriction(0);
+}
+
+void DastContext::put_back(State kept) {
+  clear_cache();
+  now = std::move(kept);
 }
 
 void DastContext::clear_cache() {
@@ -160,11 +165,11 @@ void DastContext::clear_cache() {
 }
 
 bool DastContext::is_in_context(int slot) const {
-  return slot >= 0 && slot < DareLogicConfig::MAX_NODES && (restrictPattern >> slot & 1) != 0;
+  return slot >= 0 && slot < DareLogicConfig::MAX_NODES && (now.restrictPattern >> slot & 1) != 0;
 }
 
 const DastInfoList* DastContext::get_current() const {
-  return has_default() || has_selection() ? &combined : nullptr;
+  return has_default() || has_selection() ? &now.combined : nullptr;
 }
 
 int DastContext::get_size() const {

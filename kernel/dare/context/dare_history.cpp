@@ -30,7 +30,7 @@ bool DareHistory::append(Elem elem) {
 }
 
 void DareHistory::trim() {
-  if (stackSize <= MAX_SIZE) return;
+  if (isOpen || stackSize <= MAX_SIZE) return;
   int kept = 0;
   auto place = undoStack.end();
   while (place != undoStack.begin()) {
@@ -75,6 +75,29 @@ void DareHistory::clear() {
   redoStack.clear();
   stackSize = 0;
   isSleeping = false;
+}
+
+DareHistory::Kept DareHistory::begin(bool is_walk) {
+  Kept kept{undoStack.size(), stackSize, {}, redoStack, isSleeping};
+  if (is_walk) kept.undoStack = undoStack;
+  isOpen = true;
+  return kept;
+}
+
+void DareHistory::put_back(Kept kept) {
+  if (kept.undoStack.has_value())
+    undoStack.swap(*kept.undoStack);
+  else
+    undoStack.erase(undoStack.begin() + static_cast<std::ptrdiff_t>(kept.undoSize), undoStack.end());
+  redoStack.swap(kept.redoStack);
+  stackSize = kept.stackSize;
+  isSleeping = kept.isSleeping;
+  isOpen = false;
+}
+
+void DareHistory::end() {
+  isOpen = false;
+  trim();
 }
 
 const char* DareHistory::get_type_name(EventType type) {

@@ -19,23 +19,32 @@ DastSessionManager::~DastSessionManager() = default;
 
 // ---------------------------------------------------------------- templates
 
+namespace {
+
+/// Where a template is, or would be.
+template <class List>
+auto place_of(List* list, const std::string& name) {
+  return std::lower_bound(list->begin(), list->end(), name,
+                          [](const auto& entry, const std::string& key) { return entry.name < key; });
+}
+
+}  // namespace
+
 const DastSessionManager::Template* DastSessionManager::find_exact(const std::string& name) const {
-  const auto place =
-      std::lower_bound(templates.begin(), templates.end(), name,
-                       [](const Template& entry, const std::string& key) { return entry.name < key; });
+  const auto place = place_of(&templates, name);
   return place != templates.end() && place->name == name ? &*place : nullptr;
 }
 
-void DastSessionManager::insert_template(const char* name, std::shared_ptr<DastSession> session) {
-  const auto place =
-      std::lower_bound(templates.begin(), templates.end(), std::string(name),
-                       [](const Template& entry, const std::string& key) { return entry.name < key; });
-  const auto index = static_cast<int>(place - templates.begin());
-  if (defaultTemplate < 0)
-    defaultTemplate = index;
-  else if (index <= defaultTemplate)
-    ++defaultTemplate;
-  templates.insert(place, Template{name, std::move(session)});
+/// Puts a template into a list, unless there is one of its name. The first one is the default.
+void DastSessionManager::insert_template(Template entry, TemplateList* list, int* first) {
+  const auto place = place_of(list, entry.name);
+  if (place != list->end() && place->name == entry.name) return;
+  const auto index = static_cast<int>(place - list->begin());
+  list->insert(place, std::move(entry));
+  if (*first < 0)
+    *first = index;
+  else if (index <= *first)
+    ++*first;
 }
 
 int DastSessionManager::add_template(const char* name, DastSession* session, int replace) {
@@ -46,7 +55,7 @@ int DastSessionManager::add_template(const char* name, DastSession* session, int
     if (replace == 0) return -1;
     templates[static_cast<std::size_t>(old - templates.data())].session = std::move(owned);
   } else {
-    insert_template(name, std::move(owned));
+    insert_template({name, std::move(owned)}, &templates, &defaultTemplate);
   }
   return static_cast<int>(templates.size());
 }
@@ -61,12 +70,12 @@ int DastSessionManager::configure_template(DastBaseRecall* base, const char* nam
 }
 
 void DastSessionManager::replace_templates(const TemplateList& fresh) {
-  TemplateList old;  // destroyed without the lock
+  TemplateList list;  // made aside; the old one is destroyed without the lock
+  int first = -1;
+  for (const Template& entry : fresh) insert_template(entry, &list, &first);
   const Lock guard(managerLock);
-  old.swap(templates);
-  defaultTemplate = -1;
-  for (const Template& entry : fresh)
-    if (find_exact(entry.name) == nullptr) insert_template(entry.name.c_str(), entry.session);
+  list.swap(templates);
+  defaultTemplate = first;
 }
 
 int DastSessionManager::clean_all_templates() {
