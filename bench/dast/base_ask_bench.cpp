@@ -138,8 +138,8 @@ void record_layer(benchmark::State& state, int field) {
   const double recordsEach = static_cast<double>(numRecords) / NUM_QUESTIONS;
   for (auto unused : state) {
     static_cast<void>(unused);
-    ours.push_back(bench::seconds_of(run) / NUM_QUESTIONS);
-    recalls.push_back(bench::seconds_of(recall) / NUM_QUESTIONS);
+    ours.push_back(bench::processor_seconds_of(run) / NUM_QUESTIONS);
+    recalls.push_back(bench::processor_seconds_of(recall) / NUM_QUESTIONS);
     state.SetIterationTime(ours.back());
   }
   const double all = bench::median(ours);

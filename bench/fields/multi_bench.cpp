@@ -7,11 +7,14 @@
 #include "fields/multi_lines.h"
 #include "tera/tera_multi.h"
 #include "tera/tera_result.h"
+#include "tera/tera_teaser.h"
 #include "tera/tera_words_reader.h"
 
 namespace {
 
 using lines::data;
+
+constexpr int LONGEST_TEASER = 100;  // bytes
 
 class LineReader : public TeraReader {
  public:
@@ -101,12 +104,31 @@ void Multi_exact(benchmark::State& state) {
     return result->num_cands();
   });
 }
+/// What `exact` finds, the first ten of it marked.
+void Multi_exact_10_teasers(benchmark::State& state) {
+  const TeraMulti& multi = built().multi;
+  lines::time_queries(state, data().queries, [&multi](const auto& query) {
+    const std::unique_ptr<TeraResult> result(multi.exact(query.c_str(), 0, nullptr));
+    TeraTeaser teaser(TeraMap::get_ident_map(), nullptr, nullptr, LONGEST_TEASER);
+    for (const std::string& word : lines::split(query)) teaser.add_query_word(word.c_str(), nullptr);
+    AceAttach at;
+    int shown = 0;
+    result->find_any([&](int, const TeraCand* cand) {
+      const Large* const numbers = cand->get_infos();
+      for (Large i = 0; i < cand->get_num_infos() && shown < lines::BEST; ++i, ++shown)
+        benchmark::DoNotOptimize(teaser.generate(multi.get_multiword(numbers[i], &at), &at, 0, 0, -1));
+      return shown == lines::BEST;
+    });
+    return shown;
+  });
+}
 BENCHMARK(Multi_misspelled)->Iterations(4)->Unit(benchmark::kMillisecond);
 BENCHMARK(Multi_misspelled_10)->Iterations(4)->Unit(benchmark::kMillisecond);
 BENCHMARK(Multi_right_words)->Iterations(4)->Unit(benchmark::kMillisecond);
 BENCHMARK(Multi_exact)->Iterations(4)->Unit(benchmark::kMillisecond);
 BENCHMARK(Multi_unfinished_10)->Iterations(4)->Unit(benchmark::kMillisecond);
 BENCHMARK(Multi_right_words_10_teasers)->Iterations(4)->Unit(benchmark::kMillisecond);
+BENCHMARK(Multi_exact_10_teasers)->Iterations(4)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
