@@ -59,13 +59,12 @@ Target::Target(const std::string& file) : fileName(file), dataManager(&ToolRepor
   ToolReporter::get().take_messages();
 }
 
-Target::~Target() {
-  manager.clean_all_templates();
-  if (recordBase != nullptr) recordBase->destroy();
+void Target::Release::operator()(DastBase* base) const {
+  base->destroy();
 }
 
 void Target::load_base(const std::string& file) {
-  recordBase = new DastBase;
+  recordBase.reset(new DastBase);
   if (recordBase->load(file.c_str(), MAPPED, &ToolReporter::get()) < 0)
     throw Failure(printable(file) + ": expected a base, found a damaged one");
 }
@@ -80,7 +79,7 @@ void Target::load_ldb(const std::string& file) {
 
 SorvantaSession Target::make_session() {
   const int id = recordBase != nullptr
-                     ? manager.get_internal_manager()->create_session(recordBase, &ToolReporter::get())
+                     ? manager.get_internal_manager()->create_session(recordBase.get(), &ToolReporter::get())
                      : manager.create_session("", 0);
   SorvantaSession session;
   if (id < 0 || manager.get_session(id, &session) < 0)

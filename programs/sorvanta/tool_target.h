@@ -22,7 +22,6 @@ class Target {
   explicit Target(const std::string& file);
   Target(const Target&) = delete;
   Target& operator=(const Target&) = delete;
-  ~Target();
 
   const std::string& get_file_name() const { return fileName; }
   bool has_words() const { return wordIndex != nullptr; }
@@ -45,10 +44,14 @@ class Target {
   void load_base(const std::string& file);
   void load_ldb(const std::string& file);
 
+  struct Release {
+    void operator()(DastBase* base) const;
+  };
+
   std::string fileName;
+  std::unique_ptr<DastBase, Release> recordBase;  // null for an ldb file; goes after its sessions
   SorvantaManager manager;
   DareDataManager dataManager;
-  DastBase* recordBase = nullptr;  // one reference; null for an ldb file
   std::unique_ptr<TeraEdit> wordIndex;
   std::vector<TargetField> sessionFields;
   bool hasRules = false;
