@@ -28,6 +28,8 @@ static_assert(next_class_size(16) == 24 && next_class_size(24) == 32 && next_cla
 }  // namespace
 
 // ---------------------------------------------------------------- chunks
+// A class's list has its chunks with free blocks, and may begin with a full one; empty chunks are the
+// administrator's.
 
 /// An empty chunk is carved anew rather than keeping its returned blocks: carving writes memory in one
 /// direction and reads nothing, where a list of returned blocks is walked in the order of their return.
@@ -90,6 +92,7 @@ bool AceChunk::is_consistent() {
 }
 
 // ---------------------------------------------------------------- heads
+// A class takes an empty chunk of any class before it asks the system for one.
 
 AceHead::AceHead(AceAdmin* admin, const char* name, long size)
     : next(admin->allHeads),
@@ -130,6 +133,7 @@ void AceHead::add_chunk() {
 }
 
 // ---------------------------------------------------------------- administrators
+// Sizes below the limit lead to their class by one look into an array; others are the system's.
 
 void AceAdmin::init(int max_size) {
   if (max_size <= 0) {
@@ -300,6 +304,7 @@ void AceAdmin::show(AceReporter* rep) {
 }
 
 // ---------------------------------------------------------------- thread administrators
+// The administrator of a thread that has ended, with all its chunks, is the next thread's.
 
 AceAdmin* ThreadAdminStack::take() {
   const std::scoped_lock lock(threadAdminMutex);

@@ -49,6 +49,7 @@ void AceIdMap::clean() {
 }
 
 // ---------------------------------------------------------------- look-up
+// Keys of a sparse map are found by bisection; one that is not among them has no list.
 
 Large AceIdMap::find_slot(Large key) const {
   const Large* end = keyArray + arraySize;
@@ -167,6 +168,7 @@ int AceIdMap::save_reverse(AceFile* file) const {
 }
 
 // ---------------------------------------------------------------- reading
+// Counts are checked before arrays of that size are taken, each array before the next is read.
 
 // The functions below return null, or what is wrong.
 

@@ -123,6 +123,7 @@ struct AceIdMap::SharedLists {
 };
 
 // ---------------------------------------------------------------- the choice
+// What each representation takes is known from sums over the lists, so that only the smallest is built.
 
 void AceIdMapStats::add(Large key, const AceBulk::List* list) {
   const Large count = length_of(list);
@@ -235,6 +236,7 @@ int AceIdMap::make(int num_keys, List** lists, int mode, AceReporter* rep) {
 }
 
 // ---------------------------------------------------------------- representations
+// Each is the next simpler one of fewer lists; what fails leaves the map empty.
 
 void AceIdMap::build_mode(const KeyLists& source, int mode, const SharedLists& shared,
                           const AceIdMapStats& stats) try {
@@ -363,6 +365,7 @@ bool AceIdMap::store_offsets(AllLists lists, Large* offsets, Huge* bases) const 
 }
 
 // ---------------------------------------------------------------- reverse index
+// There is one where no two keys share a value: sorting pairs of value and key shows it.
 
 int AceIdMap::build_reverse() {
   return build_reverse(AceReporter::use_default());

@@ -92,6 +92,7 @@ bool is_progress_due() {
 }  // namespace
 
 // ---------------------------------------------------------------- delivery
+// A reporter is what it does with a finished text: these write it, or drop it.
 
 int AceReporter::report_func(const char* text) {
   const AceUncancellable uncancellable;
@@ -127,6 +128,7 @@ int FileReporter::event_func(const char* text, const char*) {
 }
 
 // ---------------------------------------------------------------- formatting
+// Every message is formatted here, in memory of a fixed size, before its reporter gets it.
 
 int AceReporter::vprintf(const char* lead, const char* format, va_list args, const char* code, bool no_time) {
   if (is_null(this)) return 0;
@@ -197,6 +199,7 @@ int AceReporter::print_static(const char* text) {
 }
 
 // ---------------------------------------------------------------- progress
+// A line of tabs for whoever draws a bar; sections are also those of time analysis.
 
 int AceReporter::pstart(Huge n, const char* text) {
   if (is_progress() == 0) return 0;
@@ -239,6 +242,7 @@ int AceReporter::preset(Huge n, const char* text) {
 }
 
 // ---------------------------------------------------------------- process-wide settings
+// Hosts set them up before threads start: the default reporter is a plain pointer.
 
 int AceReporter::set_as_default() {
   default_reporter = this;

@@ -32,6 +32,7 @@ constexpr std::size_t PIECE = std::size_t{1} << 20;
 constexpr std::size_t MAX_SUM_SIZE = 256;
 
 // ---------------------------------------------------------------- CRC-32C
+// The bytes go round several lanes, each with a sum of its own, so that no instruction waits for another.
 
 constexpr std::array<unsigned, 256> make_table() {
   constexpr unsigned REVERSED_POLYNOMIAL = 0x82F63B78;

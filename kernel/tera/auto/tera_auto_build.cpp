@@ -7,6 +7,7 @@
 #include "tera/auto/tera_auto_build_internal.h"
 
 // ---------------------------------------------------------------- states
+// Equal states are one: a state that is finished is looked up by what it accepts and where it leads.
 
 namespace {
 
@@ -116,6 +117,7 @@ void TeraAutoStates::mark_multi_in() {
 }
 
 // ---------------------------------------------------------------- places
+// Words of 64 slots at a time tell where a state's transitions find room.
 
 /// Bit i: slot `from` + i is free.
 VBit TeraTestFlag::free_slots(VInt from) const {

@@ -24,6 +24,7 @@ Large TeraAutoDataInterface::get_path_index(const char* string) const {
 }
 
 // ---------------------------------------------------------------- numbers and strings
+// The paths left of a string's own are counted on its way: their number is its place in the list.
 
 Large TeraAutoData::extra_count(const TeraAutoTrans& slot) const {
   const Large at =
@@ -213,6 +214,7 @@ const char* TeraAutoData::check_numbers() const {
 }
 
 // ---------------------------------------------------------------- checks
+// Walking needs none of them; `verify` looks at every state once.
 
 int TeraAutoData::verify(AceReporter* rep) const {
   const char* const reason = arrSize > 0 ? find_fault() : nullptr;

@@ -22,6 +22,7 @@ constexpr int KNOWN_CONTENT = ARRAYS | DENSITIES | FILTER | GROUPS | ALWAYS;
 }  // namespace
 
 // ---------------------------------------------------------------- histogram
+// Counts of groups become their first entries, once.
 
 TeraCount::Histo::Histo(int max_groups) : maxGroups(std::max(max_groups, 0)) {
   groupFreq = static_cast<int*>(memAt.calloc((VInt{maxGroups} + 1) * VInt{sizeof(int)}));
@@ -41,6 +42,7 @@ void TeraCount::Histo::sum() {
 }
 
 // ---------------------------------------------------------------- construction
+// A new one has no flags, and its filter lets no entry pass.
 
 TeraCount::TeraCount(int num_entries, int num_values, Histo* histo)
     : numValues(std::max(num_values, 0)), numEntry(std::max(num_entries, 0)) {
@@ -89,6 +91,7 @@ double TeraCount::get_density() const {
 }
 
 // ---------------------------------------------------------------- changing
+// Arrays are made when their first flag is set; those of a mapping are never written.
 
 bool TeraCount::has_flags(int n, const int* values) const {
   return std::all_of(values, values + std::max(n, 0),
@@ -223,6 +226,7 @@ int TeraCount::num_groups(int n) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// Values without flags have no array in the file; a number behind the last ends the list.
 
 VInt TeraCount::save(AceFile* file) {
   file->mem_open("Bit Counting Structure");

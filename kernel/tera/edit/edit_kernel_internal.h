@@ -4,8 +4,8 @@
 ///
 ///     bits     per token a column: word w of position j of block b is word (b * n + j) * 8 + w; its bit k
 ///              says whether lane 64 * w + k of the block has the token at j
-///     bytes    the token of position j of lane k of section s, 64 lanes each, is byte (s * n + j) * 64 + k;
-///              a position has one token here, and lanes without an entry have zeros
+///     bytes    the token of position j of lane k of the section at place p, 64 lanes each, is byte
+///              (p * n + j) * 64 + k; a position has one token here, and lanes without an entry have zeros
 ///
 /// Bits are for looking at every entry, bytes for looking at the few groups of neighbours that a filter left.
 /// Both forms need `PADDING` readable positions in front and behind, of whatever content. Bytes of groups
@@ -54,9 +54,11 @@ struct EditTask {
   int fewest = 1;  ///< least measure that is a hit, at least 1
 
   const VUint* const* columns = nullptr;  ///< bits: per query position, block 0 of its column
-  const Token* bytes = nullptr;           ///< bytes: section 0
+  const Token* bytes = nullptr;           ///< bytes: place 0
   const EditAccept* accepts = nullptr;    ///< bytes: per query position
   const bool* runs = nullptr;             ///< WILDCARD: m + 1 flags, whether any tokens may stand in front
+
+  const Large* places = nullptr;  ///< bytes: those of the sections; their numbers where left out
 
   /// SEQ: neighbours in the wrong order count as two matches, and those that would only do so with others as
   /// well. An upper bound for the walks of the sets with `transpose`.

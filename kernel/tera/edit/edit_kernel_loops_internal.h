@@ -504,8 +504,9 @@ int scan_blocks(const EditTask& task, int& block, int last, std::span<EditHit> h
 
 /// The first position of a lane and those beside it.
 inline const Token* bytes_of(const EditTask& task, Large lane) {
-  const VInt section = lane / EDIT_WORD_LANES;
-  return task.bytes + section * task.n * EDIT_WORD_LANES + lane % EDIT_WORD_LANES;
+  const Large section = lane / EDIT_WORD_LANES;
+  const VInt place = task.places != nullptr ? task.places[section] : section;
+  return task.bytes + place * task.n * EDIT_WORD_LANES + lane % EDIT_WORD_LANES;
 }
 
 /// Compares the entries with each set once, whatever the query repeats.

@@ -229,6 +229,7 @@ class EditLook {
     if (budget.spend(vectors * (edit_cells(task) + set_cells(task))) < 0) return -1;
     const EditTokens& tokens = store.tokens(task.n, lanesLog, scratch.groups);
     task.bytes = tokens.get_bytes();
+    task.places = tokens.get_places();
     for (int next = 0; next < static_cast<int>(scratch.groups.size());) {
       task.fewest = qualities.fewest(sink.min_value());
       if (task.fewest == 0) return 0;  // what came since is better than all that may follow

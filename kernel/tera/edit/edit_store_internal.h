@@ -100,14 +100,16 @@ class EditColumns {
   std::unique_ptr<Column[]> columns;
 };
 
-/// The tokens of the entries of one length, converted group by group as they are asked for.
+/// The tokens of the entries of one length, converted group by group as they are asked for. Their sections
+/// lie in the order in which they came: side by side they take a sixth of the pages.
 class EditTokens {
  public:
   static constexpr int GROUP_LANES = 32;
 
-  /// Section 0, as the kernel reads it. Entries that the bytes cannot hold because they have operators are
-  /// zeros there.
+  /// Place 0, as the kernel reads it, and the places of the sections with groups that were asked for. Entries
+  /// that the bytes cannot hold because they have operators are zeros there.
   const Token* get_bytes() const { return bytes; }
+  const Large* get_places() const { return places.get(); }
   /// The lanes of a group with such entries, which must be converted.
   Bit with_operators(Large group) const { return operatorLanes != nullptr ? operatorLanes.get()[group] : 0; }
   bool may_have_operators() const { return operatorLanes != nullptr; }
@@ -118,6 +120,8 @@ class EditTokens {
   std::mutex converting;
   EditZeros<char> zeros;
   Token* bytes = nullptr;
+  EditZeros<Large> places;                   // per section; 0, which stays empty, for none
+  Large numPlaces = 0;                       // in use
   EditZeros<std::atomic<bool>> isConverted;  // per group
   EditZeros<Bit> operatorLanes;              // per group, where entries may have operators
 };

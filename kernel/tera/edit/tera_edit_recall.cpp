@@ -271,6 +271,7 @@ int TeraEdit::find_pattern(EditScratch* scratch, Request* request) const {
 }
 
 // ---------------------------------------------------------------- several words
+// The words of a query share one list of the best quality of each slot, which becomes candidates once.
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <climits>
+#include <cstring>
 #include <utility>
 
 #include "ace/ace_file.h"
@@ -137,17 +138,18 @@ void TeraModule::compress() {
 TeraModule::Reader::Reader(const TeraModule& module)
     : itsModule(module), source(module.bitStream, 0, module.streamLen) {}
 
-/// Calls `use(word)` for the next 32-bit words, which the column has.
+/// Calls `use(word)` for the next 32-bit words, which the column has. What changes stays in registers: `use`
+/// may write anywhere.
 template <class Use>
 int TeraModule::Reader::each(int words, Use use) {
-  const int last = numRead + words;
+  const int first = std::exchange(numRead, numRead + words);
   if (!itsModule.is_compressed()) {
-    for (; numRead < std::min(last, itsModule.numWords); ++numRead) use(itsModule.fullWords[numRead]);
+    for (int i = first; i < std::min(first + words, itsModule.numWords); ++i) use(itsModule.fullWords[i]);
     return 0;
   }
   const HuffmanTree* tree = &comp_trees().trees[itsModule.compType];
   BitSource local = source;
-  for (; numRead < last; ++numRead) {
+  for (int left = words; left > 0; --left) {
     Bit word = local.get(tree);
     if (word == ESCAPE) {
       if (numEscaped == itsModule.numWords) return -1;
@@ -160,12 +162,15 @@ int TeraModule::Reader::each(int words, Use use) {
 }
 
 int TeraModule::Reader::read(VBit* out, int words) {
-  std::fill_n(out, words, VBit{0});
-  int i = 0;
-  return each(std::min(2 * words, itsModule.columnWords - numRead), [&](Bit word) {
-    out[i / 2] |= VBit{word} << (i % 2 * WORD_BITS);
-    ++i;
+  auto* at = reinterpret_cast<char*>(out);  // the lower half of a word lies first
+  const int num = std::min(2 * words, itsModule.columnWords - numRead);
+  const int rc = each(num, [&at](Bit word) {
+    std::memcpy(at, &word, sizeof word);
+    at += sizeof word;
   });
+  auto* const end = reinterpret_cast<char*>(out + words);
+  std::memset(at, 0, static_cast<std::size_t>(end - at));
+  return rc;
 }
 
 int TeraModule::decompress(VBit* out, int words) const {

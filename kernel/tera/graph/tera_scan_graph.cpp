@@ -19,6 +19,7 @@ constexpr int ALL_CANDS = 0x7fffffff;
 }  // namespace
 
 // ---------------------------------------------------------------- edges
+// An edge owns its result, and does nothing without one.
 
 TeraScanGraph::Edge::~Edge() {
   delete hitResult;
@@ -416,6 +417,7 @@ int TeraScanGraph::remove_no_info_cands() {
 }
 
 // ---------------------------------------------------------------- results and queries
+// The graph as one result: its candidates by their quality, wherever they stand.
 
 TeraQuery* TeraScanGraph::create_merged_query() const {
   std::vector<TeraQuery*> queries;

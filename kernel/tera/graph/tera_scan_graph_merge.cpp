@@ -29,6 +29,7 @@ std::vector<int> shifted_places(int num, int first, int shift) {
 }  // namespace
 
 // ---------------------------------------------------------------- single nodes
+// Changes of the nodes are lists of places, by which nodes and edges move at once.
 
 /// Moves the nodes to their places in `fresh`, and the edges to the places of the nodes to which they lead;
 /// with `NO_NODE` a node's edges go, and those that lead to it. The first node that comes to a place gives it
@@ -151,6 +152,7 @@ int TeraScanGraph::prune(const TeraSplitResult* split) {
 }
 
 // ---------------------------------------------------------------- two graphs
+// Nodes of the same position in the text become one; edges move onto what their ends became.
 
 /// A node array onto which two graphs are laid.
 struct TeraScanGraph::Combined {

@@ -129,6 +129,7 @@ void TeraSplitResult::forget() {
 }
 
 // ---------------------------------------------------------------- nodes
+// A node stands at a boundary: it knows where the word before it ends and where the next one starts.
 
 int TeraSplitResult::generate_nodes(const short* lit_out, const short* lit_in) {
   if (tokMark == nullptr || lit_out == nullptr || lit_in == nullptr) return -1;
@@ -204,6 +205,7 @@ int TeraSplitResult::get_words(const char*** words, AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- backwards
+// What was position p of n becomes n - p, and where a word ended, one begins.
 
 int TeraSplitResult::init_rev(const TeraSplitResult* other) {
   const AceTimeSection section("INIT_REVERSE");

@@ -45,6 +45,7 @@ class Scratch {
 }  // namespace
 
 // ---------------------------------------------------------------- decoding
+// A look into a table of 256 gives a byte and the bits that its code takes; rare long codes walk the tree.
 
 /// The reader of one block. Behind its end it reads zero bits, and finds out after each string.
 class StringComp::Decoder {
@@ -187,6 +188,7 @@ char* StringComp::decode_one(const Token* block, VInt size, int index, VInt* len
 }
 
 // ---------------------------------------------------------------- coding
+// Each byte is coded after the one before it, a string's first after 0; the length comes first.
 
 StringComp::StringComp() = default;
 StringComp::~StringComp() = default;
@@ -226,6 +228,7 @@ VInt StringComp::code(const char* const* strings, int count, Token* out) {
 }
 
 // ---------------------------------------------------------------- tables
+// They are made from the codes, which are all that a file has.
 
 /// Makes the tables from the codes. Returns what is wrong with them; null for nothing.
 const char* StringComp::fill_tables() {
@@ -265,6 +268,7 @@ const char* StringComp::fill_tables() {
 }
 
 // ---------------------------------------------------------------- persistence
+// The code of lengths, and one of bytes for each context.
 
 VInt StringComp::save(AceFile* file) const {
   file->put_int(numTrees);
@@ -298,6 +302,7 @@ int StringComp::refuse(const AceFile* file, const char* reason) const {
 }
 
 // ---------------------------------------------------------------- statistics
+// How often each length occurs, and each byte behind each context.
 
 StringStats::StringStats(int contexts)
     : tokenStat(static_cast<std::size_t>(std::clamp(contexts, 1, NUM_BYTES))),

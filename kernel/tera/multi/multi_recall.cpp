@@ -185,6 +185,7 @@ void MultiRecall::look_up_found(const IdList& list, Tiny unit, Large weight) {
 }
 
 // ---------------------------------------------------------------- qualities
+// What the weights cannot reach is not read; only lines that can are decoded and measured.
 
 VInt MultiRecall::least_weight(int tokens, int min_value) {
   if (tokens >= static_cast<int>(SHORT_LINES)) return multiEval->least_weight(tokens, min_value);
@@ -282,6 +283,7 @@ void MultiRecall::refine_one(bool shown, Found* one, AceAttach* at) {
 }
 
 // ---------------------------------------------------------------- candidates
+// Equal qualities are one group; what it has beyond the limit becomes one collection.
 
 int MultiRecall::fill(TeraResult* result) {
   result->set_resolved();

@@ -102,6 +102,7 @@ void TeraMulti::make_rules() {
 }
 
 // ---------------------------------------------------------------- lines
+// Two lines share a start: the second is behind the first, whose length is in front of it.
 
 /// The coded bits of a line, and their bytes; null for what is no line.
 const Token* TeraMulti::find_line(Large line, VInt* size) const {

@@ -144,6 +144,7 @@ class MultiBuild {
 };
 
 // ---------------------------------------------------------------- reading
+// A line is kept as the numbers of its words, in the order in which words came; sorting renumbers them.
 
 int MultiBuild::collect(WordsReader* reader) {
   const char* line = nullptr;
@@ -333,6 +334,7 @@ int MultiBuild::make_lists(int skip, const char* skip_file, const char* skip_exp
 }
 
 // ---------------------------------------------------------------- coded lines
+// Every second line has a start; the one behind it is found by the length in front.
 
 int MultiBuild::code_sizes() {
   HuffmanStat sizes;
@@ -395,6 +397,7 @@ int MultiBuild::make_lines() {
 }
 
 // ---------------------------------------------------------------- words
+// The index of words also has what else counts as a word, behind them.
 
 int MultiBuild::make_words(const TeraMap* map, int filter, int refine, TeraAliasReader* aliases) {
   std::vector<const char*> strings;

@@ -25,6 +25,7 @@ constexpr int MOST_MEASURED = TeraAutoRecall::MAX_POSITIONS;
 }  // namespace
 
 // ---------------------------------------------------------------- the index of words
+// Two kinds of index answer alike; words too long to measure are only found exactly.
 
 int TeraMulti::recall_word(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model,
                            const MultiAsk& ask, bool plain, AceReporter* rep) const {

@@ -111,6 +111,7 @@ bool TeraResult::is_consistent() const {
 }
 
 // ---------------------------------------------------------------- limits
+// Whole groups go to keep a limit, the worst ones first, and the least quality rises above them.
 
 int TeraResult::allow(int value, int extra) {
   value = std::clamp(value, 0, MAX_VALUE);
@@ -199,6 +200,7 @@ int TeraResult::get_max_value_with_hitlist() const {
 }
 
 // ---------------------------------------------------------------- groups
+// A group is found by its quality in a table; the list has them in the order in which they are shown.
 
 int TeraResult::next_above(int value) const {
   while (++value <= MAX_VALUE)
@@ -261,6 +263,8 @@ void TeraResult::settle() const {
 }
 
 // ---------------------------------------------------------------- adding
+// A candidate that is not accepted is deleted; one that is accepted may push the worst group out, even its
+// own.
 
 void TeraResult::note_kind(const TeraCand& cand, int value) {
   if (cand.get_entry() == TeraCand::NO_ENTRY && cand.get_num_infos() == 0)
@@ -320,6 +324,7 @@ int TeraResult::add_cands_from(TeraResult* other) {
 }
 
 // ---------------------------------------------------------------- order
+// Turning the list of groups is all; candidates of one quality keep their order.
 
 int TeraResult::turn() {
   TeraCandGroup* turned = nullptr;

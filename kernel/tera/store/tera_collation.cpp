@@ -104,6 +104,7 @@ Shared& shared() {
 }  // namespace
 
 // ---------------------------------------------------------------- sharing
+// One object for each name in the process, which goes when the last one gives it back.
 
 TeraCollation::TeraCollation(const char* name) {
   const std::size_t size = std::strlen(name) + 1;
@@ -150,6 +151,7 @@ TeraCollation* TeraCollation::read(AceFile* file) {
 }
 
 // ---------------------------------------------------------------- bytes
+// Strings that start with a key are those that agree with it as far as it goes.
 
 int TeraAscii::compare_sort(const char* a, const char* b, int prefix) const {
   return prefix != 0 ? above(compare_limit(a, b, 0)) : std::strcmp(a, b);
@@ -313,6 +315,7 @@ int TeraDate::compare_limit(const char* a, const char* b, int /*unused*/) const 
 }
 
 // ---------------------------------------------------------------- numbers
+// Of two numbers the one with more digits is larger, so that none is too long for comparing.
 
 std::string_view TeraNumeric::skip_leading(std::string_view text) const {
   constexpr int DIGIT_BIT = 16;  // without it, '0' is a blank

@@ -116,6 +116,7 @@ const char* parse_template(std::string_view pattern, std::vector<std::string>* p
 }  // namespace
 
 // ---------------------------------------------------------------- entry lines
+// A line is written whole, or nothing of it.
 
 int tera_entry_print(char* buf, std::size_t buf_size, Large info, const char* string) {
   if (buf_size > 0) *buf = '\0';

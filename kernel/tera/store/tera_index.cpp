@@ -163,6 +163,7 @@ void TeraIndex::for_each(const std::function<void(const char*, int)>& f) const {
 }
 
 // ---------------------------------------------------------------- search
+// Bisection by the collation's order; of compressed heaps blocks are decoded on the way.
 
 /// The first string that does not come before a key, where `compare(string)` has the sign of the key against
 /// it.

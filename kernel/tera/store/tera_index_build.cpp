@@ -122,6 +122,7 @@ bool get_piece(std::FILE* file, char* buffer) {
 }  // namespace
 
 // ---------------------------------------------------------------- heaps under construction
+// Offsets of 32 bits count bytes while these suffice, then steps of four.
 
 /// Returns 0, or -1 when the heap or the number of strings would exceed its limit.
 VInt TeraIndex::Heap::add(std::string_view string) {
@@ -223,6 +224,7 @@ void TeraIndex::take_blocks(BlockWriter* writer, std::unique_ptr<StringComp> cod
 }
 
 // ---------------------------------------------------------------- building
+// What was there before is given up when the new heap stands, not earlier.
 
 int TeraIndex::make(const char* filename, bool compress, AceReporter* rep) {
   if (compress) return make_compressed(filename, rep);
@@ -423,6 +425,7 @@ Large TeraIndex::tree_make(AceBigTree<long>* tree, int log_block) {
 }
 
 // ---------------------------------------------------------------- changing
+// A heap that was mapped or lent is copied before the first change.
 
 int TeraIndex::compress(int log_block) {
   if (is_compressed()) return 0;

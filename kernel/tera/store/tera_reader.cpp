@@ -49,6 +49,7 @@ const char* as_text(const Token* tokens) {
 }  // namespace
 
 // ---------------------------------------------------------------- all readers
+// What works on any reader, with the reader's own errors handed on.
 
 int TeraReader::read_strings(const std::function<int(const char*, Large)>& use, AceReporter* rep) {
   static const AceTraceFlag traced("TERA_READING", __FILE__, __LINE__);
@@ -107,6 +108,7 @@ int TeraReader::dump_file(const char* filename) {
 }
 
 // ---------------------------------------------------------------- entry lines
+// The number in front of a tab is the attribute; without one it is the line's number.
 
 int TeraStandardReader::get_line(const char** string, Large* info, VInt* line) {
   if (lastResult != FOUND) return lastResult;
@@ -136,6 +138,7 @@ int TeraStandardReader::rewind() {
 }
 
 // ---------------------------------------------------------------- adapters
+// What an adapter gives lies in its own memory until its next line.
 
 int TeraMappedReader::get_line(const char** string, Large* info, VInt* line) {
   const char* text = nullptr;
@@ -176,6 +179,7 @@ int TeraTransformReader::rewind() {
 }
 
 // ---------------------------------------------------------------- words
+// A line is kept until its last word is given; words are numbered on, whatever their lines.
 
 SingleWordReader::SingleWordReader(AceReader* input, const char* separators)
     : itsInput(input), separatorSet(separators != nullptr ? separators : "") {
@@ -211,6 +215,7 @@ int SingleWordReader::rewind() {
 }
 
 // ---------------------------------------------------------------- several streams
+// A heap has the stream with the last string on top, so that what falls in each stream falls in all.
 
 struct MultiStreamReader::Stream {
   Stream(std::FILE* file, const TeraMap* map, bool no_glob)
@@ -305,6 +310,7 @@ VInt MultiStreamReader::get_estimate() {
 }
 
 // ---------------------------------------------------------------- a function for each entry
+// Every round starts at the reader's first entry.
 
 VInt TeraReaderStream::for_each(const std::function<int(const char*, unsigned)>& f) {
   if (const int rc = itsDelegate->rewind(); rc < 0)

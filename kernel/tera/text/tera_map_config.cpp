@@ -88,6 +88,7 @@ TeraMapConfig::TeraMapConfig(const char* charset) : uniMap(tera_get_charset_map(
 TeraMapConfig::~TeraMapConfig() = default;
 
 // ---------------------------------------------------------------- tokens
+// New tokens make all mappings void, for these name tokens by their numbers.
 
 int TeraMapConfig::set_tokens(const char* set) {
   if (set == nullptr || *set == 0) {
@@ -194,6 +195,7 @@ int TeraMapConfig::byte_of(int uni) const {
 }
 
 // ---------------------------------------------------------------- mappings
+// A target is read as the tokens that its characters have by now: later steps build on earlier ones.
 
 int TeraMapConfig::set_map(const char* target, const char* chars) {
   if (target == nullptr || chars == nullptr) return 0;
