@@ -2,10 +2,9 @@
 ///
 /// Operations return 0 or a count for success and a negative value for failure; those that create objects
 /// return null for failure. The place that knows the facts writes the sentence on its reporter; each caller
-/// above reports the call that failed with `ace_error`, and hands the code up:
+/// above reports the call that failed, and hands it up:
 ///
-///     if (int rc = infoHandle->save(file); rc < 0)
-///       return ace_error(__FILE__, __LINE__, "infoHandle->save(file)", rc, 0, rc);
+///     ACE_CALL(infoHandle->save(file));
 ///
 /// which prints "dast_base.cpp:120: ERROR in infoHandle->save(file), error code -1".
 #pragma once
@@ -22,6 +21,13 @@ SORV_API void ace_error_msg(const char* file, int line, const char* text, int va
 SORV_API void* ace_error(const char* file, int line, const char* text, int val, int unused, void* ret);
 SORV_API int ace_error(const char* file, int line, const char* text, int val, int unused, int ret);
 SORV_API Large ace_error(const char* file, int line, const char* text, int val, int unused, Large ret);
+
+/// Returns -1, reported, from a function when a call gives a negative number; the text is the call. Texts
+/// that are given to `ace_error` themselves are those by which hosts and their logs know a place: they name
+/// the call as it was once written, a test of a value, or a call that gives null.
+#define ACE_CALL(call)                        \
+  if (const auto ace_rc = (call); ace_rc < 0) \
+  return ace_error(__FILE__, __LINE__, #call, static_cast<int>(ace_rc), 0, -1)
 
 /// For anomalies that do not stop the operation: "<file>:<line>: WARNING in ..." as a warning event of the
 /// default reporter, with the file as given. Returns 0.

@@ -157,13 +157,11 @@ int AceIdMap::save_reverse(AceFile* file) const {
   file->put_int(has_reverse() ? 1 : 0);
   if (!has_reverse()) return 0;
   file->mem_point("reverse mapping");
-  if (const VInt rc = reverseInfo->save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "reverseInfo->save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(reverseInfo->save(file));
   file->put_int(blockIndex != nullptr ? 1 : 0);
   if (blockIndex == nullptr) return 0;
   file->mem_point("block index for reverse");
-  if (const VInt rc = blockIndex->save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "blockIndex->save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(blockIndex->save(file));
   return 0;
 }
 

@@ -7,8 +7,7 @@
 
 int DastEmailAliasGenerator::configure(const char* options, AceReporter* rep) {
   const auto parser = DastEmailAliasGeneratorDefaults().get_parser();
-  if (const int rc = parser->parse(options, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(options, rep)", rc, 0, -1);
+  ACE_CALL(parser->parse(options, rep));
   aliasPenalty = parser->get_int_value("alias_penalty");
   return 0;
 }

@@ -77,8 +77,7 @@ bool FirstnameParser::is_initials(std::size_t first, std::size_t last) const {
 
 int DastFirstnameAliasGenerator::configure(const char* options, AceReporter* rep) {
   const auto parser = DastFirstnameAliasGeneratorDefaults().get_parser();
-  if (const int rc = parser->parse(options, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(options, rep)", rc, 0, -1);
+  ACE_CALL(parser->parse(options, rep));
   generateInitials = parser->get_bool_value("generate_initials");
   removeInitials = parser->get_bool_value("remove_initials");
   aliasPenalty = parser->get_int_value("alias_penalty");

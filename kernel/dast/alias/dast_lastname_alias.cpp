@@ -46,8 +46,7 @@ class LastnameParser {
 
 int DastLastnameAliasGenerator::configure(const char* options, AceReporter* rep) {
   const auto parser = DastLastnameAliasGeneratorDefaults().get_parser();
-  if (const int rc = parser->parse(options, rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "parser->parse(options, rep)", rc, 0, -1);
+  ACE_CALL(parser->parse(options, rep));
   aliasPenalty = parser->get_int_value("alias_penalty");
   skipWords.clear();
   const char* filename = parser->get_string_value("skipwords_file");

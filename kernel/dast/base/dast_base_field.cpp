@@ -371,8 +371,7 @@ VInt DastBaseField::save_method(AceFile* file) const {
   if ((presence() & METHOD) == 0) return 0;
   file->mem_point("Access Method");
   file->put_int(baseMethod->magic());
-  if (const VInt rc = baseMethod->save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "baseMethod->save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(baseMethod->save(file));
   return 0;
 }
 

@@ -175,11 +175,9 @@ VInt DastStringStorage::save(AceFile* file) const {
   file->put_int(storageType);
   file->put_int(numEntries);
   if (storageType == ARRAY) {
-    if (const VInt rc = stringArray->save(file); rc < 0)
-      return ace_error(__FILE__, __LINE__, "stringArray->save(file)", static_cast<int>(rc), 0, -1);
+    ACE_CALL(stringArray->save(file));
   } else if (storageType == NUMERIC) {
-    if (const VInt rc = numericArray->save(file); rc < 0)
-      return ace_error(__FILE__, __LINE__, "numericArray->save(file)", static_cast<int>(rc), 0, -1);
+    ACE_CALL(numericArray->save(file));
   }
   return 0;
 }
@@ -191,13 +189,11 @@ VInt DastStringStorage::read(AceFile* file, const DastBaseMethod* method) {
   VInt room = numEntries;
   if (type == ARRAY) {
     stringArray = std::make_unique<TeraIndex>();
-    if (const VInt rc = stringArray->read(file); rc < 0)
-      return ace_error(__FILE__, __LINE__, "stringArray->read(file)", static_cast<int>(rc), 0, -1);
+    ACE_CALL(stringArray->read(file));
     room = VInt{stringArray->get_size()} - 1;
   } else if (type == NUMERIC) {
     numericArray = std::make_unique<AceBits>();
-    if (const VInt rc = numericArray->read(file); rc < 0)
-      return ace_error(__FILE__, __LINE__, "numericArray->read(file)", static_cast<int>(rc), 0, -1);
+    ACE_CALL(numericArray->read(file));
     room = numericArray->get_num_keys() - 1;
   }
   if (type < EMPTY || type > INDEX || (numEntries > 0 && room < numEntries)) {

@@ -381,9 +381,9 @@ int DastBaseEntryStats::Field::terminate_advanced() {
   for (Large value = 0; value < values.size(); ++value)
     numUsed += values[value].numRecords > 0 && values[value].length > 0 ? 1 : 0;
   itsField->numBaseIDs = numUsed;
-  if (make_entry_to_base() < 0) return ace_error(__FILE__, __LINE__, "make_entry_to_base()", -1, 0, -1);
-  if (make_base_to_entry() < 0) return ace_error(__FILE__, __LINE__, "make_base_to_entry()", -1, 0, -1);
-  if (make_alias_maps() < 0) return ace_error(__FILE__, __LINE__, "make_alias_maps()", -1, 0, -1);
+  ACE_CALL(make_entry_to_base());
+  ACE_CALL(make_base_to_entry());
+  ACE_CALL(make_alias_maps());
   return 0;
 }
 

@@ -169,8 +169,7 @@ int DastBaseStats::sort(RecordIterator* source, int sort_level, std::vector<Larg
     head.finish_record();
   }
   head.finish_build();
-  if (const int rc = head.sort(rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "head.sort(rep)", rc, 0, -1);
+  ACE_CALL(head.sort(rep));
   order->clear();
   for (const SortRecord* record = SortHead::next_record(head.start_record()); record != nullptr;
        record = SortHead::next_record(record))

@@ -239,9 +239,7 @@ VInt DastDetector::save(AceFile* file) {
       write_text(file, *text);
   }
   file->put_int(intDetector != nullptr ? intDetector->magic() : NO_OBJECT);
-  if (intDetector != nullptr)
-    if (const VInt rc = intDetector->save(file); rc < 0)
-      return ace_error(__FILE__, __LINE__, "intDetector->save(file)", static_cast<int>(rc), 0, -1);
+  if (intDetector != nullptr) ACE_CALL(intDetector->save(file));
   file->mem_close();
   return 0;
 }

@@ -145,8 +145,7 @@ VInt DastInterval::save(AceFile* file) const {
 
 VInt DastInterval::read(AceFile* file) {
   clean();
-  if (const int rc = file->get_magic("INTER"); rc < 0)
-    return ace_error(__FILE__, __LINE__, "file->get_magic(\"INTER\")", rc, 0, -1);
+  ACE_CALL(file->get_magic("INTER"));
   const Large count = file->get_large();
   const Large* bounds = file->is_short() ? nullptr : file->read_array<Large>(count, this, BOUND_ALIGNMENT);
   if (bounds == nullptr) {

@@ -152,10 +152,8 @@ DastInfoMap* DastIntervalInfoMap::make_reverse() const {
 
 VInt DastIntervalInfoMap::save(AceFile* file) const {
   file->put_int(LISTS);
-  if (const VInt rc = intForward->save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "intForward->save(file)", static_cast<int>(rc), 0, -1);
-  if (const VInt rc = intReverse->save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "intReverse->save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(intForward->save(file));
+  ACE_CALL(intReverse->save(file));
   return 0;
 }
 

@@ -178,9 +178,7 @@ DastInfoMap* DastSingleInfoMap::make_reverse() const {
 VInt DastSingleInfoMap::save(AceFile* file) const {
   file->put_int(RUNS);
   file->put_int(singleForward != nullptr ? 1 : 0);
-  if (singleForward != nullptr)
-    if (const VInt rc = singleForward->save(file); rc < 0)
-      return ace_error(__FILE__, __LINE__, "singleForward->save(file)", static_cast<int>(rc), 0, -1);
+  if (singleForward != nullptr) ACE_CALL(singleForward->save(file));
   if (const VInt rc = singleReverse.save(file); rc < 0)
     return ace_error(__FILE__, __LINE__, "singleReverse->save(file)", static_cast<int>(rc), 0, -1);
   file->put_int(speedUp);
@@ -192,8 +190,7 @@ VInt DastSingleInfoMap::read(AceFile* file) {
   const int hasTable = file->get_int();
   if (hasTable == 1) {
     singleForward = std::make_unique<AceIdMap>();
-    if (const VInt rc = singleForward->read(file); rc < 0)
-      return ace_error(__FILE__, __LINE__, "singleForward->read(file)", static_cast<int>(rc), 0, -1);
+    ACE_CALL(singleForward->read(file));
   }
   if (const VInt rc = singleReverse.read(file); rc < 0)
     return ace_error(__FILE__, __LINE__, "singleReverse->read(file)", static_cast<int>(rc), 0, -1);

@@ -58,7 +58,7 @@ int DimeAutoMethod::init(const TeraMap* map) {
 int DimeAutoMethod::configure_build_options(const char* options, const TeraMap* map) {
   if (parse_options(options) < 0)
     return ace_error(__FILE__, __LINE__, "parse_options(config_string)", -1, 0, -1);
-  if (init(map) < 0) return ace_error(__FILE__, __LINE__, "init(map)", -1, 0, -1);
+  ACE_CALL(init(map));
   return 0;
 }
 
@@ -192,14 +192,12 @@ VInt DimeAutoMethod::save(AceFile* file) {
 
 VInt DimeAutoMethod::read(AceFile* file) {
   autoFeatures = file->get_int();
-  if (const VInt rc = autoStruct.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "autoStruct.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(autoStruct.read(file));
   makeOpt = file->get_int();
   AceAttach at;
   const char* const alias = file->get_string(&at);
   aliasFile = alias != nullptr ? alias : "";
-  if (const VInt rc = recallOpts.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.read(file));
   constexpr int known = SERVES_STRINGS | FAST | ALLOW_WILD | PATH_COMPRESS;
   if (!file->is_short() && (makeOpt & ~known) == 0) return 0;
   AceReporter::use_default()->printf("Automaton method that is broken at offset %ld: build flags %d\n",

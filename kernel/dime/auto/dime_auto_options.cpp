@@ -122,8 +122,7 @@ TeraEval::Mode DimeAutoRecallOptions::get_eval_mode(DastOptions::Call call) cons
 
 VInt DimeAutoRecallOptions::save(AceFile* file) const {
   file->put_magic(MAGIC);
-  if (const VInt rc = primaryOptions.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "primaryOptions.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(primaryOptions.save(file));
   for (const bool flag : {noGlob, noTranspose, splitAtUnmapped}) file->put_bool(flag);
   file->put_string(completeMarkers.c_str());
   file->put_string(addSeparators.c_str());

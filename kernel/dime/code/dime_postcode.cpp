@@ -236,15 +236,13 @@ VInt DimePostCodeMethod::save(AceFile* file) {
   file->mem_point("Main Automaton Structure");
   if (const VInt rc = autoStruct.save(file); rc < 0)
     return ace_error(__FILE__, __LINE__, "rc = autoStruct.save(file)", static_cast<int>(rc), 0, -1);
-  if (const VInt rc = recallOpts.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.save(file));
   return 0;
 }
 
 VInt DimePostCodeMethod::read(AceFile* file) {
   if (const VInt rc = autoStruct.read(file); rc < 0)
     return ace_error(__FILE__, __LINE__, "rc = autoStruct.read(file)", static_cast<int>(rc), 0, -1);
-  if (const VInt rc = recallOpts.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.read(file));
   return 0;
 }

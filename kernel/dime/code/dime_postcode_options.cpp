@@ -104,8 +104,7 @@ int DimePostCodeRecallOptions::apply(const char* config_string) {
 
 VInt DimePostCodeRecallOptions::save(AceFile* file) const {
   file->put_magic(MAGIC);
-  if (const VInt rc = primaryOptions.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "primaryOptions.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(primaryOptions.save(file));
   for (const bool flag : {noGlob, noTranspose, levenComp}) file->put_bool(flag);
   for (const int value : {autoMaxEdit, restrictedLength, leadZeroPenalty, lengthPenalty})
     file->put_int(value);

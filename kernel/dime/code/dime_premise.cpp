@@ -139,7 +139,7 @@ int DimePremiseMethod::configure_build_options(const char* options, const TeraMa
     AceReporter::use_default()->ev_wprintf("Unknown build option(s) for premise method: '%s'\n", options);
     return -1;
   }
-  if (const int rc = init(); rc < 0) return ace_error(__FILE__, __LINE__, "init()", rc, 0, -1);
+  ACE_CALL(init());
   return 0;
 }
 
@@ -167,11 +167,9 @@ TeraQuery* DimePremiseMethod::eval(DastOptions::Call call, const char* query, Ac
 VInt DimePremiseMethod::save(AceFile* file) {
   file->put_magic(MAGIC);
   file->put_int(premiseFeatures);
-  if (const VInt rc = patternDetector.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "patternDetector.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(patternDetector.save(file));
   file->mem_point("Recall options");
-  if (const VInt rc = recallOpts.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.save(file));
   return 0;
 }
 
@@ -179,9 +177,7 @@ VInt DimePremiseMethod::read(AceFile* file) {
   if (const int version = file->get_magic(MAGIC); version < 0)
     return ace_error(__FILE__, __LINE__, "version = file->get_magic(\"PREM1\")", version, 0, -1);
   premiseFeatures = file->get_int();
-  if (const VInt rc = patternDetector.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "patternDetector.read(file)", static_cast<int>(rc), 0, -1);
-  if (const VInt rc = recallOpts.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(patternDetector.read(file));
+  ACE_CALL(recallOpts.read(file));
   return 0;
 }

@@ -398,8 +398,7 @@ const char* DimeUuidMethod::get_item(int pos, AceAttach* at) const {
 // ---------------------------------------------------------------- persistence
 
 VInt DimeUuidMethod::save(AceFile* file) {
-  if (const VInt rc = recallOpts.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.save(file));
   file->put_int(uuidFeatures);
   file->put_int(optionFlags);
   file->put_int(numEntries);
@@ -442,8 +441,7 @@ bool DimeUuidMethod::read_arrays(AceFile* file) {
 
 VInt DimeUuidMethod::read(AceFile* file) {
   clean();
-  if (const VInt rc = recallOpts.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.read(file));
   uuidFeatures = file->get_int();
   optionFlags = file->get_int();
   numEntries = file->get_large();

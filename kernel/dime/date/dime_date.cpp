@@ -208,15 +208,15 @@ VInt DimeDateMethod::save(AceFile* file) {
   file->put_int(numEntry);
   if (numEntry > 0) file->write(VInt{sizeof(Large)} * numEntry, valueArray, ARRAY_ALIGNMENT);
   file->mem_point("Month Finder");
-  if (monthFinder.save(file) < 0) return ace_error(__FILE__, __LINE__, "monthFinder.save(file)", -1, 0, -1);
-  if (prepareMap.save(file) < 0) return ace_error(__FILE__, __LINE__, "prepareMap.save(file)", -1, 0, -1);
+  ACE_CALL(monthFinder.save(file));
+  ACE_CALL(prepareMap.save(file));
   if (const VInt rc = datesAuto.save(file); rc < 0)
     return ace_error(__FILE__, __LINE__, "rc = int(datesAuto.save(file))", static_cast<int>(rc), 0, -1);
   file->mem_point("Info Handle");
   const AceIdMap none;
   if ((infoHandle != nullptr ? infoHandle.get() : &none)->save(file) < 0)
     return ace_error(__FILE__, __LINE__, "infoHandle->save(file)", -1, 0, -1);
-  if (recallOpts.save(file) < 0) return ace_error(__FILE__, __LINE__, "recallOpts.save(file)", -1, 0, -1);
+  ACE_CALL(recallOpts.save(file));
   return 0;
 }
 
@@ -239,13 +239,13 @@ VInt DimeDateMethod::read(AceFile* file) {
       AceReporter::use_default()->printf("The days of %u base ids are cut\n", numEntry);
       return -1;
     }
-    if (monthFinder.read(file) < 0) return ace_error(__FILE__, __LINE__, "monthFinder.read(file)", -1, 0, -1);
-    if (prepareMap.read(file) < 0) return ace_error(__FILE__, __LINE__, "prepareMap.read(file)", -1, 0, -1);
+    ACE_CALL(monthFinder.read(file));
+    ACE_CALL(prepareMap.read(file));
     if (datesAuto.read(file) < 0)
       return ace_error(__FILE__, __LINE__, "rc = int(datesAuto.read(file))", -1, 0, -1);
     infoHandle = std::make_unique<AceIdMap>();
-    if (infoHandle->read(file) < 0) return ace_error(__FILE__, __LINE__, "infoHandle->read(file)", -1, 0, -1);
-    if (recallOpts.read(file) < 0) return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", -1, 0, -1);
+    ACE_CALL(infoHandle->read(file));
+    ACE_CALL(recallOpts.read(file));
     fileMapped = file->is_mapped() ? 1 : 0;
     return 0;
   };

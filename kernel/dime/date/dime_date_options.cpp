@@ -179,8 +179,7 @@ int DimeDateAsk::compare(int value, const DimeDateRecallOptions& options) const 
 
 VInt DimeDateRecallOptions::save(AceFile* file) const {
   file->put_magic(MAGIC);
-  if (const VInt rc = primaryOptions.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "primaryOptions.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(primaryOptions.save(file));
   file->put_bool(switchDayMonth);
   file->put_int(switchPenalty);
   file->put_int(int{searchMethod});

@@ -82,7 +82,7 @@ int DimeEditMethod::init(const TeraMap* map) {
 int DimeEditMethod::configure_build_options(const char* options, const TeraMap* map) {
   if (parse_options(options) < 0)
     return ace_error(__FILE__, __LINE__, "parse_options(config_string)", -1, 0, -1);
-  if (init(map) < 0) return ace_error(__FILE__, __LINE__, "init(map)", -1, 0, -1);
+  ACE_CALL(init(map));
   return 0;
 }
 
@@ -242,8 +242,7 @@ VInt DimeEditMethod::read(AceFile* file) {
   filterRefine = file->get_int();
   AceAttach at;
   assign_alias_file(file->get_string(&at));
-  if (const VInt rc = recallOpts.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.read(file));
   if (file->is_short() || filterLog < 0 || filterLog > TeraEdit::MAX_FILTER || filterRefine < 0) {
     AceReporter::use_default()->printf("Edit method that is broken at offset %ld: filter %d, refinement %d\n",
                                        file->get_pos(), filterLog, filterRefine);

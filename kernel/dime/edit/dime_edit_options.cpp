@@ -141,8 +141,7 @@ int DimeEditRecallOptions::get_orig_weight(DastOptions::Call call) const {
 
 VInt DimeEditRecallOptions::save(AceFile* file) const {
   file->put_magic(MAGIC);
-  if (const VInt rc = primaryOptions.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "primaryOptions.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(primaryOptions.save(file));
   for (const bool flag : {noGlob, noTranspose, subsetCont, allowWildcards}) file->put_bool(flag);
   file->put_int(origWeight);
   TeraEval::save_algorithm(evalAlgorithm, file);

@@ -84,8 +84,7 @@ int DimeDirectRecallOptions::apply(const char* config_string) {
 
 VInt DimeDirectRecallOptions::save(AceFile* file) const {
   file->put_magic(OPTIONS_MAGIC);
-  if (const VInt rc = primaryOptions.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "primaryOptions.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(primaryOptions.save(file));
   file->put_int(logMax);
   file->put_int(scaleFactor);
   return 0;
@@ -307,14 +306,12 @@ const char* DimeDirectMethod::get_item(int pos, AceAttach* at) const {
 
 VInt DimeDirectMethod::save(AceFile* file) {
   file->put_int(directFeatures);
-  if (const VInt rc = recallOpts.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.save(file));
   file->put_int(numFar);
   if (numFar > 0) file->write(VInt{numFar} * VInt{sizeof(Huge)}, farArray, sizeof(Huge));
   if ((directFeatures & IS_PRIMARY) == 0) return 0;
   file->mem_point("Dense array");
-  if (const VInt rc = denseArray->save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "denseArray->save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(denseArray->save(file));
   static AceIdMap none;
   if (const VInt rc = (infoHandle != nullptr ? infoHandle.get() : &none)->save(file); rc < 0)
     return ace_error(__FILE__, __LINE__, "infoHandle->save(file)", static_cast<int>(rc), 0, -1);
@@ -324,15 +321,13 @@ VInt DimeDirectMethod::save(AceFile* file) {
 VInt DimeDirectMethod::read(AceFile* file) {
   clean();
   directFeatures = file->get_int();
-  if (const VInt rc = recallOpts.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.read(file));
   const Large count = file->get_large();
   farArray = count > 0 ? file->read_array<Huge>(count, &memAt, sizeof(Huge)) : nullptr;
   numFar = farArray != nullptr ? count : 0;
   auto infos = std::make_unique<AceIdMap>();
   if ((directFeatures & IS_PRIMARY) != 0) {
-    if (const VInt rc = denseArray->read(file); rc < 0)
-      return ace_error(__FILE__, __LINE__, "denseArray->read(file)", static_cast<int>(rc), 0, -1);
+    ACE_CALL(denseArray->read(file));
     if (const VInt rc = infos->read(file); rc < 0)
       return ace_error(__FILE__, __LINE__, "infoHandle->read(file)", static_cast<int>(rc), 0, -1);
   }

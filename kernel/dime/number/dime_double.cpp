@@ -184,8 +184,7 @@ int DimeDoubleMethod::build(ValueList* values, AceReporter* rep) {
   infoHandle = std::make_unique<AceIdMap>();
   if (const int rc = infoHandle->build(numKeys, lists.data(), rep); rc < 0)
     return ace_error(__FILE__, __LINE__, "infoHandle->build(numKeys, lists, rep)", rc, 0, -1);
-  if (const int rc = infoHandle->build_reverse(rep); rc < 0)
-    return ace_error(__FILE__, __LINE__, "infoHandle->build_reverse(rep)", rc, 0, -1);
+  ACE_CALL(infoHandle->build_reverse(rep));
   return 0;
 }
 
@@ -299,8 +298,7 @@ const char* DimeDoubleMethod::get_item(int pos, AceAttach* at) const {
 
 VInt DimeDoubleMethod::save(AceFile* file) {
   file->put_int(doubleFeatures);
-  if (const VInt rc = recallOpts.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.save(file));
   file->put_double(logLow);
   file->mem_point("Key array");
   file->put_int(numKeys);
@@ -315,8 +313,7 @@ VInt DimeDoubleMethod::save(AceFile* file) {
 VInt DimeDoubleMethod::read(AceFile* file) {
   clean();
   const int features = file->get_int();
-  if (const VInt rc = recallOpts.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.read(file));
   const double smallest = file->get_double();
   const Large count = file->get_large();
   const double* keys = count > 0 ? file->read_array<double>(count, &memAt, sizeof(double)) : nullptr;

@@ -94,8 +94,7 @@ const char* DimeDoubleRecallOptions::print(double value, AceAttach* at) const {
 
 VInt DimeDoubleRecallOptions::save(AceFile* file) const {
   file->put_magic(MAGIC);
-  if (const VInt rc = primaryOptions.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "primaryOptions.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(primaryOptions.save(file));
   file->put_int(evalMode);
   file->put_int(minIntPlaces);
   file->put_int(numDecPlaces);

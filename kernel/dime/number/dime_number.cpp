@@ -299,8 +299,7 @@ VInt DimeNumberMethod::save(AceFile* file) {
   file->mem_point("Main Structure");
   if (const VInt rc = editStruct.save(file); rc < 0)
     return ace_error(__FILE__, __LINE__, "rc = editStruct.save(file)", static_cast<int>(rc), 0, -1);
-  if (const VInt rc = recallOpts.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.save(file));
   return 0;
 }
 
@@ -317,7 +316,6 @@ VInt DimeNumberMethod::read(AceFile* file) {
   }
   if (const VInt rc = editStruct.read(file); rc < 0)
     return ace_error(__FILE__, __LINE__, "rc = editStruct.read(file)", static_cast<int>(rc), 0, -1);
-  if (const VInt rc = recallOpts.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.read(file));
   return 0;
 }

@@ -94,8 +94,7 @@ DimeNumberRecallOptions::DimeNumberRecallOptions(DastOptions::Call call,
 
 VInt DimeNumberRecallOptions::save(AceFile* file) const {
   file->put_magic(MAGIC);
-  if (const VInt rc = primaryOptions.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "primaryOptions.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(primaryOptions.save(file));
   for (const bool flag : {doTranspose, noNormalization, allowWildcards}) file->put_bool(flag);
   TeraEval::save_algorithm(evalAlgorithm, file);
   TeraEval::save_model(evalModel, file);

@@ -206,16 +206,14 @@ TeraQuery* DimeRegexpMethod::eval(DastOptions::Call call, const char* query, Ace
 VInt DimeRegexpMethod::save(AceFile* file) {
   file->put_int(regexFeatures);
   file->put_int(pcreFlags);
-  if (const VInt rc = recallOpts.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.save(file));
   return 0;
 }
 
 VInt DimeRegexpMethod::read(AceFile* file) {
   regexFeatures = file->get_int();
   pcreFlags = file->get_int();
-  if (const VInt rc = recallOpts.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.read(file));
   return 0;
 }
 

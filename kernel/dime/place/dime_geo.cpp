@@ -169,8 +169,7 @@ const DimeGeoHit& DimeGeoRecallOptions::get_geo_hit(DastOptions::Call call) cons
 
 VInt DimeGeoRecallOptions::save(AceFile* file) const {
   file->put_magic(OPTIONS_MAGIC);
-  if (const VInt rc = unitCord.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "unitCord.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(unitCord.save(file));
   for (const DimeGeoHit* hit : {&approxHit, &completeHit, &detectHit}) {
     file->put_int(hit->halfVal);
     file->put_int(hit->hitCircle);
@@ -212,14 +211,12 @@ int DimeGeoMethod::reconfigure(const DastDetectorInterface* other) {
 VInt DimeGeoMethod::save(AceFile* file) {
   file->mem_point("Geometric Method");
   file->put_int(geoFeatures);
-  if (const VInt rc = recallOpts.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.save(file));
   return 0;
 }
 
 VInt DimeGeoMethod::read(AceFile* file) {
   geoFeatures = file->get_int();
-  if (const VInt rc = recallOpts.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.read(file));
   return 0;
 }

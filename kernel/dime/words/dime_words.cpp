@@ -241,8 +241,7 @@ VInt DimeWordsMethod::save(AceFile* file) {
   if (const VInt rc = multiStruct.save(file); rc < 0)
     return ace_error(__FILE__, __LINE__, "rc = multiStruct.save(file)", static_cast<int>(rc), 0, -1);
   file->put_int(wordsFeatures);
-  if (const VInt rc = recallOpts.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.save(file));
   for (const bool flag : {doUnique, useAuto, unboundRecall}) file->put_bool(flag);
   file->put_char(sepChar);
   for (const int value : {sortPercent, skipPercent, addLen, refineEdit, editFilter}) file->put_int(value);
@@ -255,8 +254,7 @@ VInt DimeWordsMethod::read(AceFile* file) {
   if (const VInt rc = multiStruct.read(file); rc < 0)
     return ace_error(__FILE__, __LINE__, "rc = multiStruct.read(file)", static_cast<int>(rc), 0, -1);
   wordsFeatures = file->get_int();
-  if (const VInt rc = recallOpts.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "recallOpts.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(recallOpts.read(file));
   return read_settings(file);
 }
 

@@ -189,8 +189,7 @@ int DimeWordsRecallOptions::get_options(DastOptions::Call call) const {
 
 VInt DimeWordsRecallOptions::save(AceFile* file) const {
   file->put_magic(MAGIC);
-  if (const VInt rc = primaryOptions.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "primaryOptions.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(primaryOptions.save(file));
   for (const bool flag : {doReeval, noTeaser, splitAtUnmapped, noTranspose}) file->put_bool(flag);
   file->put_string(completeMarkers.empty() ? nullptr : completeMarkers.c_str());
   for (const int value : {singleMinQual, singleMaxEdit, origWeight}) file->put_int(value);

@@ -194,12 +194,11 @@ VInt TeraAuto::save(AceFile* file) {
                  VInt{forwardAutoData != nullptr ? forwardAutoData->get_num_nodes() : 0});
   file->put_magic(MAGIC);
   file->put_int(autoFeatures);
-  if (const VInt rc = mapConfig.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "mapConfig.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(mapConfig.save(file));
   if ((autoFeatures & HAS_DATA) != 0 && save_data(file) < 0) return -1;
   if ((autoFeatures & HAS_ALIASES) != 0) {
     file->mem_point("Alias Mapping");
-    if (aliasMap->save(file) < 0) return ace_error(__FILE__, __LINE__, "aliasMap->save(file)", -1, 0, -1);
+    ACE_CALL(aliasMap->save(file));
   }
   if ((autoFeatures & HAS_PHONETICS) != 0 && save_phonetic(file) < 0) return -1;
   file->mem_close();
@@ -217,34 +216,29 @@ void save_turner(AceFile* file, const int* turner, const TeraAutoData& back) {
 
 int TeraAuto::save_data(AceFile* file) const {
   file->mem_point("Forward Automaton");
-  if (forwardAutoData->save(file) < 0)
-    return ace_error(__FILE__, __LINE__, "forwardAutoData->save(file)", -1, 0, -1);
+  ACE_CALL(forwardAutoData->save(file));
   file->mem_point("Hit Lists");
   const AceIdMap none;
   if ((infoHandle != nullptr ? infoHandle.get() : &none)->save(file) < 0)
     return ace_error(__FILE__, __LINE__, "infoHandle->save(file)", -1, 0, -1);
   if ((autoFeatures & HAS_BACK) == 0) return 0;
   file->mem_point("Suffix Structure (Small)");
-  if (backAutoData->save(file) < 0)
-    return ace_error(__FILE__, __LINE__, "backAutoData->save(file)", -1, 0, -1);
+  ACE_CALL(backAutoData->save(file));
   save_turner(file, reverseToForward, *backAutoData);
   return 0;
 }
 
 int TeraAuto::save_phonetic(AceFile* file) const {
   file->mem_point("Phonetic Transformation");
-  if (phoneTrafo->magic_save(file) < 0)
-    return ace_error(__FILE__, __LINE__, "phoneTrafo->magic_save(file)", -1, 0, -1);
+  ACE_CALL(phoneTrafo->magic_save(file));
   if ((autoFeatures & HAS_DATA) == 0) return 0;
   file->mem_point("Phonetic Hit Lists");
-  if (phoneInfo->save(file) < 0) return ace_error(__FILE__, __LINE__, "phoneInfo->save(file)", -1, 0, -1);
+  ACE_CALL(phoneInfo->save(file));
   file->mem_point("Phonetic Automaton");
-  if (phoneAutoData->save(file) < 0)
-    return ace_error(__FILE__, __LINE__, "phoneAutoData->save(file)", -1, 0, -1);
+  ACE_CALL(phoneAutoData->save(file));
   if ((autoFeatures & HAS_PHONE_BACK) == 0) return 0;
   file->mem_point("Phonetic Back Automaton");
-  if (phoneBackAutoData->save(file) < 0)
-    return ace_error(__FILE__, __LINE__, "phoneBackAutoData->save(file)", -1, 0, -1);
+  ACE_CALL(phoneBackAutoData->save(file));
   save_turner(file, phoneReverseToForward, *phoneBackAutoData);
   return 0;
 }
@@ -265,12 +259,11 @@ VInt TeraAuto::read_payload(AceFile* file) {
                                        autoFeatures, KNOWN_FEATURES);
     return -1;
   }
-  if (const VInt rc = mapConfig.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "mapConfig.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(mapConfig.read(file));
   if ((autoFeatures & HAS_DATA) != 0 && read_data(file) < 0) return -1;
   if ((autoFeatures & HAS_ALIASES) != 0) {
     aliasMap = std::make_unique<TeraAliasMap>();
-    if (aliasMap->read(file) < 0) return ace_error(__FILE__, __LINE__, "aliasMap->read(file)", -1, 0, -1);
+    ACE_CALL(aliasMap->read(file));
   }
   if ((autoFeatures & HAS_PHONETICS) != 0 && read_phonetic(file) < 0) return -1;
   isMapped = file->is_mapped() ? 1 : 0;
@@ -297,7 +290,7 @@ int TeraAuto::read_data(AceFile* file) {
   forwardAutoData = read_auto(file, &mapConfig, "forwardAutoData->read(file)");
   if (forwardAutoData == nullptr) return -1;
   infoHandle = std::make_unique<AceIdMap>();
-  if (infoHandle->read(file) < 0) return ace_error(__FILE__, __LINE__, "infoHandle->read(file)", -1, 0, -1);
+  ACE_CALL(infoHandle->read(file));
   if (infoHandle->get_num_keys() == 0) infoHandle = nullptr;
   if ((autoFeatures & HAS_BACK) == 0) return 0;
   backAutoData = read_auto(file, &mapConfig, "backAutoData->read(file)");
@@ -312,7 +305,7 @@ int TeraAuto::read_phonetic(AceFile* file) {
     return ace_error(__FILE__, __LINE__, "phoneTrafo = TeraTransform::magic_read(file)", -1, 0, -1);
   if ((autoFeatures & HAS_DATA) == 0) return 0;
   phoneInfo = std::make_unique<AceIdMap>();
-  if (phoneInfo->read(file) < 0) return ace_error(__FILE__, __LINE__, "phoneInfo->read(file)", -1, 0, -1);
+  ACE_CALL(phoneInfo->read(file));
   phoneAutoData = read_auto(file, TeraMap::get_ident_map(), "phoneAutoData->read(file)");
   if (phoneAutoData == nullptr) return -1;
   if ((autoFeatures & HAS_PHONE_BACK) == 0) return 0;

@@ -260,7 +260,7 @@ int TeraAuto::make_info(const Entries& entries, AceReporter* rep) {
 
 int TeraAuto::build_alias_map(TeraAliasReader* aliases, AceReporter* rep) {
   rep->psect(0, "Adding Aliases");
-  if (aliases->rewind() < 0) return ace_error(__FILE__, __LINE__, "aliases->rewind()", -1, 0, -1);
+  ACE_CALL(aliases->rewind());
   TeraAliasMap::Pairs pairs(get_capacity());
   const char* target = nullptr;
   const char* alias = nullptr;

@@ -119,8 +119,7 @@ VInt TeraEdit::save(AceFile* file) {
   }
   file->put_int(numCols);
   file->mem_point("Config");
-  if (const VInt rc = mapConfig.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "mapConfig.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(mapConfig.save(file));
   const int sections = filterLog > 0 ? 0 : numSections;
   file->put_int(maxLength);
   file->put_int(numEntry);
@@ -139,26 +138,24 @@ VInt TeraEdit::save(AceFile* file) {
 int TeraEdit::save_parts(AceFile* file) {
   if ((editFeatures & HAS_DATA) != 0) {
     file->mem_point("Info structure");
-    if (infoHandle->save(file) < 0) return ace_error(__FILE__, __LINE__, "infoHandle->save(file)", -1, 0, -1);
+    ACE_CALL(infoHandle->save(file));
   }
   if ((editFeatures & HAS_ALIASES) != 0) {
     file->mem_point("Alias structure");
-    if (aliasMap->save(file) < 0) return ace_error(__FILE__, __LINE__, "aliasMap->save(file)", -1, 0, -1);
+    ACE_CALL(aliasMap->save(file));
   }
   if ((editFeatures & HAS_STRINGS) != 0) {
     file->mem_point("Original strings");
-    if (stringHandle->save(file) < 0)
-      return ace_error(__FILE__, __LINE__, "stringHandle->save(file)", -1, 0, -1);
+    ACE_CALL(stringHandle->save(file));
     file->mem_point("Sorted Entry Array");
     file->write(static_cast<VInt>(sizeof(Large)) * numEntry, sortedEntries, SORTED_ALIGNMENT);
   }
   if (filterLog > 0) {
     file->mem_point("Filter Matrix");
-    if (filterEdit->save(file) < 0) return ace_error(__FILE__, __LINE__, "filterEdit->save(file)", -1, 0, -1);
+    ACE_CALL(filterEdit->save(file));
   }
   if ((editFeatures & HAS_PHONETICS) == 0) return 0;
-  if (phoneCoding->magic_save(file) < 0)
-    return ace_error(__FILE__, __LINE__, "phoneCoding->magic_save(file)", -1, 0, -1);
+  ACE_CALL(phoneCoding->magic_save(file));
   if ((editFeatures & HAS_DATA) == 0) return 0;
   file->mem_point("Phonetic Index");
   const bool isSaved = phoneEdit != nullptr && phoneEdit->save(file) >= 0;
@@ -182,8 +179,7 @@ VInt TeraEdit::read_payload(AceFile* file) {
   numCols = file->get_int();
   if (file->is_short()) return refuse("its head is cut");
   if (numCols == 0) return 0;
-  if (const VInt rc = mapConfig.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "mapConfig.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(mapConfig.read(file));
   maxLength = file->get_int();
   numEntry = file->get_large();
   const int sections = file->get_int();
@@ -241,16 +237,15 @@ bool TeraEdit::are_strings_long() const {
 int TeraEdit::read_parts(AceFile* file) {
   if ((editFeatures & HAS_DATA) != 0) {
     infoHandle = std::make_unique<AceIdMap>();
-    if (infoHandle->read(file) < 0) return ace_error(__FILE__, __LINE__, "infoHandle->read(file)", -1, 0, -1);
+    ACE_CALL(infoHandle->read(file));
   }
   if ((editFeatures & HAS_ALIASES) != 0) {
     aliasMap = std::make_unique<TeraAliasMap>();
-    if (aliasMap->read(file) < 0) return ace_error(__FILE__, __LINE__, "aliasMap->read(file)", -1, 0, -1);
+    ACE_CALL(aliasMap->read(file));
   }
   if ((editFeatures & HAS_STRINGS) != 0) {
     stringHandle = std::make_unique<TeraIndex>();
-    if (stringHandle->read(file) < 0)
-      return ace_error(__FILE__, __LINE__, "stringHandle->read(file)", -1, 0, -1);
+    ACE_CALL(stringHandle->read(file));
     if (stringHandle->get_size() != numEntry) return refuse("it has not a string for each entry");
     if (!are_strings_long()) return refuse("its strings are too short for its lengths");
     sortedEntries = file->read_array<Large>(numEntry, &memAt, SORTED_ALIGNMENT);

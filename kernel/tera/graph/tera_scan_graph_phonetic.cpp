@@ -119,10 +119,7 @@ int TeraScanGraph::add_phonetics(const GetString* str_func, TeraScanGraph* phone
       if (orig_edge == nullptr)
         return ace_error(__FILE__, __LINE__, "orig_edge = get_original_edge(this, start_node, end_node)", -1,
                          0, -1);
-      if (const int rc = orig_edge->merge_phonetic_edge(edge, orig_weight, eval_func, str_func, map); rc < 0)
-        return ace_error(__FILE__, __LINE__,
-                         "orig_edge->merge_phonetic_edge(edge, orig_weight, eval_func, str_func, map)", rc, 0,
-                         -1);
+      ACE_CALL(orig_edge->merge_phonetic_edge(edge, orig_weight, eval_func, str_func, map));
     }
   }
   return 0;

@@ -284,8 +284,7 @@ VInt StringComp::read(AceFile* file) {
   if (file->is_short()) return refuse(file, "its head is cut");
   if (numTrees < 1 || numTrees > NUM_BYTES) return refuse(file, "it needs 1 to 256 codes");
   if (compSize < 0) return refuse(file, "its size is negative");
-  if (const VInt rc = lengthTree.read(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "lengthTree.read(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(lengthTree.read(file));
   tokenTree = std::make_unique<HuffmanTree[]>(static_cast<std::size_t>(numTrees));
   for (int i = 0; i < numTrees; ++i)
     if (const VInt rc = tokenTree[static_cast<std::size_t>(i)].read(file); rc < 0)

@@ -48,8 +48,7 @@ int TeraMulti::init(const TeraMap* map, char sep, TeraTransform* phonetic, bool 
     return ace_error(__FILE__, __LINE__, "editStruct->init(map, phonetic)", -1, 0, -1);
   if (use_auto) {
     autoStruct = std::make_unique<TeraAuto>();
-    if (autoStruct->init(map, phonetic) < 0)
-      return ace_error(__FILE__, __LINE__, "autoStruct->init(map, phonetic)", -1, 0, -1);
+    ACE_CALL(autoStruct->init(map, phonetic));
   }
   optionFlags = (phonetic != nullptr ? HAS_PHONETICS : 0) | (use_auto ? USE_AUTO : 0);
   sepChar = sep;
@@ -356,7 +355,7 @@ VInt TeraMulti::read_payload(AceFile* file) {
   if (const char* reason = check_head(); reason != nullptr) return refuse(reason);
   if ((optionFlags & USE_AUTO) != 0) {
     autoStruct = std::make_unique<TeraAuto>();
-    if (autoStruct->read(file) < 0) return ace_error(__FILE__, __LINE__, "autoStruct->read(file)", -1, 0, -1);
+    ACE_CALL(autoStruct->read(file));
   } else if (editStruct->read(file) < 0) {
     return ace_error(__FILE__, __LINE__, "editStruct->read(file)", -1, 0, -1);
   }
@@ -370,9 +369,9 @@ VInt TeraMulti::read_payload(AceFile* file) {
 }
 
 int TeraMulti::read_lines(AceFile* file) {
-  if (wordComp.read(file) < 0) return ace_error(__FILE__, __LINE__, "wordComp.read(file)", -1, 0, -1);
-  if (sizeComp.read(file) < 0) return ace_error(__FILE__, __LINE__, "sizeComp.read(file)", -1, 0, -1);
-  if (stringArray.read(file) < 0) return ace_error(__FILE__, __LINE__, "stringArray.read(file)", -1, 0, -1);
+  ACE_CALL(wordComp.read(file));
+  ACE_CALL(sizeComp.read(file));
+  ACE_CALL(stringArray.read(file));
   if (stringArray.get_size() != static_cast<Large>(numWords))
     return refuse("it has not a string for each word");
   if (compSize > 0) compHeap = file->read_array<Token>(compSize, &memAt, ALIGNMENT);

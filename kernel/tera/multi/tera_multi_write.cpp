@@ -6,8 +6,7 @@
 
 int TeraMulti::write(const char* file, int infos) const {
   AceFile out;
-  if (out.build_atomic(file, nullptr) < 0)
-    return ace_error(__FILE__, __LINE__, "out.build_atomic(file, nullptr)", -1, 0, -1);
+  ACE_CALL(out.build_atomic(file, nullptr));
   std::string text;
   int written = 0;
   for (Large line = 0; line < numRecords; ++line) {
@@ -23,8 +22,7 @@ int TeraMulti::write(const char* file, int infos) const {
 
 int TeraMulti::words(const char* file, int infos) const {
   AceFile out;
-  if (out.build_atomic(file, nullptr) < 0)
-    return ace_error(__FILE__, __LINE__, "out.build_atomic(file, nullptr)", -1, 0, -1);
+  ACE_CALL(out.build_atomic(file, nullptr));
   AceAttach at;
   for (Large word = 0; word < static_cast<Large>(numWords); ++word) {
     const std::string text = get_line(word, &at);

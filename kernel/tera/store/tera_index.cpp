@@ -267,8 +267,7 @@ VInt TeraIndex::read_payload(AceFile* file) {
   if (numEntry > MAX_ENTRIES) return refuse(file, "it has too many strings");
   if (isCompressed == 1) {
     compHandle = std::make_unique<StringComp>();
-    if (const VInt rc = compHandle->read(file); rc < 0)
-      return ace_error(__FILE__, __LINE__, "compHandle->read(file)", static_cast<int>(rc), 0, -1);
+    ACE_CALL(compHandle->read(file));
   }
   entryStart = file->read_array<Large>(num_blocks(), &memAt, ARRAY_ALIGNMENT);
   if (entryStart == nullptr && numEntry > 0) return refuse(file, "its offsets are cut");

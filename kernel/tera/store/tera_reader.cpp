@@ -313,8 +313,7 @@ VInt MultiStreamReader::get_estimate() {
 // Every round starts at the reader's first entry.
 
 VInt TeraReaderStream::for_each(const std::function<int(const char*, unsigned)>& f) {
-  if (const int rc = itsDelegate->rewind(); rc < 0)
-    return ace_error(__FILE__, __LINE__, "itsDelegate->rewind()", rc, 0, -1);
+  ACE_CALL(itsDelegate->rewind());
   const char* string = nullptr;
   Large info = 0;
   VInt count = 0;

@@ -175,8 +175,7 @@ VInt TeraTransition::save(AceFile* file) {
   if (is_empty()) allocate();
   file->put_magic("TRANS");
   file->put_int(hasTriple);
-  if (const VInt rc = tokenMap.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "tokenMap.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(tokenMap.save(file));
   file->put_int(totalCnt);
   file->put_char(totalLog);
   save_rows(tokenCnt, file);
@@ -222,8 +221,7 @@ const char* TeraTransition::read_tables(AceFile* file) {
 VInt TeraTransition::read(AceFile* file) {
   return ace_read_or_clean([this] { clean(); },
                            [&]() -> VInt {
-                             if (const int rc = file->get_magic("TRANS"); rc < 0)
-                               return ace_error(__FILE__, __LINE__, "file->get_magic(\"TRANS\")", rc, 0, -1);
+                             ACE_CALL(file->get_magic("TRANS"));
                              isMapped = file->is_mapped() ? 1 : 0;
                              const char* fault = read_tables(file);
                              if (fault == nullptr) return 0;

@@ -119,8 +119,7 @@ VInt TeraMap::save(AceFile* file) const {
   file->mem_point("List of Tokens");
   file->write(sizeof indexMap, indexMap, ARRAY_ALIGNMENT);
   file->mem_point("Unicode mappings");
-  if (const VInt rc = blockIndex.save(file); rc < 0)
-    return ace_error(__FILE__, __LINE__, "blockIndex.save(file)", static_cast<int>(rc), 0, -1);
+  ACE_CALL(blockIndex.save(file));
   if (has_uni() != 0)
     file->write(VInt{blockIndex.size()} * VInt{sizeof(Sequence)}, unicodeMap, ARRAY_ALIGNMENT);
   file->mem_close();

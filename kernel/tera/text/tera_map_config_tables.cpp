@@ -260,8 +260,7 @@ int TeraMapConfig::configure(int num, const char* const* keys, const char* const
       rep->ev_wprintf("Invalid keyword '%s' for mapping configuration", keys[i] != nullptr ? keys[i] : "");
     if (rc < 0) return ace_error(__FILE__, __LINE__, key.c_str(), rc, 0, -1);
   }
-  if (const int rc = config.compile_map(map); rc < 0)
-    return ace_error(__FILE__, __LINE__, "config.compile_map(map)", rc, 0, -1);
+  ACE_CALL(config.compile_map(map));
   return 0;
 }
 
