@@ -29,6 +29,11 @@ inline double processor_seconds_of(const auto& job) {
   return processor_seconds() - start;
 }
 
+/// For a benchmark that measures all of its queries itself, in one go.
+inline void once(benchmark::internal::Benchmark* registered) {
+  registered->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+}
+
 inline double median(std::vector<double> values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
   std::nth_element(values.begin(), middle, values.end());

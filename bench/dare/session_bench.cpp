@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr int ROUNDS = 1;
-
 /// Calls `ask(session, form)` for every form, in a session of its own, and counts what it returns true for.
 void time_forms(benchmark::State& state, const char* reeval,
                 const std::function<void(DastSession*, const forms::Form&)>& before,
@@ -132,45 +130,17 @@ void making_sessions(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(keystroke)
-    ->DenseRange(0, forms::NUM_FIELDS - 1)
-    ->UseManualTime()
-    ->Iterations(ROUNDS)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(whole_form, exact, "ON_DEMAND")
-    ->UseManualTime()
-    ->Iterations(ROUNDS)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(whole_form, listed, "PRIMARY_ONLY")
-    ->UseManualTime()
-    ->Iterations(ROUNDS)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(suggestion, exact, "ON_DEMAND")
-    ->UseManualTime()
-    ->Iterations(ROUNDS)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(suggestion, listed, "PRIMARY_ONLY")
-    ->UseManualTime()
-    ->Iterations(ROUNDS)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK(suggestion_in_context)->UseManualTime()->Iterations(ROUNDS)->Unit(benchmark::kMicrosecond);
+BENCHMARK(keystroke)->DenseRange(0, forms::NUM_FIELDS - 1)->Apply(bench::once);
+BENCHMARK_CAPTURE(whole_form, exact, "ON_DEMAND")->Apply(bench::once);
+BENCHMARK_CAPTURE(whole_form, listed, "PRIMARY_ONLY")->Apply(bench::once);
+BENCHMARK_CAPTURE(suggestion, exact, "ON_DEMAND")->Apply(bench::once);
+BENCHMARK_CAPTURE(suggestion, listed, "PRIMARY_ONLY")->Apply(bench::once);
+BENCHMARK(suggestion_in_context)->Apply(bench::once);
 BENCHMARK(making_sessions);
-BENCHMARK_CAPTURE(four_fields_beside, minisearch_2_errors, "minisearch-2")
-    ->UseManualTime()
-    ->Iterations(ROUNDS)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(four_fields_beside, minisearch_a_fifth_wrong, "minisearch-0.2")
-    ->UseManualTime()
-    ->Iterations(ROUNDS)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(four_fields_beside, lucene, "lucene")
-    ->UseManualTime()
-    ->Iterations(ROUNDS)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(four_fields_beside, trigrams, "trigrams")
-    ->UseManualTime()
-    ->Iterations(ROUNDS)
-    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(four_fields_beside, minisearch_2_errors, "minisearch-2")->Apply(bench::once);
+BENCHMARK_CAPTURE(four_fields_beside, minisearch_a_fifth_wrong, "minisearch-0.2")->Apply(bench::once);
+BENCHMARK_CAPTURE(four_fields_beside, lucene, "lucene")->Apply(bench::once);
+BENCHMARK_CAPTURE(four_fields_beside, trigrams, "trigrams")->Apply(bench::once);
 
 int main(int argc, char** argv) {
   if (argc == 3 && std::string(argv[1]) == peers::ALONE) return ask_alone(argv[2]);

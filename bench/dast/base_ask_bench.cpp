@@ -389,22 +389,10 @@ void three_fields_beside(benchmark::State& state, const std::string& peer) {
   people::base();  // so that our own process finds it
   peers::compare(state, peer, exported());
 }
-BENCHMARK_CAPTURE(three_fields_beside, lucene, "lucene")
-    ->UseManualTime()
-    ->Iterations(1)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(three_fields_beside, trigrams, "trigrams")
-    ->UseManualTime()
-    ->Iterations(1)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(three_fields_beside, minisearch_2_errors, "minisearch-2")
-    ->UseManualTime()
-    ->Iterations(1)
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(three_fields_beside, minisearch_a_fifth_wrong, "minisearch-0.2")
-    ->UseManualTime()
-    ->Iterations(1)
-    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(three_fields_beside, lucene, "lucene")->Apply(bench::once);
+BENCHMARK_CAPTURE(three_fields_beside, trigrams, "trigrams")->Apply(bench::once);
+BENCHMARK_CAPTURE(three_fields_beside, minisearch_2_errors, "minisearch-2")->Apply(bench::once);
+BENCHMARK_CAPTURE(three_fields_beside, minisearch_a_fifth_wrong, "minisearch-0.2")->Apply(bench::once);
 
 // ---------------------------------------------------------------- records
 
