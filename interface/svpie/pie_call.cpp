@@ -158,17 +158,16 @@ void PieCall::check_required() {
 }
 
 void PieCall::begin() {
-  thread_local bool isRegistered = false;
-  if (!isRegistered) seam_register_thread();
-  isRegistered = true;
-  ++pie_call_depth;
+  if (!thread.isRegistered) seam_register_thread();
+  thread.isRegistered = true;
+  ++thread.callDepth;
   std::fill_n(values, parameterList.count, nullptr);
 }
 
 PieCall::~PieCall() {
-  if (--pie_call_depth == 0 && (pie_has_collected || collector.has_value())) {
+  if (--thread.callDepth == 0 && (thread.hasCollected || collector.has_value())) {
     PieCollector::collected().clear();
-    pie_has_collected = false;
+    thread.hasCollected = false;
   }
   for (int i = 0; i < numTaken; ++i) takenObjects[i]->isTaken = false;
   for (int i = 0; i < numUsed; ++i)
@@ -221,7 +220,7 @@ void PieCall::refuse(int index, const char* expected) {
   fail(PyExc_TypeError, text.c_str());
 }
 
-void* PieCall::self(PyObject* object, const PieClass& kind) {
+void* PieCall::checked_self(PyObject* object, const PieClass& kind) {
   if (isFailed) return nullptr;
   PieObject* const held = as_object(object);
   void* const part = held->isClosed ? nullptr : part_of(held, kind);
@@ -285,7 +284,8 @@ const char* PieCall::text(int index, const char* def, bool optional) {
   }
   Py_ssize_t size = 0;
   const char* const utf8 = PyUnicode_AsUTF8AndSize(value, &size);
-  const char* const kept = utf8 != nullptr ? attach(utf8, size) : nullptr;
+  // A str of the caller's lives as long as the call; one that a path has given does not.
+  const char* const kept = utf8 != nullptr && path != nullptr ? attach(utf8, size) : utf8;
   Py_XDECREF(path);
   if (kept == nullptr) return isFailed = true, nullptr;
   if (std::strlen(kept) != static_cast<std::size_t>(size))
@@ -532,7 +532,7 @@ AceReporter* PieCall::default_reporter() {
 }
 
 PyObject* PieCall::done(PyObject* result) {
-  if (!pie_has_collected && !collector.has_value()) return result;
+  if (!thread.hasCollected && !collector.has_value()) return result;
   if (result == nullptr || pie_warn()) return result;
   Py_DECREF(result);
   return nullptr;

@@ -1,5 +1,6 @@
 """A host in Python: the package as its users have it."""
 import gc
+import multiprocessing
 import os
 import pathlib
 import pickle
@@ -50,6 +51,8 @@ class Words(unittest.TestCase):
             self.index.save(path)
             with Index.open(path) as mapped:
                 self.assertEqual(mapped.find("maier"), self.index.find("maier"))
+                with multiprocessing.get_context("spawn").Pool(2) as pool:  # which get its path
+                    self.assertEqual(pool.map(mapped.find, WORDS), [self.index.find(word) for word in WORDS])
             with self.assertRaises(SorvantaError):
                 mapped.find("maier")
             with self.assertRaises(SorvantaError):
