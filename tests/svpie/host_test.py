@@ -34,6 +34,14 @@ class Words(unittest.TestCase):
         self.assertNotIn("nothing", self.index)
         self.assertEqual(sorted(self.index), sorted(WORDS))
 
+    def test_answers_are_those_of_other_languages(self):
+        data = pathlib.Path(__file__).parent.parent / "data"
+        for line in (data / "answers.tsv").read_text().splitlines():
+            file, mode, model, query, expected = line.split("\t")
+            with Index.open(data / "formats" / f"{file}.edit") as index:
+                found = index.find(query, 20, 100, Mode[mode], Model[model])
+                self.assertEqual(sorted(f"{match.entry}:{match.quality}" for match in found), expected.split(), line)
+
     def test_many_queries_give_the_rows_of_single_ones(self):
         queries = ["meyer", "maier", "nothing at all", "Muller", "smile", ""] * 40
         for threads in (1, 3):
