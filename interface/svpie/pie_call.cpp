@@ -1,13 +1,16 @@
 #include "svpie/pie_call.h"
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
+#include <csignal>
 #include <cstring>
 #include <new>
 #include <string>
 
 #include "ace/ace_exception.h"
 #include "ace/ace_reporter.h"
+#include "ace/ace_thread.h"
 #include "seam/seam_thread.h"
 #include "svpie/pie_arrow.h"
 #include "svpie/pie_classes.h"
@@ -519,9 +522,9 @@ void PieCall::fail(const char* text) {
   isFailed = true;
 }
 
-/// With what was reported as the reason, if anything.
+/// With what was reported as the reason, if anything; an interrupt that stopped the call comes first.
 void PieCall::fail_with_reports(const char* text) {
-  if (!isFailed) pie_raise_collected(parameterList.function, text);
+  if (!isFailed && PyErr_CheckSignals() == 0) pie_raise_collected(parameterList.function, text);
   isFailed = true;
 }
 
@@ -539,7 +542,8 @@ PyObject* PieCall::done(PyObject* result) {
 }
 
 PyObject* PieCall::thrown() {
-  if (PyErr_Occurred() != nullptr) return isFailed = true, nullptr;  // a reporter's own
+  // A reporter's own comes first, and an interrupt that stopped the call.
+  if (PyErr_Occurred() != nullptr || PyErr_CheckSignals() != 0) return isFailed = true, nullptr;
   try {
     throw;
   } catch (const AceException& exception) {
@@ -556,6 +560,58 @@ PyObject* PieCall::thrown() {
     fail("Unknown exception occurred");
   }
   return nullptr;
+}
+
+// Interrupts.
+
+namespace {
+
+struct sigaction python_action;         // of SIGINT, while the kernel's is in its place
+std::atomic<bool> is_interrupted;       // in the outermost call since it began
+const std::atomic<bool>* watched_flag;  // by the main thread before
+int num_watching = 0;                   // calls of the main thread: one in a report of another
+
+void interrupt(int signal, siginfo_t* info, void* context) {
+  is_interrupted = true;
+  if ((python_action.sa_flags & SA_SIGINFO) != 0)
+    python_action.sa_sigaction(signal, info, context);
+  else
+    python_action.sa_handler(signal);
+}
+
+void watch_interrupts() {
+  if (++num_watching > 1) return;
+  is_interrupted = false;
+  watched_flag = ace_watch_stop(&is_interrupted);
+  struct sigaction ours;
+  sigaction(SIGINT, nullptr, &python_action);
+  if (python_action.sa_handler == SIG_DFL || python_action.sa_handler == SIG_IGN) return;
+  ours = python_action;
+  ours.sa_flags |= SA_SIGINFO;
+  ours.sa_sigaction = interrupt;
+  sigaction(SIGINT, &ours, nullptr);
+}
+
+/// A handler that a report has set meanwhile stays.
+void end_watching() {
+  if (--num_watching > 0) return;
+  ace_watch_stop(watched_flag);
+  struct sigaction present;
+  sigaction(SIGINT, nullptr, &present);
+  if ((present.sa_flags & SA_SIGINFO) != 0 && present.sa_sigaction == interrupt)
+    sigaction(SIGINT, &python_action, nullptr);
+}
+
+}  // namespace
+
+PieWithoutLock::PieWithoutLock() : isWatching(ace_is_main_thread()) {
+  if (isWatching) watch_interrupts();
+  state = PyEval_SaveThread();
+}
+
+PieWithoutLock::~PieWithoutLock() {
+  PyEval_RestoreThread(state);
+  if (isWatching) end_watching();
 }
 
 // The module.

@@ -163,15 +163,18 @@ class PieCall : public AceAttach {
   PieThread& thread = pie_thread;
 };
 
-/// Gives up the interpreter's lock.
+/// Gives up the interpreter's lock. Where the main thread does, an interrupt of the keyboard asks the kernel
+/// to stop meanwhile, too; the interpreter's own handler is called first, and is in its place again
+/// afterwards.
 class PieWithoutLock {
  public:
-  PieWithoutLock() : state(PyEval_SaveThread()) {}
+  PieWithoutLock();
   PieWithoutLock(const PieWithoutLock&) = delete;
   PieWithoutLock& operator=(const PieWithoutLock&) = delete;
-  ~PieWithoutLock() { PyEval_RestoreThread(state); }
+  ~PieWithoutLock();
 
  private:
+  bool isWatching;
   PyThreadState* state;
 };
 
