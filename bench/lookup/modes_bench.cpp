@@ -5,7 +5,8 @@
 // Modes: the index of filter 5 is asked for all entries of at least quality 191 under the mode's own model,
 // at most 1000, without and with transpositions. The first round, which decodes, is not counted.
 //
-// First answers: each is that of a new process that maps the file, which is in the page cache.
+// First answers: each is that of a new process that maps the file, which is in the page cache; with coded and
+// with plain columns.
 //
 // Milliseconds of processor time, the system's share included, so that other work on the machine counts
 // little. With BENCH_KEEP in the environment the indexes stay for the next run.
@@ -175,31 +176,43 @@ void print_first(const char* file, std::size_t num, const std::vector<std::strin
 
 // ---------------------------------------------------------------- indexes
 
-void build(const std::vector<std::string>& entries, const char* file) {
+void build(const std::vector<std::string>& entries, int options, const char* file) {
   TeraMap map;
   lookup::make_map(&map);
   lookup::EntryReader reader(entries);
   TeraEdit edit;
-  if (edit.make(&reader, &map, FILTER, 4, 0, 0, nullptr, nullptr) < 0 || edit.dump(file, nullptr) < 0)
+  if (edit.make(&reader, &map, FILTER, 4, options, 0, nullptr, nullptr) < 0 || edit.dump(file, nullptr) < 0)
     std::abort();
+}
+
+/// The name of the index with these build options, which is there then.
+std::string file_of(const std::vector<std::string>& entries, int options) {
+  const std::string file =
+      "lookup_modes_bench." + std::to_string(entries.size()) + "." + std::to_string(options) + ".edit";
+  if (std::getenv("BENCH_KEEP") != nullptr && std::filesystem::exists(file)) return file;
+  const pid_t child = fork();
+  if (child == 0) {
+    build(entries, options, file.c_str());
+    _exit(0);
+  }
+  waitpid(child, nullptr, 0);
+  return file;
 }
 
 void run_size(std::size_t num, const std::vector<std::string>& words) {
   const std::vector<std::string> entries = lookup::entries(words, num);
   const std::vector<std::string> queries = lookup::queries(entries, num > 2'000'000 ? 100 : 1000);
-  const std::string file = "lookup_modes_bench." + std::to_string(num) + ".edit";
-  const bool isKept = std::getenv("BENCH_KEEP") != nullptr;
-  if (!isKept || !std::filesystem::exists(file)) {
-    const pid_t child = fork();
-    if (child == 0) {
-      build(entries, file.c_str());
-      _exit(0);
-    }
-    waitpid(child, nullptr, 0);
-  }
-  print_first(file.c_str(), num, {queries.begin(), queries.begin() + 40});
+  const std::vector<std::string> few(queries.begin(), queries.begin() + 40);
+  const std::string file = file_of(entries, 0);
+  const std::string plainFile = file_of(entries, TeraEdit::PLAIN_COLUMNS);
+  std::printf("%9zu  coded columns, %zu bytes\n", num, std::filesystem::file_size(file));
+  print_first(file.c_str(), num, few);
+  std::printf("%9zu  plain columns, %zu bytes\n", num, std::filesystem::file_size(plainFile));
+  print_first(plainFile.c_str(), num, few);
   print_modes(file.c_str(), num, queries);
-  if (!isKept) std::remove(file.c_str());
+  if (std::getenv("BENCH_KEEP") != nullptr) return;
+  std::remove(file.c_str());
+  std::remove(plainFile.c_str());
 }
 
 }  // namespace

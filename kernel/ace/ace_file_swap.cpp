@@ -151,6 +151,7 @@ int copy_over(const std::string& from, const std::string& to) {
   const Descriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
   const Descriptor target(::open(to.c_str(), O_WRONLY | O_CLOEXEC));
   if (source.get() < 0 || target.get() < 0) return -1;
+  flock(source.get(), LOCK_EX | LOCK_NB);  // it is no stray, however long this takes
   std::vector<char> buffer(COPY_SIZE);
   off_t total = 0;
   for (;;) {
@@ -226,7 +227,9 @@ std::FILE* AceFileSwap::open(const char* name) {
   }
   if (isAside) {
     std::error_code ignored;
-    stream = create_in(fs::temp_directory_path(ignored).string() + "/", temp);
+    const std::string folder = fs::temp_directory_path(ignored).string() + "/";
+    remove_strays(folder);
+    stream = create_in(folder, temp);
   }
   if (stream == nullptr) {
     temp.clear();

@@ -4,10 +4,9 @@
 /// it over the target and flushes the folder. A process that is killed, a full disk and a failed write leave
 /// the old file as it was. Whoever has the old file open or mapped keeps it.
 ///
-///  - A killed process leaves its temporary file, `.sorvanta-<process>-<number>.tmp`. The next one that
-///  writes
-///    into the folder removes it: when no such process is there, nobody holds the file's lock, and it has not
-///    been written to for a minute.
+///  - A killed process leaves its temporary file, `.sorvanta-<process>-<number>.tmp`. The next one that needs
+///    such a file in that folder removes it: when no such process is there, nobody holds the file's lock, and
+///    it has not been written to for a minute.
 ///  - Where the folder must not be written or the file cannot be renamed over (the usual one of a container
 ///    is a mount of its own), the file is overwritten in place, from a copy that is complete before, with a
 ///    warning on the default reporter. The copy lies in the folder or, where that is impossible, in TMPDIR.

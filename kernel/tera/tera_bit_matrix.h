@@ -35,8 +35,8 @@ class SORV_API TeraBitMatrix {
   void clean_matrix();
   /// Sets the bit of a token at a position of a slot, in columns that are plain.
   void set_bit(int slot, int pos, Token tok);
-  /// Drops empty columns and codes the others.
-  void compress();
+  /// Drops empty columns and, unless they shall stay plain, codes the others. No more bits are set then.
+  void finish_columns(bool stay_plain);
 
   /// Slots of all lengths, padding included.
   int get_num_slots() const { return maxLength > 0 ? lengthSum[maxLength - 1] : 0; }
@@ -66,7 +66,7 @@ class SORV_API TeraBitMatrix {
   int read_modules(AceFile* file);
   /// Whether a column has a bit.
   bool has_words() const;
-  /// Whether columns are there, and not coded yet.
+  /// Whether columns are there, and not finished.
   bool is_plain() const { return isPlain; }
 
   static std::vector<int> make_sections(const int* sums, int lengths);

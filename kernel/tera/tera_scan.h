@@ -50,6 +50,9 @@ class SORV_API TeraScan {
   Token* convert(AceAttach* at);
   /// At most `max_tokens` - 1 tokens and a 0; returns their number.
   int convert(Token* out, int max_tokens);
+  /// Its tokens, `step` bytes apart and no 0 behind them. Returns their number; -1, and `max_tokens` of them
+  /// are written, when there are more.
+  int spread(Token* out, int step, int max_tokens);
   /// Its tokens and a 0, and for each the offset in bytes behind the character that it comes from. Both need
   /// room for four tokens per byte, and `out` for the 0. Returns the number of tokens.
   int convert_off(Token* out, int* offsets);
@@ -71,7 +74,7 @@ class SORV_API TeraScan {
 
  private:
   Token next_token(int check_alt);
-  long fill(Token* out, long room);
+  long fill(Token* out, long room, long step);
   Token read_operator(Sequence entry);
   bool read_unicode();
 

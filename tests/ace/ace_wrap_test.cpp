@@ -383,31 +383,47 @@ TEST(AceWrapDump, a_failure_of_the_system_leaves_the_old_file) {
 }
 
 TEST(AceWrapDump, removes_what_killed_writers_left_and_nothing_else) {
-  const TempFolder folder;
   const pid_t gone = fork();
   if (gone == 0) _exit(0);
   waitpid(gone, nullptr, 0);
-  const auto leave = [&](const std::string& name, int minutes) {
-    support::write_file(folder.file(name), "x");
-    const timespec times[2] = {{time(nullptr) - 60 * minutes - 1, 0}, {time(nullptr) - 60 * minutes - 1, 0}};
-    utimensat(AT_FDCWD, folder.file(name).c_str(), times, 0);
-  };
   const std::string process = std::to_string(gone);
   const std::vector<std::string> kept = {
       ".sorvanta-" + process + "-2.tmp", ".sorvanta-" + process + "-3.tmp2",
       ".sorvanta-" + std::to_string(getppid()) + "-1.tmp", ".sorvanta--1.tmp", ".sorvanta-x-1.tmp"};
-  for (const auto& name : kept) leave(name, name == kept[0] ? 0 : 9);
-  leave(".sorvanta-" + process + "-4.tmp", 1);
   const std::string locked = ".sorvanta-" + process + "-5.tmp";
-  leave(locked, 9);
-  const int file = open(folder.file(locked).c_str(), O_RDONLY);
-  ASSERT_EQ(flock(file, LOCK_EX), 0);
-  ASSERT_EQ(Sample({1}).dump(folder.file("sample").c_str(), nullptr), 0);
-  close(file);
-  std::vector<std::string> expected = kept;
-  expected.insert(expected.end(), {locked, "sample"});
-  std::sort(expected.begin(), expected.end());
-  EXPECT_EQ(names_in(folder.file("")), expected);
+  for (const bool isAside : {false, true}) {  // the temporary file lies in TMPDIR, not beside the target
+    const TempFolder folder;
+    const auto leave = [&](const std::string& name, int minutes) {
+      support::write_file(folder.file(name), "x");
+      const timespec times[2] = {{time(nullptr) - 60 * minutes - 1, 0},
+                                 {time(nullptr) - 60 * minutes - 1, 0}};
+      utimensat(AT_FDCWD, folder.file(name).c_str(), times, 0);
+    };
+    for (const auto& name : kept) leave(name, name == kept[0] ? 0 : 9);
+    leave(".sorvanta-" + process + "-4.tmp", 1);
+    leave(locked, 9);
+    const int file = open(folder.file(locked).c_str(), O_RDONLY);
+    ASSERT_EQ(flock(file, LOCK_EX), 0);
+    const std::string target = folder.file("sample");
+    std::vector<std::string> expected = kept;
+    expected.insert(expected.end(), {locked, "sample"});
+    if (isAside) {
+      const int nameless = open(target.c_str(), O_RDWR | O_CREAT, 0600);
+      unlink(target.c_str());
+      expected.pop_back();
+      EXPECT_EQ(in_child([&] {
+                  setenv("TMPDIR", folder.file("").c_str(), 1);
+                  return Sample({1}).dump(("/proc/self/fd/" + std::to_string(nameless)).c_str(), nullptr);
+                }),
+                0);
+      close(nameless);
+    } else {
+      ASSERT_EQ(Sample({1}).dump(target.c_str(), nullptr), 0);
+    }
+    close(file);
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(names_in(folder.file("")), expected);
+  }
 }
 
 TEST(AceWrapDump, several_writers_of_one_file_never_tear_it) {

@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "ace/ace_admin.h"
 #include "tera/edit/edit_scratch_internal.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_scan.h"
@@ -27,16 +28,22 @@ constexpr int blocks_of(int slots, int block_slots = EDIT_BLOCK_LANES) {
   return slots / block_slots + (slots % block_slots != 0 ? 1 : 0);
 }
 
+constexpr std::size_t PAGE = 4096;
+#ifdef ACE_ADDRESS_SANITIZER
+constexpr bool IS_WATCHED = true;  // it sees what comes from the heap
+#else
+constexpr bool IS_WATCHED = false;
+#endif
+
 /// Asks for all pages of memory that is about to be written at once, which takes two thirds of the time that
 /// they take one by one. Where the system cannot, nothing happens.
 void populate([[maybe_unused]] VUint* from, [[maybe_unused]] VUint* to) {
 #ifdef MADV_POPULATE_WRITE
-  constexpr std::size_t page = 4096;
-  constexpr std::size_t fewPages = 16;
+  constexpr std::size_t fewPages = 2;
   std::size_t left = static_cast<std::size_t>(to - from) * sizeof(VUint);
   void* start = from;
-  if (left >= fewPages * page && std::align(page, page, start, left) != nullptr)
-    madvise(start, left / page * page, MADV_POPULATE_WRITE);
+  if (std::align(PAGE, PAGE, start, left) != nullptr && left >= fewPages * PAGE)
+    madvise(start, left / PAGE * PAGE, MADV_POPULATE_WRITE);
 #endif
 }
 
@@ -72,6 +79,23 @@ class GroupReader {
 };
 
 }  // namespace
+
+void EditFree::operator()(void* memory) const {
+  if (mappedSize > 0)
+    munmap(memory, mappedSize);
+  else
+    std::free(memory);
+}
+
+EditZeros<void> edit_zero_bytes(std::size_t size) {
+  constexpr std::size_t leastMapped = 4 * PAGE;
+  const bool isMapped = size >= leastMapped && !IS_WATCHED;
+  void* const memory = isMapped
+                           ? mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
+                           : std::calloc(size, 1);
+  if (memory == nullptr || memory == MAP_FAILED) throw std::bad_alloc();
+  return EditZeros<void>(memory, EditFree{isMapped ? size : 0});
+}
 
 // ---------------------------------------------------------------- columns
 // A column is decoded from its start up to the longest length asked for, and goes on from there the next
@@ -236,33 +260,40 @@ bool EditStore::has_operators() const {
 
 /// One that memory does not suffice for is begun anew by the next recall.
 void EditStore::convert(int length, Large group, EditTokens* out) const {
-  const int n = length;
-  const bool noGlob = (itsEdit.get_features() & TeraEdit::ALLOW_ALT) == 0;
   const bool operators = has_operators();
   const int first = static_cast<int>(group) * EditTokens::GROUP_LANES;
-  const int last = std::min(entryColumns->num_slots(length), first + EditTokens::GROUP_LANES);
   Large& place = out->places.get()[first / SECTION];
   if (place == 0) place = ++out->numPlaces;
-  Token* const bytes = out->bytes + VInt{place} * n * EDIT_WORD_LANES;
+  Token* const column = out->bytes + VInt{place} * length * EDIT_WORD_LANES + first % SECTION;
   AceAttach at;
-  Token local[256];
-  std::vector<Token> heap(n + 2 > static_cast<int>(sizeof local) ? static_cast<std::size_t>(n) + 2 : 0);
-  Token* const tokens = heap.empty() ? local : heap.data();
+  char* strings[EditTokens::GROUP_LANES];
+  const Large num = itsEdit.get_string_handle()->get_block(
+      static_cast<Large>(itsEdit.first_slot(length) + first), strings,
+      static_cast<Large>(std::min<int>(entryColumns->num_slots(length) - first, EditTokens::GROUP_LANES)),
+      &at);
   Bit withOperators = 0;
-  for (int lane = first; lane < last; ++lane) {
-    const char* string = itsEdit.get_string(static_cast<Large>(itsEdit.first_slot(length) + lane), &at);
-    if (string == nullptr || *string == '\0') continue;
-    const int count = TeraScan(itsEdit.get_tera_map(), string, noGlob).convert(tokens, n + 2);
-    const bool isPlain =
-        !operators || std::all_of(tokens, tokens + count, [](Token tok) { return tok < TOKEN_WILDCARD; });
-    Token* const column = bytes + lane % EDIT_WORD_LANES;
-    if (!isPlain)
-      withOperators |= Bit{1} << (lane - first);
-    else if (count == n)  // else the file's strings are not those of its lengths
-      for (int pos = 0; pos < n; ++pos) column[pos * EDIT_WORD_LANES] = tokens[pos];
-    at.release();
+  for (Large lane = 0; lane < num; ++lane) {
+    const char* const string = strings[lane];
+    if (*string == '\0') continue;  // padding
+    if (operators && is_with_operators(string))
+      withOperators |= Bit{1} << lane;
+    else if (!convert_lane(string, length, column + lane))
+      for (int pos = 0; pos < length; ++pos) column[lane + VInt{pos} * EDIT_WORD_LANES] = 0;
   }
   if (out->operatorLanes != nullptr) out->operatorLanes.get()[group] = withOperators;
+}
+
+/// False when the entry has not `length` positions: the file's strings are not those of its lengths.
+bool EditStore::convert_lane(const char* string, int length, Token* column) const {
+  const bool noGlob = (itsEdit.get_features() & TeraEdit::ALLOW_ALT) == 0;
+  return TeraScan(itsEdit.get_tera_map(), string, noGlob).spread(column, EDIT_WORD_LANES, length) == length;
+}
+
+bool EditStore::is_with_operators(const char* string) const {
+  TeraScan scan(itsEdit.get_tera_map(), string, false);
+  while (const Token tok = scan.get_next_token())
+    if (tok >= TOKEN_WILDCARD) return true;
+  return false;
 }
 
 int EditStore::longest_words() {

@@ -42,17 +42,21 @@ class EditOnce {
   std::mutex making;
 };
 
-/// Zeros of the system's, which take no memory until they are written.
+/// Zeros of the system's, which take no memory until they are written: what is a few pages or more is mapped,
+/// for `calloc` writes zeros into the pages of its heap.
 struct EditFree {
-  void operator()(void* memory) const { std::free(memory); }
+  std::size_t mappedSize = 0;  // 0 for what is not mapped
+  void operator()(void* memory) const;
 };
 template <class T>
 using EditZeros = std::unique_ptr<T, EditFree>;
+/// Throws `std::bad_alloc`.
+EditZeros<void> edit_zero_bytes(std::size_t size);
 template <class T>
 EditZeros<T> edit_zeros(std::size_t num) {
-  EditZeros<T> made(static_cast<T*>(std::calloc(num, sizeof(T))));
-  if (made == nullptr) throw std::bad_alloc();
-  return made;
+  EditZeros<void> made = edit_zero_bytes(num * sizeof(T));
+  const EditFree freed = made.get_deleter();
+  return EditZeros<T>(static_cast<T*>(made.release()), freed);
 }
 
 /// The columns of a matrix.
@@ -146,6 +150,8 @@ class EditStore {
   bool has_operators() const;
   void prepare(int length, EditTokens* out) const;
   void convert(int length, Large group, EditTokens* out) const;
+  bool convert_lane(const char* string, int length, Token* column) const;
+  bool is_with_operators(const char* string) const;
 
   const TeraEdit& itsEdit;
   std::unique_ptr<EditColumns> entryColumns;

@@ -68,10 +68,11 @@ void TeraBitMatrix::set_bit(int slot, int pos, Token tok) {
   bitModule[tok].set_full(word, VBit{1} << slot % SECTION_SLOTS);
 }
 
-void TeraBitMatrix::compress() {
+void TeraBitMatrix::finish_columns(bool stay_plain) {
   isPlain = false;
   for (int tok = 0; tok < num_modules(); ++tok)
-    if (TeraModule& module = bitModule[static_cast<std::size_t>(tok)]; module.clear_empty() == 0)
+    if (TeraModule& module = bitModule[static_cast<std::size_t>(tok)];
+        module.clear_empty() == 0 && !stay_plain)
       module.compress();
 }
 

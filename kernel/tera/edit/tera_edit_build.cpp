@@ -229,7 +229,7 @@ int TeraEdit::make_entries(Entries* entries, const TeraMap* map, int filter, int
   entries->drop_bad(mapConfig, (options & ALLOW_ALT) == 0, rep);
   if (entries->all.empty()) return 0;
   rep->psect(numStrings, "Building Edit Structure");
-  return make_from(entries, filter, fine, options & BUILD_OPTIONS, rep);
+  return make_from(entries, filter, fine, options & (BUILD_OPTIONS | PLAIN_COLUMNS), rep);
 }
 
 // ---------------------------------------------------------------- tokens of entries
@@ -399,6 +399,7 @@ int TeraEdit::align_sums(int* histogram, int num_lengths, int filter, int option
     return ace_error(__FILE__, __LINE__, "align_sums(histogram, filter, options)", -1, 0, -1);
   clean_entries();
   editFeatures |= options & BUILD_OPTIONS;
+  staysPlain = (options & PLAIN_COLUMNS) != 0;
   std::vector<int> slots(histogram, histogram + num_lengths);
   slots[0] = std::max(slots[0], 1);  // there is always a slot for the empty string
   alignMode = (options & COMPACT) == 0 || filter > 0 ? 1 : 0;
@@ -468,7 +469,7 @@ int TeraEdit::fill_bits(const Token** tokens) {
   for (Large slot = 0; slot < numEntry; ++slot)
     if (tokens[slot] != nullptr && enter(tokens[slot], static_cast<int>(slot)) < 0)
       return ace_error(__FILE__, __LINE__, "enter(tokens[slot], slot)", -1, 0, -1);
-  compress();
+  finish_columns(staysPlain);
   editStore = std::make_unique<EditStore>(*this);
   return 0;
 }
@@ -494,7 +495,7 @@ int TeraEdit::fill_filter(const Token** tokens) {
       const int group = (slot - first_slot(length)) >> filterLog;
       if (set_bits(filterEdit.get(), tokens[slot], filterEdit->first_slot(length) + group) < 0) return -1;
     }
-  filterEdit->compress();
+  filterEdit->finish_columns(staysPlain);
   return 0;
 }
 
@@ -633,7 +634,7 @@ int TeraEdit::make_phonetics(const std::vector<const char*>& strings, AceReporte
   rep->psect(numEntry, "Phonetics");
   CodeReader codes(*this, strings.data());
   phoneEdit = std::make_unique<TeraEdit>(TeraMap::get_ident_map(), nullptr);  // codes may be digits
-  const int options = editFeatures & (COMPACT | REVERSE);
+  const int options = (editFeatures & (COMPACT | REVERSE)) | (staysPlain ? PLAIN_COLUMNS : 0);
   rep->psect(numEntry, "Primary phonetics");
   return phoneEdit->make(&codes, nullptr, filterLog, 0, options, 0, rep, nullptr);
 }

@@ -164,10 +164,17 @@ int TeraModule::Reader::each(int words, Use use) {
 int TeraModule::Reader::read(VBit* out, int words) {
   auto* at = reinterpret_cast<char*>(out);  // the lower half of a word lies first
   const int num = std::min(2 * words, itsModule.columnWords - numRead);
-  const int rc = each(num, [&at](Bit word) {
-    std::memcpy(at, &word, sizeof word);
-    at += sizeof word;
-  });
+  int rc = 0;
+  if (itsModule.is_compressed()) {
+    rc = each(num, [&at](Bit word) {
+      std::memcpy(at, &word, sizeof word);
+      at += sizeof word;
+    });
+  } else if (!itsModule.is_empty()) {
+    const Bit* const from = itsModule.fullWords + std::exchange(numRead, numRead + num);
+    std::memcpy(at, from, static_cast<std::size_t>(num) * sizeof(Bit));
+    at += static_cast<std::size_t>(num) * sizeof(Bit);
+  }
   auto* const end = reinterpret_cast<char*>(out + words);
   std::memset(at, 0, static_cast<std::size_t>(end - at));
   return rc;

@@ -59,15 +59,12 @@ struct FileClose {
 };
 using OpenFile = std::unique_ptr<std::FILE, FileClose>;
 
-/// Null, with a warning, when there is no such file, or one that need not end.
+/// Null, with a warning, when there is no such file.
 OpenFile open_text(const char* filename, VInt* size, AceReporter* rep) {
+  OpenFile file(AceFile::open(filename, "rb"));
   struct stat info {};
-  const bool isThere = filename != nullptr && stat(filename, &info) == 0;  // first: to open a pipe may wait
-  const bool isOther = isThere && !S_ISREG(info.st_mode);
-  OpenFile file(isThere && !isOther ? AceFile::open(filename, "rb") : nullptr);
-  if (file == nullptr) {
-    rep->ev_wprintf("Trying to build index for file '%s' but %s", or_empty(filename),
-                    isOther ? "it is no regular file" : "file does not exist");
+  if (file == nullptr || fstat(fileno(file.get()), &info) != 0 || !S_ISREG(info.st_mode)) {
+    rep->ev_wprintf("Trying to build index for file '%s' but file does not exist", or_empty(filename));
     return nullptr;
   }
   *size = info.st_size;

@@ -108,49 +108,60 @@ int TeraScan::rewind() {
 
 // ---------------------------------------------------------------- the rest of the text
 
-/// Writes tokens until there is no more text or room; returns their number.
-long TeraScan::fill(Token* out, long room) {
-  const Token* const start = out;
-  const Token* const end = out + room;
+/// Writes tokens, `step` bytes apart, until there is no more text or room; returns their number.
+long TeraScan::fill(Token* out, long room, long step) {
   const Sequence* const entries = teraMap->tokenMap;
   const Sequence* const twoBytes = teraMap->twoByteMap;
-  while (out < end) {
+  const auto put = [&out, step](Sequence tok) {
+    *out = static_cast<Token>(tok);
+    out += step;
+  };
+  long num = 0;
+  while (num < room) {
     // Characters of at most one token need no state but the position.
     if (curSequence == 0) {
       const char* in = curInput;
-      while (out < end && *in != 0) {
+      for (int size = 1; num < room; in += size) {
         const unsigned char byte = byte_at(in);
         Sequence seq = entries[byte];
-        int size = 1;
-        if (seq == TeraMap::LEAD_BYTE && is_two_bytes(byte) && TeraUtf::is_continue(in[1]) != 0) {
-          seq = twoBytes[two_byte_code(in)];
-          size = 2;
+        size = 1;
+        if (seq - 1 >= TOKEN_MASK) [[unlikely]] {
+          if (seq == TeraMap::LEAD_BYTE && is_two_bytes(byte) && TeraUtf::is_continue(in[1]) != 0) {
+            seq = twoBytes[two_byte_code(in)];
+            size = 2;
+          }
+          if (byte == 0 || seq > TOKEN_MASK) break;
+          if (seq == 0) continue;
         }
-        if (seq > TOKEN_MASK) break;
-        *out = static_cast<Token>(seq);
-        out += seq != 0 ? 1 : 0;
-        in += size;
+        put(seq);
+        ++num;
       }
       curInput = in;
-      if (out == end) break;
+      if (num == room) break;
     }
     const Token tok = get_next_token();
     if (tok == 0) break;
-    *out++ = tok;
+    put(tok);
+    ++num;
   }
-  return out - start;
+  return num;
+}
+
+int TeraScan::spread(Token* out, int step, int max_tokens) {
+  const long num = fill(out, max_tokens, step);
+  return num == max_tokens && get_next_token() != 0 ? -1 : static_cast<int>(num);
 }
 
 int TeraScan::convert(Token* out, int max_tokens) {
   if (max_tokens < 1) return 0;
-  const long num = fill(out, max_tokens - 1);
+  const long num = fill(out, max_tokens - 1, 1);
   out[num] = 0;
   return static_cast<int>(num);
 }
 
 Token* TeraScan::convert(AceAttach* at) {
   Token local[LOCAL_TOKENS];
-  const long numLocal = fill(local, LOCAL_TOKENS);
+  const long numLocal = fill(local, LOCAL_TOKENS, 1);
   TeraScan rest(*this);
   long num = numLocal;
   if (numLocal == LOCAL_TOKENS)
@@ -158,7 +169,7 @@ Token* TeraScan::convert(AceAttach* at) {
   Token* tokens = nullptr;
   at->malloc(tokens, num + TOKEN_TAIL);
   std::copy_n(local, numLocal, tokens);
-  rest.fill(tokens + numLocal, num - numLocal);
+  rest.fill(tokens + numLocal, num - numLocal, 1);
   std::fill_n(tokens + num, TOKEN_TAIL, Token{0});
   return tokens;
 }
