@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "ace/ace_exception.h"
-#include "seam/seam_thread.h"
 #include "tera/tera_utf.h"
 
 namespace {
@@ -20,12 +19,13 @@ constexpr long LARGEST = 0xFFFFFFFF;
 constexpr int REPLACEMENT = 0xFFFD;  // the sign for what cannot be told
 constexpr int LAST_UNICODE = 0x10FFFF;
 
+constexpr jchar NON_ASCII = 0x80;
 constexpr int FEW = 256;  // characters of a text that is converted without memory of its own
 
-/// Whether all are the same in all encodings.
-template <class Unit>
-bool is_ascii(const Unit* text, std::size_t length) {
-  return std::all_of(text, text + length, [](Unit unit) { return static_cast<jchar>(unit) < 0x80; });
+bool is_ascii(const char* text) {
+  char bits = 0;
+  while (*text != '\0') bits |= *text++;
+  return static_cast<unsigned char>(bits) < NON_ASCII;
 }
 
 bool is_character(int uni) {
@@ -62,9 +62,7 @@ std::vector<jchar> to_utf16(const char* text) {
 }  // namespace
 
 JieHandle::JieHandle(JNIEnv* env, const char* class_name, const char* method_name)
-    : envPtr(env), className(class_name), methodName(method_name) {
-  seam_register_thread();
-}
+    : envPtr(env), className(class_name), methodName(method_name) {}
 
 // Failures.
 
@@ -151,9 +149,18 @@ JieWrap* JieHandle::wrapper(jobject from) const {
   return reinterpret_cast<JieWrap*>(static_cast<std::intptr_t>(address));
 }
 
+JieWrap* JieHandle::pinned(jobject from) {
+  JieWrap* const wrap = wrapper(from);
+  if (wrap == nullptr) return nullptr;
+  callGuard.pin(wrap);
+  if (wrapper(from) == wrap) return wrap;
+  callGuard.unpin();  // destroyed meanwhile
+  return nullptr;
+}
+
 void* JieHandle::object(jobject from, const JieClass* type, const char* name, bool optional) {
   if (isError) return nullptr;
-  JieWrap* const wrap = wrapper(from);
+  JieWrap* const wrap = pinned(from);
   void* const kernelObject = wrap != nullptr ? wrap->unwrap_as(type) : nullptr;
   if (kernelObject != nullptr) return kernelObject;
   if (optional && from == nullptr) return nullptr;
@@ -194,20 +201,24 @@ void JieHandle::take(jobject self, const JieClass* type, void* object) {
   if (envPtr->ExceptionCheck() != 0) isError = true;
 }
 
-void JieHandle::destroy(jobject self, bool keep) {
-  JieWrap* const wrap = wrapper(self);
+void JieHandle::destroy(jobject self) {
+  JieWrap* const wrap = pinned(self);
   if (wrap == nullptr) return;
   envPtr->SetLongField(self, base_ids().ref, 0);
-  if (keep) {
-    wrap->end_owned();
-    wrap->give_away();
-  }
+  wrap->forget(1);
+}
+
+void JieHandle::give_away(jobject from, const void* object, const JieClass* type) {
+  JieWrap* const wrap = callGuard.find_pinned(object, type);
+  if (wrap == nullptr) return;
+  envPtr->SetLongField(from, base_ids().ref, 0);
+  wrap->give_away();
   wrap->forget(1);
 }
 
 void JieHandle::end_owned(jobject owner) {
   JieWrap* const wrap = wrapper(owner);
-  if (!isError && wrap != nullptr) wrap->end_owned();
+  if (!isError && wrap != nullptr) wrap->end_owned(callGuard);
 }
 
 void JieHandle::needs(jobject one, jobject other) {
@@ -240,15 +251,28 @@ const char* JieHandle::jie_get_string(jstring from, const char* name, bool optio
   jchar* const units = length < FEW ? few : many.data();
   envPtr->GetStringRegion(from, 0, length, units);
   units[length] = 0;
-  if (std::find(units, units + length, 0) != units + length) return refuse("has a zero", name), nullptr;
-  if (is_ascii(units, static_cast<std::size_t>(length))) {
-    char* ascii = nullptr;
-    malloc(ascii, length + 1L);
-    std::transform(units, units + length + 1, ascii, [](jchar unit) { return static_cast<char>(unit); });
-    return ascii;
+  char* const ascii = room_for(static_cast<std::size_t>(length) + 1);
+  bool hasZero = false;
+  jchar bits = 0;
+  for (jsize i = 0; i < length; ++i) {
+    bits |= units[i];
+    hasZero |= units[i] == 0;
+    ascii[i] = static_cast<char>(units[i]);
   }
+  ascii[length] = '\0';
+  if (hasZero) return refuse("has a zero", name), nullptr;
+  if (bits < NON_ASCII) return ascii;
   const std::string text = to_utf8(units);
   return attach(text.c_str(), static_cast<VInt>(text.size()));
+}
+
+char* JieHandle::room_for(std::size_t size) {
+  if (size <= FEW_BYTES - numShort) {
+    numShort += size;
+    return shortTexts + numShort - size;
+  }
+  char* place = nullptr;
+  return malloc(place, static_cast<long>(size));
 }
 
 const char** JieHandle::jie_get_strings(jobjectArray from, int* count, const char* name, bool optional) {
@@ -315,12 +339,7 @@ Large JieHandle::large(jlong from, const char* name) {
 
 jstring JieHandle::jie_new_string(const char* text) {
   if (text == nullptr) return nullptr;
-  const std::size_t length = std::strlen(text);
-  if (length <= FEW && is_ascii(reinterpret_cast<const unsigned char*>(text), length)) {
-    jchar ascii[FEW];
-    std::copy(text, text + length, ascii);
-    return envPtr->NewString(ascii, static_cast<jsize>(length));
-  }
+  if (is_ascii(text)) return envPtr->NewStringUTF(text);
   const std::vector<jchar> units = to_utf16(text);
   return envPtr->NewString(units.data(), static_cast<jsize>(units.size()));
 }
@@ -362,15 +381,29 @@ jbyteArray JieHandle::new_bytes(const SeamBytes& bytes) {
   return array;
 }
 
-jobject JieHandle::new_enum(const JieEnumToEnum& type, const SeamEnum& values, int value) {
-  const char* const name = values.name_of(value);
-  if (isError || name == nullptr) return nullptr;
-  const jclass javaClass = envPtr->FindClass(type.enumClass);
-  const std::string signature = std::string("(Ljava/lang/String;)L") + type.enumClass + ";";
-  const jmethodID valueOf =
-      javaClass != nullptr ? envPtr->GetStaticMethodID(javaClass, "valueOf", signature.c_str()) : nullptr;
-  if (valueOf == nullptr) return isError = true, nullptr;
-  return envPtr->CallStaticObjectMethod(javaClass, valueOf, jie_new_string(name));
+/// Null, and an exception of Java, where there is no memory.
+jobjectArray JieHandle::find_constants(JieEnumToEnum* type) {
+  if (const jobjectArray known = type->constants.load(std::memory_order_acquire)) return known;
+  const jclass javaClass = envPtr->FindClass(type->enumClass);
+  const std::string signature = std::string("()[L") + type->enumClass + ";";
+  const jmethodID values =
+      javaClass != nullptr ? envPtr->GetStaticMethodID(javaClass, "values", signature.c_str()) : nullptr;
+  if (values == nullptr) return nullptr;
+  const jobject found = envPtr->CallStaticObjectMethod(javaClass, values);
+  if (envPtr->ExceptionCheck() != 0) return nullptr;
+  auto* const kept = static_cast<jobjectArray>(envPtr->NewGlobalRef(found));
+  type->constants.store(kept, std::memory_order_release);
+  return kept;
+}
+
+jobject JieHandle::new_enum(JieEnumToEnum* type, const SeamEnum& values, int value) {
+  const auto all = values.get_values();
+  const auto found =
+      std::find_if(all.begin(), all.end(), [=](const auto& one) { return one.value == value; });
+  if (isError || found == all.end()) return nullptr;
+  const jobjectArray constants = find_constants(type);
+  if (constants == nullptr) return isError = true, nullptr;
+  return envPtr->GetObjectArrayElement(constants, static_cast<jsize>(found - all.begin()));
 }
 
 int JieHandle::checked(int code) {

@@ -24,7 +24,8 @@
 struct JieEnumToEnum {
   const char* enumClass;  ///< as "com/veltrane/jie/TeraEval$Mode"
   const char* fieldName;
-  std::atomic<jfieldID> fieldId;  ///< found when first needed
+  std::atomic<jfieldID> fieldId = nullptr;        ///< found when first needed
+  std::atomic<jobjectArray> constants = nullptr;  ///< all of them in their order; the same
 };
 
 class SORV_API JieHandle : public AceAttach {
@@ -34,8 +35,8 @@ class SORV_API JieHandle : public AceAttach {
 
   // Arguments. All do nothing once an exception was raised.
 
-  /// The kernel object behind a Java object. For null, or one that was destroyed: null, and an exception
-  /// unless `optional`.
+  /// The kernel object behind a Java object, which stays until the call ends, whoever destroys it. For null,
+  /// or one that was destroyed: null, and an exception unless `optional`.
   void* object(jobject from, const JieClass* type, const char* name, bool optional);
   JieWrap* wrapper(jobject from) const;
   const char* jie_get_string(jstring from, const char* name, bool optional);
@@ -52,14 +53,16 @@ class SORV_API JieHandle : public AceAttach {
   jobjectArray jie_new_strings(const SeamTexts& texts);
   jlongArray jie_new_integers(const SeamNumbers& numbers);
   jbyteArray new_bytes(const SeamBytes& bytes);
-  jobject new_enum(const JieEnumToEnum& type, const SeamEnum& values, int value);
+  jobject new_enum(JieEnumToEnum* type, const SeamEnum& values, int value);
   /// A new Java object for a kernel object, null for null. `owner` is the Java object whose wrapper it needs,
   /// or null: that which the object goes with, if there is one.
   jobject new_object(const JieClass* type, const void* object, bool is_made, jobject owner);
   /// A kernel object becomes that of `self`, which has none yet.
   void take(jobject self, const JieClass* type, void* object);
-  /// Takes the wrapper from a Java object and gives up its reference; with `keep` the kernel has the object.
-  void destroy(jobject self, bool keep);
+  /// Takes the wrapper from a Java object and gives up its reference.
+  void destroy(jobject self);
+  /// The same for one of the call's objects, which the kernel has taken over.
+  void give_away(jobject from, const void* object, const JieClass* type);
   /// An error code is an exception.
   int checked(int code);
 
@@ -84,14 +87,21 @@ class SORV_API JieHandle : public AceAttach {
   struct BaseIds;
   const BaseIds& base_ids() const;
   jmethodID find_class(const JieClass* type) const;
+  jobjectArray find_constants(JieEnumToEnum* type);
+  JieWrap* pinned(jobject from);
+  char* room_for(std::size_t size);
   void throw_named(const char* java_class, const char* text);
   void refuse(const char* what, const char* name);
+
+  static constexpr std::size_t FEW_BYTES = 256;
 
   JieCall callGuard;
   JNIEnv* envPtr;
   const char* className;
   const char* methodName;
   bool isError = false;
+  std::size_t numShort = 0;
+  char shortTexts[FEW_BYTES];  // of arguments, as many as have room
 };
 
 /// The class that wraps a kernel class: specialised by those who know it.

@@ -10,6 +10,7 @@
 #include "ace/ace_exception.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_tracer.h"
+#include "seam/seam_thread.h"
 
 namespace {
 
@@ -25,9 +26,6 @@ Living& living() {
   static Living* const theLiving = new Living;
   return *theLiving;
 }
-
-thread_local int callDepth = 0;
-thread_local std::vector<JieWrap*> givenUp;  // within calls of this thread
 
 constexpr int AVERAGE_OF = 16;  // checks
 constexpr int MAX_WARNINGS = 10;
@@ -55,7 +53,7 @@ void* JieWrap::unwrap_as(const JieClass* type) const {
   return known != nullptr ? part : nullptr;
 }
 
-/// With the lock, as are `group` and `end_parts`.
+/// With the lock, as are `group` and `collect_parts`.
 void* JieWrap::detach() {
   const auto [first, last] = living().wrappers.equal_range(kernelObject);
   const auto own = std::find_if(first, last, [this](const auto& known) { return known.second == this; });
@@ -84,10 +82,10 @@ void JieWrap::unref(int now) {
   }
   if (now == 0) {
     JieGarbageCollector::instance().add(this);
-  } else if (callDepth > 1) {
-    givenUp.push_back(this);
+  } else if (JieCall::Thread* const thread = JieCall::current(); thread->depth > 0) {
+    thread->givenUp.push_back(this);
   } else {
-    finish();
+    finish_unpinned();
   }
 }
 
@@ -97,6 +95,18 @@ void JieWrap::forget(int now) {
     if (!std::exchange(isKnownToJava, false)) return;
   }
   unref(now);
+}
+
+void JieWrap::finish_unpinned() {
+  bool isPinned = false;
+  {
+    const std::scoped_lock lock(living().lock);
+    isPinned = JieCall::is_pinned(this, nullptr);
+  }
+  if (isPinned)
+    JieGarbageCollector::instance().add_pinned(this);
+  else
+    finish();
 }
 
 /// The object goes before those that it needs.
@@ -124,21 +134,85 @@ void JieWrap::release(VInt address, VInt serial) {
   wrap->forget(0);
 }
 
-JieCall::JieCall() {
-  ++callDepth;
+// Calls.
+
+/// Gives the notes of a thread to the next one that comes.
+struct JieCall::Registration {
+  explicit Registration(Thread** known) : place(known) {
+    const std::scoped_lock lock(living().lock);
+    std::vector<Thread*>& all = all_threads();
+    const auto left = std::find_if(all.begin(), all.end(), [](const Thread* one) { return one->depth < 0; });
+    *place = left != all.end() ? *left : all.emplace_back(new Thread);
+    (*place)->depth = 0;
+  }
+  Registration(const Registration&) = delete;
+  Registration& operator=(const Registration&) = delete;
+  ~Registration() {
+    const std::scoped_lock lock(living().lock);
+    std::exchange(*place, nullptr)->depth = -1;
+  }
+  Thread** place;
+};
+
+/// With the lock. They last as long as the process.
+std::vector<JieCall::Thread*>& JieCall::all_threads() {
+  static auto* const threads = new std::vector<Thread*>;
+  return *threads;
+}
+
+JieCall::Thread* JieCall::current() {
+  thread_local Thread* known = nullptr;
+  if (known == nullptr) {
+    seam_register_thread();
+    thread_local const Registration registration(&known);
+  }
+  return known;
+}
+
+/// Whether any call uses it but that one. With the lock. Notes are a stack: there is none behind a null.
+bool JieCall::is_pinned(const JieWrap* wrap, const JieCall* but) {
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+  return std::any_of(all_threads().begin(), all_threads().end(), [&](const Thread* user) {
+    const std::size_t end = but != nullptr && user == but->thread ? but->firstPin : MAX_PINS;
+    for (std::size_t i = 0; i < end; ++i)
+      if (const JieWrap* const pinned = user->pins[i].load(); pinned == nullptr || pinned == wrap)
+        return pinned == wrap;
+    return false;
+  });
+}
+
+JieCall::JieCall() : thread(current()), firstPin(thread->numPins) {
+  ++thread->depth;
 }
 
 JieCall::~JieCall() {
-  while (callDepth == 1 && !givenUp.empty()) {
-    JieWrap* const wrap = givenUp.back();
-    givenUp.pop_back();
-    try {
-      wrap->finish();
-    } catch (const std::exception& exception) {
-      AceReporter::print_static(exception.what());  // nobody called
+  while (thread->numPins > firstPin) unpin();
+  if (thread->depth == 1 && (!thread->givenUp.empty() || JieGarbageCollector::instance().has_pinned()))
+    finish_given_up();
+  --thread->depth;
+}
+
+void JieCall::refuse() {
+  throw AceException("Too many calls of Java within each other");
+}
+
+JieWrap* JieCall::find_pinned(const void* object, const JieClass* type) const {
+  for (std::size_t i = firstPin; i < thread->numPins; ++i)
+    if (JieWrap* const wrap = thread->pins[i].load(); wrap->unwrap_as(type) == object) return wrap;
+  return nullptr;
+}
+
+void JieCall::finish_given_up() {
+  try {
+    while (!thread->givenUp.empty()) {
+      JieWrap* const wrap = thread->givenUp.back();
+      thread->givenUp.pop_back();
+      wrap->finish_unpinned();
     }
+    if (JieGarbageCollector::instance().has_pinned()) JieGarbageCollector::instance().clean();
+  } catch (const std::exception& exception) {
+    AceReporter::print_static(exception.what());  // nobody called
   }
-  --callDepth;
 }
 
 // Relations.
@@ -175,27 +249,33 @@ JieWrap::Group JieWrap::group() const {
   return found;
 }
 
-void JieWrap::end_parts(const Group& owners, std::vector<Remains>* ended) {
+/// What needs an owner in front of the owner.
+void JieWrap::collect_parts(const Group& owners, Group* parts, std::unordered_set<const JieWrap*>* seen) {
+  seen->insert(owners.begin(), owners.end());
   for (const JieWrap* owner : owners)
-    for (JieWrap* child : std::vector(owner->childObjs.begin(), owner->childObjs.end())) {
-      if (child->kernelObject == nullptr || std::find(owners.begin(), owners.end(), child) != owners.end())
-        continue;
-      std::vector<Remains> own;
-      const Group parts = child->group();
-      for (JieWrap* part : parts) {
-        void* const object = part->detach();
-        if (part->delRef) own.push_back({object, part->objectClass->destroy});
-      }
-      end_parts(parts, ended);
-      ended->insert(ended->end(), own.begin(), own.end());
+    for (const JieWrap* child : owner->childObjs) {
+      if (child->kernelObject == nullptr || seen->count(child) > 0) continue;
+      const Group same = child->group();
+      collect_parts(same, parts, seen);
+      parts->insert(parts->end(), same.begin(), same.end());
     }
 }
 
-void JieWrap::end_owned() {
+void JieWrap::end_owned(const JieCall& call) {
   std::vector<Remains> ended;
   {
     const std::scoped_lock lock(living().lock);
-    if (kernelObject != nullptr) end_parts(group(), &ended);
+    if (kernelObject == nullptr) return;
+    Group parts;
+    std::unordered_set<const JieWrap*> seen;
+    collect_parts(group(), &parts, &seen);
+    if (std::any_of(parts.begin(), parts.end(),
+                    [&call](const JieWrap* part) { return JieCall::is_pinned(part, &call); }))
+      throw AceException("Another call uses what would end");
+    for (JieWrap* part : parts) {
+      void* const object = part->detach();
+      if (part->delRef) ended.push_back({object, part->objectClass->destroy});
+    }
   }
   for (const Remains& remains : ended)
     if (remains.destroy != nullptr) remains.destroy(remains.object);
@@ -227,13 +307,19 @@ void JieGarbageCollector::add(JieWrap* wrap) {
   waiting.push_back(wrap);
 }
 
+void JieGarbageCollector::add_pinned(JieWrap* wrap) {
+  add(wrap);
+  ++numPinned;
+}
+
 int JieGarbageCollector::clean() {
   std::vector<JieWrap*> condemned;
   {
     const std::scoped_lock lock(living().lock);
     condemned.swap(waiting);
+    numPinned = 0;
   }
-  for (JieWrap* wrap : condemned) wrap->finish();
+  for (JieWrap* wrap : condemned) wrap->finish_unpinned();
   JieSnapShot::instance().check_leaks(JieWrap::count());
   return static_cast<int>(condemned.size());
 }

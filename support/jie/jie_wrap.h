@@ -7,10 +7,15 @@
 /// The wrappers alive are known by a serial number each, so that a late message of the garbage collector
 /// about a wrapper that was destroyed by hand finds nothing.
 ///
+/// A call pins the wrappers that it uses: no other thread deletes them meanwhile. A pin is a hazard pointer
+/// (M. Michael, IEEE TPDS 15(6), 2004): the call notes the wrapper, then looks again whether the Java object
+/// still has it; who deletes empties the Java object, then looks at the notes of all threads.
+///
 /// Thread safety: counting and the list of the living are guarded by one lock; kernel objects are as safe as
 /// they say.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <unordered_set>
 #include <vector>
@@ -27,6 +32,8 @@ struct JieClass {
   mutable std::atomic<void*> javaClass = nullptr;
   mutable std::atomic<void*> javaMake = nullptr;
 };
+
+class JieCall;
 
 class SORV_API JieWrap {
  public:
@@ -45,15 +52,16 @@ class SORV_API JieWrap {
   /// Adds a reference.
   void ref();
   /// Removes one; the last one deletes the wrapper, at once where `now` is not 0, else by the garbage
-  /// collection. What a call of Java out of the kernel gives up is deleted when the kernel has returned.
+  /// collection. What a call of Java out of the kernel gives up is deleted when the kernel has returned, and
+  /// what another thread uses when that is done.
   void unref(int now);
   /// Removes the reference of the Java object, which it has once.
   void forget(int now);
   /// This wrapper needs another one, which may be null.
   void set_parent(JieWrap* parent);
   /// Ends all that needs this object, whichever wrapper it was asked of: parts are empty then, and what hosts
-  /// have made is deleted.
-  void end_owned();
+  /// have made is deleted. Throws an `AceException` while another call uses any of it.
+  void end_owned(const JieCall& call);
   /// It needs whatever another one needs.
   void share_parents(const JieWrap* other);
   VInt get_serial() const { return serialNumber; }
@@ -73,10 +81,11 @@ class SORV_API JieWrap {
 
   ~JieWrap() = default;
   void finish();
+  void finish_unpinned();
   void* detach();
   bool ends_with(const JieWrap* needed) const;
   Group group() const;
-  static void end_parts(const Group& owners, std::vector<Remains>* ended);
+  static void collect_parts(const Group& owners, Group* parts, std::unordered_set<const JieWrap*>* seen);
 
   std::vector<JieWrap*> parentObjs;
   std::unordered_set<JieWrap*> childObjs;
@@ -88,13 +97,47 @@ class SORV_API JieWrap {
   VInt serialNumber;
 };
 
-/// A call of the kernel by Java. While one is on its way in a thread, what calls within it give up stays.
+/// A call of the kernel by Java: it registers its thread with the kernel, unless that is done, until that
+/// ends. While one is on its way in a thread, what calls within it give up stays.
 class SORV_API JieCall {
  public:
+  /// Wrappers that the calls of a thread, each within the one before, can use.
+  static constexpr std::size_t MAX_PINS = 64;
+
   JieCall();
   JieCall(const JieCall&) = delete;
   JieCall& operator=(const JieCall&) = delete;
   ~JieCall();
+
+  /// Notes that the call uses a wrapper. The caller looks again where it has it from. Throws an
+  /// `AceException` where there are too many.
+  void pin(JieWrap* wrap) {
+    if (thread->numPins == MAX_PINS) refuse();
+    thread->pins[thread->numPins++].store(wrap);
+  }
+  /// Takes back the last note.
+  void unpin() { thread->pins[--thread->numPins].store(nullptr, std::memory_order_release); }
+  /// The wrapper, of those that the call uses, of a kernel object; null for none.
+  JieWrap* find_pinned(const void* object, const JieClass* type) const;
+
+ private:
+  friend class JieWrap;
+
+  struct Thread {
+    int depth = 0;
+    std::size_t numPins = 0;
+    std::array<std::atomic<JieWrap*>, MAX_PINS> pins{};
+    std::vector<JieWrap*> givenUp;  // within calls
+  };
+  struct Registration;
+  static Thread* current();
+  static std::vector<Thread*>& all_threads();
+  static bool is_pinned(const JieWrap* wrap, const JieCall* but);
+  [[noreturn]] static void refuse();
+  void finish_given_up();
+
+  Thread* thread;
+  std::size_t firstPin;
 };
 
 /// Wrappers that Java has forgotten wait here until somebody deletes them: the thread that tells of it is
@@ -106,13 +149,18 @@ class SORV_API JieGarbageCollector {
 
   static JieGarbageCollector& instance();
   void add(JieWrap* wrap);
-  /// Deletes all that wait. Returns their number.
+  /// One that waits for a call of another thread.
+  void add_pinned(JieWrap* wrap);
+  /// Whether such ones wait.
+  bool has_pinned() const { return numPinned.load(std::memory_order_relaxed) > 0; }
+  /// Deletes all that wait and that no call uses. Returns the number of those that waited.
   int clean();
   int count() const;
 
  private:
   JieGarbageCollector() = default;
   std::vector<JieWrap*> waiting;
+  std::atomic<int> numPinned = 0;
 };
 
 /// Watches the number of wrappers, and warns when it grows without end (trace setting "CHECK_SCRIPT_MEMLEAK";

@@ -9,6 +9,7 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Objects;
+import java.util.concurrent.CompletableFuture;
 import java.util.concurrent.atomic.AtomicInteger;
 
 /** A host in Java. The argument names what is looked at; a failed check ends it with a stack trace. */
@@ -177,7 +178,8 @@ public final class HostTest {
             is("TeraIndex.print: Reporter failed", failure(() -> index.print(broken)));
         }
         broken.destroy();
-        // What is given up in a report stays until the call returns; what is asked for keeps its reporter.
+        // What is given up in a report, or by another thread, stays until the call returns; what is asked for keeps its
+        // reporter.
         AceReporter leaving = new AceReporter() {
             @Override
             protected void report(String text) {
@@ -186,6 +188,19 @@ public final class HostTest {
         };
         try (TeraIndex index = new TeraIndex()) {
             index.print(leaving);
+        }
+        int[] meanwhile = {0};
+        try (TeraIndex index = new TeraIndex(); AceReporter other = new AceReporter() {
+            @Override
+            protected void report(String text) {
+                CompletableFuture.runAsync(index::destroy).join();
+                meanwhile[0] = SVUtils.numCppObjects();
+            }
+        }) {
+            int all = SVUtils.numCppObjects();
+            index.print(other);
+            is(all, meanwhile[0]);
+            is(all - 1, SVUtils.numCppObjects());
         }
         AceReporter known = AceReporter.getDefaultReporter();
         collector.destroy();
@@ -219,6 +234,41 @@ public final class HostTest {
             }
             is(0, failures.get());
         }
+    }
+
+    /** What is destroyed beside calls of others goes when these are done. */
+    private static void destroyedMeanwhile() throws Exception {
+        collect();
+        int before = SVUtils.numCppObjects();
+        for (int round = 0; round < 50; ++round) {
+            TeraMap map = newMap();
+            TeraEdit edit = newIndex(map);
+            List<Thread> threads = new ArrayList<>();
+            AtomicInteger ended = new AtomicInteger();
+            for (int i = 0; i < 3; ++i) {
+                Thread thread = new Thread(() -> {
+                    try (TeraResult result = new TeraResult("meyer", 200)) {
+                        while (edit.recall(result) > 0) {
+                            continue;
+                        }
+                    } catch (com.veltrane.jie.RuntimeException exception) {
+                        is("TeraEdit.recall: this has no kernel object; it was destroyed, or given away", exception.getMessage());
+                        ended.incrementAndGet();
+                    }
+                });
+                threads.add(thread);
+                thread.start();
+            }
+            Thread.sleep(0, 100_000 * (round % 10));
+            map.destroy();
+            edit.destroy();
+            for (Thread thread : threads) {
+                thread.join();
+            }
+            is(3, ended.get());
+        }
+        SVUtils.deleteCppGarbage();
+        is(before, SVUtils.numCppObjects());
     }
 
     private static void collect() throws Exception {
@@ -352,7 +402,10 @@ public final class HostTest {
             case "words" -> words();
             case "session" -> session();
             case "reporters" -> reporters();
-            case "threads" -> threads();
+            case "threads" -> {
+                threads();
+                destroyedMeanwhile();
+            }
             case "garbage" -> garbage();
             case "leaks" -> leaks();
             case "million" -> million();

@@ -106,7 +106,7 @@ def returned(operation, call):
                         f"{owner});"]
     if operation.result.startswith("enum:"):
         name = enum_id(operation.result)
-        return [f"return jie.new_enum(jie_enums::{name}, seam::{name}, {call});"]
+        return [f"return jie.new_enum(&jie_enums::{name}, seam::{name}, {call});"]
     if operation.result == "large":
         return [f"const Large value = {call};", "if (value == ~Large{0}) jie.checked(-1);", "return value;"]
     if operation.result in ("number", "bool", "double", "huge"):
@@ -149,7 +149,9 @@ def native(operation):
             into.append(f"jie.needs_object({one}, rep, jie_class<AceReporter>());")
         else:
             into.append(f"jie.{how}({one}, {names.get(other, f'java_{other}')});")
-    relations += [f"jie.destroy(java_{taken}, true);" for taken in operation.takes]
+    before += [f"jie.end_owned(java_{taken});" for taken in operation.takes]
+    relations += [f"jie.give_away(java_{known.name}, {known.name}, jie_class<{known.type}>());"
+                  for known in operation.arguments if known.name in operation.takes]
     lines = returned(operation, call)
     for line in before:
         yield f"    {line}"
@@ -175,7 +177,7 @@ def wrapped(owner):
     yield f"JNIEXPORT void JNICALL {head}_destroy(JNIEnv* env, jobject javaSelf) {{"
     yield f'  JieHandle jie(env, "{owner}", "destroy");'
     yield "  try {"
-    yield "    jie.destroy(javaSelf, false);"
+    yield "    jie.destroy(javaSelf);"
     yield "  } catch (...) {"
     yield "    jie.throw_caught();"
     yield "  }"
@@ -236,7 +238,7 @@ def classes_source(table):
     yield ""
     yield "namespace jie_enums {"
     for name in sorted(table.enums):
-        yield f'JieEnumToEnum {enum_id(name)} = {{"{PATH}/{name.replace("::", "$")}", "value", nullptr}};'
+        yield f'JieEnumToEnum {enum_id(name)} = {{"{PATH}/{name.replace("::", "$")}", "value"}};'
     yield "}  // namespace jie_enums"
     for name in sorted(table.classes):
         parts = table.parts_of(name, lambda base: f"jie_class<{base}>()")
