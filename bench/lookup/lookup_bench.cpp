@@ -23,13 +23,11 @@
 #include "ace/ace_cpu.h"
 #include "ace/ace_reporter.h"
 #include "lookup/data.h"
+#include "lookup/scans.h"
 #include "ratio.h"
 #include "tera/tera_edit.h"
 #include "tera/tera_result.h"
 
-#ifdef BENCH_HAS_RAPIDFUZZ
-#include <rapidfuzz/distance.hpp>
-#endif
 #ifdef BENCH_HAS_TRE
 #include <tre/tre.h>
 #endif
@@ -204,19 +202,6 @@ void recall(const char* file, const std::vector<std::string>& queries, Task task
 
 #if defined(BENCH_HAS_RAPIDFUZZ) || defined(BENCH_HAS_TRE)
 
-/// Entries as token strings, by their length.
-std::vector<std::vector<std::string>> buckets(const std::vector<std::string>& entries, const TeraMap& map) {
-  std::vector<std::vector<std::string>> all;
-  AceAttach at;
-  for (const std::string& entry : entries) {
-    const std::string tokens(reinterpret_cast<const char*>(map.convert(entry.c_str(), true, &at)));
-    if (tokens.size() >= all.size()) all.resize(tokens.size() + 1);
-    all[tokens.size()].push_back(tokens);
-    at.release();
-  }
-  return all;
-}
-
 int largest_distance(Task task, int m, int n) {
   int distance = std::abs(m - n);
   if (quality_of(task, m, distance, n) == 0) return -1;
@@ -263,7 +248,7 @@ void scan_pattern(const std::vector<std::string>& entries, const std::vector<std
                   std::size_t num, Figures* figures) {
   TeraMap map;
   lookup::make_map(&map);
-  auto all = buckets(entries, map);
+  auto all = lookup::buckets(entries, map);
   for (auto& bucket : all)
     for (std::string& entry : bucket) entry = as_letters(entry);
   scan_all(
@@ -292,7 +277,7 @@ void scan_scalar(const std::vector<std::string>& entries, const std::vector<std:
                  std::size_t num, Figures* figures) {
   TeraMap map;
   lookup::make_map(&map);
-  const auto all = buckets(entries, map);
+  const auto all = lookup::buckets(entries, map);
   scan_all(
       all, queries, map, task, num,
       [&](std::size_t n, const std::string& query, int most, const auto& take) {
@@ -304,38 +289,12 @@ void scan_scalar(const std::vector<std::string>& entries, const std::vector<std:
       figures);
 }
 
-/// The batch form: entries of one length side by side in SIMD registers.
-struct Batch {
-  virtual ~Batch() = default;
-  virtual void distances(const std::string& query, std::size_t cutoff,
-                         std::vector<std::size_t>* out) const = 0;
-};
-template <int MAX>
-struct BatchOf : Batch {
-  explicit BatchOf(const std::vector<std::string>& entries) : scorer(entries.size()) {
-    for (const std::string& entry : entries) scorer.insert(entry);
-  }
-  void distances(const std::string& query, std::size_t cutoff, std::vector<std::size_t>* out) const override {
-    out->resize(scorer.result_count());
-    scorer.distance(out->data(), out->size(), query, cutoff);
-  }
-  rapidfuzz::experimental::MultiLevenshtein<MAX> scorer;
-};
-std::unique_ptr<Batch> make_batch(const std::vector<std::string>& entries, std::size_t length) {
-  if (length <= 8) return std::make_unique<BatchOf<8>>(entries);
-  if (length <= 16) return std::make_unique<BatchOf<16>>(entries);
-  if (length <= 32) return std::make_unique<BatchOf<32>>(entries);
-  return std::make_unique<BatchOf<64>>(entries);
-}
-
 void scan_batch(const std::vector<std::string>& entries, const std::vector<std::string>& queries, Task task,
                 std::size_t num, Figures* figures) {
   TeraMap map;
   lookup::make_map(&map);
-  const auto all = buckets(entries, map);
-  std::vector<std::unique_ptr<Batch>> batches(all.size());
-  for (std::size_t n = 1; n < all.size() && n <= 64; ++n)
-    if (!all[n].empty()) batches[n] = make_batch(all[n], n);
+  const auto all = lookup::buckets(entries, map);
+  const auto batches = lookup::batches(all);
   std::vector<std::size_t> distances;
   scan_all(
       all, queries, map, task, num,

@@ -1,13 +1,16 @@
 #include "svpie/pie_call.h"
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
+#include <csignal>
 #include <cstring>
 #include <new>
 #include <string>
 
 #include "ace/ace_exception.h"
 #include "ace/ace_reporter.h"
+#include "ace/ace_thread.h"
 #include "seam/seam_thread.h"
 #include "svpie/pie_arrow.h"
 #include "svpie/pie_classes.h"
@@ -158,17 +161,16 @@ void PieCall::check_required() {
 }
 
 void PieCall::begin() {
-  thread_local bool isRegistered = false;
-  if (!isRegistered) seam_register_thread();
-  isRegistered = true;
-  ++pie_call_depth;
+  if (!thread.isRegistered) seam_register_thread();
+  thread.isRegistered = true;
+  ++thread.callDepth;
   std::fill_n(values, parameterList.count, nullptr);
 }
 
 PieCall::~PieCall() {
-  if (--pie_call_depth == 0 && (pie_has_collected || collector.has_value())) {
+  if (--thread.callDepth == 0 && (thread.hasCollected || collector.has_value())) {
     PieCollector::collected().clear();
-    pie_has_collected = false;
+    thread.hasCollected = false;
   }
   for (int i = 0; i < numTaken; ++i) takenObjects[i]->isTaken = false;
   for (int i = 0; i < numUsed; ++i)
@@ -221,7 +223,7 @@ void PieCall::refuse(int index, const char* expected) {
   fail(PyExc_TypeError, text.c_str());
 }
 
-void* PieCall::self(PyObject* object, const PieClass& kind) {
+void* PieCall::checked_self(PyObject* object, const PieClass& kind) {
   if (isFailed) return nullptr;
   PieObject* const held = as_object(object);
   void* const part = held->isClosed ? nullptr : part_of(held, kind);
@@ -285,7 +287,8 @@ const char* PieCall::text(int index, const char* def, bool optional) {
   }
   Py_ssize_t size = 0;
   const char* const utf8 = PyUnicode_AsUTF8AndSize(value, &size);
-  const char* const kept = utf8 != nullptr ? attach(utf8, size) : nullptr;
+  // A str of the caller's lives as long as the call; one that a path has given does not.
+  const char* const kept = utf8 != nullptr && path != nullptr ? attach(utf8, size) : utf8;
   Py_XDECREF(path);
   if (kept == nullptr) return isFailed = true, nullptr;
   if (std::strlen(kept) != static_cast<std::size_t>(size))
@@ -519,9 +522,9 @@ void PieCall::fail(const char* text) {
   isFailed = true;
 }
 
-/// With what was reported as the reason, if anything.
+/// With what was reported as the reason, if anything; an interrupt that stopped the call comes first.
 void PieCall::fail_with_reports(const char* text) {
-  if (!isFailed) pie_raise_collected(parameterList.function, text);
+  if (!isFailed && PyErr_CheckSignals() == 0) pie_raise_collected(parameterList.function, text);
   isFailed = true;
 }
 
@@ -532,14 +535,15 @@ AceReporter* PieCall::default_reporter() {
 }
 
 PyObject* PieCall::done(PyObject* result) {
-  if (!pie_has_collected && !collector.has_value()) return result;
+  if (!thread.hasCollected && !collector.has_value()) return result;
   if (result == nullptr || pie_warn()) return result;
   Py_DECREF(result);
   return nullptr;
 }
 
 PyObject* PieCall::thrown() {
-  if (PyErr_Occurred() != nullptr) return isFailed = true, nullptr;  // a reporter's own
+  // A reporter's own comes first, and an interrupt that stopped the call.
+  if (PyErr_Occurred() != nullptr || PyErr_CheckSignals() != 0) return isFailed = true, nullptr;
   try {
     throw;
   } catch (const AceException& exception) {
@@ -556,6 +560,58 @@ PyObject* PieCall::thrown() {
     fail("Unknown exception occurred");
   }
   return nullptr;
+}
+
+// Interrupts.
+
+namespace {
+
+struct sigaction python_action;         // of SIGINT, while the kernel's is in its place
+std::atomic<bool> is_interrupted;       // in the outermost call since it began
+const std::atomic<bool>* watched_flag;  // by the main thread before
+int num_watching = 0;                   // calls of the main thread: one in a report of another
+
+void interrupt(int signal, siginfo_t* info, void* context) {
+  is_interrupted = true;
+  if ((python_action.sa_flags & SA_SIGINFO) != 0)
+    python_action.sa_sigaction(signal, info, context);
+  else
+    python_action.sa_handler(signal);
+}
+
+void watch_interrupts() {
+  if (++num_watching > 1) return;
+  is_interrupted = false;
+  watched_flag = ace_watch_stop(&is_interrupted);
+  struct sigaction ours;
+  sigaction(SIGINT, nullptr, &python_action);
+  if (python_action.sa_handler == SIG_DFL || python_action.sa_handler == SIG_IGN) return;
+  ours = python_action;
+  ours.sa_flags |= SA_SIGINFO;
+  ours.sa_sigaction = interrupt;
+  sigaction(SIGINT, &ours, nullptr);
+}
+
+/// A handler that a report has set meanwhile stays.
+void end_watching() {
+  if (--num_watching > 0) return;
+  ace_watch_stop(watched_flag);
+  struct sigaction present;
+  sigaction(SIGINT, nullptr, &present);
+  if ((present.sa_flags & SA_SIGINFO) != 0 && present.sa_sigaction == interrupt)
+    sigaction(SIGINT, &python_action, nullptr);
+}
+
+}  // namespace
+
+PieWithoutLock::PieWithoutLock() : isWatching(ace_is_main_thread()) {
+  if (isWatching) watch_interrupts();
+  state = PyEval_SaveThread();
+}
+
+PieWithoutLock::~PieWithoutLock() {
+  PyEval_RestoreThread(state);
+  if (isWatching) end_watching();
 }
 
 // The module.

@@ -43,6 +43,12 @@ struct PieObject {
   int numDependents;  // objects that need this one: until they end, so does the kernel object of a closed one
   int numMade;        // those of them that were made upon it, which a change would leave without ground
   bool isClosed;
+
+  /// Whether it is a whole object of this very class that no call uses, as nearly always.
+  bool is_free(const PieClass& of) const {
+    return kind == &of && owner == nullptr && numUsers == 0 && !isTaken && !isClosed &&
+           kernelObject != nullptr;
+  }
 };
 
 /// Parameter names of a function; static.
@@ -69,7 +75,10 @@ class PieCall : public AceAttach {
   // Arguments. A default stands for one that is not given, and for None where that is allowed.
 
   /// The kernel object of `self`.
-  void* self(PyObject* object, const PieClass& kind);
+  void* self(PyObject* object, const PieClass& kind) {
+    auto* const held = reinterpret_cast<PieObject*>(object);
+    return !isFailed && held->is_free(kind) ? take_free(held) : checked_self(object, kind);
+  }
   void* object(int index, const PieClass& kind, bool optional);
   PyObject* given(int index) const { return values[index]; }
   long integer(int index, long def, long least, long most);
@@ -124,6 +133,16 @@ class PieCall : public AceAttach {
   const char** listed(const char** texts, Py_ssize_t size, int* count);
   void fail(const char* text);
   void fail_with_reports(const char* text);
+  void* checked_self(PyObject* object, const PieClass& kind);
+  void* take_free(PieObject* object) {
+    object->numUsers = 1;
+    usedObjects[numUsed++] = object;
+    if (!object->kind->isShared) {
+      object->isTaken = true;
+      takenObjects[numTaken++] = object;
+    }
+    return object->kernelObject;
+  }
   bool use(PieObject* object);
   bool take(PieObject* object);
   int num_uses(const PieObject* object) const;
@@ -141,17 +160,21 @@ class PieCall : public AceAttach {
   int numTaken = 0;
   std::optional<PieCollector> collector;
   bool isFailed = false;
+  PieThread& thread = pie_thread;
 };
 
-/// Gives up the interpreter's lock.
+/// Gives up the interpreter's lock. Where the main thread does, an interrupt of the keyboard asks the kernel
+/// to stop meanwhile, too; the interpreter's own handler is called first, and is in its place again
+/// afterwards.
 class PieWithoutLock {
  public:
-  PieWithoutLock() : state(PyEval_SaveThread()) {}
+  PieWithoutLock();
   PieWithoutLock(const PieWithoutLock&) = delete;
   PieWithoutLock& operator=(const PieWithoutLock&) = delete;
-  ~PieWithoutLock() { PyEval_RestoreThread(state); }
+  ~PieWithoutLock();
 
  private:
+  bool isWatching;
   PyThreadState* state;
 };
 

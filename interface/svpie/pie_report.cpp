@@ -77,12 +77,12 @@ int PieReporter::deliver(const char* method, const char* text, const char* code)
     PyObject* const answer = code != nullptr ? PyObject_CallMethod(target, method, "Os", shown, code)
                                              : PyObject_CallMethod(target, method, "O", shown);
     hasFailed = answer == nullptr;
-    if (hasFailed && pie_call_depth == 0) PyErr_Clear();
+    if (hasFailed && pie_thread.callDepth == 0) PyErr_Clear();
     Py_XDECREF(shown);
     Py_XDECREF(answer);
   }
   PyGILState_Release(state);
-  if (hasFailed && pie_call_depth > 0) throw AceException("Reporter failed");
+  if (hasFailed && pie_thread.callDepth > 0) throw AceException("Reporter failed");
   return 0;
 }
 
@@ -100,11 +100,11 @@ PieMessages& PieCollector::collected() {
 
 int PieCollector::collect(const char* text, bool is_warning) {
   if (text == nullptr || std::strncmp(text, "PROGRESS\t", 9) == 0) return 0;
-  if (target == nullptr && pie_call_depth == 0) return 0;
+  if (target == nullptr && pie_thread.callDepth == 0) return 0;
   const std::scoped_lock lock(targetMutex);
   PieMessages& list = target != nullptr ? *target : collected();
   if (list.size() < MOST) list.push_back({trimmed(text), is_warning});
-  pie_has_collected = true;
+  pie_thread.hasCollected = true;
   return 0;
 }
 

@@ -64,7 +64,10 @@ AceReporter* pie_new_reporter();
 /// Whose methods are called.
 void pie_set_target(AceReporter* reporter, PyObject* target);
 
-/// Calls by Python that are under way in this thread.
-inline constinit thread_local int pie_call_depth = 0;
-/// Whether this thread has collected something since the outermost of them began.
-inline constinit thread_local bool pie_has_collected = false;
+/// What is known of a thread, in one place: finding it is a call.
+struct PieThread {
+  int callDepth = 0;          ///< calls by Python that are under way
+  bool hasCollected = false;  ///< something since the outermost of them began
+  bool isRegistered = false;  ///< with the kernel
+};
+inline constinit thread_local PieThread pie_thread;

@@ -233,6 +233,7 @@ int AceReporter::pset(Huge n, const char* text) {
 
 int AceReporter::ppset(Huge n, const char* text) {
   if ((num_ppset_calls.fetch_add(1, std::memory_order_relaxed) + 1) % PPSET_STRIDE != 0) return 0;
+  ace_check_stop();
   if (is_progress() == 0 || !is_progress_due()) return 0;
   return pset(n, text);
 }

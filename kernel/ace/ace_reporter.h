@@ -65,8 +65,8 @@ class SORV_API AceReporter {
   int pstep(Huge n, const char* text);
   /// `n` units are done so far.
   int pset(Huge n, const char* text);
-  /// `pset` for inner loops: acts on every sixteenth call, while the trace flag "TIMER_PROGRESS" is set, and
-  /// at most once in that many milliseconds (a flag value of 1 means 200).
+  /// `pset` for inner loops, on every sixteenth call: ends a thread that was asked to (`ace_check_stop`);
+  /// acts while the trace flag "TIMER_PROGRESS" is set, at most once in that many milliseconds (1 means 200).
   int ppset(Huge n, const char* text);
   /// The counter is reset to `n`.
   int preset(Huge n, const char* text);

@@ -1,6 +1,7 @@
 #include "sorvanta/tool_failure.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 
 #include "ace/ace_attach.h"
@@ -13,7 +14,7 @@ std::string current_failure() {
   } catch (const AceException& failure) {
     AceAttach at;
     const char* const text = failure.what(&at);
-    return text != nullptr ? printable(text) : "failed";
+    return text != nullptr ? printable(text + std::strspn(text, ":")) : "failed";
   } catch (const std::bad_alloc&) {
     return "there is not enough memory";
   } catch (const std::exception& failure) {

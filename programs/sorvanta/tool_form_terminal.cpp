@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <utility>
 
@@ -25,27 +26,42 @@ constexpr int control(char letter) {
   return letter - '@';
 }
 
-/// A terminal without echo and lines, as long as it lives.
+constexpr char OWN_SCREEN[] = "\033[?1049h";
+constexpr char USUAL_SCREEN[] = "\033[?1049l";
+
+/// A terminal without echo and lines, as long as it lives; one for a process. A process that is asked to end
+/// gives the terminal back before.
 class RawTerminal {
  public:
   RawTerminal() {
     tcgetattr(STDIN_FILENO, &before);
+    for (const int signal : {SIGTERM, SIGHUP}) std::signal(signal, end);
     termios raw = before;
     raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ISIG);
     raw.c_iflag &= ~static_cast<tcflag_t>(IXON | ICRNL);
     tcsetattr(STDIN_FILENO, TCSANOW, &raw);
-    std::fputs("\033[?1049h", stdout);  // a screen of its own
+    std::fputs(OWN_SCREEN, stdout);
   }
   RawTerminal(const RawTerminal&) = delete;
   RawTerminal& operator=(const RawTerminal&) = delete;
   ~RawTerminal() {
-    std::fputs("\033[?1049l", stdout);
     std::fflush(stdout);
-    tcsetattr(STDIN_FILENO, TCSANOW, &before);
+    give_back();
   }
 
  private:
-  termios before{};
+  /// By calls that a handler of signals may make.
+  static void give_back() {
+    static_cast<void>(!write(STDOUT_FILENO, USUAL_SCREEN, sizeof USUAL_SCREEN - 1));
+    tcsetattr(STDIN_FILENO, TCSANOW, &before);
+  }
+  static void end(int signal) {
+    give_back();
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+  }
+
+  static inline termios before{};
 };
 
 /// Whether more has been typed: what it is for is not looked up any more.

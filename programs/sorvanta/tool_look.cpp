@@ -27,30 +27,66 @@ struct LookOptions {
   OutputForm form = OutputForm::TABLE;
 };
 
-/// The first rows of a database, with the names of its columns.
-SourceSample look_at_database(const LookOptions& options) {
+/// The first rows that a database gives for a statement, with the names of their columns.
+SourceSample read_database(const LookOptions& options, const std::string& sql) {
   SourceSample sample;
   sample.source.kind = "odbc";
   sample.source.file = options.source;
   sample.source.user = options.user;
-  sample.source.sql = !options.sql.empty() ? options.sql : "select * from " + options.table;
+  sample.source.sql = sql;
   const auto input = open_source(sample.source, {});
   sample.columns = header_names(sample.source, input.get());
   sample.names = sample.columns;
   read_records(input.get(), &sample);
+  return sample;
+}
+
+SourceSample look_at_database(const LookOptions& options) {
+  SourceSample sample =
+      read_database(options, !options.sql.empty() ? options.sql : "select * from " + options.table);
   if (sample.records.empty()) throw Failure(printable(options.source) + ": expected rows, found none");
   return sample;
 }
 
-SourceSample look_at_any(const LookOptions& options) {
+/// The tables of a database, by the first statement that it understands: of the standard, of SQLite, of
+/// Oracle.
+SourceSample look_at_tables(const LookOptions& options) {
+  std::string failure;
+  for (const char* sql :
+       {"select table_name from information_schema.tables "
+        "where table_schema not in ('pg_catalog', 'information_schema') order by table_name",
+        "select name from sqlite_master where type in ('table', 'view') order by name",
+        "select table_name from user_tables order by table_name"})
+    try {
+      return read_database(options, sql);
+    } catch (...) {
+      if (failure.empty()) failure = current_failure();
+    }
+  throw Failure(printable(options.source) +
+                ": its tables cannot be listed (which --table, or which --sql?): " + failure);
+}
+
+int list_tables(const LookOptions& options) {
+  const SourceSample tables = look_at_tables(options);
+  if (options.form == OutputForm::TABLE)
+    std::printf("%s: a database, %zu tables\n\n", printable(options.source).c_str(), tables.records.size());
+  Output output(options.form, {{"table", false}});
+  for (const auto& record : tables.records) output.add({record.front()});
+  output.finish();
+  if (options.form == OutputForm::TABLE && !tables.records.empty())
+    std::printf("\ntry:     sorvanta look %s --table %s\n", printable(options.source).c_str(),
+                printable(tables.records.front().front()).c_str());
+  return tables.records.empty() ? NOTHING : FOUND;
+}
+
+/// Whether a source is a data source, and not a file of that name. Throws a `Failure` where it is neither.
+bool is_database(const LookOptions& options) {
   const bool isQuery = !options.sql.empty() || !options.table.empty();
   const bool isFile = has_file(options.source) || options.source.find('/') != std::string::npos;
-  if (isFile && !isQuery) return look_at(options.source);
+  if (isFile && !isQuery) return false;
   std::vector<std::string> sources;
   for (const auto& known : DamoODBCConnection().listDataSources()) sources.push_back(known.name);
-  const bool isKnown = std::find(sources.begin(), sources.end(), options.source) != sources.end();
-  if (isKnown && isQuery) return look_at_database(options);
-  if (isKnown) throw Failure(options.source + " is a database: which --table, or which --sql?");
+  if (std::find(sources.begin(), sources.end(), options.source) != sources.end()) return true;
   throw Failure(printable(options.source) + ": expected a " + (isQuery ? "" : "file or a ") +
                 "data source, found none; " +
                 (sources.empty() ? "there are no data sources" : "data sources are " + listed(sources)));
@@ -106,7 +142,9 @@ void print_fields(const SourceSample& sample, const Settings& settings, OutputFo
 }
 
 int look(const LookOptions& options) {
-  const SourceSample sample = look_at_any(options);
+  const bool isDatabase = is_database(options);
+  if (isDatabase && options.table.empty() && options.sql.empty()) return list_tables(options);
+  const SourceSample sample = isDatabase ? look_at_database(options) : look_at(options.source);
   const Settings settings = propose_settings(sample);
   if (options.isSettings) return std::fputs(write_settings(settings).c_str(), stdout), FOUND;
   if (options.isStatistic) return print_statistic(sample), FOUND;
@@ -141,6 +179,7 @@ void declare_look(CLI::App* tool, Action* action) {
       "  sorvanta look people.xml\n"
       "  sorvanta look people.csv --statistic\n"
       "  sorvanta look people.csv --settings > people.settings\n"
+      "  sorvanta look customers\n"
       "  sorvanta look customers --table people");
   const auto options = add_verb_action<LookOptions>(verb, action, look);
   verb->add_option("SOURCE", options->source, "A file, or a data source of odbc.ini")
@@ -149,7 +188,9 @@ void declare_look(CLI::App* tool, Action* action) {
   verb->add_flag("--settings", options->isSettings, "Prints settings that `build` takes as they are");
   verb->add_flag("--statistic", options->isStatistic,
                  "Prints figures about all records: lengths, characters, doubts");
-  verb->add_option("--table", options->table, "The table of a database")->type_name("NAME");
+  verb->add_option("--table", options->table,
+                   "The table of a database; without it and --sql, its tables are listed")
+      ->type_name("NAME");
   verb->add_option("--sql", options->sql, "The statement that gives the records of a database")
       ->type_name("SQL");
   verb->add_option("--user", options->user, "Who asks the database")->type_name("NAME");

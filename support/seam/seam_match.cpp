@@ -51,17 +51,20 @@ void append_group(const TeraCandGroup& group, VInt query, int best, std::size_t 
   if (found->size() > most) found->resize(most);
 }
 
-void match_word(const WordJob* job, Answers* all, int*, VInt query) {
+/// Answers of a query are collected in one place, which grows a few times only, and kept in as much as they
+/// take.
+void match_word(const WordJob* job, Answers* all, Answers* found, VInt query) {
   TeraResult result(job->queries[query], job->minQuality, job->k, TeraResult::MAX_VALUE);
   if (job->index->recall(&result, job->mode, job->model, job->rep) < 0)
     throw AceException("Query refused", "number %ld: %.100s", query, job->queries[query]);
   result.high_first();
   const int best = result.get_max_value();
-  Answers& found = all[query];
+  found->clear();
   for (const TeraCandGroup* group = result.get_first_group(); group != nullptr; group = group->get_next()) {
-    if (found.size() >= static_cast<std::size_t>(job->k)) break;
-    append_group(*group, query, best, static_cast<std::size_t>(job->k), &found);
+    if (found->size() >= static_cast<std::size_t>(job->k)) break;
+    append_group(*group, query, best, static_cast<std::size_t>(job->k), found);
   }
+  all[query] = *found;
 }
 
 struct RecordJob {
@@ -114,8 +117,8 @@ SeamBytes seam_match(const TeraEdit* index, const char* const* queries, int num_
   if (k < 1) return {nullptr, -1};
   const WordJob job = {index, queries, k, min_quality, mode, model, rep};
   std::vector<Answers> all(static_cast<std::size_t>(num_queries));
-  AceParallel<const WordJob, Answers, int>::map(&job, all.data(), num_queries, nullptr, nullptr, match_word,
-                                                threads, rep);
+  AceParallel<const WordJob, Answers, Answers>::map(&job, all.data(), num_queries, nullptr, nullptr,
+                                                    match_word, threads, rep);
   return columns(all, at);
 }
 

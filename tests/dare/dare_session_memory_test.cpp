@@ -22,7 +22,8 @@ namespace {
 using Result = std::unique_ptr<DastResult>;
 
 std::string template_of(const std::string& confidence) {
-  return "FIELDS\t{\nf0\t{\nBUILD_FIELD\tf0\n}\nf1\t{\nBUILD_FIELD\tf1\n}\n}\nCOMBINATIONS\t{\ndefault\t{\n"
+  return "FIELDS\t{\nf0\t{\nBUILD_FIELD\tf0\n}\nf1\t{\nBUILD_FIELD\tf1\n}\n"
+         "all\t{\nFS_FIELDS\t{\nf0\t{}\nf1\t{}\n}\n}\n}\nCOMBINATIONS\t{\ndefault\t{\n"
          "MIN_CONF\t" +
          confidence + "\nFIXED_CONFIG\t{\n}\n}\n}\n";
 }
@@ -72,7 +73,7 @@ bool answers(DastResult* result) {
 }
 
 std::unique_ptr<DareMultiQuery> people_of(const char* name, const char* city) {
-  auto query = std::make_unique<DareMultiQuery>(2);
+  auto query = std::make_unique<DareMultiQuery>(3);
   const char* const texts[] = {name, city};
   for (int i = 0; i < 2; ++i) {
     query->set_query(i, texts[i]);
@@ -92,6 +93,8 @@ const struct {
     {"update", [](DastSession* s) { return s->update("f0", "meir1", DastOptions::APPROX, 0) == 0; }},
     {"update_result",
      [](DastSession* s) { return answers(s->update_result("f1", "bren", DastOptions::APPROX)); }},
+    {"free search",
+     [](DastSession* s) { return answers(s->update_result("all", "meir1 bern", DastOptions::FS_DETECT)); }},
     {"select", [](DastSession* s) { return s->select("f1") == 0; }},
     {"clear", [](DastSession* s) { return s->clear("f1", 0) == 0; }},
     {"suggest", [](DastSession* s) { return answers(s->suggest(0, "f0", 0, -1)); }},

@@ -432,7 +432,7 @@ class Databases(ToolTest):
                 self.expect(FOUND, "build", "p.settings")
                 self.assertEqual([row["town"] for row in self.rows("find", f"{source}.base", "name=Jurgen Webber")], ["Köln"])
                 self.assertIn("3 lines, 0 of them bad", self.expect(FOUND, "look", source, "--table", "people", "--statistic").stdout)
-                self.refuse(["look", source], "is a database: which --table")
+                self.assertIn("people", [row["table"] for row in self.rows("look", source)])
                 self.refuse(["look", source, "--table", "peple"], "peple")
         self.refuse(["look", "sqlit", "--table", "people"], "sqlit: expected a data source, found none; data sources are sqlite, postgres")
         self.write("more.csv", "who,where\nEva Huber,Genf\n")
@@ -505,6 +505,18 @@ class Form(ToolTest):
         self.assertIn("- Mirovice", self.wait_for("not in the selecti"))
         self.keys("C-u", "C-u", "C-u")
         self.keys("C-q")
+        self.wait_for_its_end()
+
+    def test_gives_the_terminal_back_when_it_is_asked_to_end(self):
+        self.people()
+        self.tmux("new-session", "-d", "-s", "form", "-x", "80", "-y", "20", "sh", "-c", f"{TOOL} form {self.folder}/people.base; stty; cat")
+        self.addCleanup(self.tmux, "kill-server")
+        self.wait_for("> given_name")
+        subprocess.run(["pkill", "-f", f"{TOOL} form {self.folder}/people.base$"], check=True)
+        self.wait_for_its_end()
+        self.assertNotIn("-icanon", self.wait_for("speed"))
+
+    def wait_for_its_end(self):
         for _ in range(100):
             if "given_name" not in self.tmux("capture-pane", "-p", "-t", "form"):
                 return

@@ -1,5 +1,6 @@
 """A host in Python: the package as its users have it."""
 import gc
+import multiprocessing
 import os
 import pathlib
 import pickle
@@ -33,6 +34,14 @@ class Words(unittest.TestCase):
         self.assertNotIn("nothing", self.index)
         self.assertEqual(sorted(self.index), sorted(WORDS))
 
+    def test_answers_are_those_of_other_languages(self):
+        data = pathlib.Path(__file__).parent.parent / "data"
+        for line in (data / "answers.tsv").read_text().splitlines():
+            file, mode, model, query, expected = line.split("\t")
+            with Index.open(data / "formats" / f"{file}.edit") as index:
+                found = index.find(query, 20, 100, Mode[mode], Model[model])
+                self.assertEqual(sorted(f"{match.entry}:{match.quality}" for match in found), expected.split(), line)
+
     def test_many_queries_give_the_rows_of_single_ones(self):
         queries = ["meyer", "maier", "nothing at all", "Muller", "smile", ""] * 40
         for threads in (1, 3):
@@ -50,6 +59,8 @@ class Words(unittest.TestCase):
             self.index.save(path)
             with Index.open(path) as mapped:
                 self.assertEqual(mapped.find("maier"), self.index.find("maier"))
+                with multiprocessing.get_context("spawn").Pool(2) as pool:  # which get its path
+                    self.assertEqual(pool.map(mapped.find, WORDS), [self.index.find(word) for word in WORDS])
             with self.assertRaises(SorvantaError):
                 mapped.find("maier")
             with self.assertRaises(SorvantaError):

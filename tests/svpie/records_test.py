@@ -3,16 +3,18 @@ import asyncio
 import csv
 import json
 import logging
+import os
 import pathlib
 import pickle
 import random
+import signal
 import tempfile
 import threading
 import unittest
 import warnings
 
 import svpie
-from svpie import Base, Category, Field, Mark, SorvantaError, kernel
+from svpie import Base, Category, Field, Mark, Mode, SorvantaError, kernel
 
 PEOPLE = [("Anna", "Meier", "Basel"), ("Peter", "Meyer", "Bern"), ("Jürg", "Müller", "Zürich"), ("Zoë", "Weber", "Bern")]
 FIELDS = ("given", "surname", "city")
@@ -219,6 +221,17 @@ class Messages(unittest.TestCase):
                 Base.build(PEOPLE, FIELDS, rep=Interrupt())
         finally:
             kernel.AceReporter.set_progress(False)
+
+    def test_an_interrupt_of_the_keyboard_stops_a_call_that_would_take_hours(self):
+        index = svpie.Index.build(f"word{i * i}" for i in range(20_000))
+        queries = ["word of many"] * 1_000_000
+        handler = signal.getsignal(signal.SIGINT)
+        for threads in (1, 2):
+            threading.Timer(0.5, os.kill, (os.getpid(), signal.SIGINT)).start()
+            with self.assertRaises(KeyboardInterrupt):
+                index.match(queries, 1000, 1, Mode.BIGRAMS, threads=threads)
+            self.assertEqual(signal.getsignal(signal.SIGINT), handler)
+        self.assertEqual(index.find("word25", 1)[0].quality, 255)
 
 
 if __name__ == "__main__":

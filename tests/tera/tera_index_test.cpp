@@ -167,8 +167,10 @@ TEST(TeraIndex, a_text_file_is_cut_into_lines_by_any_line_end) {
   EXPECT_TRUE(packed.is_compressed());
   support::RecordingReporter rep;
   for (const bool compress : {false, true})
-    EXPECT_EQ(packed.make(folder.file("no").c_str(), compress, &rep), -2);
+    for (const std::string& other : {folder.file("no"), std::string("/dev/zero")})
+      EXPECT_EQ(packed.make(other.c_str(), compress, &rep), -2);
   EXPECT_NE(rep.all().find("no' but file does not exist"), std::string::npos);
+  EXPECT_NE(rep.all().find("/dev/zero' but it is no regular file"), std::string::npos);
   EXPECT_EQ(packed.get_size(), 5U) << "a failed make leaves the index";
 }
 

@@ -199,7 +199,9 @@ int DareField::recall(const char* query, DastOptions::Call call, bool force_exac
   if (graph == nullptr && bField->has_data_loaded()) {
     if (query[std::strspn(query, "|")] == '\0') return 0;  // empty parts only
     if (!may_be_empty(bField)) return -1;
-    graph = new TeraScanGraph(new TeraResult(query, 0, 1, 255), query, -1);
+    auto none = std::make_unique<TeraResult>(query, 0, 1, 255);
+    graph = new TeraScanGraph(none.get(), query, TeraScanGraph::NO_ORIGIN);
+    static_cast<void>(none.release());
   }
   if (graph == nullptr) return 0;
   graph->incr_ref();

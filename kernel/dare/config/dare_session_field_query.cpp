@@ -17,6 +17,11 @@ namespace {
 
 constexpr const char* SAME_QUERY = "...";
 
+struct Unref {
+  void operator()(TeraScanGraph* graph) const { graph->decr_ref(); }
+};
+using GraphRef = std::unique_ptr<TeraScanGraph, Unref>;
+
 /// The first `max` bytes, without part of a character of UTF-8.
 std::string cut_text(const char* text, std::size_t max) {
   std::string copy(text, ::strnlen(text, max + 1));
@@ -194,9 +199,9 @@ int DareSessionField::process_fixed_query(DareHistory* history, AceReporter* rep
 int DareSessionField::add_detected(const DareField* unit, const char* query, TeraScanGraph* whole,
                                    AceReporter* rep) const {
   const DastBaseFieldRecall* const field = unit->get_base_field();
-  TeraScanGraph* const graph = is_option(DareSessionFieldConfig::DETECT_SINGLE)
-                                   ? field->detect_single(query, recallMode, rep)
-                                   : field->detect(query, recallMode, rep);
+  const GraphRef graph(is_option(DareSessionFieldConfig::DETECT_SINGLE)
+                           ? field->detect_single(query, recallMode, rep)
+                           : field->detect(query, recallMode, rep));
   if (graph == nullptr) return field->has_data_loaded() ? -1 : 0;
   TeraResult* const result = whole->get_first_result();
   for (int node = 0; node < graph->get_num_nodes(); ++node)
@@ -215,7 +220,6 @@ int DareSessionField::add_detected(const DareField* unit, const char* query, Ter
         return false;
       });
     }
-  graph->decr_ref();
   return 0;
 }
 
@@ -225,15 +229,17 @@ int DareSessionField::process_fs_query(DareHistory* history, AceReporter* rep) {
   set_state(PENDING, false);
   if (query == nullptr) return 0;
   const DareFlexConfig& limits = fieldConf.flexConfig;
-  auto* const result = new TeraResult(query, 0, std::max(limits.numSuggestions, 1), 255);
-  auto* const whole = new TeraScanGraph(result, query, TeraScanGraph::NO_ORIGIN);
+  auto result = std::make_unique<TeraResult>(query, 0, std::max(limits.numSuggestions, 1), 255);
+  const GraphRef whole(new TeraScanGraph(result.get(), query, TeraScanGraph::NO_ORIGIN));
+  TeraResult* const found = result.release();
+  whole->incr_ref();
   int status = 0;
   for (int unit = 1; unit < get_num_units() && status == 0; ++unit)
-    status = add_detected(get_unit(unit), query, whole, rep);
-  result->set_resolved();
+    status = add_detected(get_unit(unit), query, whole.get(), rep);
+  found->set_resolved();
   foundUnit = std::make_shared<DareField>(-1, nullptr, &fieldConf);
   foundUnit->set_weight(get_unit()->get_weight());
-  foundUnit->set_graph(whole);
+  foundUnit->set_graph(whole.get());
   if (status < 0) {
     foundUnit.reset();
     set_state(PENDING, true);

@@ -59,12 +59,15 @@ struct FileClose {
 };
 using OpenFile = std::unique_ptr<std::FILE, FileClose>;
 
-/// Null, with a warning, when there is no such file.
+/// Null, with a warning, when there is no such file, or one that need not end.
 OpenFile open_text(const char* filename, VInt* size, AceReporter* rep) {
-  OpenFile file(AceFile::open(filename, "rb"));
   struct stat info {};
-  if (file == nullptr || fstat(fileno(file.get()), &info) != 0 || !S_ISREG(info.st_mode)) {
-    rep->ev_wprintf("Trying to build index for file '%s' but file does not exist", or_empty(filename));
+  const bool isThere = filename != nullptr && stat(filename, &info) == 0;  // first: to open a pipe may wait
+  const bool isOther = isThere && !S_ISREG(info.st_mode);
+  OpenFile file(isThere && !isOther ? AceFile::open(filename, "rb") : nullptr);
+  if (file == nullptr) {
+    rep->ev_wprintf("Trying to build index for file '%s' but %s", or_empty(filename),
+                    isOther ? "it is no regular file" : "file does not exist");
     return nullptr;
   }
   *size = info.st_size;
