@@ -15,6 +15,7 @@
 #include "sorvanta/tool_reporter.h"
 #include "sorvanta/tool_source.h"
 #include "sorvanta/tool_verbs.h"
+#include "svcpp/sorvanta_reporter.h"
 
 namespace {
 
@@ -253,6 +254,7 @@ int find_file(Target* target, const FileQuery& query, const QueryLimits& limits,
   Output output(written, columns, answers.get_stream(), answers.get_done() == 0);
   std::vector<Lane> lanes =
       make_lanes(target, limits, query.numThreads > 0 ? query.numThreads : ace_get_system_num_threads());
+  sv_trace_on("NO_CONTEXT_STATUS_COUNT", 1);  // nobody is shown in how many records a value occurs
   ToolReporter& rep = ToolReporter::get();
   rep.begin(query.name, file_size(query.name));
   queries.skip(answers.get_done());

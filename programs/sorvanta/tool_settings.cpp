@@ -171,6 +171,7 @@ std::string source_text(const SourceSettings& source, const char* file_keyword, 
   for (std::size_t i = 0; i + 1 < source.namespaces.size(); i += 2)
     put("namespace", source.namespaces[i] + " " + source.namespaces[i + 1]);
   if (!source.sql.empty()) put("sql", source.sql);
+  if (!source.user.empty()) put("user", source.user);
   if (source.kind == "tsv" || source.kind == "csv" || source.kind == "fixed")
     put("header", source.hasHeader ? "1" : "0");
   put("encoding", source.encoding);

@@ -427,7 +427,8 @@ class Databases(ToolTest):
             with self.subTest(source):
                 fields = self.rows("look", source, "--table", "people")
                 self.assertEqual([(row["field"], row["filled"]) for row in fields], [("number", 100), ("name", 100), ("town", 66)])
-                settings = self.expect(FOUND, "look", source, "--sql", "select name, town from people where number < 3", "--settings").stdout
+                settings = self.expect(FOUND, "look", source, "--sql", "select name, town from people where number < 3", "--user", "sv", "--settings").stdout
+                self.assertIn("\nuser sv\n", settings)
                 self.write("p.settings", settings)
                 self.expect(FOUND, "build", "p.settings")
                 self.assertEqual([row["town"] for row in self.rows("find", f"{source}.base", "name=Jurgen Webber")], ["Köln"])
