@@ -195,8 +195,8 @@ class SORV_API DastBaseField : public DastBaseFieldRecall {
 
   /// The same as `full_scan_resolve`, not resolved: attribute numbers are base ids.
   TeraScanGraph* full_scan(const char* query, DastOptions::Call call, int empty_qual, AceReporter* rep) const;
-  /// Turns the base ids of every result into entries. Returns 0 or -1.
-  int resolve(TeraScanGraph* graph, DastQualityCache* qcache, Large offset) const;
+  /// Turns the base ids of every result into entries, of values with or without strings. Returns 0 or -1.
+  int resolve(TeraScanGraph* graph, DastQualityCache* qcache, Large offset, bool has_strings = true) const;
   /// Single words of a text, resolved.
   TeraScanGraph* detect_single(const char* text, DastOptions::Call call, AceReporter* rep) const override;
   /// The entries of a base id. Returns their number; of one that stands for all records, {0, 0, ~0} as 3.

@@ -108,8 +108,8 @@ class SORV_API DastBaseFieldRecall {
                                            DastQualityCache* qcache, int empty_qual, int force_exact,
                                            AceReporter* rep) const = 0;
   /// The same of a query in one part, with values down to a lower quality than the method's own minimum. Each
-  /// has the quality that `eval` gives it: null for other queries, where aliases lead to values, and where
-  /// the method has only its own minimum.
+  /// has the quality that `eval` gives it, but no string: null for other queries, where aliases lead to
+  /// values, and where the method has only its own minimum.
   virtual TeraScanGraph* full_scan_below(DastOptions::Call call, const char* query, DastQualityCache* qcache,
                                          int empty_qual, int min_value, AceReporter* rep) const = 0;
   /// What the method finds in a free text, resolved likewise.

@@ -10,17 +10,14 @@
 
 namespace {
 
-struct RatedCand {
-  int quality;
-  const TeraCand* cand;
-};
-
 // Most candidates have a few records, each of them a line of memory that is in no cache: they are fetched
 // while the candidates before are pushed, and the lists of records before them.
 constexpr std::size_t LISTS_AHEAD = 8;
 constexpr std::size_t RECORDS_AHEAD = 4;
 constexpr Large MAX_FETCHED = 8;  // of one candidate
 constexpr std::size_t HITS_AHEAD = 16;
+/// Records for each hit up to which it pays to look at all bits of records.
+constexpr VInt RECORDS_A_HIT = 64;
 
 }  // namespace
 
@@ -35,19 +32,25 @@ class DareEvaluate::Collector {
     if (evaluate->contextList != nullptr) allow_context();
   }
 
-  void push_hitlist(const EvalField& field, const DareField* graph, bool is_essential);
+  /// Notes which records are hit often enough, so that the others need not be pushed.
+  void choose(const std::vector<int>& essential);
+  /// `adds`: also to records that no field before has hit.
+  void push_hitlist(const EvalField& field, bool adds);
   void collect();
 
  private:
   using Word = DareHitTable::Word;
 
   void allow_context();
+  bool is_alone(const EvalField& field);
+  template <DareHitTable::Role role>
+  void note_hitlist(const EvalField& field);
   void prefetch(const TeraCand* cand) const;
-  void push_candidate(const DastBaseFieldRecall* field, const RatedCand& rated, bool is_essential);
-  template <bool adds, bool limited>
-  void push_list(const DastInfoList& list, Word quality);
-  template <bool adds, bool limited>
-  void push_range(Large from, Large to, Word quality);
+  DastInfoList list_of(const EvalField& field, const TeraCand* cand);
+  template <class Visit>
+  void visit_list(const DastInfoList& list, Visit visit) const;
+  template <class Push>
+  void for_each_list(const EvalField& field, bool fetches, Push push);
   std::size_t find_place(const Word* words) const;
   void grow_places();
   int state_of(const Word* words);
@@ -59,8 +62,7 @@ class DareEvaluate::Collector {
   int startThreshold;
   HitTableRef table;
   AceAttach listAt;
-  int word = 0;
-  int shift = 0;
+  bool isChosen = false;
 
   // States of the heap, which has no others yet, by signature: open addressing, -1 for free places.
   std::vector<Word> signatures;
@@ -81,50 +83,39 @@ void DareEvaluate::Collector::allow_context() {
   }
 }
 
-template <bool adds, bool limited>
-void DareEvaluate::Collector::push_range(Large from, Large to, Word quality) {
-  for (Large record = std::max(from, table->get_first()); record < std::min(to, table->get_end()); ++record)
-    table->hit<adds, limited>(record, word, shift, quality);
-}
-
-template <bool adds, bool limited>
-void DareEvaluate::Collector::push_list(const DastInfoList& list, Word quality) {
+/// Calls `visit(record)` for those of the part.
+template <class Visit>
+void DareEvaluate::Collector::visit_list(const DastInfoList& list, Visit visit) const {
   const auto infos = list.get_infos();
   const Large* const refs = list.get_refs();
+  const auto visit_range = [&](Large from, Large to) {
+    to = std::min(to, table->get_end());
+    for (Large record = std::max(from, table->get_first()); record < to; ++record) visit(record);
+  };
   switch (list.get_type()) {
     case DastInfoList::SINGLE: {
       const auto begin = std::lower_bound(infos.begin(), infos.end(), table->get_first());
       const auto end = std::lower_bound(begin, infos.end(), table->get_end());
-      for (auto info = begin; info != end; ++info) table->hit<adds, limited>(*info, word, shift, quality);
+      std::for_each(begin, end, visit);
       break;
     }
     case DastInfoList::FROM_TO:
-      for (std::size_t i = 0; i + 1 < infos.size(); i += 2)
-        push_range<adds, limited>(infos[i], infos[i + 1], quality);
+      for (std::size_t i = 0; i + 1 < infos.size(); i += 2) visit_range(infos[i], infos[i + 1]);
       break;
     case DastInfoList::REFERENCE:
-      for (const Large entry : infos) push_range<adds, limited>(refs[entry], refs[entry + 1], quality);
+      for (const Large entry : infos) visit_range(refs[entry], refs[entry + 1]);
       break;
     case DastInfoList::NOT_USED:
       break;
   }
 }
 
-void DareEvaluate::Collector::push_candidate(const DastBaseFieldRecall* field, const RatedCand& rated,
-                                             bool is_essential) {
-  if (rated.cand->get_num_infos() == 0) return;
-  DastInfoList list;
-  if (field != nullptr && field->has_intervals()) {
-    list = *field->get_info_list(rated.cand, &listAt);
-  } else {
-    list = DastInfoList(rated.cand);
-    if (rated.cand->get_shift() != 0) list.apply_offset(rated.cand->get_shift(), &listAt);
-  }
-  const auto quality = static_cast<Word>(std::clamp(rated.quality, 1, 255));
-  if (is_essential)
-    table->is_limited() ? push_list<true, true>(list, quality) : push_list<true, false>(list, quality);
-  else
-    push_list<false, false>(list, quality);
+DastInfoList DareEvaluate::Collector::list_of(const EvalField& field, const TeraCand* cand) {
+  const DastBaseFieldRecall* const base_field = field.field->get_base_field();
+  if (base_field != nullptr && base_field->has_intervals()) return *base_field->get_info_list(cand, &listAt);
+  DastInfoList list(cand);
+  if (cand->get_shift() != 0) list.apply_offset(cand->get_shift(), &listAt);
+  return list;
 }
 
 void DareEvaluate::Collector::prefetch(const TeraCand* cand) const {
@@ -133,22 +124,78 @@ void DareEvaluate::Collector::prefetch(const TeraCand* cand) const {
     table->prefetch(infos[i] + static_cast<Large>(cand->get_shift()));
 }
 
-/// The hits of a field, best quality first, so that the best of a record stays.
-void DareEvaluate::Collector::push_hitlist(const EvalField& field, const DareField* graph,
-                                           bool is_essential) {
-  if (field.column < 0) return;
-  word = field.column / DareHitTable::COLUMNS_PER_WORD;
-  shift = field.column % DareHitTable::COLUMNS_PER_WORD * 8;
-  std::vector<RatedCand> cands;
-  field.for_each_cand(graph, [&](int quality, const TeraCand* cand) { cands.push_back({quality, cand}); });
-  std::stable_sort(cands.begin(), cands.end(),
-                   [](const auto& a, const auto& b) { return a.quality > b.quality; });
+/// Calls `push(list, quality)` for the hits of a field.
+template <class Push>
+void DareEvaluate::Collector::for_each_list(const EvalField& field, bool fetches, Push push) {
+  const auto& cands = field.cands;
   for (std::size_t i = 0; i < cands.size(); ++i) {
     if (itsEvaluate->shared->is_over(&itsPart->steps)) return;
     if (i + LISTS_AHEAD < cands.size()) __builtin_prefetch(cands[i + LISTS_AHEAD].cand->get_infos());
-    if (i + RECORDS_AHEAD < cands.size()) prefetch(cands[i + RECORDS_AHEAD].cand);
-    push_candidate(graph->get_base_field(), cands[i], is_essential);
+    if (fetches && i + RECORDS_AHEAD < cands.size()) prefetch(cands[i + RECORDS_AHEAD].cand);
+    if (cands[i].cand->get_num_infos() == 0) continue;
+    push(list_of(field, cands[i].cand), static_cast<Word>(std::clamp(cands[i].quality, 1, 255)));
   }
+}
+
+void DareEvaluate::Collector::push_hitlist(const EvalField& field, bool adds) {
+  const int word = field.column / DareHitTable::COLUMNS_PER_WORD;
+  const int shift = field.column % DareHitTable::COLUMNS_PER_WORD * 8;
+  const auto push = [&](auto hit) {
+    for_each_list(field, !isChosen, [&](const DastInfoList& list, Word quality) {
+      visit_list(list, [&](Large record) { hit(record, quality); });
+    });
+  };
+  if (isChosen)
+    push([&](Large record, Word quality) { table->hit_chosen(record, word, shift, quality); });
+  else if (!adds)
+    push([&](Large record, Word quality) { table->hit<false, false>(record, word, shift, quality); });
+  else if (table->is_limited())
+    push([&](Large record, Word quality) { table->hit<true, true>(record, word, shift, quality); });
+  else
+    push([&](Large record, Word quality) { table->hit<true, false>(record, word, shift, quality); });
+}
+
+template <DareHitTable::Role role>
+void DareEvaluate::Collector::note_hitlist(const EvalField& field) {
+  for_each_list(field, false, [this](const DastInfoList& list, Word) {
+    visit_list(list, [this](Large record) { table->note<role>(record); });
+  });
+}
+
+/// Whether a record that no other field has found may be collected.
+bool DareEvaluate::Collector::is_alone(const EvalField& field) {
+  const auto [least, most] = std::minmax_element(field.values.begin() + 1, field.values.end());
+  int* const values = itsPart->working.data();
+  for (const int value : {*least, *most}) {
+    itsEvaluate->collectLogic.init_slots(values);
+    itsEvaluate->collectLogic.update_leaf(values, field.logicId, value);
+    if (itsEvaluate->collectLogic.get_total_value(values) >= startThreshold) return true;
+  }
+  return false;
+}
+
+void DareEvaluate::Collector::choose(const std::vector<int>& essential) {
+  VInt hits = 0;
+  GrandMask alone = 0;
+  GrandMask used = 0;
+  for (const EvalField& field : itsEvaluate->evalFields) hits += field.numHits;
+  for (const int index : essential) {
+    used |= GrandMask{1} << index;
+    if (is_alone(itsEvaluate->evalFields[static_cast<std::size_t>(index)])) alone |= GrandMask{1} << index;
+  }
+  const auto records = static_cast<VInt>(itsPart->toRecord - itsPart->fromRecord) *
+                       (static_cast<VInt>(itsEvaluate->partOffsets.size()) - 1);
+  if (alone == used || hits * RECORDS_A_HIT < records) return table->start_all();
+  isChosen = true;
+  table->start_choice();
+  for (const int index : essential) {
+    const EvalField& field = itsEvaluate->evalFields[static_cast<std::size_t>(index)];
+    (alone >> index & 1) != 0 ? note_hitlist<DareHitTable::ALONE>(field)
+                              : note_hitlist<DareHitTable::ESSENTIAL>(field);
+  }
+  for (std::size_t i = 0; i < itsEvaluate->evalFields.size(); ++i)
+    if ((used >> i & 1) == 0) note_hitlist<DareHitTable::OPTIONAL>(itsEvaluate->evalFields[i]);
+  table->end_choice();
 }
 
 /// The total of a signature; `working` has the values of the slots.
@@ -214,12 +261,21 @@ int DareEvaluate::Collector::state_of(const Word* words) {
 void DareEvaluate::Collector::collect() {
   const std::vector<Large>& hits = table->get_hits();
   for (std::size_t i = 0; i < hits.size(); ++i) {
-    if (i + HITS_AHEAD < hits.size()) table->prefetch(hits[i + HITS_AHEAD]);
-    const Large record = hits[i];
-    const int state = state_of(table->get_words(record));
+    if (!isChosen && i + HITS_AHEAD < hits.size()) table->prefetch(hits[i + HITS_AHEAD]);
+    const int state = state_of(table->get_words(i));
     const int bucket = stateBuckets[static_cast<std::size_t>(state)];
-    if (bucket >= 0) itsPart->heap.add(bucket, {record, state});
+    if (bucket >= 0) itsPart->heap.add(bucket, {hits[i], state});
   }
+}
+
+void DareEvaluate::EvalField::list_cands() {
+  const auto list = [this](int quality, const TeraCand* cand) {
+    cands.push_back({quality, cand});
+    numHits += cand->get_num_infos();
+  };
+  isDeepened ? field->for_each_listed(list) : field->for_each_cand(list);
+  std::stable_sort(cands.begin(), cands.end(),
+                   [](const auto& a, const auto& b) { return a.quality > b.quality; });
 }
 
 /// Fields that may bring a record to the threshold on their own: of those with the most hits as many as
@@ -227,11 +283,7 @@ void DareEvaluate::Collector::collect() {
 std::vector<int> DareEvaluate::essential_fields(int threshold) const {
   std::vector<std::pair<VInt, int>> by_cost;
   for (std::size_t i = 0; i < evalFields.size(); ++i) {
-    if (evalFields[i].column < 0) continue;
-    VInt hits = 0;
-    evalFields[i].for_each_cand(evalFields[i].field,
-                                [&hits](int, const TeraCand* cand) { hits += cand->get_num_infos(); });
-    by_cost.emplace_back(-hits, static_cast<int>(i));
+    if (evalFields[i].column >= 0) by_cost.emplace_back(-evalFields[i].numHits, static_cast<int>(i));
   }
   std::sort(by_cost.begin(), by_cost.end());
   std::vector<int> values(static_cast<std::size_t>(collectLogic.get_num_values()));
@@ -260,12 +312,10 @@ void DareEvaluate::push_and_collect(EvalData* part) {
   const int threshold = nothing >= cur_threshold ? nothing + 1 : cur_threshold;
   Collector collector(this, part, threshold);
   const std::vector<int> essential = essential_fields(threshold);
-  const auto push = [&](int index, bool is_essential) {
-    const EvalField& eval = evalFields[static_cast<std::size_t>(index)];
-    collector.push_hitlist(eval, part->fields[static_cast<std::size_t>(index)], is_essential);
-  };
-  for (const int index : essential) push(index, true);
+  collector.choose(essential);
+  for (const int index : essential) collector.push_hitlist(evalFields[static_cast<std::size_t>(index)], true);
   for (int i = 0; i < static_cast<int>(evalFields.size()); ++i)
-    if (std::find(essential.begin(), essential.end(), i) == essential.end()) push(i, false);
+    if (std::find(essential.begin(), essential.end(), i) == essential.end())
+      collector.push_hitlist(evalFields[static_cast<std::size_t>(i)], false);
   collector.collect();
 }

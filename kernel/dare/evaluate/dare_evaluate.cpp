@@ -185,9 +185,7 @@ bool DareEvaluate::is_reached_alone(int quality) const {
 /// found at first could reach the minimum.
 bool DareEvaluate::deepen_fields() {
   VInt hits = 0;
-  for (const EvalField& eval : evalFields)
-    if (!eval.isSecondary)
-      eval.for_each_cand(eval.field, [&hits](int, const TeraCand* cand) { hits += cand->get_num_infos(); });
+  for (const EvalField& eval : evalFields) hits += eval.numHits;
   static const AceTraceFlag always("DEEPEN_ALWAYS", __FILE__, __LINE__);
   if (evalFields.size() < 2 || (hits < LEAST_HITS && always.get() == 0)) return false;
   std::vector<int> values(static_cast<std::size_t>(collectLogic.get_num_values()));
@@ -214,14 +212,18 @@ int DareEvaluate::do_evaluation(double run_limit) {
   static const AceTraceFlag infinite("INFINITE_REFINEMENT", __FILE__, __LINE__);
   shared->isEndless = infinite.get() != 0;
   shared->check_time();
-  if (prepare() == 0) return 0;
-  optimize_logic();
+  const auto prepare_listed = [this] {
+    if (prepare() == 0) return false;
+    for (EvalField& eval : evalFields) eval.list_cands();
+    optimize_logic();
+    return true;
+  };
+  if (!prepare_listed()) return 0;
   usesDeeper = deepen_fields();
   if (usesDeeper) {
     evalFields.clear();
     totalWeight = 0;
-    prepare();
-    optimize_logic();
+    prepare_listed();
   }
   if (evalLogic.get_num_slots() == 0 || totalWeight <= 0) return 0;
   const auto numParts = static_cast<int>(partOffsets.size()) - 1;

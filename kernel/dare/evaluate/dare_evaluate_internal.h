@@ -28,11 +28,14 @@ struct DareEvaluate::EvalField {
   int baseValue = 0;              // at most, until it is known
   int collectValue = 0;           // the same in a collection
   std::array<int, 256> values{};  // by quality
-  /// Calls `visit(quality, cand)` for what counts as listed by the field, or its clone of a part.
-  template <class Visit>
-  void for_each_cand(const DareField* of, Visit visit) const {
-    isDeepened ? of->for_each_listed(visit) : of->for_each_cand(visit);
-  }
+  struct RatedCand {
+    int quality;
+    const TeraCand* cand;
+  };
+  std::vector<RatedCand>
+      cands;         // what counts as listed, best quality first, so that the best of a record stays
+  VInt numHits = 0;  // of them
+  void list_cands();
   /// Whether a value means that the record is no answer.
   bool excludes(int value) const { return isExclusive && value <= excludedValue; }
   int excludedValue = 0;

@@ -7,13 +7,31 @@ void DareHitTable::init(Large from, Large to, int num_columns) {
   firstRecord = from;
   endRecord = to;
   numWords = std::max(1, (num_columns + COLUMNS_PER_WORD - 1) / COLUMNS_PER_WORD);
-  const std::size_t needed = static_cast<std::size_t>(to - from) * static_cast<std::size_t>(numWords);
-  if (words.size() < needed) words.resize(needed);
   allowed.clear();
 }
 
 void DareHitTable::restrict_records() {
-  allowed.assign((static_cast<std::size_t>(endRecord - firstRecord) >> 6) + 1, 0);
+  allowed.assign(num_bit_words(), 0);
+}
+
+void DareHitTable::start_choice() {
+  choices.assign(num_bit_words(), {0, 0});
+}
+
+void DareHitTable::end_choice() {
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < choices.size(); ++i) {
+    if (is_limited()) choices[i].chosen &= allowed[i];
+    choices[i].seenOrBefore = count;
+    count += static_cast<std::size_t>(std::popcount(choices[i].chosen));
+  }
+  make_places(count);
+  hits.reserve(count);  // nothing is thrown from here on: what is marked is cleared
+  isChosen = true;
+  for (std::size_t i = 0; i < choices.size(); ++i)
+    for (Word left = choices[i].chosen; left != 0; left &= left - 1)
+      hits.push_back(firstRecord + static_cast<Large>(i * 64) + static_cast<Large>(std::countr_zero(left)));
+  for (std::size_t i = 0; i < count; ++i) words[i * static_cast<std::size_t>(numWords)] = HIT;
 }
 
 void DareHitTable::allow(Large from, Large to) {
@@ -30,12 +48,17 @@ void DareHitTable::allow(Large from, Large to) {
 }
 
 void DareHitTable::clear() {
-  for (const Large record : hits) {
-    Word* const place = &words[place_of(record)];
-    place[0] = 0;
-    for (int i = 1; i < numWords; ++i) place[i] = 0;
+  if (isChosen) {
+    std::fill_n(words.begin(), hits.size() * static_cast<std::size_t>(numWords), 0);
+  } else {
+    for (const Large record : hits) {
+      Word* const place = &words[place_of(record)];
+      place[0] = 0;
+      for (int i = 1; i < numWords; ++i) place[i] = 0;
+    }
   }
   hits.clear();
+  isChosen = false;
 }
 
 namespace {

@@ -157,7 +157,7 @@ TeraScanGraph* DastBaseField::full_scan_below(DastOptions::Call call, const char
   GraphRef graph(baseMethod->lookup_below(query, call, min_value, rep));
   if (graph == nullptr) return nullptr;
   add_empty_string(empty_qual, graph.get());
-  return resolve(graph.get(), qcache, 0) >= 0 ? graph.release() : nullptr;
+  return resolve(graph.get(), qcache, 0, false) >= 0 ? graph.release() : nullptr;
 }
 
 /// A method without an index of values may know their shape.

@@ -28,8 +28,8 @@ void for_each_edge(TeraScanGraph* graph, Visit visit) {
 /// Makes the resolved form of one result after the other.
 class DastBaseField::Resolver {
  public:
-  Resolver(const DastBaseField* field, DastQualityCache* cache, Large offset)
-      : itsField(field), qualityCache(cache), cacheOffset(offset) {}
+  Resolver(const DastBaseField* field, DastQualityCache* cache, Large offset, bool has_strings)
+      : itsField(field), qualityCache(cache), cacheOffset(offset), hasStrings(has_strings) {}
 
   std::unique_ptr<TeraResult> resolve(TeraResult* found);
 
@@ -55,6 +55,7 @@ class DastBaseField::Resolver {
   const DastBaseField* itsField;
   DastQualityCache* qualityCache;
   Large cacheOffset;
+  bool hasStrings;
   std::vector<Reached> reachedIds;
 };
 
@@ -155,8 +156,9 @@ void DastBaseField::Resolver::add_all(TeraResult* resolved) const {
   }
 }
 
-/// In the base, or in the result.
+/// In the base, or in the result; empty where none are wanted.
 const char* DastBaseField::Resolver::string_of(const Reached& reached, TeraResult* resolved) const {
+  if (!hasStrings) return "";
   if (reached.id == 0) return reached.text != nullptr ? reached.text : "";
   const char* string = itsField->get_string_by_baseid(reached.id, resolved);
   return string != nullptr ? string : reached.text;
@@ -209,8 +211,9 @@ void make_partial(TeraResult* result, Large max_len) {
 
 }  // namespace
 
-int DastBaseField::resolve(TeraScanGraph* graph, DastQualityCache* qcache, Large offset) const {
-  Resolver resolver(this, qcache, offset);
+int DastBaseField::resolve(TeraScanGraph* graph, DastQualityCache* qcache, Large offset,
+                           bool has_strings) const {
+  Resolver resolver(this, qcache, offset, has_strings);
   for_each_edge(graph,
                 [&](auto* edge) { edge->replace_result(resolver.resolve(edge->get_result()).release()); });
   graph->set_resolved();
