@@ -122,8 +122,9 @@ class SORV_API DimeDateText {
 
   /// An edit index of the names of the months, with their numbers. Returns 0 or -1.
   static int make_month_finder(TeraEdit* months);
-  /// The month of a name; 0 for none, and where two months are equally near.
-  static int find_month(const char* name, const TeraEdit& months);
+  /// The month of a name; 0 for none, and where two months are equally near. Beside a year alone (`has_day`
+  /// false) short names have no errors: "Match 1985" is no date.
+  static int find_month(const char* name, const TeraEdit& months, bool has_day);
 
   DimeDateText() = delete;
 };

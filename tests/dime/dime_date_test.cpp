@@ -133,14 +133,15 @@ TEST(DimeDateText, texts_are_read_in_the_order_of_the_format) {
   EXPECT_EQ(read("04031985", Text::SHORT_US), april);
   EXPECT_EQ(read("19850403", Text::SIMPLE), april);
   EXPECT_EQ(read("85-4-3", Text::SIMPLE), april);
-  for (const char* text : {"4. M\u00E4rz 1985", "4. Maerz 1985", "4. Marz 1985", "4 March 1985", "4 Mar 1985",
-                           "4. M\u00E4r. 1985"})
+  for (const char* text : {"4. M\u00E4rz 1985", "4. Maerz 1985", "4. Marz 1985", "4 March 1985",
+                           "4 Match 1985", "4 Mar 1985", "4. M\u00E4r. 1985"})
     EXPECT_EQ(read(text, Text::LONG_DE), march) << text;
   EXPECT_EQ(read("29.2.2001", Text::SHORT_DE), Text::make_time(29, 2, 2001)) << "there is one in every year";
   for (const char* text : {"1985", "00.00.1985", "..1985", "0.0.1985", "00.00.85"})
     EXPECT_EQ(read(text, Text::SHORT_DE), Text::make_time(0, 0, 1985)) << text;
   for (const char* text : {"4.1985", "00.04.1985", ".04.1985", "April 1985", "1985-04", "4/1985"})
     EXPECT_EQ(read(text, Text::SHORT_DE), Text::make_time(0, 4, 1985)) << text;
+  EXPECT_EQ(read("Septmber 1985", Text::SHORT_DE), Text::make_time(0, 9, 1985));
   for (const char* text : {"",
                            "x",
                            "31.4.1985",
@@ -167,6 +168,7 @@ TEST(DimeDateText, texts_are_read_in_the_order_of_the_format) {
                            "summary 1985",
                            "mart 1985",
                            "Jane 1985",
+                           "Match 1985",
                            "5 3. April",
                            "mayor 1985"})
     EXPECT_EQ(read(text, Text::SHORT_DE), 0) << text;

@@ -23,6 +23,7 @@ constexpr int LEAST_QUALITY = 190;
 constexpr int LEAST_NAME = 3;
 /// Letters of a name with an error: "mart" and "Jane" are words.
 constexpr int LEAST_MISSPELLED = 5;
+constexpr int LEAST_MISSPELLED_ALONE = 7;  // beside a year only
 constexpr int MAX_PIECES = 3;
 constexpr int MAX_DIGITS = 4;
 constexpr int UNSEPARATED = 8;
@@ -208,7 +209,7 @@ bool assign_unseparated(const Pieces& pieces, Order order, Parts* parts) {
 /// The year is what has four digits, else what the format has last, or y-m-d first.
 bool assign_named(const Pieces& pieces, Order order, const TeraEdit* months, Parts* parts) {
   const std::string name(pieces.name, pieces.nameLength);
-  const int month = months != nullptr ? Text::find_month(name.c_str(), *months) : 0;
+  const int month = months != nullptr ? Text::find_month(name.c_str(), *months, pieces.count > 1) : 0;
   if (month == 0 || pieces.count < 1 || pieces.count > 2) return false;
   parts->month = part_of(month);
   const Part& first = pieces.parts[0];
@@ -333,14 +334,14 @@ int DimeDateText::make_month_finder(TeraEdit* months) {
              : 0;
 }
 
-int DimeDateText::find_month(const char* name, const TeraEdit& months) {
+int DimeDateText::find_month(const char* name, const TeraEdit& months, bool has_day) {
   const int length = months.get_tera_map()->tok_len(name, true);
   if (length < LEAST_NAME) return 0;
   TeraResult exact(name, TeraEval::PERFECT, TeraResult::MAX_CANDS, 0);
   constexpr int literal = TeraEdit::NO_OPERATORS;
   months.recall(&exact, TeraEval::EXACT, TeraEval::MAXIMUM, 0, 0, literal, 100, AceReporter::null());
   if (exact.num_cands() > 0) return unique_month(exact);
-  if (length < LEAST_MISSPELLED) return 0;
+  if (length < (has_day ? LEAST_MISSPELLED : LEAST_MISSPELLED_ALONE)) return 0;
   TeraResult month_result(name, LEAST_QUALITY, TeraResult::MAX_CANDS, 0);
   months.recall(&month_result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, 0, literal | TeraEdit::TRANSPOSE,
                 100, AceReporter::null());
