@@ -84,7 +84,7 @@ AceFile::~AceFile() {
   AceMemPoint::remove(memPoint);
 }
 
-// Opening and closing.
+// A file is a stream, a mapping or a buffer: each way of opening closes what was open before.
 
 std::FILE* AceFile::open(const char* name, const char* mode) {
   if (name == nullptr || mode == nullptr) {
@@ -290,7 +290,7 @@ void AceFile::forget() {
   memAt.release();
 }
 
-// Positions and state.
+// How much is left a stream asks the system, which may not know it; mappings and buffers know their size.
 
 bool AceFile::is_mapped() const {
   return (fileFlags & MAPPED) != 0;
@@ -348,7 +348,7 @@ void* AceFile::relocate(void* address) {
   return address;
 }
 
-// The measuring breakdown.
+// Points of the breakdown are noted only once it was begun, the latest in front.
 
 Huge AceFile::note(Huge pos, const char* text, short type, Token copy_text) {
   if (memPoint != nullptr) memPoint = new AceMemPoint(pos, 0, 0, text, type, copy_text, memPoint);

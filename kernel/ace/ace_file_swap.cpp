@@ -57,7 +57,7 @@ std::string folder_of(const std::string& path) {
   return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
 }
 
-// Temporary files.
+// A temporary file's name tells its writer, and a lock on it that the writer lives.
 
 constexpr std::string_view TEMP_START = ".sorvanta-";
 constexpr std::string_view TEMP_END = ".tmp";

@@ -104,6 +104,7 @@ void AceIdMap::print(AceReporter* rep) const {
 }
 
 // ---------------------------------------------------------------- saving
+// Arrays are written as they are used; which there are follows from the mode.
 
 VInt AceIdMap::save(AceFile* file) const {
   file->mem_open("AceIdMap");

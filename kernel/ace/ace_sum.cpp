@@ -75,6 +75,7 @@ __attribute__((target("sse4.2"))) void add_rounds_sse(unsigned* lanes, const cha
 }
 
 // ---------------------------------------------------------------- sums
+// The sum of a file is one line of text beside it: its size, the digest of all of it, and its format.
 
 struct FileClose {
   void operator()(std::FILE* file) const { std::fclose(file); }

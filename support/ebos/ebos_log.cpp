@@ -85,7 +85,7 @@ EbosLog* EbosLog::instance() {
   return theLog;
 }
 
-// The writer.
+// There is one writer at a time. Failures are reported outside of the lock, as a reporter may log.
 
 int EbosLog::init(const char* file, bool console) {
   return init(nullptr, 0, file, nullptr, 0, console);
@@ -158,7 +158,7 @@ int EbosLog::put(const Line& line) {
   return line.get_length();
 }
 
-// Lines.
+// A line is complete before it is handed on: its level, its event and its text.
 
 int EbosLog::put_level(const char* level, const char* format, va_list args) {
   Line line(level);

@@ -35,7 +35,8 @@ constinit std::atomic<int> EbosThreadPool::signal_value = 0;
 constinit std::atomic<int> EbosThreadPool::shutdown_threads = 0;
 static_assert(std::atomic<int>::is_always_lock_free, "stored by a signal's handler");
 
-// The worker.
+// A worker waits for its semaphore, runs what it was given, and goes back to the pool. Whether it is stopped
+// or goes back first, it ends when both have happened.
 
 EbosThreadControl::EbosThreadControl(EbosThreadPool* pool, int stackSize) : origPool(pool) {
   const auto runWorker = [](void* worker) { return static_cast<EbosThreadControl*>(worker)->run(); };
@@ -178,7 +179,7 @@ void EbosThreadControl::destroy() {
   delete this;
 }
 
-// The pool.
+// All workers are on one list, those that wait on a second one too; one lock guards both.
 
 EbosMutex& EbosThreadPool::poolLock() {
   static EbosMutex* const theLock = new EbosMutex;  // lasts until the process ends

@@ -67,15 +67,19 @@ void expect_hits(const Group& group, const EditTask& task, const Hits& expected,
   for (int block = 0; block < group.numBlocks;)
     add(scanned, edit_kernel().scan(task, block, group.numBlocks, room));
   EXPECT_EQ(scanned, expected) << what;
-  for (const int log : {5, 6}) {
-    std::vector<Large> groups;
-    for (int lane = 0; lane < static_cast<int>(group.entries.size()); lane += 1 << log)
-      groups.push_back(static_cast<Large>(lane >> log));
-    Hits checked;
-    for (int next = 0; next < static_cast<int>(groups.size());)
-      add(checked, edit_kernel().check(task, log, groups, next, room));
-    EXPECT_EQ(checked, expected) << what << " in groups of " << (1 << log);
-  }
+  for (const int log : {5, 6})
+    for (const Large leftOut : {~Large{0}, Large{1}}) {  // neighbours are compared at once
+      std::vector<Large> groups;
+      Hits wanted = expected;
+      for (Large number = 0; number << log < group.entries.size(); ++number)
+        if (number % 4 != leftOut) groups.push_back(number);
+      std::erase_if(wanted,
+                    [&](const auto& hit) { return (static_cast<Large>(hit.first) >> log) % 4 == leftOut; });
+      Hits checked;
+      for (int next = 0; next < static_cast<int>(groups.size());)
+        add(checked, edit_kernel().check(task, log, groups, next, room));
+      EXPECT_EQ(checked, wanted) << what << " in groups of " << (1 << log) << " without " << leftOut;
+    }
 }
 
 /// Near misses of the query, so that all measures occur.

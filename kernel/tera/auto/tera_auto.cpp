@@ -73,6 +73,7 @@ void TeraAuto::bind() {
 }
 
 // ---------------------------------------------------------------- access
+// An entry is the number of its path; 0 is the empty path, and no entry.
 
 Large TeraAuto::get_internal_id(const char* string) const {
   return forwardAutoData != nullptr ? forwardAutoData->get_path_index(string) : 0;
@@ -130,6 +131,7 @@ void TeraAuto::print(AceReporter* rep) const {
 }
 
 // ---------------------------------------------------------------- candidates
+// Candidates carry paths until they are resolved, and strings are made of paths when they are asked for.
 
 TeraAliasMap::GetString TeraAuto::string_hook() const {
   return [this](Large entry, AceAttach* at) { return get_entry(entry, at); };
@@ -186,6 +188,7 @@ int TeraAuto::add_aliases(TeraScanGraph* graph, int penalty) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// Reverse automata have numbers of their own, and an array that leads to those of the forward one.
 
 VInt TeraAuto::save(AceFile* file) {
   file->mem_open("Automaton");

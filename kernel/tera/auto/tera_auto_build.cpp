@@ -170,6 +170,12 @@ VInt TeraTestFlag::place(std::span<const Token> tokens) {
 }
 
 // ---------------------------------------------------------------- packing
+// Slots of all states share one array: a state's token t lies at its base + t, no two states have one base,
+// and a base is tried where those slots are free.
+//
+//     slot       10   11   12   13
+//     state 7     a         c            base 9, tokens 1 and 3
+//     state 9          a         c       base 10
 
 /// Writes the states into the arrays of an automaton.
 class TeraAutoBuilder {

@@ -140,6 +140,7 @@ int TeraAutoData::for_each(const GetEntry& get) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// Arrays stay where they are mapped: walking checks each step, so that reading looks at the sizes only.
 
 void TeraAutoData::clean() {
   memAt.release();

@@ -179,6 +179,7 @@ class CodeReader : public TeraReader {
 }  // namespace
 
 // ---------------------------------------------------------------- the index
+// Entries are sorted and made distinct first: the automaton is built from its words in their order, once.
 
 int TeraAuto::make(TeraReader* reader, const TeraMap* map, int load, int options, AceReporter* rep,
                    TeraAliasReader* aliases, const char*) {
@@ -280,6 +281,7 @@ int TeraAuto::build_alias_map(TeraAliasReader* aliases, AceReporter* rep) {
 }
 
 // ---------------------------------------------------------------- its sounds
+// Codes are entries of a second automaton, whose attributes are the paths of the words that sound so.
 
 int TeraAuto::make_phonetic(int load, int options, AceReporter* rep) {
   if (phoneTrafo == nullptr) return 0;

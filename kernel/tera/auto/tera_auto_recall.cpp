@@ -40,6 +40,7 @@ void attach_query(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model
 TeraAutoRecall::~TeraAutoRecall() = default;
 
 // ---------------------------------------------------------------- ranges
+// Paths are numbered in the order of their tokens: all words with one beginning are a range.
 
 TeraAutoRecallBasic::Range TeraAutoRecallBasic::beginning_with(const Token* tokens) const {
   Large state = TeraAutoData::START;
@@ -119,6 +120,7 @@ int TeraAutoRecall::complete(const char* string, int max, char** array, AceAttac
 }
 
 // ---------------------------------------------------------------- exact words and patterns
+// A word is one walk; a pattern goes on with every token that it accepts.
 
 int TeraAutoRecall::exact(TeraResult* result, int options) const {
   const AceTimeSection section("AUTO_EXACT");
@@ -164,6 +166,7 @@ int TeraAutoRecall::find_pattern(const Request& request) const {
 }
 
 // ---------------------------------------------------------------- recall
+// The query is read once; its mode says which walk answers it.
 
 int TeraAutoRecall::recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int options,
                            int max_edit, int alias_penalty, AceReporter* rep, int orig_weight) const {
@@ -229,6 +232,8 @@ int TeraAutoRecall::look(const Request& asked) const {
 }
 
 // ---------------------------------------------------------------- modes that measure no edits
+// Nothing bounds these measures before the end of a word, so that every word of a length in reach is
+// measured.
 
 namespace {
 
@@ -285,6 +290,7 @@ int TeraAutoRecall::measure_all(const Request& request) const {
 }
 
 // ---------------------------------------------------------------- what is added to the candidates
+// Sounds come first, for they bring entries, which then get strings and aliases.
 
 int TeraAutoRecall::add_phonetic(const Request& request, int min_value) const {
   TeraResult* const result = request.result;

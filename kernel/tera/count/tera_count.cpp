@@ -164,6 +164,7 @@ int TeraCount::enable_all() {
 }
 
 // ---------------------------------------------------------------- one entry
+// An entry is a bit of each value's array, so that its values take one look at every array.
 
 int TeraCount::get_flags(int entry, int max, int* out, int offset) const {
   if (!has_entry(entry)) return -1;

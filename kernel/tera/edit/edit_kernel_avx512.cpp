@@ -16,10 +16,21 @@ struct ByteLanes32 : ByteLanesBase<32> {
   static VUint to_bits(const V& lanes) {
     return static_cast<Large>(_mm256_movemask_epi8(reinterpret_cast<__m256i>(lanes)));
   }
+  static VUint equal_bits(const V& tokens, Token tok) { return to_bits(equal(tokens, tok)); }
   static bool any(const V& lanes) { return to_bits(lanes) != 0; }
   static void to_words(const V& lanes, VUint* words) { *words = to_bits(lanes); }
 };
 
+/// A section, where both of its groups are looked at.
+struct ByteLanes64 : ByteLanesBase<64> {
+  static VUint to_bits(const V& lanes) { return _mm512_movepi8_mask(reinterpret_cast<__m512i>(lanes)); }
+  static VUint equal_bits(const V& tokens, Token tok) {
+    return _mm512_cmpeq_epi8_mask(reinterpret_cast<__m512i>(tokens),
+                                  _mm512_set1_epi8(static_cast<char>(tok)));
+  }
+};
+
 }  // namespace
 
-const EditKernel EDIT_KERNEL_AVX512 = {scan_blocks<BitLanes512>, check_groups<ByteLanes32, BitLanes512>};
+const EditKernel EDIT_KERNEL_AVX512 = {scan_blocks<BitLanes512>,
+                                       check_groups<ByteLanes32, ByteLanes64, BitLanes512>};

@@ -52,6 +52,7 @@ struct ByteLanes16 : ByteLanesBase<16> {
   static VUint to_bits(const V& lanes) {
     return static_cast<VUint>(_mm_movemask_epi8(reinterpret_cast<__m128i>(lanes)));
   }
+  static VUint equal_bits(const V& tokens, Token tok) { return to_bits(equal(tokens, tok)); }
   static bool any(const V& lanes) { return to_bits(lanes) != 0; }
   static void to_words(const V& lanes, VUint* words) { *words = to_bits(lanes); }
 };
@@ -78,14 +79,17 @@ struct ByteColumns {
   const EditAccept* accepts;
   const Token* bytes;  // of the lanes looked at, in the entries' first position
 
+  V tokens(int j) const {
+    return load<V>(bytes + static_cast<VInt>(j) * EDIT_WORD_LANES);
+  }
   V at(int i, int j) const {
-    const V tokens = load<V>(bytes + static_cast<VInt>(j) * EDIT_WORD_LANES);
+    const V here = tokens(j);
     const EditAccept& accept = accepts[i];
     if (accept.single != 0) [[likely]]
-      return ByteLanes::equal(tokens, accept.single);
-    if (accept.any) return ~ByteLanes::equal(tokens, 0);
+      return ByteLanes::equal(here, accept.single);
+    if (accept.any) return ~ByteLanes::equal(here, 0);
     V found{};
-    for (const Token tok : accept.several) found |= ByteLanes::equal(tokens, tok);
+    for (const Token tok : accept.several) found |= ByteLanes::equal(here, tok);
     return found;
   }
 };
@@ -530,18 +534,21 @@ inline bool has_wide_sets(const EditTask& task) {
   return isWide;
 }
 
-/// The same, as bits: those of byte lane k are bit k of part `part` of a vector.
+/// The same, as bits from `out` on, which lie a vector `V` apart.
 template <class ByteLanes, class V>
-void pack_sets(const EditTask& task, const Token* bytes, int part, V* known) {
-  constexpr int size = ByteLanes::NUM_LANES / 8;
+void pack_sets(const EditTask& task, const Token* bytes, unsigned char* out) {
   const ByteColumns<ByteLanes> columns{task.sets, bytes};
-  auto* out = reinterpret_cast<unsigned char*>(known) + part * size;
-  for (int set = 0; set < task.numSets; ++set)
-    for (int j = 0; j < task.n; ++j, out += sizeof(V)) {
-      VUint bits = 0;
-      ByteLanes::to_words(columns.at(set, j), &bits);
-      std::memcpy(out, &bits, size);
+  const auto put = [&out](VUint bits) {
+    std::memcpy(out, &bits, ByteLanes::NUM_LANES / 8);
+    out += sizeof(V);
+  };
+  for (int set = 0; set < task.numSets; ++set) {
+    if (const Token tok = task.sets[set].single; tok != 0) [[likely]] {
+      for (int j = 0; j < task.n; ++j) put(ByteLanes::equal_bits(columns.tokens(j), tok));
+      continue;
     }
+    for (int j = 0; j < task.n; ++j) put(ByteLanes::to_bits(columns.at(set, j)));
+  }
 }
 
 /// Hits by their place in the groups that lie side by side in a vector become hits by lane; those in places
@@ -557,13 +564,13 @@ inline int place_hits(std::span<const Large> groups, int lanes_log, EditHit* hit
   return kept;
 }
 
-/// As many groups at once as a vector of bits has room for: the comparisons take as long as one by one, the
-/// rest is shared.
+/// As many groups at once as a vector of bits has room for: the comparisons take as long as one by one, of
+/// neighbours in a section as long as for one, and the rest is shared.
 ///
 ///     group          7     9    12    31
 ///     'm' at 0     1101  0010  0000  1000     one vector for each set and position
 ///     'm' at 1     0010  0000  0100  0000
-template <class ByteLanes, class BitLanes>
+template <class ByteLanes, class WideLanes, class BitLanes>
 int check_packed(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
                  std::span<EditHit> hits) {
   using V = typename BitLanes::V;
@@ -576,10 +583,21 @@ int check_packed(const EditTask& task, int lanes_log, std::span<const Large> gro
          num + BitLanes::NUM_LANES <= static_cast<int>(hits.size())) {
     const int count = std::min(most, static_cast<int>(groups.size()) - group);
     if (count < most) std::fill_n(known, task.numSets * task.n, NONE<V>);
-    for (int part = 0; part < count * parts; ++part) {
-      const Large lane = (groups[static_cast<std::size_t>(group + part / parts)] << lanes_log) +
-                         static_cast<Large>(part % parts * ByteLanes::NUM_LANES);
-      pack_sets<ByteLanes>(task, bytes_of(task, lane), part, known);
+    const auto lane_of = [&](int part) {
+      return (groups[static_cast<std::size_t>(group + part / parts)] << lanes_log) +
+             static_cast<Large>(part % parts * ByteLanes::NUM_LANES);
+    };
+    constexpr int wideParts = WideLanes::NUM_LANES / ByteLanes::NUM_LANES;
+    for (int part = 0; part < count * parts;) {
+      const Large lane = lane_of(part);
+      auto* const out = reinterpret_cast<unsigned char*>(known) + part * ByteLanes::NUM_LANES / 8;
+      const bool isWide = lane % WideLanes::NUM_LANES == 0 && part + wideParts <= count * parts &&
+                          lane_of(part + wideParts - 1) - lane < Large{WideLanes::NUM_LANES};
+      if (isWide)
+        pack_sets<WideLanes, V>(task, bytes_of(task, lane), out);
+      else
+        pack_sets<ByteLanes, V>(task, bytes_of(task, lane), out);
+      part += isWide ? wideParts : 1;
     }
     EditHit* const found = hits.data() + num;
     const int numFound = runner.run(KnownColumns<V>{known, task.setOf, task.n}, 0, found);
@@ -590,12 +608,13 @@ int check_packed(const EditTask& task, int lanes_log, std::span<const Large> gro
   return num;
 }
 
-template <class Lanes, class BitLanes>
+/// `WideLanes` are all bytes of a section, where the processor compares that many at once.
+template <class Lanes, class WideLanes, class BitLanes>
 int check_groups(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
                  std::span<EditHit> hits) {
   const bool areSeveral = group + 1 < static_cast<int>(groups.size());
   if (areSeveral && keeps_cells(task) && !has_few_errors(task))
-    return check_packed<Lanes, BitLanes>(task, lanes_log, groups, group, hits);
+    return check_packed<Lanes, WideLanes, BitLanes>(task, lanes_log, groups, group, hits);
   TaskRunner<Lanes> runner(task);
   const int groupLanes = 1 << lanes_log;
   typename Lanes::V* const known = keeps_cells(task) && has_wide_sets(task) ? runner.known_cells() : nullptr;

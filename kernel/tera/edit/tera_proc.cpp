@@ -24,6 +24,12 @@ void cut(std::span<VBit> lanes, int from, int to) {
 }  // namespace
 
 // ---------------------------------------------------------------- counting
+// Bit b of all lanes' counters is plane b; slices wait until eight are there, whose sum is four planes and is
+// added at once.
+//
+//     lane        0  1  2  3
+//     plane 0     1  0  1  1      counters 1, 2, 1, 3
+//     plane 1     0  1  0  1
 
 void TeraProc::start(int word_len, int bit_len) {
   const int words = std::max(word_len, 0);
@@ -135,6 +141,7 @@ void TeraProc::copy_value(const TeraProc& other) {
 }
 
 // ---------------------------------------------------------------- finishing
+// Whoever reads counters adds the slices that still wait.
 
 void TeraProc::finish() {
   if (numWaits == 0) return;
@@ -171,6 +178,8 @@ int TeraProc::finish_exact() {
 }
 
 // ---------------------------------------------------------------- reading
+// A comparison with a number goes from the highest plane down: a lane is decided by the first bit that
+// differs.
 
 int TeraProc::get_value(int lane) {
   finish();
@@ -270,6 +279,7 @@ int TeraProc::get_cands(int first, int count, const int* slots, int query_len, T
 }
 
 // ---------------------------------------------------------------- lane vectors
+// Lane k is bit k % 64 of word k / 64; ranks are found by sums of the words before.
 
 void TeraProc::bit_not(std::span<VBit> lanes) {
   for (VBit& word : lanes) word = ~word;

@@ -72,6 +72,8 @@ void TeraScanGraph::Edge::low_first() {
 }
 
 // ---------------------------------------------------------------- nodes
+// The edges of a node are a list, the latest first; a node counts them, and leaves deleting them to the
+// graph.
 
 int TeraScanGraph::Node::add(Edge* edge) {
   if (edge == nullptr) return -1;
@@ -122,6 +124,8 @@ int TeraScanGraph::Node::merge_egde_list(Node* other, int shift) {
 }
 
 // ---------------------------------------------------------------- construction
+// Nodes are made at once, one for each boundary of the text; edges point to them by number, so that the array
+// may move.
 
 TeraScanGraph::TeraScanGraph(int options, const char* query, int min, int cands, int dist, int origin)
     : optFlags(options),
@@ -214,6 +218,7 @@ void TeraScanGraph::delete_edges(NodeList* nodes) {
 }
 
 // ---------------------------------------------------------------- access
+// A node that is not there has no edges: every number is checked where it comes in.
 
 TeraScanGraph::Node* TeraScanGraph::get_node(int index) {
   return is_node(index) ? &nodeArray[static_cast<std::size_t>(index)] : nullptr;
@@ -296,6 +301,7 @@ TeraCand* TeraScanGraph::find_any(const std::function<bool(int, const TeraCand*)
 }
 
 // ---------------------------------------------------------------- summaries
+// Edges that start at the last node span nothing and are not summed up.
 
 /// `visit(edge, result)` for the results on edges of all nodes but the last.
 template <class Visit>
@@ -354,6 +360,7 @@ int TeraScanGraph::print(AceReporter* rep, const char* fieldname) const {
 }
 
 // ---------------------------------------------------------------- changes of all edges
+// The graph remembers what was done to all results (order, resolution), so that edges made later follow suit.
 
 void TeraScanGraph::set_next_value(int value) {
   for_each_result([value](TeraResult* result) { result->set_next_value(value); });

@@ -45,6 +45,7 @@ __attribute__((format(printf, 2, 3))) void append(std::string* text, const char*
 }  // namespace
 
 // ---------------------------------------------------------------- reading
+// Positions are what measures count: an alternative is one, an operator that stands for no token none.
 
 TeraSplitResult::TeraSplitResult(const char* text) {
   const char* const given = text != nullptr ? text : "";
@@ -268,6 +269,7 @@ void TeraSplitResult::reverse_tokens(const TeraSplitResult& other) {
 }
 
 // ---------------------------------------------------------------- output
+// A position takes three columns in each array, so that what belongs to it stands below it.
 
 int TeraSplitResult::print(AceReporter* rep) const {
   if (is_null(rep)) return -1;
@@ -296,6 +298,7 @@ int TeraSplitResult::print(AceReporter* rep) const {
 }
 
 // ---------------------------------------------------------------- the splitter
+// A word begins at the first position behind what separates, mapped or not; each byte is looked at once.
 
 TeraSplitter::TeraSplitter(const char* separators, const char* completions, const TeraMap* map, int options)
     : convertMap(map != nullptr ? map : TeraMap::get_ident_map()), optionFlags(options) {

@@ -72,6 +72,7 @@ constexpr int reduction(int diff, int factor, int step, int last, int maximum) {
 }
 
 // ---------------------------------------------------------------- formulas shared by the forms
+// A quality is a share of 255, cut, not rounded: q and e are lengths, x is what matches.
 
 int hits_query(int q, int x, int) {
   return quotient(255L * x, q);
@@ -188,6 +189,8 @@ int errs_var(int q, int x, int e) {
 }
 
 // ---------------------------------------------------------------- fine forms
+// Lengths and matches are in units of 1/UNIT; where a formula divides them by each other the plain form
+// serves.
 
 int fine_short(int q, int x, int e) {
   return q == 0 ? 0
@@ -267,6 +270,7 @@ int fine_var(int q, int x, int e) {
 }
 
 // ---------------------------------------------------------------- derived forms
+// Errors are 255 less the hits, unless a model has a formula of its own for them.
 
 template <Eval* HITS>
 int errors_of(int q, int x, int e) {

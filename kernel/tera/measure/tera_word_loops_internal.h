@@ -15,7 +15,7 @@
 #include "tera/tera_token_values.h"
 #include "tera/tera_word_pattern.h"
 
-// Masks.
+// Masks: bit i stands for query position i, in one word or in several that act as one.
 
 template <class Bits>
 inline constexpr int MASK_SIZE = static_cast<int>(8 * sizeof(Bits));
@@ -81,7 +81,7 @@ inline int first_bit(const TeraLongMask& mask) {
   return mask.first();
 }
 
-// Sources.
+// Sources: token strings are read as they are, and texts scanned on the way, so that neither is copied.
 
 class TeraTokenSource {
  public:
@@ -387,7 +387,7 @@ int subword(const Pattern& word, const Positions& entry, Eval* eval, int options
   return value_of(eval, m, m - edit.distance, edit.length);
 }
 
-// Positions.
+// Positions: what matches at the same place counts, or at one beside it.
 
 template <class Pattern, class Positions>
 int count(const Pattern& word, Positions entry, Eval* eval, int options) {
@@ -480,7 +480,7 @@ int bigrams(const Pattern& word, Positions entry, Eval* eval, int options) {
   return value_of_any(eval, m + ends, hits, n + ends);
 }
 
-// Patterns.
+// Patterns: all readings of a wildcard go on at once, a bit each.
 
 template <class Pattern, class Positions>
 int match(const Pattern& word, Positions entry) {
@@ -515,7 +515,7 @@ int wildcard(const Pattern& word, Positions entry) {
   return (m == 0 ? atStart : has_bit(behind, m - 1)) ? 1 : 0;
 }
 
-// Sets.
+// Sets: a walk takes the first match that it comes to, and never gives it back.
 
 /// The walk of `subset`.
 template <class Bits>
@@ -611,7 +611,7 @@ int blockedit(const Pattern& word, const Positions& entry, Eval* eval, int optio
                                           : superset(word, entry, eval, options);
 }
 
-// Runs of words.
+// Runs of words: the part of an entry, from word to word, that costs least.
 
 struct WordRun {
   int match = -1;

@@ -74,6 +74,11 @@ std::string TeraMultiEval::abbreviated_text(const MultiText::Unit& unit) const {
 }
 
 // ---------------------------------------------------------------- words
+// Words are recalled once a query; what a line has of them is then looked up in a table of what was found.
+//
+//     row of a key      unit 1   unit 2      qualities, 0 for none
+//     "berlin"             255        0
+//     "berliner"           224        0
 
 int TeraMultiEval::find_words(AceReporter* rep) {
   if (queryParts.num_atoms() > MAX_PARTS) {
@@ -186,6 +191,7 @@ bool TeraMultiEval::is_plain() const {
 }
 
 // ---------------------------------------------------------------- lines
+// A match is worth its tokens times its quality, which are the units of the fine models.
 
 int TeraMultiEval::value_of(VInt weight, int tokens) const {
   constexpr VInt unit = TeraEval::FINE_UNIT;

@@ -186,6 +186,7 @@ int TeraMulti::decode(BitSource* source, char* buffer, int expected) const {
 }
 
 // ---------------------------------------------------------------- access
+// A word is a number in the array of strings, a line a coded run of such numbers.
 
 int TeraMulti::get_token_length(Large line) const {
   return line < numRecords ? tokenLengths[line] : 0;
@@ -257,6 +258,7 @@ int TeraMulti::string_split(char* text, char** words, int max_words, int* offset
 }
 
 // ---------------------------------------------------------------- persistence
+// Numbers that bound the rest are read first and checked together.
 
 VInt TeraMulti::save(AceFile* file) {
   const auto fail = [](const char* call) { return ace_error(__FILE__, __LINE__, call, -1, 0, -1); };

@@ -225,6 +225,8 @@ int MultiBuild::get_numbers(Large line) {
 }
 
 // ---------------------------------------------------------------- hit lists
+// Lines are walked twice: the first time counts the keys, which decides what is a skip word and how large
+// lists are.
 
 /// The distinct keys of the line: its words, and whatever else counts as a word in it.
 void MultiBuild::find_keys() {
@@ -416,6 +418,7 @@ int MultiBuild::make_words(const TeraMap* map, int filter, int refine, TeraAlias
 }
 
 // ---------------------------------------------------------------- the index
+// A build that fails leaves an empty index that can be built again.
 
 /// Half an index answers nothing: unless it is kept, what `init` made is there again, and can be built.
 class TeraMulti::Undo {

@@ -79,6 +79,8 @@ const char* TeraMulti::decompose(const char* word, int single_min_qual, AceAttac
 }
 
 // ---------------------------------------------------------------- lines
+// A query of one word gets the keys that resemble it, with their lines; others value lines by all their
+// words.
 
 int TeraMulti::recall(TeraResult* result, int options, TeraEval::Model model, AceReporter* rep,
                       int single_min_qual, int single_max_edit, int orig_weight, const char* comp_markers,

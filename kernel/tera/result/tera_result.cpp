@@ -379,6 +379,8 @@ int TeraResult::randomize_groups(int seed) {
 }
 
 // ---------------------------------------------------------------- access
+// A table finds the group of a quality, a list leads through the groups in order; how many candidates are
+// better is counted when a group is asked for.
 
 VInt TeraResult::get_num_infos() const {
   VInt infos = 0;
@@ -472,6 +474,7 @@ int TeraResult::fill_qual_set(TeraQualSet* quals) const {
 }
 
 // ---------------------------------------------------------------- query and state
+// The query is counted, so that several results may share it; flags of the order are the result's own.
 
 void TeraResult::set_string(const char* query) {
   queryString = copy_text(query);

@@ -51,6 +51,7 @@ bool is_space(char c) {
 }
 
 // ---------------------------------------------------------------- making by name
+// A name says all that a collation needs: a language, a format of dates, or the file of a table.
 
 std::unique_ptr<TeraCollation> make_unicode(const char* name) {
   const std::string_view text(name);
@@ -162,6 +163,7 @@ int TeraAscii::compare_limit(const char* a, const char* b, int /*unused*/) const
 }
 
 // ---------------------------------------------------------------- dates
+// A date is compared by its parts, the year first, in whatever order the text has them.
 
 namespace {
 
@@ -367,6 +369,7 @@ int TeraNumeric::compare_limit(const char* a, const char* b, int /*unused*/) con
 }
 
 // ---------------------------------------------------------------- prices
+// A text, and behind it values: those of one text are neighbours and in the order of their values.
 
 /// By the text before the first separator, then by the values. A key may end before the other does.
 int TeraMultiPrice::compare_parts(std::string_view a, std::string_view b, bool isKey) const {

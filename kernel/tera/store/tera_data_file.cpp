@@ -153,6 +153,7 @@ void tera_flush(std::FILE* file) {
 }
 
 // ---------------------------------------------------------------- made files
+// The same seed gives the same file everywhere: the generator is the library's own.
 
 int tera_random_file(const char* filename, int num, int min_length, int max_length, int seed,
                      const char* characters) {

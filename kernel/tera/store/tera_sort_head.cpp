@@ -21,7 +21,7 @@ constexpr VInt MAX_PRIO = std::numeric_limits<VInt>::max() / 2;  // leaves room 
 
 }  // namespace
 
-// Records.
+// Records are a list, in which one moves before another in constant time.
 
 void SortRecord::move_before(SortRecord* other, int unlink) {
   if (other == this) return;
@@ -54,7 +54,8 @@ SortRecord* SortRecord::find_rec(int n, SortRecord* array, VInt ref) {
   return above != array ? above - 1 : nullptr;
 }
 
-// Descriptors.
+// A descriptor's slots are divided among its levels, one behind the other: a level grows by the last slot of
+// the one before.
 
 SortDesc* SortDesc::push_level(AceAttach* at) {
   if (nextLevel == nullptr) nextLevel = new (at) SortDesc(get_end(), addPrio, debugString);
@@ -85,7 +86,7 @@ SortDesc* SortDesc::find_desc(int n, SortDesc* array, VInt slot) {
   return find_base_desc(n, array, slot)->find_level(slot);
 }
 
-// Filling.
+// Room for everything is made before the first record, by the numbers announced.
 
 SortHead::SortHead(int num_records, AceReporter* reporter, int prio_weight)
     : maxRecords(std::clamp(num_records, 0, MAX_INT - 1) + 1),
@@ -201,7 +202,8 @@ VInt SortHead::range_end(int desc) const {
   return desc + 1 < numDescs ? descArray[desc + 1].get_offset() : numDrefs;
 }
 
-// Sorting.
+// The best descriptor divides its group: the records that have it come to the front, and are a group of their
+// own.
 
 int SortHead::sort(AceReporter* rep_l) {
   if (!isBuilt || descArray == nullptr) {
@@ -325,7 +327,7 @@ int SortHead::progress(int count, AceReporter* rep_arg) {
   return 0;
 }
 
-// The order.
+// The order is that of the list; whoever writes the records takes them from both ends.
 
 int SortHead::set_new_order() {
   int position = 0;

@@ -79,6 +79,7 @@ Large TeraUnicode::Entry::own_primary() const {
 }
 
 // ---------------------------------------------------------------- reading tables
+// A line gives one or more characters their elements; contractions hang on their first character, in order.
 
 /// Reads lines into flat arrays, and makes of them what comparing needs.
 class TeraUnicode::Loader {
@@ -370,6 +371,7 @@ int TeraUnicode::load(const char* filename, const char* encoding) {
 }
 
 // ---------------------------------------------------------------- elements of a text
+// An element has a weight for each level; a character has several, and several characters may share some.
 
 /// The character in front: its code point, or the byte above BAD_BYTE. Returns its bytes, at least 1.
 inline int TeraUnicode::decode(const Unsigned* text, Large* uni) const {
@@ -463,6 +465,8 @@ Large TeraUnicode::next_weight(Cursor& cursor, int level) const {
 }
 
 // ---------------------------------------------------------------- comparing
+// Levels are compared one after the other, and the first, which decides nearly always, without looking at
+// elements.
 
 /// `next_weight` of the primary level; most characters have one such weight, which the entry tells.
 inline Large TeraUnicode::next_primary(Cursor& cursor) const {

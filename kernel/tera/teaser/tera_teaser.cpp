@@ -54,6 +54,7 @@ void TeraTeaser::set_lengths(int max_length) {
 }
 
 // ---------------------------------------------------------------- query words
+// Numbers of words are places in two lists, which grow together or not at all.
 
 int TeraTeaser::make_room(int space) {
   const bool isFirst = queryWordsSpace == 0;
@@ -130,6 +131,8 @@ int TeraTeaser::get_quality(const char* text, int word) const {
 }
 
 // ---------------------------------------------------------------- strings that matched
+// Strings that a recall has found are what a text is searched for: a trie walks all of them at once from
+// every place where a word may begin.
 
 int TeraTeaser::add_match(const char* string, int word, int quality, bool alias) try {
   if (string == nullptr || (quality >= 0 && quality < minQual)) return 0;
@@ -227,6 +230,7 @@ int TeraTeaser::add_graph_matches(const TeraScanGraph* graph, int with_alias, in
 }
 
 // ---------------------------------------------------------------- texts
+// With matches these are marked; without, the query's words are aligned with the text's.
 
 const char* TeraTeaser::clip(const char* text, AceAttach* at, int n) const {
   if (text == nullptr || n > static_cast<VInt>(std::strlen(text))) return text;

@@ -151,6 +151,7 @@ void TeraMapConfig::set_uni_token(int uni) {
 }
 
 // ---------------------------------------------------------------- entries
+// What bytes cannot tell (characters of several) waits in a map by code point until the map is compiled.
 
 void TeraMapConfig::enter_mapping(Sequence seq, int from) {
   tokenMap[from] = seq;
@@ -260,6 +261,8 @@ Sequence TeraMapConfig::join(const int* unis, int num) const {
 }
 
 // ---------------------------------------------------------------- operators
+// An operator has its token above the lowest byte of its entry, which is 0: that tells it from ordinary
+// tokens.
 
 void TeraMapConfig::set_operator(Token tok, int c) {
   tokenMap[c] = static_cast<Sequence>(tok) << ENTRY_OPERATOR;
@@ -305,6 +308,7 @@ int TeraMapConfig::map_specials(Token alt_start, Token alt_stop, Token wildcard,
 }
 
 // ---------------------------------------------------------------- results
+// A compiled map keeps sequences by position in an index of code points, which come in ascending order.
 
 int TeraMapConfig::compile_map(TeraMap* map) const {
   if (map == nullptr) return -1;

@@ -49,6 +49,7 @@ class RowFinder {
 }  // namespace
 
 // ---------------------------------------------------------------- tables
+// Tables are in code points: a UTF-8 map takes their rows, a code page asks them for each of its bytes.
 
 int TeraMapConfig::map_table(const int (*table)[2]) {
   return uniMap != nullptr ? map_page_table(table) : map_uni_table(table);
@@ -171,6 +172,7 @@ int TeraMapConfig::map_digits() {
 }
 
 // ---------------------------------------------------------------- from texts
+// The order of steps is that of the table, whatever that of the words: later ones map what earlier ones gave.
 
 int TeraMapConfig::parse_map_file_line(char* line, AceReporter* rep) {
   constexpr int numFields = 2;
@@ -265,6 +267,7 @@ int TeraMapConfig::configure(int num, const char* const* keys, const char* const
 }
 
 // ---------------------------------------------------------------- ready-made maps
+// Tokens come first: a row of a table counts only where its target has tokens by then.
 
 TeraMap* TeraMapConfig::compile_cyrillic() {
   TeraMapConfig config("utf-8");
