@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 
 #include "ace/ace_error.h"
 #include "ace/ace_reporter.h"
@@ -14,7 +15,8 @@ namespace {
 
 constexpr int ALL_CANDS = TeraResult::MAX_CANDS;
 constexpr int ANY_DISTANCE = 255;
-constexpr int MOST_TOKENS = 65535;  // of a line
+constexpr int MOST_TOKENS = 65535;                  // of a line
+constexpr const char* OPERATORS = "*?!%|[](){}\\";  // of patterns
 
 TeraEval::Eval* fine_form(TeraEval::Model model) {
   TeraEval::Eval* plain = TeraEval::get_model_func(model, 0);
@@ -86,10 +88,33 @@ int TeraMultiEval::find_words(AceReporter* rep) {
         ->printf("Query of %d words, at most %d expected\n", queryParts.num_atoms(), MAX_PARTS);
     return -1;
   }
+  deferredUnit = can_defer() ? hits.size() - 1 : NO_UNIT;
   for (std::size_t unit = 0; unit < hits.size(); ++unit)
-    if (find_unit(unit, rep) < 0) return -1;
+    if (!is_deferred(unit) && find_unit(unit, rep) < 0) return -1;
   if ((recallAsk.options & TeraMulti::DECOMPOSE) != 0 && decompose_words(rep) < 0) return -1;
   for (std::vector<Hit>& list : hits) sort_hits(&list);
+  return 0;
+}
+
+/// Only where measuring a word of a line gives what a look-up of the key gives.
+bool TeraMultiEval::can_defer() const {
+  if (hits.size() < 2 ||
+      (recallAsk.options & (TeraMulti::COMPLETE | TeraMulti::FULL_REEVAL)) != TeraMulti::COMPLETE)
+    return false;
+  const auto& units = queryParts.get_units();
+  const char* const last = queryParts.text_of(units.back());
+  const TeraEdit* const edit = index.get_edit();
+  return edit != nullptr && edit->get_alias_map() == nullptr && edit->get_phone_map() == nullptr &&
+         !index.has_more_keys() && units.back().tokens > 1 && !index.is_long(last) &&
+         std::strpbrk(last, OPERATORS) == nullptr &&
+         std::all_of(units.begin(), units.end(), [](const auto& unit) { return unit.is_single(); });
+}
+
+int TeraMultiEval::find_deferred(AceReporter* rep) {
+  const std::size_t unit = deferredUnit;
+  deferredUnit = NO_UNIT;
+  if (find_unit(unit, rep) < 0) return -1;
+  sort_hits(&hits[unit]);
   return 0;
 }
 
@@ -234,7 +259,8 @@ TeraMultiEval::Score TeraMultiEval::score(const char* line, bool measured) {
   lineMatch.clear();
   const auto& units = lineParts.get_units();
   for (std::size_t v = 0; v < units.size(); ++v) {
-    const Cell* const row = find_row(units[v], measured);
+    const Cell* row = find_row(units[v], measured);
+    if (has_deferred() && (row == nullptr || row != measuredRow.data())) row = with_deferred(units[v], row);
     if (row == nullptr) continue;
     for (std::size_t u = 0; u < hits.size(); ++u) {
       const int quality = row[u].quality;
@@ -280,6 +306,16 @@ const MultiRows::Cell* TeraMultiEval::find_row(const MultiText::Unit& unit, bool
     if (const Cell* const row = look_up(unit); row != nullptr) return row;
   if (!measured && !isFullReeval) return nullptr;
   measure(unit);
+  return measuredRow.data();
+}
+
+/// The row, or an empty one, with what the unit that waits is worth.
+const MultiRows::Cell* TeraMultiEval::with_deferred(const MultiText::Unit& unit, const Cell* row) {
+  if (measures.empty()) make_measures();
+  measuredRow.assign(hits.size(), {});
+  if (row != nullptr) std::copy_n(row, hits.size(), measuredRow.begin());
+  const int quality = measures[deferredUnit].whole->compare(lineParts.text_of(unit));
+  measuredRow[deferredUnit] = {static_cast<Tiny>(quality < recallAsk.singleMinQual ? 0 : quality), 0};
   return measuredRow.data();
 }
 

@@ -58,6 +58,11 @@ class TeraMultiEval {
   /// Recalls the units in the index of words. -1, reported, for more than MAX_PARTS atoms and when a recall
   /// fails.
   int find_words(AceReporter* rep);
+  /// An unfinished last word resembles thousands of keys: it waits until it is clear that they are needed.
+  /// Until then it is measured in each line that is scored.
+  bool is_deferred(std::size_t unit) const { return unit == deferredUnit; }
+  bool has_deferred() const { return deferredUnit < hits.size(); }
+  int find_deferred(AceReporter* rep);
 
   const MultiText& get_query() const { return queryParts; }
   const std::vector<Hit>& get_hits(std::size_t unit) const { return hits[unit]; }
@@ -87,6 +92,7 @@ class TeraMultiEval {
 
  private:
   bool isUnreliable = false;
+  static constexpr std::size_t NO_UNIT = ~std::size_t{0};
   using Cell = MultiRows::Cell;
   struct Measures {
     TeraQueryRef whole;
@@ -97,6 +103,7 @@ class TeraMultiEval {
 
   void split(const char* query);
   bool is_closed() const;
+  bool can_defer() const;
   bool is_unfinished(const MultiText::Unit& unit) const;
   std::string abbreviated_text(const MultiText::Unit& unit) const;
   int find_unit(std::size_t unit, AceReporter* rep);
@@ -109,6 +116,7 @@ class TeraMultiEval {
   const Cell* find_row(const MultiText::Unit& unit, bool measured);
   void make_measures();
   void measure(const MultiText::Unit& unit);
+  const Cell* with_deferred(const MultiText::Unit& unit, const Cell* row);
   bool same_atoms() const;
 
   const TeraMulti& index;
@@ -122,6 +130,7 @@ class TeraMultiEval {
   int indexedWeight = 0;  // tokens of the query
   std::string queryString;
   std::vector<std::vector<Hit>> hits;  // per unit, best first
+  std::size_t deferredUnit = NO_UNIT;
   MultiRows rows;
   std::vector<Cell> measuredRow;
   std::vector<Measures> measures;

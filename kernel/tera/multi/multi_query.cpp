@@ -65,16 +65,18 @@ TeraQuery* TeraMulti::make_query(const char* text, const MultiAsk& ask, AceRepor
 
 int TeraMulti::recall_lines(TeraQuery* query, TeraResult* result, bool ends) const {
   TeraMultiEval* const eval = static_cast<MultiQuery*>(query)->get_eval();
-  if (eval->is_unreliable()) result->set_unreliable();
   const int options = eval->get_ask().options;
   if ((options & EXACT) != 0) {
+    if (eval->is_unreliable()) result->set_unreliable();
     const std::unique_ptr<TeraResult> found(exact(result->get_string(), options, nullptr));
     return result->add_cands_from(found.get()) >= 0 ? result->num_cands() : -1;
   }
   const MultiScratchPool::Loan scratch(scratchPool.get(), numRecords);
   MultiRecall recall(*this, eval, scratch.get());
   recall.set_ends(ends);
-  return recall.run(result);
+  const int rc = recall.run(result);
+  if (eval->is_unreliable()) result->set_unreliable();
+  return rc;
 }
 
 TeraQuery* TeraMulti::eval(const char* query, const TeraMap*, char, int options, TeraEval::Model model,

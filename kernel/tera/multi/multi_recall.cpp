@@ -1,6 +1,7 @@
 #include "tera/multi/multi_recall_internal.h"
 
 #include <algorithm>
+#include <limits>
 #include <tuple>
 
 #include "ace/ace_reporter.h"
@@ -13,6 +14,8 @@ namespace {
 /// A recall may look at that many times as many entries of hit lists as there are lines, and some more.
 constexpr VInt MOST_SWEEPS = 64;
 constexpr VInt FREE_ENTRIES = 10'000'000;
+/// Lines up to which their words are measured.
+constexpr VInt MOST_MEASURED = 500;
 /// Where a list has that many times as many entries as lines were found, these are searched for in it.
 constexpr std::size_t SEARCH_COST = 32;
 /// What evaluating a line costs, in entries of hit lists.
@@ -33,14 +36,32 @@ int MultiRecall::run(TeraResult* result) {
     result->set_unreliable();
     return -1;
   }
-  isPlain = multiEval->is_plain() && !needsEnds;
   skipped = index.skip_list();
   const int minValue = std::max(result->get_min_value(), 1);
+  if (multiEval->has_deferred() && !may_measure(minValue) &&
+      multiEval->find_deferred(AceReporter::use_default()) < 0)
+    return -1;
+  isPlain = multiEval->is_plain() && !needsEnds;
   sweep(minValue);
   collect(minValue);
   limit(*result);
   refine(result);
   return fill(result);
+}
+
+/// Whether the lines that the other units find are so few that it is cheaper to measure the words of each
+/// than to look up what the unfinished one resembles.
+bool MultiRecall::may_measure(int min_value) const {
+  const std::vector<Tiny> order = order_units();
+  const std::size_t numFinders = count_finders(order, min_value);
+  VInt entries = 0;
+  for (std::size_t i = 0; i < numFinders; ++i) {
+    if (multiEval->is_deferred(order[i] - 1U)) return false;
+    entries += count_entries(order[i]);
+    for (const auto& hit : multiEval->get_hits(order[i] - 1U))
+      if (is_skipped(hit.key)) return false;
+  }
+  return entries <= MOST_MEASURED;
 }
 
 VInt MultiRecall::count_entries(Tiny unit) const {
@@ -72,21 +93,23 @@ void MultiRecall::sweep(int min_value) {
   for (std::size_t i = numFinders; i < order.size(); ++i) entries += count_entries(order[i]);
   const bool isLong = entries > EVALUATION_COST * static_cast<VInt>(scratch->numTouched);
   for (std::size_t i = numFinders; i < order.size(); ++i) {
-    if (isLong)
+    if (isLong || multiEval->is_deferred(order[i] - 1U))
       openWeight += most_weight(order[i]);
     else
       sweep_found(order[i]);
   }
-  if (isLong && numFinders < order.size()) isPlain = false;
+  if (openWeight > 0) isPlain = false;
 }
 
-/// Units from 1 on, those with the fewest entries first.
+/// Units from 1 on, those with the fewest entries first, one that waits last.
 std::vector<Tiny> MultiRecall::order_units() const {
   std::vector<Tiny> order;
   std::vector<VInt> entries(1, 0);
   for (int unit = 1; unit <= multiEval->num_units(); ++unit) {
     order.push_back(static_cast<Tiny>(unit));
-    entries.push_back(count_entries(static_cast<Tiny>(unit)));
+    entries.push_back(multiEval->is_deferred(static_cast<std::size_t>(unit) - 1)
+                          ? std::numeric_limits<VInt>::max()
+                          : count_entries(static_cast<Tiny>(unit)));
   }
   std::stable_sort(order.begin(), order.end(), [&](Tiny a, Tiny b) { return entries[a] < entries[b]; });
   return order;
@@ -104,6 +127,8 @@ std::size_t MultiRecall::count_finders(const std::vector<Tiny>& order, int min_v
 /// The most that a unit can bring.
 VInt MultiRecall::most_weight(Tiny unit) const {
   const auto& hits = multiEval->get_hits(unit - 1U);
+  if (multiEval->is_deferred(unit - 1U))
+    return VInt{multiEval->get_query().get_units()[unit - 1U].tokens} * TeraEval::PERFECT;
   return hits.empty() ? 0 : VInt{multiEval->get_query().get_units()[unit - 1U].tokens} * hits.front().quality;
 }
 

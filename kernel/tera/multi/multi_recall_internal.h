@@ -43,6 +43,7 @@ class MultiRecall {
 
   bool is_skipped(Large key) const { return std::binary_search(skipped.begin(), skipped.end(), key); }
   VInt count_entries(Tiny unit) const;
+  bool may_measure(int min_value) const;
   void sweep(int min_value);
   std::vector<Tiny> order_units() const;
   std::size_t count_finders(const std::vector<Tiny>& order, int min_value) const;
