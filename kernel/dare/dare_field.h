@@ -1,7 +1,7 @@
 /// Evaluation unit: one session field asked in one base field.
 ///
 ///     query "Mayer"  -->  fieldGraph     values, qualities and entries that the index lists
-///                         baseValue      what a value that is not listed is worth at most
+///                         rawBase        what a value that is not listed is worth at most
 ///                         singleCompare  gives any value its exact quality
 ///                         qualCache      qualities of base ids, as far as they are known
 ///
@@ -91,10 +91,9 @@ class SORV_API DareField {
     TeraScanGraph* deepGraph = nullptr;
     std::shared_ptr<DastQualityCache> deepCache;  // of that
     int deepMinimum = 0;
-    int deepBase = -1;
+    int rawDeepBase = -1;
     DastQualityCache learntCache;  // of this unit
     int rawBase = -1;
-    int baseValue = -1;
   };
   std::shared_ptr<Asked> get_asked() const { return asked; }
   void set_asked(std::shared_ptr<Asked> before);
@@ -135,9 +134,10 @@ class SORV_API DareField {
   bool is_query_empty() const;
   /// The best quality that a value which is not in the graph may have, before reshaping.
   int get_raw_base() const { return asked != nullptr ? asked->rawBase : -1; }
-  int get_base_value() const { return asked != nullptr ? asked->baseValue : -1; }
+  /// After reshaping, which may have changed since the query was looked up; negative without graph.
+  int get_base_value() const { return reshaped_bound(get_raw_base()); }
   /// The same of what `deepen` has not listed either.
-  int get_deep_base() const { return asked != nullptr ? asked->deepBase : -1; }
+  int get_deep_base() const { return reshaped_bound(asked != nullptr ? asked->rawDeepBase : -1); }
 
   /// 0 to 255, or negative for a miss. Qualities outside count as the nearest.
   int reshape(int quality) const;
@@ -170,7 +170,6 @@ class SORV_API DareField {
   static void visit_cands(const TeraScanGraph* graph, Visit visit);
   int raw_bound(const TeraScanGraph* graph, DastOptions::Call call) const;
   int reshaped_bound(int raw) const;
-  void find_bound(DastOptions::Call call);
 
   int bfieldID;
   const DastBaseFieldRecall* bField;

@@ -76,10 +76,13 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   int config_session(const char* config_string, AceReporter* rep);
   /// Readies the context for the default combination.
   void init_context();
+  /// What its setters change counts from the next command on; what was found and suggested before stays as it
+  /// is, also for `view` and `suggest(cached)`. The history does not know of it. Between commands only.
   DareSessionConfig* get_config() { return sesConfig.get(); }
   const DareSessionConfig* get_config() const { return sesConfig.get(); }
   DastBaseRecall* get_base() const { return sesConfig->get_base(); }
-  /// Where errors are told; the default reporter until set.
+  /// Where errors are told; the default reporter until set. It must outlive the session, and one that several
+  /// sessions share is called by all their threads.
   void set_reporter(AceReporter* rep) { reporter = rep; }
   /// A manager has destroyed it; who still has a pointer can tell. Any thread.
   void set_destroyed() { isDestroyed = true; }

@@ -61,18 +61,24 @@ struct Form {
     unit->logicId = logic.get_logic_id(field->get_name());
     units.push_back(unit);
     unit->set_weight(static_cast<int>(pick(4) == 0 ? pick(3) : 1 + pick(255)));
-    if (pick(2) == 0) unit->set_shape(SHAPES[pick(6)]);
-    if (pick(3) == 0) unit->set_rescale(static_cast<int>(pick(256)));
+    const auto set_shape = [&] {
+      if (pick(2) == 0) unit->set_shape(SHAPES[pick(6)]);
+      if (pick(3) == 0) unit->set_rescale(static_cast<int>(pick(256)));
+    };
+    const bool isShapedLate = pick(2) == 0;  // a live session may be told another shape
+    if (!isShapedLate) set_shape();
     if (pick(3) == 0) unit->set_empty_qual(static_cast<int>(1 + pick(255)));
-    if (unit->is_filter()) filters |= GrandMask{1} << i;
     if (table.fields[static_cast<std::size_t>(i)].type.find("NONE") == std::string::npos)
       field->set_reeval_mode(MODES[pick(4)]);
     std::string query =
         table.records[pick(static_cast<unsigned>(table.records.size()))][static_cast<std::size_t>(i)];
     if (query.size() > 2 && pick(2) == 0) query[pick(static_cast<unsigned>(query.size()))] = 'a';
-    if (query.empty() || pick(8) == 0) return;
-    field->sync_query(query.c_str(), pick(5) == 0 ? DastOptions::EXACT : DastOptions::APPROX, 0, nullptr);
-    EXPECT_EQ(field->process_fixed_query(nullptr, AceReporter::null()), 0);
+    if (!query.empty() && pick(8) != 0) {
+      field->sync_query(query.c_str(), pick(5) == 0 ? DastOptions::EXACT : DastOptions::APPROX, 0, nullptr);
+      EXPECT_EQ(field->process_fixed_query(nullptr, AceReporter::null()), 0);
+    }
+    if (isShapedLate) set_shape();
+    if (unit->is_filter()) filters |= GrandMask{1} << i;
   }
 
   Answers ask(int parts, double limit = 100) {

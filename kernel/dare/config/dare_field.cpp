@@ -87,9 +87,8 @@ std::unique_ptr<DareField> DareField::clone() const {
   if (same->deepGraph != nullptr) same->deepGraph->incr_ref();
   same->deepCache = asked->deepCache;
   same->deepMinimum = asked->deepMinimum;
-  same->deepBase = asked->deepBase;
+  same->rawDeepBase = asked->rawDeepBase;
   same->rawBase = asked->rawBase;
-  same->baseValue = asked->baseValue;
   copy->asked = std::move(same);
   return copy;
 }
@@ -206,7 +205,7 @@ int DareField::recall(const char* query, DastOptions::Call call, bool force_exac
   if (graph == nullptr) return 0;
   graph->incr_ref();
   asked->fieldGraph = graph;
-  find_bound(call);
+  asked->rawBase = raw_bound(graph, call);
   return 0;
 }
 
@@ -216,7 +215,7 @@ void DareField::set_graph(TeraScanGraph* graph) {
   asked = std::make_shared<Asked>();
   asked->fieldGraph = graph;
   graph->incr_ref();
-  find_bound(DastOptions::APPROX);
+  asked->rawBase = raw_bound(graph, DastOptions::APPROX);
 }
 
 TeraScanGraph* DareField::detach_graph() {
@@ -243,14 +242,10 @@ int DareField::raw_bound(const TeraScanGraph* graph, DastOptions::Call call) con
 }
 
 int DareField::reshaped_bound(int raw) const {
+  if (raw < 0) return EXCLUDED;
   int bound = emptyQual > 0 ? reshape(emptyQual) : EXCLUDED;
   for (int quality = 0; quality <= raw; ++quality) bound = std::max(bound, reshape(quality));
   return bound;
-}
-
-void DareField::find_bound(DastOptions::Call call) {
-  asked->rawBase = raw_bound(asked->fieldGraph, call);
-  asked->baseValue = reshaped_bound(asked->rawBase);
 }
 
 bool DareField::deepen(int min_value, AceReporter* rep) {
@@ -266,7 +261,7 @@ bool DareField::deepen(int min_value, AceReporter* rep) {
   asked->deepGraph = graph;
   asked->deepCache = std::move(cache);
   asked->deepMinimum = min_value;
-  asked->deepBase = reshaped_bound(raw_bound(graph, asked->queryCall));
+  asked->rawDeepBase = raw_bound(graph, asked->queryCall);
   return true;
 }
 
