@@ -121,6 +121,7 @@ int SorvantaSessionResult::get_suggestion(SorvantaSuggestion* out, int index) co
 }
 
 // ---------------------------------------------------------------- iterators
+// Each stands on one item of a result that it borrows; behind the last one it gives nulls and -1.
 
 SorvantaStatus::SorvantaStatus(const SorvantaSessionResult* result) {
   if (result != nullptr) result->get_first_field(this);

@@ -57,6 +57,7 @@ int SorvantaSession::get_mode_code(int mode) {
 }
 
 // ---------------------------------------------------------------- what it is
+// An empty handle answers with null and -1.
 
 const char* SorvantaSession::get_name() const {
   const DastSession* const session = get_internal_session();
@@ -155,6 +156,7 @@ int SorvantaSession::get_combi_field_weight(int field, int combination) const {
 }
 
 // ---------------------------------------------------------------- settings
+// They last as long as the session, or until the next ones.
 
 int SorvantaSession::set_result_type(int type) {
   DastSession* const session = get_internal_session();
@@ -205,6 +207,8 @@ int SorvantaSession::get_remaining_time() const {
 }
 
 // ---------------------------------------------------------------- commands
+// The kernel is asked first; what it gives replaces what the result held, so that a failed call leaves
+// that as it was.
 
 /// Puts the answer of a command into the handle; without one, what it holds stays.
 template <class Make>

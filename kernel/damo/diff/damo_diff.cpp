@@ -141,6 +141,7 @@ DamoDiff::DamoDiff(const int* id_cols, int num_ids, int num_fields, int is_purge
 DamoDiff::~DamoDiff() = default;
 
 // ---------------------------------------------------------------- files
+// Inputs and outputs in pairs, one for each part; nothing is opened before the update.
 
 int DamoDiff::add_file(const char* input, const char* output) {
   if (parts.size() >= MAX_PARTS)
@@ -174,6 +175,7 @@ VInt DamoDiff::get_sizek() const {
 }
 
 // ---------------------------------------------------------------- differences
+// All differences lie in one table by key; a key without lines is deleted.
 
 bool DamoDiff::is_delete(const char* const* words, int num_words) const {
   if (num_words == numFields + 1) return words[0] == DELETION_MARKER;
@@ -259,6 +261,8 @@ VInt DamoDiff::add_diff(const char* file, AceReporter* rep) {
 }
 
 // ---------------------------------------------------------------- applying
+// Records are read in turn, and the keys that they meet are noted; lines of keys that no record met are
+// new.
 
 bool DamoDiff::read_line(std::string_view* line, VInt* line_num) {
   char* text = nullptr;

@@ -56,6 +56,8 @@ std::string time_stamp() {
 }  // namespace
 
 // ---------------------------------------------------------------- rejects
+// A record is written in its source's own notation, so that it is read again with the same settings; the
+// reasons stand beside it.
 
 void DamoRejectFile::write_record(DamoInput* input) {
   AceAttach at;
@@ -77,6 +79,8 @@ void DamoRejectFile::commit() {
 }
 
 // ---------------------------------------------------------------- the run
+// A record becomes rows, or is counted as bad, and nothing else; outputs take their places when the run
+// has ended well.
 
 /// One run, its settings and its figures.
 struct _DamoExtract::Run {
@@ -262,6 +266,7 @@ void _DamoExtract::select(OpenSource open, int header, int num_fields) {
 }
 
 // ---------------------------------------------------------------- the handle
+// It keeps what hosts pass in, and has one source.
 
 DamoExtract::DamoExtract(int num_source_fields, int num_fields, const char* svdata_file, int svdata_header,
                          int go_on)

@@ -86,6 +86,8 @@ DamoODBCConnection::~DamoODBCConnection() {
 }
 
 // ---------------------------------------------------------------- the connection
+// Handles of the driver manager are opened from the environment down to the statement, and closed the
+// other way round.
 
 int DamoODBCConnection::connectDB(const char* data_source, const char* user, const char* password) {
   disconnectDB();
@@ -114,6 +116,7 @@ void DamoODBCConnection::disconnectDB() {
 }
 
 // ---------------------------------------------------------------- statements
+// One after the other; the columns of each are described and bound anew.
 
 int DamoODBCConnection::setSqlStatementList(const char* statements) {
   auto parts = damo_split_sql(statements != nullptr ? statements : "");
@@ -228,6 +231,7 @@ int DamoODBCConnection::fetchHeader(char** out, AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- rows
+// The driver says how long a value is, or that there is none: the bytes behind belong to the row before.
 
 void DamoODBCConnection::clean_rowvalues() {
   for (std::size_t i = 0; i < rowLength.size(); ++i) {
@@ -342,6 +346,7 @@ VInt DamoODBCConnection::fetchAllRecstoFile(const char* file) try {
 }
 
 // ---------------------------------------------------------------- data sources
+// The driver manager lists them, of the user and of the system.
 
 std::vector<DamoODBCConnection::DataSource> DamoODBCConnection::listDataSources() {
   std::vector<DataSource> sources;

@@ -38,6 +38,8 @@ void print_nothing(void* /*context*/, const char* /*format*/, ...) {}
 }  // namespace
 
 // ---------------------------------------------------------------- what is wrong
+// The XML library tells of faults in the middle of its work: the first error is kept, and thrown when the
+// library has returned.
 
 DamoXmlQuiet::DamoXmlQuiet()
     : oldGeneric(xmlGenericError),
@@ -103,6 +105,7 @@ std::string DamoXmlFaults::get_error() const {
 }
 
 // ---------------------------------------------------------------- bytes
+// The parser asks for bytes; their number bounds what entities may make of them.
 
 DamoXmlFile::DamoXmlFile(const std::string& name, DamoXmlFaults* shared)
     : stream(std::fopen(name.c_str(), "rbe")), faults(shared) {}
@@ -148,6 +151,7 @@ void DamoXmlFile::rewind() {
 }
 
 // ---------------------------------------------------------------- the prolog
+// Outside entities are refused before the library could look for them; the others are declared here.
 
 /// What the parser meets on its way to the first element, and in a whole document. Exceptions do not leave
 /// its functions, which the XML library calls.
@@ -277,6 +281,8 @@ void DamoXmlReader::inspect() {
 }
 
 // ---------------------------------------------------------------- the stream
+// The reader stands on a node; an element is expanded where its content is needed, and freed with the next
+// one.
 
 DamoXmlReader::DamoXmlReader(const char* name, const DamoXmlLimits& given, AceReporter* rep)
     : fileName(name), limits(given), reporter(rep), file(fileName, &faults) {

@@ -9,6 +9,7 @@
 #include "tera/tera_scan_graph.h"
 
 // ---------------------------------------------------------------- queries
+// Each command sets queries, looks them up and notes for the history what it has replaced.
 
 int DastSession::update(const char* field_name, const char* query, DastOptions::Call mode, int force) {
   if (!check_usable()) return -1;
@@ -119,6 +120,8 @@ int DastSession::synchronize_fields(const DareMultiQuery* query) {
 }
 
 // ---------------------------------------------------------------- selection
+// A selected field narrows the context by all of its candidates; what was selected under it is released
+// with it.
 
 namespace {
 
@@ -176,6 +179,7 @@ int DastSession::multi_select(const DareMultiQuery* query) {
 }
 
 // ---------------------------------------------------------------- undo and redo
+// A step takes events from one stack, applies them and pushes their opposites onto the other one.
 
 void DastSession::apply_event(const DareHistory::Elem& elem, bool back, bool* has_context_event) {
   const DareHistory::Value& value = back ? elem.oldValue : elem.newValue;

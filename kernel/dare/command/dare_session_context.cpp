@@ -14,6 +14,7 @@
 #include "tera/tera_result.h"
 
 // ---------------------------------------------------------------- queries
+// Fields are looked up when they are needed: what has a result is not looked up again.
 
 /// Looks a field up without a word in the history.
 int DastSession::look_up_silently(DareSessionField* field) {
@@ -67,6 +68,8 @@ int DastSession::query_fields(const std::vector<DareSessionField*>& fields) {
 }
 
 // ---------------------------------------------------------------- context
+// The context is what all selections have in common, begun with the default one; null stands for all
+// records.
 
 /// The default context: the host's, without the deleted records.
 void DastSession::apply_default_context() {
@@ -236,6 +239,8 @@ int DastSession::add_context_sort_key(const char* sort_field, int sort_mode) {
 }
 
 // ---------------------------------------------------------------- statuses
+// A status depends on the field's candidates and on the context, and is told anew when one of them has
+// changed.
 
 void DastSession::count_records(DareSessionField* field) const {
   static const AceTraceFlag uncounted("NO_CONTEXT_STATUS_COUNT", __FILE__, __LINE__);

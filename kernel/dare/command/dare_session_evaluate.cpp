@@ -159,6 +159,7 @@ TeraResult* DastSession::top_level_evaluation(DastCombination* combination, Eval
 }
 
 // ---------------------------------------------------------------- commands
+// Each gives a result of its own, which outlives the session; null stands for what cannot be evaluated.
 
 DastResult* DastSession::suggest(int cached, const char* focus, int sample, int num) {
   if (!check_usable()) return nullptr;

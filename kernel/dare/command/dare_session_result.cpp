@@ -45,6 +45,8 @@ DastSession::ResultPtr DastSession::new_result() const {
 }
 
 // ---------------------------------------------------------------- values of a field
+// Alternatives are what the field has found, best first; a sample is what it has in the context when
+// nobody asks.
 
 /// The parts of a control field's text.
 void DastSession::build_control_alts(DastResult* result, const DareSessionField* field) const {
@@ -137,6 +139,7 @@ DastResult* DastSession::view(int from, int to) {
 }
 
 // ---------------------------------------------------------------- records
+// Suggestions hold numbers of records; strings and qualities are filled in for those that are shown.
 
 int DastSession::field_quality(DareField* unit, Large record) {
   if (unit->get_graph() == nullptr && !unit->has_compare()) return 0;
@@ -258,6 +261,7 @@ int DastSession::resort(DastResult* result, const char* field_name, int mode) co
 }
 
 // ---------------------------------------------------------------- counting
+// How often values occur: among the records of a query, or all; rows are those of the context.
 
 DastResult* DastSession::count(const char* field_name, const char* query, DastOptions::Call mode,
                                const DastCountOptions& options, int num) {

@@ -112,6 +112,7 @@ DastOptions::AliasDisplay DareField::get_display() const {
 }
 
 // ---------------------------------------------------------------- configuration
+// Reshaping is a table from 256 qualities to 256: each setting builds it anew.
 
 void DareField::set_base_field(int base_field, const DastBaseFieldRecall* field) {
   bfieldID = base_field;
@@ -176,6 +177,8 @@ int DareField::get_field_pessimism(int index) {
 }
 
 // ---------------------------------------------------------------- a query
+// A field is asked by a graph of results; qualities of single values are asked of the base field when they
+// are needed, and kept.
 
 void DareField::set_asked(std::shared_ptr<Asked> before) {
   clear_query();

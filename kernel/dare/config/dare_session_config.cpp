@@ -87,6 +87,8 @@ DastCombination* DareSessionConfig::create_default_combination(AceReporter* rep)
 }
 
 // ---------------------------------------------------------------- combinations
+// One combination is active at a time; its weights and logic are those of the session until another one
+// is.
 
 DastCombination* DareSessionConfig::add_combination(const char* name) {
   combinationList.push_back(std::make_unique<DastCombination>(name));
@@ -150,6 +152,8 @@ const char* DareSessionConfig::get_logic() const {
 }
 
 // ---------------------------------------------------------------- fields
+// Fields are told by their place in the session, which a new order changes, or by name, which nothing
+// changes.
 
 int DareSessionConfig::get_field_index(const char* name) const {
   for (int i = 0; name != nullptr && i < get_num_fields(); ++i)
@@ -263,6 +267,7 @@ int DareSessionConfig::reorder(Tiny n, const char* const* names) {
 }
 
 // ---------------------------------------------------------------- tuning
+// A session changes its own copy of the settings; what it does not have is refused with -1.
 
 DareSessionField* DareSessionConfig::find_field(const char* name) const {
   DareSessionField* const field = get_session_field(name);
@@ -363,6 +368,7 @@ int DareSessionConfig::get_free_search_rescale(const char* field, const char* fs
 }
 
 // ---------------------------------------------------------------- settings
+// What concerns the session as a whole; the template that it was made of stays as it was.
 
 void DareSessionConfig::set_random_mode(const char* name) {
   static constexpr const char* MODES[] = {"KEEP_ORDER", "ROUND_ROBIN", "SHUFFLE", "SORT"};
@@ -453,6 +459,7 @@ char* DareSessionConfig::get_summary(AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- order of suggestions
+// Keys are compared one after the other; the first one that differs decides.
 
 std::unique_ptr<SortFunction> DareSessionConfig::make_sort_function(int field_index, int mode,
                                                                     DareSessionSort* sort) const {

@@ -118,6 +118,8 @@ int DareSessionField::get_dyn_field_index(const char* name, AceReporter* rep) co
 }
 
 // ---------------------------------------------------------------- the block of a field
+// Each line has a keyword and a value or block; unit 0 is the field itself, further ones are those of a
+// free search.
 
 int DareSessionField::config_session_field(DareConfigText* text, const DareConfigLine& opener,
                                            const DastBaseRecall* base, AceReporter* rep) {
@@ -218,6 +220,7 @@ int DareSessionField::config_field(DareConfigText* text, const DareConfigLine& l
 }
 
 // ---------------------------------------------------------------- free search
+// Each unit looks for values of its base field in the text, with a shape of its own.
 
 int DareSessionField::config_free_search(DareConfigText* text, const DareConfigLine& opener,
                                          const DastBaseRecall* base, AceReporter* rep) {

@@ -53,6 +53,8 @@ bool is_reserved(const char* query) {
 }  // namespace
 
 // ---------------------------------------------------------------- queries
+// What is typed is kept as it is; what is asked is made of it when it is looked up. An empty text is no
+// query.
 
 const char* DareSessionField::query_transform(const char* query, AceAttach* at) const {
   const TeraTransform* const transform = fieldConf.queryTransform.get();
@@ -179,6 +181,7 @@ int DareSessionField::clear_temp() {
 }
 
 // ---------------------------------------------------------------- looking up
+// A look-up replaces the graph of the unit that is asked; one that fails leaves no result.
 
 int DareSessionField::process_fixed_query(DareHistory* history, AceReporter* rep) {
   const char* const query = recallMode > DastOptions::EMPTY ? build_query() : nullptr;
@@ -268,6 +271,7 @@ void DareSessionField::set_global_graph(TeraScanGraph* graph) {
 }
 
 // ---------------------------------------------------------------- failed commands
+// What a command may change is kept before it, so that one that throws changes nothing.
 
 DareSessionField::Kept DareSessionField::keep() const {
   Kept kept{{},           foundUnit,       keptUnit,   queryString,   recallString, recallMode,

@@ -62,6 +62,7 @@ bool DareEvaluate::Shared::check_time() {
 }
 
 // ---------------------------------------------------------------- preparation
+// Each queried field gets a column of the hit table, and a leaf of the logic that says what it adds.
 
 /// Whether more than what the index lists at first may count.
 bool DareEvaluate::can_deepen(const EvalField& eval) {
@@ -163,6 +164,8 @@ void DareEvaluate::optimize_logic() {
 }
 
 // ---------------------------------------------------------------- bounds
+// What a field does not list is at most its bound; as long as that could lift a record over the minimum,
+// more has to be looked up.
 
 /// Whether one field alone can bring a record to the minimum, when the others are worth at most `quality`.
 bool DareEvaluate::is_reached_alone(int quality) const {
@@ -203,6 +206,7 @@ bool DareEvaluate::deepen_fields() {
 }
 
 // ---------------------------------------------------------------- the driver
+// A part is a range of records with a state of its own; parts share the threshold, which only rises.
 
 int DareEvaluate::do_evaluation(double run_limit) {
   const AceTimeSection section("MULTI_FIELD_EVALUATION");
@@ -261,6 +265,7 @@ void DareEvaluate::run_part(EvalData* part) {
 }
 
 // ---------------------------------------------------------------- the end
+// All parts have ended: what remains is merged, without duplicates, and becomes candidates.
 
 void DareEvaluate::finish_evaluation() {
   const AceTimeSection section("FINISH_EVALUATION");

@@ -64,6 +64,8 @@ DareDataManager::~DareDataManager() {
 }
 
 // ---------------------------------------------------------------- bases
+// A base is known by its path and the state of its files; one that changed is loaded beside the old one,
+// which its sessions keep.
 
 /// The files that make the main base what it is.
 std::vector<DareDataManager::FileStamp> DareDataManager::stamps_of(const DareLdbFile* ldb,
@@ -274,6 +276,7 @@ const char* DareDataManager::get_base_encoding() const {
 }
 
 // ---------------------------------------------------------------- other files
+// Each stands in the ldb file, below the same folder; a load to which one is missing fails as a whole.
 
 int DareDataManager::add_external(const DareLdbFile* ldb, const char* local_dir,
                                   DareSessionExternal* objects) const {
@@ -358,6 +361,7 @@ int DareDataManager::set_deletion(DastSession* session, const DareLdbFile* ldb, 
 }
 
 // ---------------------------------------------------------------- templates
+// They are made aside and take the place of the present ones when nothing can fail any more.
 
 std::unique_ptr<DastSession> DareDataManager::make_template(DastBaseRecall* base, const std::string& name,
                                                             const std::string& path, const char* local_dir) {

@@ -18,6 +18,7 @@ DastSessionManager::DastSessionManager(int timeout, AceReporter* rep)
 DastSessionManager::~DastSessionManager() = default;
 
 // ---------------------------------------------------------------- templates
+// A list by name; names with dots are looked for as they are, then by their parts.
 
 namespace {
 
@@ -142,6 +143,8 @@ void DastSessionManager::set_external_objects(DareSessionExternal* objects) {
 }
 
 // ---------------------------------------------------------------- sessions
+// A session that a command works on is pinned: who destroys it takes it from the lists, and the last pin
+// deletes it.
 
 int DastSessionManager::next_id() {
   for (;;) {

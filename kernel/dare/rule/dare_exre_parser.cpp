@@ -65,6 +65,8 @@ void refuse_document_type(void* parser, const xmlChar*, const xmlChar*, const xm
 }  // namespace
 
 // ---------------------------------------------------------------- files
+// A document is read whole; document types, and so entities, are refused. Anything wrong makes the program
+// unusable.
 
 DareExreConfig* DareExreConfig::parse_config(const char* filename, const DareExreNames& names,
                                              AceReporter* rep) {
@@ -155,6 +157,7 @@ DareExreConfig* DareExreParser::parse(const char* text, int size) {
 }
 
 // ---------------------------------------------------------------- elements and texts
+// White space around texts does not count; a fault is noted with the rule that it is in.
 
 void DareExreParser::fault(const char* expected, const char* element, const std::string& text) {
   if (++numFaults > MAX_REPORTED_FAULTS) return;
@@ -219,6 +222,7 @@ std::string DareExreParser::attribute(xmlNode* node, const char* name) {
 }
 
 // ---------------------------------------------------------------- filters
+// Filters have names, and are parsed before the rules that use them.
 
 void DareExreParser::parse_filters(const Nodes& nodes) {
   place.kind = "Filter";
@@ -264,6 +268,7 @@ std::unique_ptr<DareExreFilter> DareExreParser::parse_filter(xmlNode* node) {
 }
 
 // ---------------------------------------------------------------- rules
+// A rule filters its input, and goes on with a rule or ends with a category.
 
 void DareExreParser::parse_rules(const Nodes& nodes) {
   place = {};
@@ -364,6 +369,7 @@ std::unique_ptr<DareExreAcceptor> DareExreParser::parse_acceptor(xmlNode* node) 
 }
 
 // ---------------------------------------------------------------- inputs
+// An input may be the output of a rule that comes later, so names are resolved when all rules are known.
 
 void DareExreParser::parse_input(const std::string& text, DareExreRule* rule) {
   rule->inputResult = DareExreInput::parse(text);

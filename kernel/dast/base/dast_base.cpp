@@ -114,6 +114,7 @@ void DastBase::clean() {
 }
 
 // ---------------------------------------------------------------- declaration
+// Before a build; a base that was read takes only what replaces methods and names.
 
 TeraAliasReader* DastBase::open_alias_file(const char* name) {
   if (!is_given(name)) return nullptr;
@@ -263,6 +264,7 @@ void DastBase::set_implicit_delete(int flag) {
 }
 
 // ---------------------------------------------------------------- what it is
+// A field that is not there is answered with null or -1.
 
 bool DastBase::is_utf() const {
   std::string name(text_or_empty(stringEncoding));

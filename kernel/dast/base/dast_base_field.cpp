@@ -26,6 +26,8 @@ namespace {
 constexpr const char* MAGIC = "BFLD1";
 
 // ---------------------------------------------------------------- the words of a storage type
+// "ADVANCED|OPTIMIZED|FULL|ORIGINAL": each of the four words sets bits, and some combinations mean
+// nothing.
 
 struct Word {
   std::string_view name;
@@ -78,6 +80,7 @@ int settle_type(int bits) {
 }
 
 // ---------------------------------------------------------------- the parts of a record
+// A word of bits tells which parts follow; a part that is absent takes no byte.
 
 enum Presence : int {
   METHOD = 1,
@@ -198,6 +201,7 @@ void DastBaseField::set_alias_generator(std::unique_ptr<AliasGenConfig> generato
 }
 
 // ---------------------------------------------------------------- method
+// It finds texts; a field without one can be shown and counted, and not asked.
 
 int DastBaseField::reconfigure(DastBaseMethod* method) {
   if (method == nullptr) return -2;
@@ -271,6 +275,7 @@ int DastBaseField::delete_method() {
 }
 
 // ---------------------------------------------------------------- what the field is
+// Settings and sizes, of what was declared or read.
 
 const TeraMap* DastBaseField::get_method_map() const {
   return baseMethod != nullptr ? baseMethod->get_map() : nullptr;
@@ -329,6 +334,7 @@ void DastBaseField::print(AceReporter* rep) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// Head, method, maps. Ids of one part are checked against the size of the next where they are used.
 
 int DastBaseField::presence() const {
   const bool hasMethod = baseMethod != nullptr && !has_type(DastFieldFlags::LATELINK);

@@ -120,6 +120,7 @@ void DastBase::forget_records() {
 }
 
 // ---------------------------------------------------------------- the build
+// The records are read once; then each field makes its maps and its index, several fields at a time.
 
 int DastBase::make(const char* filename, const char* sort, const char* access_dir, const char* copyname,
                    const char* cache_dir, AceReporter* rep) {
@@ -288,6 +289,8 @@ void DastBase::make_master_interval(const Build& build) {
 }
 
 // ---------------------------------------------------------------- sorting
+// An order is the list of records in the sequence of the copy; later fields only order what earlier ones
+// leave equal.
 
 int DastBase::find_order(const char* filename, int level, std::vector<Large>* order, AceReporter* rep) const {
   rep->psect(20, "Building Sort Head");
@@ -407,6 +410,7 @@ int DastBase::split(const char* filename, const char* dir, int num, AceReporter*
 }
 
 // ---------------------------------------------------------------- indexes
+// An index is made from the temporary file of a field's values, or comes from a file of its own.
 
 int DastBase::make_access(int field, AceReporter* rep) {
   DastBaseField* built = get_field(field);

@@ -44,6 +44,7 @@ DastBaseEntryStats::Field::Field(DastBaseField* field, DastBaseStats::Field* sta
 }
 
 // ---------------------------------------------------------------- base ids
+// A base id is the place of a distinct string in the order that the field is shown in; 0 is the empty one.
 
 void DastBaseEntryStats::Field::compile(Large num_records, const std::string& partials_name,
                                         DastAliasGenCache* cache, AceReporter* rep) {
@@ -238,6 +239,7 @@ void DastBaseEntryStats::Field::write_partials(const std::string& name) const {
 }
 
 // ---------------------------------------------------------------- entering
+// Records come in their order: an entry is a record, or a run of records of one value.
 
 Large DastBaseEntryStats::Field::next_entry(std::string_view value, Large record, bool force) {
   const bool isNew = fieldWriter.update_string(value);
@@ -313,6 +315,7 @@ void DastBaseEntryStats::Field::close(Large num_records) {
 }
 
 // ---------------------------------------------------------------- maps
+// Pairs of numbers become maps: entries to ids and back, aliases to values and back.
 
 int DastBaseEntryStats::Field::terminate(DastInfoMap* shared, AceReporter* rep) {
   itsField->numEntryIDs = numEntries;

@@ -53,6 +53,7 @@ DastDetector::DastDetector(const char* name, int num_fields, Mask options, const
 DastDetector::~DastDetector() = default;
 
 // ---------------------------------------------------------------- declaration
+// Fields are declared before the detector is built; afterwards only where its file is may change.
 
 int DastDetector::assign_field(int index, int base_field, const char* field_name, const char* tera_name,
                                const char* prefix, const char* suffix, int initials) {
@@ -163,6 +164,7 @@ int DastDetector::load_detector(const char* filename, int mode, AceReporter* rep
 }
 
 // ---------------------------------------------------------------- building
+// The values of all fields are given to one index, with a shift of their ids for each field.
 
 int DastDetector::make(const char* filename, AceReporter* rep) {
   if (intDetector == nullptr) {
@@ -192,6 +194,7 @@ int DastDetector::make(const char* filename, AceReporter* rep) {
 }
 
 // ---------------------------------------------------------------- use
+// Thread-safe, as nothing is changed.
 
 TeraScanGraph* DastDetector::lookup(const char* text, DastOptions::Call call, AceReporter* rep) const {
   const AceTimeSection section("DETECTOR_DETECT");
@@ -220,6 +223,7 @@ Mask DastDetector::needs_initial_cands(const TeraScanGraph* graph, Mask fields, 
 }
 
 // ---------------------------------------------------------------- persistence
+// Names, masks, fields, and then the detecting object behind its magic number, or none.
 
 VInt DastDetector::save(AceFile* file) {
   file->mem_open("DastDetector");

@@ -35,6 +35,7 @@ std::size_t gallop(std::size_t first, std::size_t last, IsBefore is_before) {
 }  // namespace
 
 // ---------------------------------------------------------------- walking
+// A list stands at the start or the end of a run, and goes on to the next of these; the view cuts runs.
 
 void HitList::set_view(Large from, Large to) {
   viewFrom = from;
@@ -106,6 +107,7 @@ int HitList::cmp(const HitList* first, const HitList* second) {
 }
 
 // ---------------------------------------------------------------- kinds
+// Each gives the next run that ends behind a record; the walk is the same for all.
 
 HitListSingle::HitListSingle(std::span<const Large> records, Large offset, const Settings& settings)
     : HitList(settings), indexList(records), offsetVal(offset) {
@@ -164,6 +166,7 @@ bool HitListGroup::next_run(Large record, Large* from, Large* to) {
 }
 
 // ---------------------------------------------------------------- making
+// Candidates of one quality become one list, and a record that a better list has is left out.
 
 namespace {
 

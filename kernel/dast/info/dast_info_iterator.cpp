@@ -46,6 +46,7 @@ DastInfoIterator* DastInfoIterator::create_frequent_iterator(AceAttach* at) {
 }
 
 // ---------------------------------------------------------------- single records
+// A run is what follows without a gap.
 
 DastInfoIterator* DastInfoSingleIterator::clone(Large from, AceAttach* at, Large to) const {
   const auto is_below = [this](Large limit) {
@@ -83,6 +84,7 @@ Large DastInfoSingleIterator::promote(Large record) {
 }
 
 // ---------------------------------------------------------------- pairs
+// First record and the one behind the last, ascending.
 
 DastInfoIterator* DastInfoFromToIterator::clone(Large from, AceAttach* at, Large to) const {
   from = std::max(from, startRecord);
@@ -129,6 +131,7 @@ bool DastInfoFromToIterator::is_frequent() const {
 }
 
 // ---------------------------------------------------------------- pairs up to a record
+// The same, as if the list ended there.
 
 void DastInfoLimitFromToIterator::limit() {
   if (nextRecord < endRecord) return;
@@ -175,6 +178,7 @@ Large DastInfoLimitFromToIterator::promote(Large record) {
 }
 
 // ---------------------------------------------------------------- entries of an interval list
+// Entry i stands for the records from refs[i] to refs[i + 1]; neighbouring entries are one run.
 
 void DastInfoExpandIterator::show() {
   inside = false;
@@ -231,6 +235,7 @@ Large DastInfoExpandIterator::promote(Large record) {
 }
 
 // ---------------------------------------------------------------- union
+// A heap by the next change of each iterator, with the number of those that are inside at present.
 
 DastInfoOrIterator::DastInfoOrIterator(int num_iterators, DastInfoIterator** iterators)
     : subIterators(iterators), numIterators(num_iterators) {
@@ -312,6 +317,7 @@ Large DastInfoOrIterator::promote(Large record) {
 }
 
 // ---------------------------------------------------------------- intersection
+// Each iterator goes on to the largest start, until all are inside there.
 
 DastInfoAndIterator::DastInfoAndIterator(int num_iterators, DastInfoIterator** iterators)
     : subIterators(iterators), numIterators(num_iterators) {

@@ -94,6 +94,7 @@ Large common_ids(std::span<const Large> few, std::span<const Large> many, Large*
 }  // namespace
 
 // ---------------------------------------------------------------- making
+// A list that is made of a candidate borrows its array.
 
 DastInfoList::DastInfoList(const TeraCand* cand) {
   const Large length = cand->get_num_infos();
@@ -110,6 +111,7 @@ DastInfoList::DastInfoList(const DastInfoList& other, AceAttach* at)
 }
 
 // ---------------------------------------------------------------- looking
+// Bisection in whatever the list has: records, pairs, or entries.
 
 bool DastInfoList::has(Large record) const {
   const Large* end = infoList + infoLength;
@@ -190,6 +192,7 @@ DastInfoIterator* DastInfoList::create_iterator(AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- set operations of two
+// Two cursors, of whichever kinds, step through both; the result has the smaller form of records or pairs.
 
 void DastInfoList::intersect_with(const DastInfoList* other, AceAttach* at) {
   if (is_empty() || other->is_empty()) return become(SINGLE, 0, nullptr);
@@ -246,6 +249,7 @@ void DastInfoList::subtract(const DastInfoList* other, AceAttach* at) {
 }
 
 // ---------------------------------------------------------------- changes of one
+// The list gets arrays of its own, in the attach that is passed.
 
 Large DastInfoList::compress_intervals(Large n, Large* bounds) {
   if (n < 3) return n;
@@ -282,6 +286,7 @@ void DastInfoList::apply_offset(VInt d, AceAttach* at) {
 }
 
 // ---------------------------------------------------------------- set operations of many
+// The shortest come first, so that what is between stays small.
 
 DastInfoList* DastInfoList::intersect_lists(int n, DastInfoList** lists, AceAttach* at) {
   if (n < 1) return nullptr;

@@ -64,6 +64,7 @@ std::string initial_of(std::string word, bool is_utf) {
 }  // namespace
 
 // ---------------------------------------------------------------- the graph
+// What the detector found, span by span, becomes a graph in which each edge belongs to one field.
 
 int DetectorResolve::resolve_detect_graph(TeraScanGraph* graph, GraphRef* recall_graph) {
   const AceTimeSection section("RESOLVE_DETECT_GRAPH");
@@ -119,6 +120,8 @@ void DetectorResolve::add_edge(int field, int from, int to, std::unique_ptr<Tera
 }
 
 // ---------------------------------------------------------------- numbers to fields
+// A detector numbers the values of all fields one behind the other; a span inside a better one of no field
+// is none.
 
 void DetectorResolve::find_covers(TeraScanGraph* graph) {
   extraCovers.clear();
@@ -197,6 +200,7 @@ void DetectorResolve::resolve_pattern_infos(const TeraCand& cand, int quality, c
 }
 
 // ---------------------------------------------------------------- fields
+// A field may be asked again for a text that was detected, or only for the quality of what is there.
 
 int DetectorResolve::resolve_field(int field, std::unique_ptr<TeraResult>* result) const {
   TeraScanGraph whole(result->get(), nullptr, field);
@@ -237,6 +241,7 @@ void DetectorResolve::detector_field_eval(int field, std::unique_ptr<TeraResult>
 }
 
 // ---------------------------------------------------------------- initials
+// A letter alone stands for all values that begin with it, where the field has initials.
 
 void DetectorResolve::add_initial_cands(TeraScanGraph* graph) {
   const AceTimeSection section("ADD_INITIAL_CANDS");
@@ -271,6 +276,7 @@ void DetectorResolve::add_initials_of(int field, const std::string& letter, int 
 }
 
 // ---------------------------------------------------------------- of a base
+// Each call has a resolver of its own, so that threads share base and detectors.
 
 TeraScanGraph* DastBase::field_detect(int field, const char* text, DastOptions::Call call,
                                       AceReporter* rep) const {

@@ -35,6 +35,8 @@ Large copy_list(const std::vector<Large>& list, const Large** out, AceAttach* at
 }  // namespace
 
 // ---------------------------------------------------------------- strings
+// What a storage type keeps decides who is asked: strings of the field, entries of its index, or items of
+// the method.
 
 /// Without a storage the index may know the string.
 const char* DastBaseField::show_base_id(Large base_id, AceAttach* at) const {
@@ -152,6 +154,8 @@ void DastBaseField::add_aliases(std::vector<Large>* ids) const {
 }
 
 // ---------------------------------------------------------------- ids and records of a string
+// A string leads to base ids, these to entries, these to records; aliases lead to the ids of their values
+// first.
 
 Large DastBaseField::owner_of_alias(Large base_id) const {
   if (!is_basic() || base_id < numEntryIDs) return base_id;

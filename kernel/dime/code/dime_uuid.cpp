@@ -87,6 +87,7 @@ class UuidQuery : public TeraQuery {
 void DimeUuidMethod_init() {}
 
 // ---------------------------------------------------------------- options
+// Of recalls, which only say how identifiers are shown, and of builds.
 
 AceOptionsParser* DimeUuidRecallOptions::get_parser() {
   static DimeListedParser listed(dast_recall_options_parser, DimeUuidMethod::NAME, declare_recall_options);
@@ -148,6 +149,7 @@ void DimeUuidMethod::clean() {
 }
 
 // ---------------------------------------------------------------- building
+// Identifiers are numbers of 128 bits, sorted; a guide of every so many of them stays in the cache.
 
 struct DimeUuidMethod::ValueList {
   struct Entry {
@@ -272,6 +274,7 @@ void DimeUuidMethod::make_guide() {
 }
 
 // ---------------------------------------------------------------- searching
+// What begins alike lies side by side, so that patterns are ranges, too.
 
 /// The guide leaves the values between two neighbours in it, or more where many begin alike. Interpolation
 /// between the ends then asks on both sides of where the value should be, so that as a rule it lies between
@@ -363,6 +366,7 @@ TeraQuery* DimeUuidMethod::eval(DastOptions::Call call, const char* query, AceRe
 }
 
 // ---------------------------------------------------------------- items
+// Items are the identifiers in ascending order, each with its one base id.
 
 const char* DimeUuidMethod::show(Large id, AceAttach* at) const {
   const Large pos = has(HAS_DENSE) ? denseArray->get_key(id) : BlockIndex::NONE;
@@ -396,6 +400,7 @@ const char* DimeUuidMethod::get_item(int pos, AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// Options and sizes, then the arrays, which are used as they lie in a mapped file.
 
 VInt DimeUuidMethod::save(AceFile* file) {
   ACE_CALL(recallOpts.save(file));

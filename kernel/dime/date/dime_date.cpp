@@ -95,6 +95,8 @@ int DimeDateMethod::configure_build_options(const char* options, const TeraMap* 
 }
 
 // ---------------------------------------------------------------- building
+// A date is a number of days, a month alone or a year alone is one in a range behind; what is no date goes
+// to the text index.
 
 int DimeDateMethod::make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) {
   Values values(reader, *this);
@@ -156,6 +158,7 @@ void DimeDateMethod::clean() {
 }
 
 // ---------------------------------------------------------------- items
+// Items are the keys in ascending order; a text is shown by its base id only.
 
 /// Keys, by the slots of the map: those behind the last have none.
 Large DimeDateMethod::lower_slot(Large key) const {
@@ -199,6 +202,7 @@ const char* DimeDateMethod::show(Large id, AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// Keys, names of months, texts, and the base ids of each key.
 
 VInt DimeDateMethod::save(AceFile* file) {
   file->mem_point("Date Method");

@@ -70,6 +70,7 @@ class DateQuery : public TeraQuery {
 }  // namespace
 
 // ---------------------------------------------------------------- queries
+// A query is up to two dates, each perhaps with day and month exchanged, or a pattern.
 
 TeraQuery* DimeDateMethod::eval(DastOptions::Call call, const char* query, AceReporter*) const {
   return query != nullptr ? new DateQuery(this, call, query) : nullptr;
@@ -132,6 +133,7 @@ bool DimeDateMethod::read_query(DastOptions::Call call, const char* query, DimeD
 }
 
 // ---------------------------------------------------------------- look-up by days
+// Keys are ascending, so the days within reach are a range of them.
 
 void DimeDateMethod::add_key(int quality, Large key, TeraResult* result) const {
   const IdList ids = infoHandle->get(key);
@@ -221,6 +223,7 @@ int DimeDateMethod::find_expansions(const DimeDateAsk& ask, TeraResult* result) 
 }
 
 // ---------------------------------------------------------------- look-up of texts
+// Values that are no dates are found by their letters; what both ways find counts once.
 
 int DimeDateMethod::find_strings(DastOptions::Call call, TeraResult* result, AceReporter* rep) const {
   if (call == DastOptions::EXACT) {
@@ -300,6 +303,7 @@ TeraScanGraph* DimeDateMethod::lookup(const char* query, DastOptions::Call call,
 }
 
 // ---------------------------------------------------------------- dates in texts
+// Each run of words that reads as a date is a span.
 
 /// Each text that reads as a date, with what is found for it.
 TeraScanGraph* DimeDateMethod::detect(const char* text, AceReporter* rep) const {

@@ -62,6 +62,7 @@ DimeRegexDetector::DimeRegexDetector() : compileOptions(PCRE_UTF8 | PCRE_UCP) {}
 DimeRegexDetector::~DimeRegexDetector() = default;
 
 // ---------------------------------------------------------------- expressions
+// Each has a number to tell, a penalty, and perhaps a transform of what it matched.
 
 int DimeRegexDetector::init(int count, const char* const* patterns, const int* penalties,
                             const char* const* transforms) {
@@ -126,6 +127,7 @@ int DimeRegexDetector::reconfigure(const DastDetectorInterface* other) {
 }
 
 // ---------------------------------------------------------------- looking up
+// All matches of all expressions become spans of one graph.
 
 void DimeRegexDetector::RegexpStruct::lookup(const char* text, int length, std::vector<bool>* marks,
                                              HitQueue* queue) const {
@@ -217,6 +219,7 @@ TeraScanGraph* DimeRegexDetector::prepare_detect(const char* text, const std::ve
 }
 
 // ---------------------------------------------------------------- persistence
+// The expressions as texts: they are compiled again when they are read.
 
 VInt DimeRegexDetector::save(AceFile* file) {
   file->put_int(get_num_regexps());

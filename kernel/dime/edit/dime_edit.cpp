@@ -87,6 +87,7 @@ int DimeEditMethod::configure_build_options(const char* options, const TeraMap* 
 }
 
 // ---------------------------------------------------------------- building
+// The values become one edit index, whose attribute numbers are base ids.
 
 int DimeEditMethod::make(TeraReader* reader, int flags, AceReporter* rep, const char* filename) {
   if ((editFeatures & IS_PRIMARY) == 0) return -2;
@@ -118,6 +119,7 @@ void DimeEditMethod::clean() {
 }
 
 // ---------------------------------------------------------------- recall
+// Each call maps to a mode, a model and limits; the index answers with base ids.
 
 int DimeEditMethod::recall_options(DastOptions::Call call) const {
   return (recallOpts.get_no_glob() ? TeraEdit::NO_OPERATORS : 0) |
@@ -202,6 +204,7 @@ TeraQuery* DimeEditMethod::eval(DastOptions::Call call, const char* query, AceRe
 }
 
 // ---------------------------------------------------------------- items
+// Items are the entries of the index, in its order.
 
 const char* DimeEditMethod::show(Large id, AceAttach* at) const {
   const AceIdMap* infos = editStruct.get_info_handle();
@@ -220,6 +223,7 @@ const char* DimeEditMethod::get_item(int pos, AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// The index, what it was built with, and the options of recalls.
 
 VInt DimeEditMethod::save(AceFile* file) {
   file->mem_point("Main Structure");

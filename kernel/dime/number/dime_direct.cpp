@@ -54,6 +54,7 @@ const char* print(Huge value, AceAttach* at) {
 void DimeDirectMethod_init() {}
 
 // ---------------------------------------------------------------- options
+// Of recalls, which say how far numbers may be apart, and of builds.
 
 AceOptionsParser* DimeDirectRecallOptions::get_parser() {
   static DimeListedParser listed(dast_recall_options_parser, DimeDirectMethod::NAME, declare_recall_options);
@@ -129,6 +130,7 @@ void DimeDirectMethod::clean() {
 }
 
 // ---------------------------------------------------------------- building
+// Distinct numbers, ascending, with their lists of base ids; those too large for the array lie beside it.
 
 /// What `make` gathers: numbers with base ids, and then the distinct ones with their lists.
 struct DimeDirectMethod::KeyList {
@@ -233,6 +235,7 @@ int DimeDirectMethod::fill_infos(const KeyList& keys, AceReporter* rep) {
 }
 
 // ---------------------------------------------------------------- numbers and positions
+// Numbers are positions in their order: first those of the array, then those that are too large for it.
 
 VInt DimeDirectMethod::position_of(Huge value) const {
   if (value <= 0) return 0;
@@ -252,6 +255,7 @@ Huge DimeDirectMethod::get_max_key() const {
 }
 
 // ---------------------------------------------------------------- looking up
+// The numbers within reach of the query are a range of positions.
 
 TeraQuery* DimeDirectMethod::eval(DastOptions::Call call, const char* query, AceReporter*) const {
   return new DimeDirectQuery(query, get_eval_type(call), recallOpts.get_scale_factor(),
@@ -281,6 +285,7 @@ TeraScanGraph* DimeDirectMethod::lookup(const char* query, DastOptions::Call cal
 }
 
 // ---------------------------------------------------------------- items
+// Items are the positions, with an empty list where no value has the number.
 
 const char* DimeDirectMethod::show(Large id, AceAttach* at) const {
   const Large pos = infoHandle != nullptr ? infoHandle->get_index(id) : AceIdMap::NONE;
@@ -303,6 +308,7 @@ const char* DimeDirectMethod::get_item(int pos, AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// Far numbers, the array, and the base ids of each position; a secondary index has the first only.
 
 VInt DimeDirectMethod::save(AceFile* file) {
   file->put_int(directFeatures);

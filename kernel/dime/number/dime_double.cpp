@@ -121,6 +121,7 @@ void DimeDoubleMethod::clean() {
 }
 
 // ---------------------------------------------------------------- building
+// Distinct values, ascending, with their base ids.
 
 bool DimeDoubleMethod::is_printable(double value) const {
   AceAttach at;
@@ -189,6 +190,7 @@ int DimeDoubleMethod::build(ValueList* values, AceReporter* rep) {
 }
 
 // ---------------------------------------------------------------- comparing
+// A query is a value or a range; quality falls with the distance: of numbers, of logarithms, or its root.
 
 DimeDoubleMethod::EvalType DimeDoubleMethod::get_eval_type(DastOptions::Call call) {
   switch (call) {
@@ -247,6 +249,7 @@ TeraQuery* DimeDoubleMethod::eval(DastOptions::Call call, const char* query, Ace
 }
 
 // ---------------------------------------------------------------- looking up
+// The values within reach are a range of the array.
 
 VInt DimeDoubleMethod::bin_search(double value, int upper) const {
   const std::span<const double> keys(keyArray, numKeys);
@@ -277,6 +280,7 @@ TeraScanGraph* DimeDoubleMethod::lookup(const char* query, DastOptions::Call cal
 }
 
 // ---------------------------------------------------------------- items
+// Items are the values in ascending order.
 
 const char* DimeDoubleMethod::show(Large id, AceAttach* at) const {
   const Large pos = infoHandle != nullptr ? infoHandle->get_index(id) : AceIdMap::NONE;
@@ -295,6 +299,7 @@ const char* DimeDoubleMethod::get_item(int pos, AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// Keys, and the base ids of each; a secondary index has the keys only.
 
 VInt DimeDoubleMethod::save(AceFile* file) {
   file->put_int(doubleFeatures);

@@ -148,6 +148,7 @@ int DimeNumberMethod::configure_build_options(const char* options, const TeraMap
 }
 
 // ---------------------------------------------------------------- filling
+// Numbers of one length are filled with leading characters, so that 47 and 0047 are the same.
 
 std::size_t DimeNumberMethod::num_missing(const char* text) const {
   const auto& digits = digit_table();
@@ -204,6 +205,7 @@ int DimeNumberMethod::make(TeraReader* reader, int flags, AceReporter* rep, cons
 }
 
 // ---------------------------------------------------------------- queries
+// A query is filled like a value; a pattern is not, as what it leaves out may be at its beginning.
 
 TeraQuery* DimeNumberMethod::eval(DastOptions::Call call, const char* query, AceReporter*) const {
   if (query == nullptr) return nullptr;
@@ -273,6 +275,7 @@ int DimeNumberMethod::recall_pattern(TeraResult* result, const char* query, Tera
 }
 
 // ---------------------------------------------------------------- items
+// Items are the entries of the index, in its order.
 
 const char* DimeNumberMethod::show(Large id, AceAttach* at) const {
   const AceIdMap* infos = editStruct.get_info_handle();
@@ -291,6 +294,7 @@ const char* DimeNumberMethod::get_item(int pos, AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// How numbers are filled, the index, and the options of recalls.
 
 VInt DimeNumberMethod::save(AceFile* file) {
   file->put_int(numberFeatures);

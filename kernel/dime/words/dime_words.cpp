@@ -52,6 +52,7 @@ DimeWordsMethod::DimeWordsMethod() = default;
 DimeWordsMethod::~DimeWordsMethod() = default;
 
 // ---------------------------------------------------------------- building
+// Values become lines of a multi-word index, whose line numbers are base ids.
 
 int DimeWordsMethod::init(const TeraMap* map) {
   std::unique_ptr<TeraTransform> trafo;
@@ -103,6 +104,7 @@ void DimeWordsMethod::clean() {
 }
 
 // ---------------------------------------------------------------- recall
+// A query is a line, too, or a text in which lines are looked for.
 
 int DimeWordsMethod::recall_options(DastOptions::Call call) const {
   // Words that are joined for recall with errors alone stay apart in the other modes.
@@ -215,6 +217,7 @@ TeraAmortizedQuery* DimeWordsMethod::create_amortized_query(DastOptions::Call,
 }
 
 // ---------------------------------------------------------------- items
+// Items are the lines in the order of their base ids.
 
 const char* DimeWordsMethod::show(Large id, AceAttach* at) const {
   return multiStruct.show(id, at);
@@ -235,6 +238,7 @@ const char* DimeWordsMethod::get_item(int pos, AceAttach* at) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// The index first, then the settings that it was built with.
 
 VInt DimeWordsMethod::save(AceFile* file) {
   file->mem_point("Main Multi Word Structure");

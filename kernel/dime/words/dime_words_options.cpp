@@ -137,6 +137,7 @@ bool DimeWordsRecallOptions::is_valid() const {
 }
 
 // ---------------------------------------------------------------- the settings of a call
+// Calls that want what is the same, or whole, overrule what was set for all.
 
 int DimeWordsRecallOptions::get_min_value(DastOptions::Call call) const {
   int value = primaryOptions.minValue;
@@ -186,6 +187,7 @@ int DimeWordsRecallOptions::get_options(DastOptions::Call call) const {
 }
 
 // ---------------------------------------------------------------- persistence
+// One value after the other, behind a magic number.
 
 VInt DimeWordsRecallOptions::save(AceFile* file) const {
   file->put_magic(MAGIC);
@@ -224,6 +226,7 @@ VInt DimeWordsRecallOptions::read(AceFile* file) {
 }
 
 // ---------------------------------------------------------------- building
+// What shapes the index itself, and cannot be changed in a recall.
 
 int DimeWordsMethod::parse_options(const char* config_string) {
   AceReporter* rep = AceReporter::use_default();
