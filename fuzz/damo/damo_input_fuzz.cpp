@@ -1,7 +1,8 @@
 // Any bytes for all record readers; the first byte says which. CSV records, whole and in parts, are those of
 // the plain reader; standard and fixed-width records are the same in parts as whole; pushed lines are those
-// of the file. Paths: quotes over lines and parts, escapes, deletions, too many and too few fields with every
-// correction, fields as long as their buffers, values set.
+// of the file, and what statistics count of lines in two pieces is what they count at once. Paths: quotes
+// over lines and parts, escapes, deletions, too many and too few fields with every correction, fields as long
+// as their buffers, values set.
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
@@ -18,6 +19,7 @@
 #include "damo/damo_statistic.h"
 #include "oracle/csv.h"
 #include "support/fuzz_input.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -129,6 +131,26 @@ void correct(DamoInput* input, const Setup& setup) {
   }
 }
 
+/// Statistics of two pieces, merged, say what that of the whole says.
+void count(const std::string& data, int is_utf) {
+  static const support::TempFolder folder;
+  const std::string text = data.c_str();
+  const std::size_t end = std::min(text.find('\n', text.size() / 2), text.size());
+  DamoStatistic whole(is_utf, ',', 3, nullptr), first(is_utf, ',', 3, nullptr),
+      second(is_utf, ',', 3, nullptr);
+  whole.add_line(text.c_str());
+  first.add_line(text.substr(0, end).c_str());
+  if (end < text.size()) second.add_line(text.c_str() + end + 1);
+  require(first.merge(&second) == 0);
+  const std::string file = folder.file("statistic");
+  const auto written = [&file](const DamoStatistic& statistic) {
+    require(statistic.write_page(file.c_str()) == 0);
+    require(statistic.write_file(file.c_str()) == 0);
+    return support::read_file(file);
+  };
+  require(written(first) == written(whole));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size) {
@@ -161,6 +183,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size) {
       const int code = input->put_line(line.data());
       require(input->read_line(nullptr, 0) == code);
     }
+    count(data, setup.asIs);
     return 0;
   }
   if (setup.kind == CSV && data.compare(0, 3, "\xEF\xBB\xBF") != 0) compare_csv(name, data, setup);

@@ -8,8 +8,11 @@
 extern "C" {
 
 /// Java has loaded the library: the same beginning as that of a host in C++.
-JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM*, void*) {
+JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void*) {
   sv_init();
+  void* env = nullptr;
+  if (vm->GetEnv(&env, JNI_VERSION_1_6) != JNI_OK || !JieHandle::set_up(static_cast<JNIEnv*>(env)))
+    return JNI_ERR;
   return JNI_VERSION_1_6;
 }
 

@@ -22,6 +22,10 @@ constexpr int LAST_UNICODE = 0x10FFFF;
 constexpr jchar NON_ASCII = 0x80;
 constexpr int FEW = 256;  // characters of a text that is converted without memory of its own
 
+/// What all wrapping classes have of `JieObject`.
+jfieldID refField = nullptr;
+jmethodID adoptMethod = nullptr;
+
 bool is_ascii(const char* text) {
   char bits = 0;
   while (*text != '\0') bits |= *text++;
@@ -110,23 +114,12 @@ void JieHandle::refuse(const char* what, const char* name) {
 
 // Objects.
 
-/// What all wrapping classes have of `JieObject`.
-struct JieHandle::BaseIds {
-  jfieldID ref;
-  jmethodID adopt;
-};
-
-const JieHandle::BaseIds& JieHandle::base_ids() const {
-  static const BaseIds IDS = [this] {
-    const jclass type = envPtr->FindClass(BASE_CLASS);
-    if (type == nullptr) throw AceException("Could not get Java class ID!", "Class: '%s'", BASE_CLASS);
-    const BaseIds ids = {envPtr->GetFieldID(type, "ref", "J"), envPtr->GetMethodID(type, "adopt", "(JJ)V")};
-    if (ids.ref == nullptr || ids.adopt == nullptr)
-      throw AceException("Could not get Java reference ID!", "Class: '%s'", BASE_CLASS);
-    envPtr->NewGlobalRef(type);  // they are as long valid as the class stays
-    return ids;
-  }();
-  return IDS;
+bool JieHandle::set_up(JNIEnv* env) {
+  const jclass type = env->FindClass(BASE_CLASS);
+  if (type == nullptr) return false;
+  refField = env->GetFieldID(type, "ref", "J");
+  adoptMethod = refField != nullptr ? env->GetMethodID(type, "adopt", "(JJ)V") : nullptr;
+  return adoptMethod != nullptr && env->NewGlobalRef(type) != nullptr;  // they are valid as long as it stays
 }
 
 /// The constructor of a wrapping class, whose reference is kept; of two threads that come first, one keeps
@@ -145,7 +138,7 @@ jmethodID JieHandle::find_class(const JieClass* type) const {
 
 JieWrap* JieHandle::wrapper(jobject from) const {
   if (from == nullptr) return nullptr;
-  const jlong address = envPtr->GetLongField(from, base_ids().ref);
+  const jlong address = envPtr->GetLongField(from, refField);
   return reinterpret_cast<JieWrap*>(static_cast<std::intptr_t>(address));
 }
 
@@ -196,7 +189,7 @@ void JieHandle::take(jobject self, const JieClass* type, void* object) {
   if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING)
     JieGarbageCollector::instance().clean();
   auto* const wrap = new JieWrap(object, type, true);
-  envPtr->CallVoidMethod(self, base_ids().adopt, static_cast<jlong>(reinterpret_cast<std::intptr_t>(wrap)),
+  envPtr->CallVoidMethod(self, adoptMethod, static_cast<jlong>(reinterpret_cast<std::intptr_t>(wrap)),
                          static_cast<jlong>(wrap->get_serial()));
   if (envPtr->ExceptionCheck() != 0) isError = true;
 }
@@ -204,14 +197,14 @@ void JieHandle::take(jobject self, const JieClass* type, void* object) {
 void JieHandle::destroy(jobject self) {
   JieWrap* const wrap = pinned(self);
   if (wrap == nullptr) return;
-  envPtr->SetLongField(self, base_ids().ref, 0);
+  envPtr->SetLongField(self, refField, 0);
   wrap->forget(1);
 }
 
 void JieHandle::give_away(jobject from, const void* object, const JieClass* type) {
   JieWrap* const wrap = callGuard.find_pinned(object, type);
   if (wrap == nullptr) return;
-  envPtr->SetLongField(from, base_ids().ref, 0);
+  envPtr->SetLongField(from, refField, 0);
   wrap->give_away();
   wrap->forget(1);
 }

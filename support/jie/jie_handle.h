@@ -30,6 +30,9 @@ struct JieEnumToEnum {
 
 class SORV_API JieHandle : public AceAttach {
  public:
+  /// When Java loads the library. False, and an exception of Java, where it does not have our classes.
+  static bool set_up(JNIEnv* env);
+
   /// Registers the calling thread with the kernel until it ends, unless it is registered already.
   JieHandle(JNIEnv* env, const char* class_name, const char* method_name);
 
@@ -84,8 +87,6 @@ class SORV_API JieHandle : public AceAttach {
   void throw_caught();
 
  private:
-  struct BaseIds;
-  const BaseIds& base_ids() const;
   jmethodID find_class(const JieClass* type) const;
   jobjectArray find_constants(JieEnumToEnum* type);
   JieWrap* pinned(jobject from);

@@ -1,5 +1,9 @@
 #include "jie/jie_wrap.h"
 
+#include <linux/membarrier.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -101,6 +105,7 @@ void JieWrap::finish_unpinned() {
   bool isPinned = false;
   {
     const std::scoped_lock lock(living().lock);
+    JieCall::pass_barrier();
     isPinned = JieCall::is_pinned(this, nullptr);
   }
   if (isPinned)
@@ -149,7 +154,7 @@ struct JieCall::Registration {
   Registration& operator=(const Registration&) = delete;
   ~Registration() {
     const std::scoped_lock lock(living().lock);
-    std::exchange(*place, nullptr)->depth = -1;
+    std::exchange(*place, nullptr)->isLeft = true;
   }
   Thread** place;
 };
@@ -169,9 +174,24 @@ JieCall::Thread* JieCall::current() {
   return known;
 }
 
+namespace {
+
+long membarrier(int command) {
+  return syscall(SYS_membarrier, command, 0, 0);
+}
+
+}  // namespace
+
+const bool JieCall::passesBarriers = membarrier(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED) == 0;
+
+/// With the lock: what was given up before is so for all threads, and what they noted before is visible.
+void JieCall::pass_barrier() {
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+  if (passesBarriers && all_threads().size() > 1) membarrier(MEMBARRIER_CMD_PRIVATE_EXPEDITED);
+}
+
 /// Whether any call uses it but that one. With the lock. Notes are a stack: there is none behind a null.
 bool JieCall::is_pinned(const JieWrap* wrap, const JieCall* but) {
-  std::atomic_thread_fence(std::memory_order_seq_cst);
   return std::any_of(all_threads().begin(), all_threads().end(), [&](const Thread* user) {
     const std::size_t end = but != nullptr && user == but->thread ? but->firstPin : MAX_PINS;
     for (std::size_t i = 0; i < end; ++i)
@@ -269,6 +289,7 @@ void JieWrap::end_owned(const JieCall& call) {
     Group parts;
     std::unordered_set<const JieWrap*> seen;
     collect_parts(group(), &parts, &seen);
+    if (!parts.empty()) JieCall::pass_barrier();
     if (std::any_of(parts.begin(), parts.end(),
                     [&call](const JieWrap* part) { return JieCall::is_pinned(part, &call); }))
       throw AceException("Another call uses what would end");

@@ -9,7 +9,8 @@
 ///
 /// A call pins the wrappers that it uses: no other thread deletes them meanwhile. A pin is a hazard pointer
 /// (M. Michael, IEEE TPDS 15(6), 2004): the call notes the wrapper, then looks again whether the Java object
-/// still has it; who deletes empties the Java object, then looks at the notes of all threads.
+/// still has it; who deletes empties the Java object, then looks at the notes of all threads. The barrier
+/// between the two steps of either is the deleter's alone: the system makes all threads pass one.
 ///
 /// Thread safety: counting and the list of the living are guarded by one lock; kernel objects are as safe as
 /// they say.
@@ -113,7 +114,9 @@ class SORV_API JieCall {
   /// `AceException` where there are too many.
   void pin(JieWrap* wrap) {
     if (thread->numPins == MAX_PINS) refuse();
-    thread->pins[thread->numPins++].store(wrap);
+    thread->pins[thread->numPins++].store(wrap, std::memory_order_release);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    if (!passesBarriers) std::atomic_thread_fence(std::memory_order_seq_cst);
   }
   /// Takes back the last note.
   void unpin() { thread->pins[--thread->numPins].store(nullptr, std::memory_order_release); }
@@ -124,6 +127,7 @@ class SORV_API JieCall {
   friend class JieWrap;
 
   struct Thread {
+    bool isLeft = false;
     int depth = 0;
     std::size_t numPins = 0;
     std::array<std::atomic<JieWrap*>, MAX_PINS> pins{};
@@ -132,9 +136,13 @@ class SORV_API JieCall {
   struct Registration;
   static Thread* current();
   static std::vector<Thread*>& all_threads();
+  static void pass_barrier();
   static bool is_pinned(const JieWrap* wrap, const JieCall* but);
   [[noreturn]] static void refuse();
   void finish_given_up();
+
+  /// Whether the system makes other threads pass a barrier.
+  static const bool passesBarriers;
 
   Thread* thread;
   std::size_t firstPin;

@@ -4,6 +4,7 @@
 #include "dare/dare_external.h"
 #include "dare/dare_record.h"
 #include "dare/dare_session.h"
+#include "tera/tera_teaser.h"
 
 const char* const* seam_modes(const char* const* modes, int num_modes, int num_texts, AceAttach* at) {
   if (num_modes != num_texts)
@@ -39,6 +40,13 @@ SeamTexts seam_field_names(const DastSession* session, AceAttach* at) {
 
 int seam_context_size(const DastSession* session) {
   return session->get_context()->get_size();
+}
+
+int seam_fill_teaser(const DastSession* session, int field, TeraTeaser* teaser, bool with_alias, int limit) {
+  const DareSessionField* const found = session->get_config()->get_session_field(field);
+  if (found == nullptr) return -1;
+  const TeraScanGraph* const graph = found->get_eval_unit()->get_graph();
+  return graph != nullptr ? teaser->add_graph_matches(graph, with_alias ? 1 : 0, limit) : 0;
 }
 
 const char* seam_alias_display(const DastSession* session, int field) {

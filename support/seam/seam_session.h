@@ -6,6 +6,7 @@
 
 class DastRecord;
 class DastSession;
+class TeraTeaser;
 
 /// Modes for so many texts, in `at`: an empty one becomes a null, for a field that takes no part. Throws an
 /// `AceException` where there are not as many modes as texts.
@@ -18,6 +19,10 @@ SORV_API DareMultiQuery seam_query(const char* const* modes, int num_modes, cons
 SORV_API SeamTexts seam_record(const DastRecord* record, AceAttach* at);
 SORV_API SeamTexts seam_field_names(const DastSession* session, AceAttach* at);
 SORV_API int seam_context_size(const DastSession* session);
+/// Adds the values that a field has found to a teaser (`TeraTeaser::add_graph_matches`); none for a field
+/// that was not asked. -1 for no field.
+SORV_API int seam_fill_teaser(const DastSession* session, int field, TeraTeaser* teaser, bool with_alias,
+                              int limit);
 /// Which values of a record a field shows; null for no field.
 SORV_API const char* seam_alias_display(const DastSession* session, int field);
 /// -1 for no field and an unknown name.

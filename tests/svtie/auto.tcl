@@ -50,9 +50,9 @@ is 0 [TeraAuto::from_tera_index $built $index $map]
 is VIER [TeraAuto::get_string $built 1]
 set teaser [DastTeaser $map <i> </i> 100]
 is 1 [DastTeaser::add_strings $teaser {hafen} hafen]
-is 0 [DastTeaser::add_result $teaser $result]
-is 1 [DastTeaser::num_matches $teaser]
-is {am <i>hafen</i> ein haus} [DastTeaser::generate_teaser $teaser "am hafen ein haus"]
+is 1 [DastTeaser::add_result $teaser $result]
+is 2 [DastTeaser::num_matches $teaser]
+is {am <i>hafen</i> ein <i>haus</i>} [DastTeaser::generate_teaser $teaser "am hafen ein haus"]
 foreach {class object} [list DastTeaser $teaser TeraScanGraph $graph TeraResult $result TeraResult $exact TeraResult $following \
                              TeraResult $both TeraAuto $auto TeraAuto $built TeraAuto $mapped TeraAuto $copy TeraIndex $index \
                              AceReporter $reporter TeraMap $map] {

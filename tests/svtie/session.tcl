@@ -84,6 +84,12 @@ is DastCombination [tie_type [DastSession::create_default_combination $session]]
 # Commands.
 is 0 [DastSession::update $session surname Meier]
 is {Meier approx} [list [DastSession::get_field_query $session 1] [DastSession::get_field_mode $session 1]]
+set teaser [DastTeaser $map]
+is 1 [expr {[DastSession::fill_teaser $session 1 $teaser] > 0}]
+is {die <b>Meier</b> aus Bern} [DastTeaser::generate_teaser $teaser "die Meier aus Bern"]
+is 0 [DastSession::fill_teaser $session 2 $teaser]
+is 1 [catch {DastSession::fill_teaser $session 3 $teaser}]
+~DastTeaser $teaser
 is 0 [DastSession::select $session surname]
 is 4 [DastSession::get_context_size $session]
 is 0 [DastSession::deselect $session surname]

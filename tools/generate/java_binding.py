@@ -20,7 +20,17 @@ NATIVE = {"int": "jint", "number": "jint", "bool": "jboolean", "huge": "jlong", 
 JAVA = {"int": "int", "number": "int", "bool": "boolean", "huge": "long", "large": "long", "double": "double",
         "string": "String", "text": "String", "bytes": "byte[]", "strings": "String[]", "ints": "long[]", "none": "void"}
 NEUTRAL = {"int": "0", "number": "0", "bool": "0", "huge": "0", "large": "0", "double": "0", "none": ""}
+NUMBERS = {"int", "huge", "large", "double", "bool"}
 DEFAULTS = {"nullptr": "null", "SEAM_QUOTE": '"\\""'}
+QUALITY = "a quality, 0 to 255"
+# What the numbers of arguments count, where one name means the same in all operations.
+UNITS = {"field:int": "its place, from 0", "index:int": "from 0", "quality:int": QUALITY, "min_value:int": QUALITY,
+         "min_quality:int": QUALITY, "max_dist:int": "how far below the best quality, 0 to 255",
+         "max_distance:int": "how far below the best quality, 0 to 255", "num_cands:int": "how many at most",
+         "num_suggs:int": "how many at most", "max_length:int": "in bytes", "milliseconds:int": "of time",
+         "percent:int": "0 to 100", "threads:int": "how many at most", "part:int": "from 0", "num_parts:int": "from 1",
+         "entry:large": "its number, from 0", "image:bytes": "as written by toBuffer or dump", "file:string": "a path",
+         "filename:string": "a path"}
 
 
 def camel(name):
@@ -252,8 +262,23 @@ def classes_source(table):
 
 # Java
 
-def comment(text, indent=""):
-    return f"{indent}/** {text.replace('*/', '* /').replace('&', '&amp;').replace('<', '&lt;').replace('>', '&gt;')} */"
+def comment(text, indent="", more=()):
+    def escaped(line):
+        return line.replace("*/", "* /").replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
+    lines = [escaped(line) for line in (text, *more)]
+    return f"\n{indent} * ".join([f"{indent}/** {lines[0]}", *lines[1:]]) + (f"\n{indent} */" if more else " */")
+
+
+def tags(operation, count):
+    """What the comment of a method with so many of its parameters tells beside the sentence."""
+    listed = operation.arguments[:count]
+    for known in listed:
+        if unit := UNITS.get(f"{known.name}:{known.type}"):
+            yield f"@param {known.name} {unit}"
+    objects = [known.name for known in listed if known.default is None and known.type not in NUMBERS]
+    if objects:
+        yield f"@throws NullPointerException for a null as {' or '.join(objects)}"
+    yield "@throws RuntimeException for what fails, with its reason"
 
 
 def java_method(operation):
@@ -263,13 +288,13 @@ def java_method(operation):
     static = "static " if operation.kind in ("static", "function") else ""
     listed = parameters(operation)
     shown = ", ".join(f"{java_type(kind)} {argument}" for argument, kind, _ in listed)
-    yield comment(operation.sentence, "    ")
+    yield comment(operation.sentence, "    ", tags(operation, len(listed)))
     yield f"    public {static}native {result} {name}({shown});"
     required = operation.required
     for count in range(len(listed) - 1, required - 1, -1):
         shown = ", ".join(f"{java_type(kind)} {argument}" for argument, kind, _ in listed[:count])
         given = ", ".join([argument for argument, _, _ in listed[:count]] + [default for _, _, default in listed[count:]])
-        yield comment(f"{operation.sentence} The rest as usual.", "    ")
+        yield comment(f"{operation.sentence} The rest as usual.", "    ", tags(operation, count))
         yield f"    public {static}{result} {name}({shown}) {{"
         yield f"        {'return ' if result != 'void' else ''}{name}({given});"
         yield "    }"
@@ -277,7 +302,7 @@ def java_method(operation):
         for count in range(len(listed), required - 1, -1):
             shown = ", ".join(f"{java_type(kind)} {argument}" for argument, kind, _ in listed[:count])
             given = ", ".join(argument for argument, _, _ in listed[:count])
-            yield comment(operation.sentence, "    ")
+            yield comment(operation.sentence, "    ", tags(operation, count))
             yield f"    public {owner}({shown}) {{"
             yield f"        createInstance({given});"
             yield "    }"
