@@ -115,6 +115,7 @@ void JieHandle::refuse(const char* what, const char* name) {
 // Objects.
 
 bool JieHandle::set_up(JNIEnv* env) {
+  JieCall::set_up();
   const jclass type = env->FindClass(BASE_CLASS);
   if (type == nullptr) return false;
   refField = env->GetFieldID(type, "ref", "J");

@@ -105,6 +105,9 @@ class SORV_API JieCall {
   /// Wrappers that the calls of a thread, each within the one before, can use.
   static constexpr std::size_t MAX_PINS = 64;
 
+  /// When Java loads the library, before any call.
+  static void set_up();
+
   JieCall();
   JieCall(const JieCall&) = delete;
   JieCall& operator=(const JieCall&) = delete;
@@ -114,9 +117,13 @@ class SORV_API JieCall {
   /// `AceException` where there are too many.
   void pin(JieWrap* wrap) {
     if (thread->numPins == MAX_PINS) refuse();
-    thread->pins[thread->numPins++].store(wrap, std::memory_order_release);
+    std::atomic<JieWrap*>& note = thread->pins[thread->numPins++];
+    if (!passesBarriers) {
+      note.exchange(wrap);  // with a barrier
+      return;
+    }
+    note.store(wrap, std::memory_order_release);
     std::atomic_signal_fence(std::memory_order_seq_cst);
-    if (!passesBarriers) std::atomic_thread_fence(std::memory_order_seq_cst);
   }
   /// Takes back the last note.
   void unpin() { thread->pins[--thread->numPins].store(nullptr, std::memory_order_release); }
@@ -142,7 +149,7 @@ class SORV_API JieCall {
   void finish_given_up();
 
   /// Whether the system makes other threads pass a barrier.
-  static const bool passesBarriers;
+  static bool passesBarriers;
 
   Thread* thread;
   std::size_t firstPin;
