@@ -12,20 +12,42 @@
 
 namespace {
 
-using Answers = std::vector<SeamMatch>;
+/// Answers of one quality, one behind the other.
+struct Run {
+  std::uint32_t quality;
+  std::size_t count;
+};
+
+/// What a query has found, best first.
+struct Answers {
+  std::vector<Large> entries;
+  std::vector<Run> runs;
+
+  void clear() {
+    entries.clear();
+    runs.clear();
+  }
+};
 
 /// The columns of all answers, in `at`.
 SeamBytes columns(const std::vector<Answers>& all, AceAttach* at) {
   std::size_t total = 0;
-  for (const Answers& answers : all) total += answers.size();
-  std::uint32_t* column = nullptr;
-  at->malloc(column, static_cast<VInt>(total) * 4);
-  const SeamBytes image = {reinterpret_cast<const Token*>(column),
+  for (const Answers& answers : all) total += answers.entries.size();
+  std::uint32_t* query = nullptr;
+  at->malloc(query, static_cast<VInt>(total) * 4);
+  const SeamBytes image = {reinterpret_cast<const Token*>(query),
                            static_cast<Huge>(total * sizeof(SeamMatch))};
-  for (const auto member : {&SeamMatch::query, &SeamMatch::entry, &SeamMatch::quality, &SeamMatch::distance})
-    for (const Answers& answers : all)
-      column = std::transform(answers.begin(), answers.end(), column,
-                              [member](const SeamMatch& answer) { return answer.*member; });
+  std::uint32_t* entry = query + total;
+  std::uint32_t* quality = entry + total;
+  std::uint32_t* distance = quality + total;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    query = std::fill_n(query, all[i].entries.size(), static_cast<std::uint32_t>(i));
+    entry = std::copy(all[i].entries.begin(), all[i].entries.end(), entry);
+    for (const Run& run : all[i].runs) {
+      quality = std::fill_n(quality, run.count, run.quality);
+      distance = std::fill_n(distance, run.count, all[i].runs.front().quality - run.quality);
+    }
+  }
   return image;
 }
 
@@ -39,16 +61,14 @@ struct WordJob {
   AceReporter* rep;
 };
 
-void append_group(const TeraCandGroup& group, VInt query, int best, std::size_t most, Answers* found) {
-  const std::size_t start = found->size();
-  const auto quality = static_cast<std::uint32_t>(group.get_value());
+void append_group(const TeraCandGroup& group, std::size_t most, Answers* found) {
+  const std::size_t start = found->entries.size();
   for (const TeraCand* cand = group.get_first_cand(); cand != nullptr; cand = cand->get_next())
-    for (Large i = 0; i < cand->get_num_infos(); ++i)
-      found->push_back({static_cast<std::uint32_t>(query), cand->get_info(i), quality,
-                        static_cast<std::uint32_t>(best) - quality});
-  std::sort(found->begin() + static_cast<std::ptrdiff_t>(start), found->end(),
-            [](const SeamMatch& a, const SeamMatch& b) { return a.entry < b.entry; });
-  if (found->size() > most) found->resize(most);
+    for (Large i = 0; i < cand->get_num_infos(); ++i) found->entries.push_back(cand->get_info(i));
+  std::sort(found->entries.begin() + static_cast<std::ptrdiff_t>(start), found->entries.end());
+  if (found->entries.size() > most) found->entries.resize(most);
+  if (found->entries.size() > start)
+    found->runs.push_back({static_cast<std::uint32_t>(group.get_value()), found->entries.size() - start});
 }
 
 /// Answers of a query are collected in one place, which grows a few times only, and kept in as much as they
@@ -58,11 +78,11 @@ void match_word(const WordJob* job, Answers* all, Answers* found, VInt query) {
   if (job->index->recall(&result, job->mode, job->model, job->rep) < 0)
     throw AceException("Query refused", "number %ld: %.100s", query, job->queries[query]);
   result.high_first();
-  const int best = result.get_max_value();
+  const auto most = static_cast<std::size_t>(job->k);
   found->clear();
   for (const TeraCandGroup* group = result.get_first_group(); group != nullptr; group = group->get_next()) {
-    if (found->size() >= static_cast<std::size_t>(job->k)) break;
-    append_group(*group, query, best, static_cast<std::size_t>(job->k), found);
+    if (found->entries.size() >= most) break;
+    append_group(*group, most, found);
   }
   all[query] = *found;
 }
@@ -100,12 +120,13 @@ void match_record(const RecordJob* job, Answers* all, Worker* worker, VInt query
   }
   const std::unique_ptr<DastResult> result((*worker)->search(&fields, job->k));
   if (result == nullptr) throw AceException("Query refused", "number %ld", query);
+  Answers& found = all[query];
   for (int i = 0; i < std::min(job->k, result->get_num_suggs()); ++i) {
-    const DastSuggestion* const found = result->get_sugg(i);
-    all[query].push_back(
-        {static_cast<std::uint32_t>(query), found->recordIndex - 1 + static_cast<Large>(job->first),
-         static_cast<std::uint32_t>(found->get_quality()),
-         static_cast<std::uint32_t>(result->get_sugg(0)->get_quality() - found->get_quality())});
+    const DastSuggestion* const record = result->get_sugg(i);
+    const auto quality = static_cast<std::uint32_t>(record->get_quality());
+    found.entries.push_back(record->recordIndex - 1 + static_cast<Large>(job->first));
+    if (found.runs.empty() || found.runs.back().quality != quality) found.runs.push_back({quality, 0});
+    ++found.runs.back().count;
   }
 }
 
