@@ -5,11 +5,13 @@
 #include <memory>
 #include <string>
 
+#include "ace/ace_attach.h"
 #include "dare/dare_result.h"
 #include "ratio.h"
 #include "svcpp/sorvanta_reporter.h"
 #include "svcpp/sorvanta_result.h"
 #include "svtie/svcppt.h"
+#include "tera/tera_map.h"
 
 namespace {
 
@@ -29,6 +31,16 @@ void handle_of_a_host(benchmark::State& state) {
       state, CALLS, [&] { calls(&handle); }, [&] { calls(kernel); });
 }
 BENCHMARK(handle_of_a_host)->UseManualTime();
+
+/// What calls of `normalize` from other languages have in them.
+void normalize_itself(benchmark::State& state) {
+  const TeraMap* const map = TeraMap::get_ident_map();
+  for (auto _ : state) {
+    AceAttach at;
+    benchmark::DoNotOptimize(map->normalize("abcdef", false, &at));
+  }
+}
+BENCHMARK(normalize_itself);
 
 int empty_command(ClientData, Tcl_Interp*, int, Tcl_Obj* const*) {
   return TCL_OK;

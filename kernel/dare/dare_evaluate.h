@@ -25,6 +25,9 @@
 ///    cannot lift a record over it.
 /// 3. When as many answers as asked for have a quality, it becomes the minimum; ties are all kept.
 ///
+/// Where few answers are asked for, records that several fields have found are looked at before all others
+/// (steps 1 to 3 with a minimum that no field reaches alone); the others only if these were too few.
+///
 /// The answer does not depend on the number of parts, nor on the order of work.
 ///
 /// Values are exact qualities times weights, as in dare_logic_eval.h; while a record is refined they are
@@ -88,10 +91,14 @@ class SORV_API DareEvaluate {
   int prepare();
   void prepare_field(int index);
   bool is_exclusive(int logic_id) const;
+  bool prepare_listed();
   void optimize_logic();
   bool is_reached_alone(int quality) const;
   static bool can_deepen(const EvalField& eval);
   bool deepen_fields();
+  int value_alone(const EvalField& field, int* values) const;
+  bool evaluate_best();
+  void evaluate_parts(int minimum);
   void push_and_collect(EvalData* part);
   void evaluate_intervals(EvalData* part);
   void simple_reeval(EvalData* part, Large record, int state, int bucket);
@@ -120,7 +127,6 @@ class SORV_API DareEvaluate {
   DareLogicEval evalLogic;        // exact
   bool usesDeeper = false;        // deeper look-ups count in this evaluation
   int totalWeight = 0;
-  int startThreshold = 0;
   GrandMask displayFields = ~GrandMask{0};
   char fieldSep = ';';
   VInt numIterations = 0;

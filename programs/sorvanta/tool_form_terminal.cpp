@@ -45,6 +45,7 @@ class RawTerminal {
   RawTerminal(const RawTerminal&) = delete;
   RawTerminal& operator=(const RawTerminal&) = delete;
   ~RawTerminal() {
+    for (const int signal : {SIGTERM, SIGHUP}) std::signal(signal, SIG_DFL);
     std::fflush(stdout);
     give_back();
   }

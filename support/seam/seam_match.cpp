@@ -34,9 +34,10 @@ SeamBytes columns(const std::vector<Answers>& all, AceAttach* at) {
   std::size_t total = 0;
   for (const Answers& answers : all) total += answers.entries.size();
   std::uint32_t* query = nullptr;
-  at->malloc(query, static_cast<VInt>(total) * 4);
+  constexpr std::size_t numColumns = 4;
+  at->malloc(query, static_cast<VInt>(total * numColumns));
   const SeamBytes image = {reinterpret_cast<const Token*>(query),
-                           static_cast<Huge>(total * sizeof(SeamMatch))};
+                           static_cast<Huge>(total * numColumns * sizeof *query)};
   std::uint32_t* entry = query + total;
   std::uint32_t* quality = entry + total;
   std::uint32_t* distance = quality + total;

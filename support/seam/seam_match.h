@@ -8,14 +8,9 @@ class AceReporter;
 class DastSession;
 class TeraEdit;
 
-/// What one query has found once. Answers are ordered by query, then best first, then by entry; their image
-/// is four columns of 32-bit numbers, one behind the other: all queries, all entries, and so on.
-struct SeamMatch {
-  std::uint32_t query;     ///< its place in the list
-  std::uint32_t entry;     ///< attribute, or number of the record
-  std::uint32_t quality;   ///< 0 to 255
-  std::uint32_t distance;  ///< of the quality from the best one of that query
-};
+// Answers are ordered by query, then best first, then by entry. Their image is four columns of 32-bit
+// numbers, one behind the other: all queries (places in the list), all entries (attributes, or numbers of
+// records), all qualities (0 to 255), all distances (of the quality from the best one of that query).
 
 /// The `k` best attributes for each query with at least that quality, in `at`, looked up by several threads
 /// (`ace_get_trace_num_threads`). Throws what a recall throws, and an `AceException` for a query that is

@@ -42,7 +42,6 @@ class DareEvaluate::Collector {
   using Word = DareHitTable::Word;
 
   void allow_context();
-  bool is_alone(const EvalField& field);
   template <DareHitTable::Role role>
   void note_hitlist(const EvalField& field);
   void prefetch(const TeraCand* cand) const;
@@ -162,18 +161,6 @@ void DareEvaluate::Collector::note_hitlist(const EvalField& field) {
   });
 }
 
-/// Whether a record that no other field has found may be collected.
-bool DareEvaluate::Collector::is_alone(const EvalField& field) {
-  const auto [least, most] = std::minmax_element(field.values.begin() + 1, field.values.end());
-  int* const values = itsPart->working.data();
-  for (const int value : {*least, *most}) {
-    itsEvaluate->collectLogic.init_slots(values);
-    itsEvaluate->collectLogic.update_leaf(values, field.logicId, value);
-    if (itsEvaluate->collectLogic.get_total_value(values) >= startThreshold) return true;
-  }
-  return false;
-}
-
 void DareEvaluate::Collector::choose(const std::vector<int>& essential) {
   VInt hits = 0;
   GrandMask alone = 0;
@@ -181,7 +168,9 @@ void DareEvaluate::Collector::choose(const std::vector<int>& essential) {
   for (const EvalField& field : itsEvaluate->evalFields) hits += field.numHits;
   for (const int index : essential) {
     used |= GrandMask{1} << index;
-    if (is_alone(itsEvaluate->evalFields[static_cast<std::size_t>(index)])) alone |= GrandMask{1} << index;
+    const EvalField& field = itsEvaluate->evalFields[static_cast<std::size_t>(index)];
+    if (itsEvaluate->value_alone(field, itsPart->working.data()) >= startThreshold)
+      alone |= GrandMask{1} << index;
   }
   const auto records = static_cast<VInt>(itsPart->toRecord - itsPart->fromRecord) *
                        (static_cast<VInt>(itsEvaluate->partOffsets.size()) - 1);
@@ -306,7 +295,7 @@ std::vector<int> DareEvaluate::essential_fields(int threshold) const {
 void DareEvaluate::push_and_collect(EvalData* part) {
   const AceTimeSection section("PUSH_COLLECT");
   // Doubled; a record of which nothing is known is no answer, however good it may be.
-  const int cur_threshold = finalResult->get_min_value() * totalWeight * 2;
+  const int cur_threshold = part->minimum * totalWeight * 2;
   collectLogic.init_slots(part->working.data());
   const int nothing = collectLogic.get_total_value(part->working.data());
   const int threshold = nothing >= cur_threshold ? nothing + 1 : cur_threshold;

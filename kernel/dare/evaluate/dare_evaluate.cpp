@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <future>
+#include <limits>
 #include <string>
 #include <unordered_set>
 
@@ -25,6 +26,8 @@ constexpr int PERFECT = 255;
 /// it.
 constexpr VInt LEAST_HITS = 1000;
 constexpr int LEAST_LISTED = 110;
+/// As many answers are looked for among the records that several fields have found.
+constexpr int MOST_BEST = 20;
 
 }  // namespace
 
@@ -205,36 +208,78 @@ bool DareEvaluate::deepen_fields() {
   return isDeepened;
 }
 
+/// What a record that one field has found is worth at most, doubled. `values` has room for those of the
+/// slots.
+int DareEvaluate::value_alone(const EvalField& field, int* values) const {
+  const auto [least, most] = std::minmax_element(field.values.begin() + 1, field.values.end());
+  int total = std::numeric_limits<int>::min();
+  for (const int value : {*least, *most}) {  // below a NOT the least is the best
+    collectLogic.init_slots(values);
+    collectLogic.update_leaf(values, field.logicId, value);
+    total = std::max(total, collectLogic.get_total_value(values));
+  }
+  return total;
+}
+
 // ---------------------------------------------------------------- the driver
 // A part is a range of records with a state of its own; parts share the threshold, which only rises.
 
 int DareEvaluate::do_evaluation(double run_limit) {
   const AceTimeSection section("MULTI_FIELD_EVALUATION");
   if (partOffsets.size() < 2) return -1;
-  shared = std::make_unique<Shared>(finalResult->get_min_value(), finalResult->get_max_dist(),
-                                    finalResult->get_num_cands(), !hasAbstraction, run_limit);
+  shared = std::make_unique<Shared>(finalResult->get_max_dist(), finalResult->get_num_cands(),
+                                    !hasAbstraction, run_limit);
   static const AceTraceFlag infinite("INFINITE_REFINEMENT", __FILE__, __LINE__);
   shared->isEndless = infinite.get() != 0;
   shared->check_time();
-  const auto prepare_listed = [this] {
-    if (prepare() == 0) return false;
-    for (EvalField& eval : evalFields) eval.list_cands();
-    optimize_logic();
-    return true;
-  };
   if (!prepare_listed()) return 0;
-  usesDeeper = deepen_fields();
-  if (usesDeeper) {
-    evalFields.clear();
-    totalWeight = 0;
-    prepare_listed();
+  if (!evaluate_best()) {
+    usesDeeper = deepen_fields();
+    if (usesDeeper) {
+      evalFields.clear();
+      totalWeight = 0;
+      prepare_listed();
+    }
+    if (evalLogic.get_num_slots() == 0 || totalWeight <= 0) return 0;
+    evaluate_parts(finalResult->get_min_value());
   }
-  if (evalLogic.get_num_slots() == 0 || totalWeight <= 0) return 0;
+  finish_evaluation();
+  return 0;
+}
+
+bool DareEvaluate::prepare_listed() {
+  if (prepare() == 0) return false;
+  for (EvalField& eval : evalFields) eval.list_cands();
+  optimize_logic();
+  return true;
+}
+
+/// Few answers are mostly records that several fields have found. So these are looked at first, from the
+/// quality on that no field reaches alone: they are a hundredth of what has been found, and no deeper look-up
+/// is needed. Whether they are all that was asked for.
+bool DareEvaluate::evaluate_best() {
+  if (finalResult->get_num_cands() > MOST_BEST || totalWeight <= 0) return false;
+  std::vector<int> values(static_cast<std::size_t>(collectLogic.get_num_values()));
+  int alone = 0;
+  for (const EvalField& eval : evalFields) {
+    if (eval.isSecondary) return false;  // a record that is not worth collecting may become perfect
+    alone = std::max(alone, value_alone(eval, values.data()));
+  }
+  const int minimum = alone / (2 * totalWeight) + 1;
+  if (minimum <= finalResult->get_min_value() || minimum > PERFECT) return false;
+  evaluate_parts(minimum);
+  return shared->isBroken || shared->answers.is_complete();
+}
+
+/// Collects and refines the records that may have at least this quality.
+void DareEvaluate::evaluate_parts(int minimum) {
+  shared->answers.start(minimum);
   const auto numParts = static_cast<int>(partOffsets.size()) - 1;
   std::vector<std::unique_ptr<EvalData>> parts;
   for (int i = 0; i < numParts; ++i) {
     parts.push_back(std::make_unique<EvalData>(boundLogic.get_num_values(), evalLogic.get_num_values()));
     EvalData& part = *parts.back();
+    part.minimum = minimum;
     part.fromRecord = std::max<Large>(partOffsets[static_cast<std::size_t>(i)], 1);  // record 0 is none
     part.toRecord = std::max(partOffsets[static_cast<std::size_t>(i) + 1], part.fromRecord);
     for (const EvalField& eval : evalFields) {
@@ -255,8 +300,6 @@ int DareEvaluate::do_evaluation(double run_limit) {
     for (std::size_t i = 0; i < part->clones.size(); ++i)
       evalFields[i].field->merge_eval(part->clones[i].get());
   }
-  finish_evaluation();
-  return 0;
 }
 
 void DareEvaluate::run_part(EvalData* part) {

@@ -32,8 +32,8 @@ struct DareEvaluate::EvalField {
     int quality;
     const TeraCand* cand;
   };
-  std::vector<RatedCand>
-      cands;         // what counts as listed, best quality first, so that the best of a record stays
+  // What counts as listed, best quality first, so that the best of a record stays.
+  std::vector<RatedCand> cands;
   VInt numHits = 0;  // of them
   void list_cands();
   /// Whether a value means that the record is no answer.
@@ -43,8 +43,8 @@ struct DareEvaluate::EvalField {
 
 /// What all parts share.
 struct DareEvaluate::Shared {
-  Shared(int minimum, int distance, int wanted, bool counts, double limit)
-      : answers(minimum, distance, wanted, counts), evalTimer("EVALUATE_LIMIT"), runLimit(limit) {
+  Shared(int distance, int wanted, bool counts, double limit)
+      : answers(distance, wanted, counts), evalTimer("EVALUATE_LIMIT"), runLimit(limit) {
     evalTimer.start();
   }
   /// Whether the time is over; looks at the clock every `CHECK_STEPS` calls.
@@ -91,6 +91,7 @@ class DareEvaluate::HitSlotsHeap {
 struct DareEvaluate::EvalData {
   EvalData(int num_values, int num_exact) : heap(num_values), working(num_values), exact(num_exact) {}
 
+  int minimum = 0;  // quality from which on records are collected
   Large fromRecord = 0;
   Large toRecord = 0;
   std::vector<DareField*> fields;  // by position in evalFields

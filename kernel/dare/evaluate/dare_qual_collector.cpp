@@ -2,11 +2,24 @@
 
 #include "dare/evaluate/dare_qual_collector_internal.h"
 
+void QualCandCollector::start(int minimum) {
+  for (std::vector<Large>& records : qualCands) records = {};
+  numAbove = 0;
+  best = 0;
+  startMinimum = minimum;
+  curMinimum.store(minimum, std::memory_order_relaxed);
+}
+
+bool QualCandCollector::is_complete() const {
+  return best - maxDistance >= startMinimum || (isCounting && numAbove >= numWanted);
+}
+
 void QualCandCollector::add(int quality, Large record) {
   const std::lock_guard<std::mutex> guard(lock);
   if (quality < get_minimum()) return;
   qualCands[static_cast<std::size_t>(quality)].push_back(record);
   ++numAbove;
+  best = std::max(best, quality);
   raise(quality - maxDistance);
   while (isCounting && get_minimum() < NUM_QUALITIES - 1) {
     const auto worst = static_cast<VInt>(qualCands[static_cast<std::size_t>(get_minimum())].size());

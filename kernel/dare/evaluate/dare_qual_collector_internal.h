@@ -14,11 +14,15 @@ class QualCandCollector {
  public:
   static constexpr int NUM_QUALITIES = 256;
 
-  /// `wanted` answers at least `minimum` good, and no more than `distance` below the best. `counts`: whether
-  /// the number of answers raises the minimum.
-  QualCandCollector(int minimum, int distance, int wanted, bool counts)
-      : curMinimum(minimum), maxDistance(distance), numWanted(wanted), isCounting(counts) {}
+  /// `wanted` answers, no more than `distance` below the best. `counts`: whether the number of answers raises
+  /// the minimum.
+  QualCandCollector(int distance, int wanted, bool counts)
+      : maxDistance(distance), numWanted(wanted), isCounting(counts) {}
 
+  /// Forgets all answers; those that come are at least `minimum` good. To be called by one thread alone.
+  void start(int minimum);
+  /// Whether answers that are worse than the minimum at the start would be dropped.
+  bool is_complete() const;
   void add(int quality, Large record);
   int get_minimum() const { return curMinimum.load(std::memory_order_relaxed); }
   /// Ascending, of a quality that has reached the minimum.
@@ -28,7 +32,9 @@ class QualCandCollector {
   void raise(int quality);
 
   std::mutex lock;
-  std::atomic<int> curMinimum;
+  std::atomic<int> curMinimum = 0;
+  int startMinimum = 0;
+  int best = 0;  // quality
   int maxDistance;
   int numWanted;
   bool isCounting;

@@ -74,7 +74,7 @@ void DareEvaluate::simple_reeval(EvalData* part, Large record, int state, int bu
 }
 
 int DareEvaluate::init_scores() {
-  shared = std::make_unique<Shared>(0, 255, 1, false, 0);
+  shared = std::make_unique<Shared>(255, 1, false, 0);
   if (prepare() == 0) return -1;
   optimize_logic();
   if (totalWeight <= 0) return -1;
