@@ -26,10 +26,15 @@ constexpr int FEW = 256;  // characters of a text that is converted without memo
 jfieldID refField = nullptr;
 jmethodID adoptMethod = nullptr;
 
-bool is_ascii(const char* text) {
-  char bits = 0;
-  while (*text != '\0') bits |= *text++;
-  return static_cast<unsigned char>(bits) < NON_ASCII;
+/// A short text of ASCII, which most are. Returns the number of its units; -1 for any other.
+jsize widen_ascii(const char* text, jchar (&units)[FEW]) {
+  jsize count = 0;
+  for (; count < FEW && text[count] != '\0'; ++count) {
+    const auto byte = static_cast<unsigned char>(text[count]);
+    if (byte >= NON_ASCII) return -1;
+    units[count] = byte;
+  }
+  return count < FEW ? count : -1;
 }
 
 bool is_character(int uni) {
@@ -333,7 +338,9 @@ Large JieHandle::large(jlong from, const char* name) {
 
 jstring JieHandle::jie_new_string(const char* text) {
   if (text == nullptr) return nullptr;
-  if (is_ascii(text)) return envPtr->NewStringUTF(text);
+  jchar few[FEW];
+  const jsize count = widen_ascii(text, few);
+  if (count >= 0) return envPtr->NewString(few, count);
   const std::vector<jchar> units = to_utf16(text);
   return envPtr->NewString(units.data(), static_cast<jsize>(units.size()));
 }

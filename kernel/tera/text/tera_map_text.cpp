@@ -85,6 +85,10 @@ char* TeraMap::convert_reverse(const Token* tokenstr, AceAttach* at) const {
 }
 
 char* TeraMap::normalize(const char* in, bool no_glob, AceAttach* at) const {
+  constexpr int SHORT = 256;  // which most texts are: no memory but that of the answer
+  Token tokens[SHORT];
+  if (in == nullptr) return nullptr;
+  if (convert(in, tokens, SHORT, no_glob) < SHORT - 1) return convert_reverse(tokens, at);
   AceAttach local;
   return convert_reverse(convert(in, no_glob, &local), at);
 }
