@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr std::size_t MOST_BYTES = 1 << 20;
-
 struct CheckOptions {
   std::vector<std::string> files;
   std::string base;
@@ -62,7 +60,7 @@ std::string check_target(const std::string& file) {
 }
 
 std::string check_file(const std::string& file, const CheckOptions& options) {
-  const std::string text = file_start(file, MOST_BYTES);
+  const std::string text = file_start(file, MOST_TEXT_BYTES);
   const bool isText = text.find('\0') == std::string::npos;
   if (isText && text.find("<rule") != std::string::npos) return check_rules(file, options);
   if (isText && text.find("COMBINATIONS") != std::string::npos) return check_template(file, text, options);

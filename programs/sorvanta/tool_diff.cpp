@@ -82,7 +82,7 @@ int make_changes(const std::vector<int>& key, int num_fields, DiffOptions option
   const VInt count = make(key, num_fields, options.oldFile, options.newFile, options.changes);
   std::printf("changes:  %s, %ld\n", options.changes.c_str(), count);
   if (options.isChecked) check(key, num_fields, options);
-  return count > 0 ? FOUND : NOTHING;
+  return count > 0 ? FOUND : FOUND_NOTHING;
 }
 
 int apply_changes(const std::vector<int>& key, int num_fields, const DiffOptions& options) {

@@ -171,7 +171,7 @@ int explain(const ExplainOptions& options) {
   if (options.form == OutputForm::TABLE)
     std::printf("\nsum of products / sum of weights = %d, %s the least quality %d\n", scored.get_quality(),
                 isFound ? "which reaches" : "below", minimum);
-  return isFound ? FOUND : NOTHING;
+  return isFound ? FOUND : FOUND_NOTHING;
 }
 
 }  // namespace

@@ -4,6 +4,9 @@
 #include <string>
 #include <string_view>
 
+/// Settings, sessions and rules are smaller.
+constexpr std::size_t MOST_TEXT_BYTES = 1 << 20;
+
 /// At most `most` bytes from the start. Throws a `Failure` with the system's reason.
 std::string file_start(const std::string& name, std::size_t most);
 /// Writes a file, whole or not at all. Throws an `AceException` with the system's reason.

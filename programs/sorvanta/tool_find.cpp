@@ -22,7 +22,7 @@ int print(const std::vector<OutputColumn>& columns, const std::vector<Output::Ro
   for (const Output::Row& row : rows) output.add(row);
   output.finish();
   if (rows.empty() && form == OutputForm::TABLE) std::fputs("nothing found\n", stderr);
-  return rows.empty() ? NOTHING : FOUND;
+  return rows.empty() ? FOUND_NOTHING : FOUND;
 }
 
 std::string joined(const std::vector<std::string>& words) {

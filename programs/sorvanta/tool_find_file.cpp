@@ -273,5 +273,5 @@ int find_file(Target* target, const FileQuery& query, const QueryLimits& limits,
   output.finish();
   answers.commit();
   rep.end();
-  return answers.has_found() ? FOUND : NOTHING;
+  return answers.has_found() ? FOUND : FOUND_NOTHING;
 }

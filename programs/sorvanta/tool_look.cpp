@@ -76,7 +76,7 @@ int list_tables(const LookOptions& options) {
   if (options.form == OutputForm::TABLE && !tables.records.empty())
     std::printf("\ntry:     sorvanta look %s --table %s\n", printable(options.source).c_str(),
                 printable(tables.records.front().front()).c_str());
-  return tables.records.empty() ? NOTHING : FOUND;
+  return tables.records.empty() ? FOUND_NOTHING : FOUND;
 }
 
 /// Whether a source is a data source, and not a file of that name. Throws a `Failure` where it is neither.

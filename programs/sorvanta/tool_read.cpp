@@ -37,7 +37,7 @@ int read(const ReadOptions& options) {
     if (!made.rejects.empty()) std::printf("\n");
   }
   print_rejects(made.rejects, options.form);
-  return made.numRecords > 0 ? FOUND : NOTHING;
+  return made.numRecords > 0 ? FOUND : FOUND_NOTHING;
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr std::size_t MOST_BYTES = 1 << 20;
 constexpr std::size_t MOST_DEPTH = 8;
 constexpr const char* BLANKS = " \t\r";
 
@@ -22,8 +21,8 @@ std::string trimmed(const std::string& text) {
 }  // namespace
 
 SettingsText::SettingsText(std::string file) : fileName(std::move(file)) {
-  const std::string text = file_start(fileName, MOST_BYTES + 1);
-  if (text.size() > MOST_BYTES) throw Failure(fileName + ": a settings file is smaller than 1 MiB");
+  const std::string text = file_start(fileName, MOST_TEXT_BYTES + 1);
+  if (text.size() > MOST_TEXT_BYTES) throw Failure(fileName + ": a settings file is smaller than 1 MiB");
   if (text.find('\0') != std::string::npos)
     throw Failure(fileName + ": expected settings, found a file that is no text");
   std::vector<std::vector<SettingsLine>*> open{&topLines};

@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr std::size_t MOST_BYTES = 1 << 20;
-
 std::string block(const std::string& opener, const std::string& lines) {
   return opener + "\t{\n" + lines + "}\n";
 }
@@ -13,7 +11,7 @@ std::string block(const std::string& opener, const std::string& lines) {
 }  // namespace
 
 std::string session_template(const Settings& settings) {
-  if (!settings.session.empty()) return file_start(settings.session, MOST_BYTES);
+  if (!settings.session.empty()) return file_start(settings.session, MOST_TEXT_BYTES);
   std::string fields, weights, logic;
   for (const FieldSettings& field : settings.fields) {
     const bool isAsked = !field.method.empty();

@@ -11,7 +11,7 @@
 #include "sorvanta/tool_output.h"
 
 /// Exit codes. What finds nothing is no error.
-enum ExitCode : int { FOUND = 0, NOTHING = 1, BROKEN = 2 };
+enum ExitCode : int { FOUND = 0, FOUND_NOTHING = 1, BROKEN = 2 };
 
 /// What the verb that was chosen does; returns an `ExitCode`.
 using Action = std::function<int()>;

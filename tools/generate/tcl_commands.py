@@ -121,11 +121,15 @@ def command(operation):
     yield "}"
 
 
+def variable(module):
+    return f"module_{identifier(module.name)}"
+
+
 def entries(module):
     for operation in module.operations:
         name = operation.tcl_name
-        yield f"const TieEntry call_{identifier(name)}(&theModule, {identifier(name)}, {quote(name)}, {operation.line}, nullptr);"
-        yield (f"const TieEntry tell_{identifier(name)}(&theModule, {identifier(name)}, {quote('Tie::' + name)}, "
+        yield f"const TieEntry call_{identifier(name)}(&{variable(module)}, {identifier(name)}, {quote(name)}, {operation.line}, nullptr);"
+        yield (f"const TieEntry tell_{identifier(name)}(&{variable(module)}, {identifier(name)}, {quote('Tie::' + name)}, "
                f"{operation.line}, tie_describe());")
 
 
@@ -136,18 +140,18 @@ def source(module):
     yield ""
     yield "namespace {"
     yield ""
-    yield f'TieModule theModule("{module.name}");'
+    yield f'TieModule {variable(module)}("{module.name}");'
     yield ""
     for operation in module.operations:
         yield from command(operation)
         yield ""
     yield from entries(module)
-    yield f'const TieModuleCommands theCommands(&theModule, "{module.name}::version", "{module.name}::built", "{module.name}::cancel");'
+    yield f'const TieModuleCommands {variable(module)}_itself(&{variable(module)}, "{module.name}::version", "{module.name}::built", "{module.name}::cancel");'
     yield ""
     yield "}  // namespace"
     yield ""
     yield f"TieModule* {module.name}_module() {{"
-    yield "  return &theModule;"
+    yield f"  return &{variable(module)};"
     yield "}"
 
 
