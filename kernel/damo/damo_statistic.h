@@ -24,6 +24,8 @@
 
 #include "ace/ace_types.h"
 
+class DamoByteScan;
+
 class SORV_API DamoStatistic {
  public:
   /// Largest number that a distribution tells apart.
@@ -64,14 +66,21 @@ class SORV_API DamoStatistic {
 
  private:
   struct FieldStats;
+  /// What a text has of the characters that divide it.
+  struct Marks {
+    VInt blanks, ampersands, bars;
+  };
 
+  bool cut(std::string_view line, DamoByteScan* separators);
   void add_value(FieldStats* stats, std::string_view value) const;
-  void add_alternative(FieldStats* stats, std::string_view value) const;
+  Marks add_characters(FieldStats* stats, std::string_view text) const;
+  static void add_alternative(FieldStats* stats, std::size_t size, VInt blanks, VInt ampersands);
 
   int isUtf;
   int sepChar;
   std::vector<std::string> fieldNames;
   Huge numLines = 0;
   Huge numBadLines = 0;
+  std::vector<std::string_view> values;  // of the line at hand
   std::vector<FieldStats> fieldStats;
 };

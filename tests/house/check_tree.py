@@ -35,7 +35,7 @@ ROOMS = {
     "dast": ["info", "alias", "method", "detect", "base", "build", "recall", "count"],
     "dime": ["method", "edit", "auto", "words", "date", "number", "pattern", "detect", "code", "place"],
     "dare": ["logic", "result", "context", "rule", "config", "evaluate", "command", "manager"],
-    "damo": ["output", "statistic", "input", "json", "xml", "odbc", "diff", "cascade", "extract"],
+    "damo": ["output", "text", "statistic", "input", "json", "xml", "odbc", "diff", "cascade", "extract"],
 }
 # What hosts in other languages look for by these names when they load the library.
 ENTRIES = {"Svcppt", "Svcpptd", "Java", "JNI"}

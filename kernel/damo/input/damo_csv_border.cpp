@@ -7,7 +7,7 @@
 
 #include "ace/ace_file.h"
 
-#include "damo/input/damo_scan_internal.h"
+#include "damo/text/damo_scan_internal.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 #include "ace/ace_reporter.h"
 
 #include "damo/input/damo_csv_border_internal.h"
-#include "damo/input/damo_scan_internal.h"
+#include "damo/text/damo_scan_internal.h"
 
 namespace {
 

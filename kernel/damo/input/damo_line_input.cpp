@@ -8,7 +8,7 @@
 
 #include "ace/ace_reporter.h"
 
-#include "damo/input/damo_scan_internal.h"
+#include "damo/text/damo_scan_internal.h"
 
 _DamoLineInput::_DamoLineInput(int separator, AceReporter* rep) : DamoInput(rep), fieldSep(separator) {}
 

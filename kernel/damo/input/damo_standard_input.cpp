@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "damo/input/damo_scan_internal.h"
+#include "damo/text/damo_scan_internal.h"
 
 _DamoStandardInput::_DamoStandardInput(char separator, AceReporter* rep)
     : DamoFileInput(rep), fieldSep(separator) {}

@@ -18,5 +18,15 @@ struct DamoStatistic::FieldStats {
   DamoCounts words;
   DamoCounts flags;
   DamoCounts aliases;
-  DamoCounts characters;
+  DamoByteCounts bytes;
+  DamoCounts codePoints;  // above 127, of a statistic of UTF-8: its bytes above 127 are no characters
+
+  DamoCounts characters(bool is_utf) const {
+    constexpr int ASCII = 128, BYTES = 256;
+    DamoCounts counts;
+    counts.merge(codePoints);
+    for (int byte = 0; byte < (is_utf ? ASCII : BYTES); ++byte)
+      counts.add(byte, bytes.of(static_cast<unsigned char>(byte)));
+    return counts;
+  }
 };

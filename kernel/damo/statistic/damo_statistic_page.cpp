@@ -70,13 +70,14 @@ int DamoStatistic::write_page(const char* file) const {
   for (std::size_t i = 0; i < fieldNames.size(); ++i) {
     const FieldStats& stats = fieldStats[i];
     const Huge numValues = stats.aliases.total();
+    const DamoCounts characters = stats.characters(isUtf != 0);
     out.printf("\n%s\n    values       %ld in %ld runs of equal ones, %ld lines without (%.1f %%)\n",
                fieldNames[i].c_str(), numValues, stats.numIntervals, stats.numEmpty,
                percent(stats.numEmpty, numValues + stats.numEmpty));
     write_numbers(&out, "bytes", stats.lengths);
     write_numbers(&out, "words", stats.words);
     if (stats.numAliases > numValues) write_numbers(&out, "alternatives", stats.aliases);
-    write_characters(&out, stats.characters, isUtf != 0);
+    write_characters(&out, characters, isUtf != 0);
     const auto suspect = [&out](bool is_suspicious, const char* text) {
       if (is_suspicious) out.printf("    suspicious:  %s\n", text);
     };
@@ -84,10 +85,10 @@ int DamoStatistic::write_page(const char* file) const {
     suspect(numValues == 0 && numLines > numBadLines, "always empty");
     suspect(numValues > 0 && stats.numEmpty > numValues, "mostly empty");
     suspect(numValues > 1 && stats.numIntervals == 1, "one value only");
-    suspect(count_if(stats.characters, is_control) > 0, "control characters");
-    suspect(isUtf != 0 && count_if(stats.characters, [](int c) { return c == INVALID_CHARACTER; }) > 0,
+    suspect(count_if(characters, is_control) > 0, "control characters");
+    suspect(isUtf != 0 && count_if(characters, [](int c) { return c == INVALID_CHARACTER; }) > 0,
             "bytes that are no UTF-8");
-    suspect(isUtf == 0 && count_if(stats.characters, [](int c) { return c > 127; }) > 0,
+    suspect(isUtf == 0 && count_if(characters, [](int c) { return c > 127; }) > 0,
             "bytes above 127: of which character set?");
     suspect(stats.numAliases > numValues, "'|', which divides alternatives");
     suspect(

@@ -21,7 +21,8 @@ class DamoByteScan {
   }
 
   /// The first occurrence at or behind `from`, or the end of the line. `from` does not go back between calls.
-  char* next(char* from) {
+  template <class Char>
+  Char* next(Char* from) {
     if (from - block < WIDTH)
       found &= ~std::uint64_t{0} << (from - block);
     else
