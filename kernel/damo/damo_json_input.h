@@ -20,7 +20,8 @@
 /// is no JSON can only be ignored or rejected. Records are numbered from 1, lines by their number.
 ///
 /// Memory: a record path of members, as `people`, `data.items` or `people[*]`, is read record by record; any
-/// other holds the document. Lines are read one by one, and divide into parts.
+/// other holds the document. Lines are read one by one, and divide into parts; where all field paths are
+/// members, as `name` or `home.town`, without a document.
 ///
 /// Errors: `AceException` where the file or a path is not usable, where a document breaks off (behind the
 /// records in front), and for a record path that gives a single value. Texts with zero bytes are no texts. Of

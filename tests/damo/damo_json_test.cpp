@@ -106,6 +106,67 @@ TEST(DamoJsonInput, reads_the_same_records_by_stream_whole_and_by_lines) {
   }
 }
 
+/// Any value: few names, so that members have the same one.
+std::string any_json(std::mt19937* random, unsigned depth) {
+  static constexpr const char* SCALARS[] = {"null",
+                                            "true",
+                                            "false",
+                                            "7",
+                                            "-1.5e3",
+                                            "\"\"",
+                                            "\"\\ud83d\\ude00\"",
+                                            "\"x\\u00e4\\n\"",
+                                            "\"y|\\\"\"",
+                                            "\"a\\u0000b\"",
+                                            "\"\xC3\xA4\"",
+                                            "123456789012345678901"};
+  static constexpr const char* NAMES[] = {"a", "b", "\\u0061", "c d", "e", "f"};
+  const unsigned kind = (*random)() % 4;
+  if (depth == 0 || kind == 0) return SCALARS[(*random)() % 12];
+  std::string text;
+  for (unsigned n = (*random)() % (depth == 3 ? 40 : 4); n > 0; --n) {
+    text += text.empty() ? "" : ", ";
+    if (kind > 1) text += std::string("\"") + (n > 6 ? std::to_string(n) : NAMES[(*random)() % 6]) + "\":";
+    text += any_json(random, depth - 1);
+  }
+  return kind > 1 ? "{" + text + "}" : "[" + text + "]";
+}
+
+TEST(DamoJsonInput, reads_selected_members_as_it_reads_documents) {
+  const support::TempFolder folder;
+  const char* const members[] = {"@", "a", "b", "a.b", "\"c d\"", "a.a.b", "b.\"c d\"", "a.\"c d\".a"};
+  std::mt19937 random(5);
+  std::string lines;
+  for (int depth = 1022; depth < 1027; ++depth)
+    lines += "{\"a\":" + std::string(depth, '[') + std::string(depth, ']') + "}\n";
+  for (int round = 0; round < 300; ++round) {
+    for (int i = 0; i < 3; ++i) lines += any_json(&random, 1 + random() % 3) + "\n";
+    const std::string whole = any_json(&random, 2 + random() % 2);
+    for (std::size_t end = 1; end < std::min<std::size_t>(whole.size(), 200); ++end)
+      lines += whole.substr(0, end) + "\n";
+    for (int i = 0; i < 10; ++i) {
+      std::string wrong = whole;
+      wrong[random() % wrong.size()] = "\",:{}[]\\1 \xC3"[random() % 11];
+      lines += wrong + "\n";
+    }
+    support::write_file(folder.file("lines"), lines);
+    lines.clear();
+    // A field more, which is always there, needs the document.
+    const char* fields[5] = {nullptr, nullptr, nullptr, nullptr, "'x'"};
+    for (int i = 0; i < 4; ++i) fields[i] = members[random() % 8];
+    const int corrections = static_cast<int>(random() % 2) * DamoInput::FILL_MISSING;
+    std::string found[2];
+    for (int way = 0; way < 2; ++way) {
+      support::RecordingReporter rep;
+      const std::unique_ptr<DamoInput> input(
+          DamoJsonLinesInput(folder.file("lines").c_str(), fields, 4 + way, &rep));
+      input->set_error_correction(corrections, "F", nullptr);
+      found[way] = read_all(input.get()) + rep.all();
+    }
+    EXPECT_EQ(found[0], found[1]) << fields[0] << " " << fields[1] << " " << fields[2] << " " << fields[3];
+  }
+}
+
 TEST(DamoJsonInput, refuses_what_is_none_and_says_why) {
   const support::TempFolder folder;
   const auto fault = [&](const std::string& text, const char* path, const char** fields, int num) {

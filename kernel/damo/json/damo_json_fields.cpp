@@ -7,8 +7,7 @@ namespace {
 
 constexpr char ALIAS_SEPARATOR = '|';
 
-/// What a value is as a field: a text, a truth value; nothing else.
-enum class Text { NONE, GOOD, NO_TEXT };
+using Text = DamoJsonText;
 
 /// Appends the text of a value that is no list.
 Text append_scalar(const DamoJsonValue& value, std::string* out) {
@@ -51,19 +50,31 @@ DamoJsonFields::DamoJsonFields(const char* const* field_paths, int num_paths, co
   texts.resize(paths.size());
 }
 
+bool DamoJsonFields::set(std::size_t i, DamoJsonText kind, const std::string& text, const char** fields,
+                         AceReporter* rep) {
+  if (kind == Text::NO_TEXT && !hasWarned) {
+    hasWarned = true;
+    rep->ev_wprintf("Field path %d, '%s', gives a value that is no text; to_string(%s) makes it one\n",
+                    static_cast<int>(i), paths[i].get_text().c_str(), paths[i].get_text().c_str());
+  }
+  fields[i] = kind == Text::GOOD ? text.c_str() : nullptr;
+  return kind == Text::GOOD;
+}
+
 bool DamoJsonFields::read(const DamoJsonValue& record, const char** fields, AceReporter* rep) {
   bool isWhole = true;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     texts[i].clear();
-    const Text result =
+    const Text kind =
         paths[i].apply(record, [&](const DamoJsonValue& value) { return append_text(value, &texts[i]); });
-    if (result == Text::NO_TEXT && !hasWarned) {
-      hasWarned = true;
-      rep->ev_wprintf("Field path %d, '%s', gives a value that is no text; to_string(%s) makes it one\n",
-                      static_cast<int>(i), paths[i].get_text().c_str(), paths[i].get_text().c_str());
-    }
-    fields[i] = result == Text::GOOD ? texts[i].c_str() : nullptr;
-    isWhole = isWhole && result == Text::GOOD;
+    isWhole = set(i, kind, texts[i], fields, rep) && isWhole;
   }
+  return isWhole;
+}
+
+bool DamoJsonFields::read(const DamoJsonSelection& record, const char** fields, AceReporter* rep) {
+  bool isWhole = true;
+  for (std::size_t i = 0; i < paths.size(); ++i)
+    isWhole = set(i, record.kind(i), record.text(i), fields, rep) && isWhole;
   return isWhole;
 }

@@ -12,14 +12,45 @@ struct _DamoJsonLinesInput::Line {
   enum State { GOOD, BLANK, MISSING, BROKEN };
 
   Line(const char* const* paths, int num_paths)
-      : fields(paths, num_paths, "Failed to initialize DamoInput for JSON Lines source.") {}
+      : fields(paths, num_paths, "Failed to initialize DamoInput for JSON Lines source."),
+        selection(fields.make_selection()) {}
+
+  /// Stores the fields of a line that is not blank.
+  State read(const char** to, const char* source, VInt number, AceReporter* rep);
+  template <class Values>
+  bool parse(Values* values);
 
   DamoJsonFields fields;
+  std::unique_ptr<DamoJsonSelection> selection;  // null where a path needs the document
   jsoncons::json_parser parser;
   DamoJsonDecoder decoder;
   std::string text;
   State state = GOOD;
 };
+
+/// Whether the text is JSON.
+template <class Values>
+bool _DamoJsonLinesInput::Line::parse(Values* values) {
+  values->reset();
+  parser.reinitialize();
+  parser.update(text.data(), text.size());
+  std::error_code error;
+  parser.finish_parse(*values, error);
+  if (!error) parser.check_done(error);
+  return !error && values->is_valid();
+}
+
+_DamoJsonLinesInput::Line::State _DamoJsonLinesInput::Line::read(const char** to, const char* source,
+                                                                 VInt number, AceReporter* rep) {
+  if (selection != nullptr) {
+    if (!parse(selection.get())) return BROKEN;
+    if (!selection->may_have_twins()) return fields.read(*selection, to, rep) ? GOOD : MISSING;
+  }
+  if (!parse(&decoder)) return BROKEN;
+  const DamoJsonValue value = decoder.take();
+  decoder.check_members(value, source, number, rep);
+  return fields.read(value, to, rep) ? GOOD : MISSING;
+}
 
 _DamoJsonLinesInput::_DamoJsonLinesInput(const char* file, const char* const* field_paths, int num_paths,
                                          AceReporter* rep)
@@ -48,20 +79,8 @@ int _DamoJsonLinesInput::split(char* line, int length, int /*as_is*/) {
     now.state = Line::BLANK;
     return 0;
   }
-  now.decoder.reset();
-  now.parser.reinitialize();
-  now.parser.update(now.text.data(), now.text.size());
-  std::error_code error;
-  now.parser.finish_parse(now.decoder, error);
-  if (!error) now.parser.check_done(error);
-  if (error || !now.decoder.is_valid()) {
-    now.state = Line::BROKEN;
-    return 0;
-  }
-  const DamoJsonValue value = now.decoder.take();
-  now.decoder.check_members(value, get_source_name(), lineIdx, reporter);
-  now.state = now.fields.read(value, fieldPtr, reporter) ? Line::GOOD : Line::MISSING;
-  return now.fields.get_count();
+  now.state = now.read(fieldPtr, get_source_name(), lineIdx, reporter);
+  return now.state == Line::BROKEN ? 0 : now.fields.get_count();
 }
 
 int _DamoJsonLinesInput::finish_record(int /*pieces*/) {

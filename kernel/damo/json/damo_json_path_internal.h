@@ -26,6 +26,8 @@ class DamoJsonPath {
   explicit DamoJsonPath(const std::string& path);
 
   const std::string& get_text() const { return pathText; }
+  /// The members, where the path is no more than that; else null.
+  const DamoJsonMembers* get_plain() const { return plain ? &*plain : nullptr; }
   /// `visit(value)` for what the path gives; null for nothing.
   template <class Visit>
   auto apply(const DamoJsonValue& record, Visit visit) const {
