@@ -3,6 +3,7 @@
 ///
 /// A million made people of five fields, 88 MB; BENCH_RECORDS says how many.
 #include <libxml/xmlreader.h>
+#include <sys/resource.h>
 
 #include <array>
 #include <cstdlib>
@@ -107,13 +108,13 @@ void extract(bool is_json) {
 
 void BM_ExtractSeparated(benchmark::State& state) {
   make_files();
-  bench::compare(
+  bench::compare_thread(
       state, static_cast<double>(num_records()), [] { extract(false); }, read_records);
 }
 
 void BM_ExtractJsonLines(benchmark::State& state) {
   make_files();
-  bench::compare(
+  bench::compare_thread(
       state, static_cast<double>(num_records()), [] { extract(true); },
       [] {
         std::ifstream lines(file("lines.json"));
@@ -127,7 +128,7 @@ void BM_ExtractJsonLines(benchmark::State& state) {
 void BM_Statistic(benchmark::State& state) {
   make_files();
   const std::string text = contents(file("table"));
-  bench::compare(
+  bench::compare_thread(
       state, static_cast<double>(num_records()),
       [&] {
         DamoStatistic statistic(static_cast<int>(state.range(0)), '\t', NUM_FIELDS, NAMES);
@@ -141,34 +142,50 @@ void BM_Statistic(benchmark::State& state) {
       });
 }
 
-void copy_table() {
-  const std::string text = contents(file("table"));
-  std::ofstream(file("copy"), std::ios::binary) << text;
+/// Of the processor, with that of commands: outputs are flushed to the disk, which is not what is compared.
+double all_processor_seconds(const auto& job) {
+  const auto commands = [] {
+    rusage used{};
+    getrusage(RUSAGE_CHILDREN, &used);
+    return static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec) +
+           1e-6 * static_cast<double>(used.ru_utime.tv_usec + used.ru_stime.tv_usec);
+  };
+  const double before = commands();
+  const double own = bench::processor_seconds_of(job);
+  return own + commands() - before;
 }
 
-void BM_MakeDifferences(benchmark::State& state) {
-  make_files();
-  const int key = 0;
-  bench::compare(
-      state, static_cast<double>(num_records()),
-      [&] {
-        DamoDiffMaker maker(&key, 1, NUM_FIELDS);
-        maker.add_old(file("table").c_str());
-        maker.add_new(file("changed").c_str());
-        if (state.range(0) != 0) maker.set_memory(state.range(0) << 20);
-        maker.make(file("differences").c_str(), AceReporter::null());
-      },
-      copy_table);
+void run(const std::string& command) {
+  if (std::system(("cd " + file("") + " && " + command).c_str()) != 0) std::abort();
 }
 
-void BM_ApplyDifferences(benchmark::State& state) {
-  make_files();
+void make_differences(VInt megabytes) {
   const int key = 0;
   DamoDiffMaker maker(&key, 1, NUM_FIELDS);
   maker.add_old(file("table").c_str());
   maker.add_new(file("changed").c_str());
-  maker.make(file("differences").c_str(), AceReporter::null());
-  bench::compare(
+  if (megabytes != 0) maker.set_memory(megabytes << 20);
+  if (maker.make(file("differences").c_str(), AceReporter::null()) != num_records() / RECORDS_PER_DIFFERENCE)
+    std::abort();
+}
+
+void BM_MakeDifferences(benchmark::State& state) {
+  make_files();
+  bench::compare_by(
+      state, static_cast<double>(num_records()), [&] { make_differences(state.range(0)); },
+      [] {
+        run("export LC_ALL=C && sort --parallel=1 table > sorted && sort --parallel=1 changed > sorted.new "
+            "&& comm -13 sorted sorted.new > differences.sorted");
+      },
+      [](const auto& job) { return all_processor_seconds(job); });
+  run("export LC_ALL=C && sort differences | cmp - differences.sorted");
+}
+
+void BM_ApplyDifferences(benchmark::State& state) {
+  make_files();
+  make_differences(0);
+  const int key = 0;
+  bench::compare_by(
       state, static_cast<double>(num_records()),
       [&] {
         DamoDiff diff(&key, 1, NUM_FIELDS, 0, 1);
@@ -176,8 +193,17 @@ void BM_ApplyDifferences(benchmark::State& state) {
         diff.add_diff(file("differences").c_str(), AceReporter::null());
         diff.update(AceReporter::null());
       },
-      copy_table);
-  if (contents(file("updated")) != contents(file("changed"))) std::abort();
+      [] {
+        run(R"(python3 -c "
+key = lambda line: line[:line.index(b'\t')]
+now = {key(line): line for line in open('differences', 'rb')}
+with open('updated.dict', 'wb') as out:
+    for line in open('table', 'rb'):
+        out.write(now.get(key(line), line))
+")");
+      },
+      [](const auto& job) { return all_processor_seconds(job); });
+  run("cmp updated changed && cmp updated.dict changed");
 }
 
 constexpr long XML_RECORDS = 500'000;
@@ -207,7 +233,7 @@ void BM_ExtractXml(benchmark::State& state) {
   const char* paths[NUM_PATHS] = {"@id",          "name/given", "name/surname", "address/street",
                                   "address/city", "tag"};
   const long count = std::min(XML_RECORDS, num_records());
-  bench::compare(
+  bench::compare_thread(
       state, static_cast<double>(count),
       [&] {
         std::vector<DamoField> fields(paths, paths + NUM_PATHS);

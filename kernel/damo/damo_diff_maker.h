@@ -10,11 +10,13 @@
 /// "<del>" line when there is none. `DamoDiff`, without `implicit_delete`, turns the old records into the new
 /// ones with it.
 ///
-/// Cost: each file is read once. What is larger than the memory allowed is dealt out by key onto temporary
-/// files in the folder of the difference file, and compared piece by piece; a key's records are always in one
-/// piece. Errors: `AceException` for files that cannot be read or written, for a line with another number of
-/// fields, and for a changed record that a difference file cannot say: nothing but a key (a deletion), or
-/// "<del>" as its first field. Thread safety: belongs to one thread at a time.
+/// Cost: each file is read once. In memory are the old records, and of the new ones those that have changed.
+/// What is larger than the memory allowed is dealt out by key onto temporary files in the folder of the
+/// difference file, and compared piece by piece; a key's records are always in one piece.
+/// Errors: `AceException` for files that cannot be read or written, for a line with another number of fields,
+/// and for a changed record that a difference file cannot say: nothing but a key (a deletion), or "<del>" as
+/// its first field.
+/// Thread safety: belongs to one thread at a time.
 #pragma once
 
 #include <string>

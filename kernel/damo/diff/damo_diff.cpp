@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstring>
+#include <deque>
 #include <new>
-#include <unordered_map>
 
 #include "ace/ace_exception.h"
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_str_count.h"
+#include "damo/diff/damo_key_table_internal.h"
 #include "damo/diff/damo_record_key_internal.h"
 #include "damo/output/damo_output_internal.h"
 
@@ -76,53 +77,50 @@ class DamoDiff::Collected {
  public:
   struct Line {
     std::string_view text;
-    Line* next;
+    const Line* next;
   };
   struct Difference {
-    Line* first = nullptr;
+    const Line* first = nullptr;
     Line* last = nullptr;
     bool isExplicit = false;  // deleted by "<del>"
     bool isMet = false;       // by a record of the inputs
   };
 
   Difference* find(std::string_view key) {
-    const auto found = byKey.find(key);
-    return found != byKey.end() ? &found->second : nullptr;
+    const std::size_t number = keys.find(key);
+    return number != DamoKeyTable::NONE ? &differences[number] : nullptr;
   }
   Difference* get(std::string_view key) {
     if (Difference* const present = find(key); present != nullptr) return present;
-    return &byKey[keep(key)];
+    keys.add(texts.keep(key));
+    return &differences.emplace_back();
   }
   void append(Difference* difference, std::string_view text) {
-    Line* line = nullptr;
-    *stringAt.malloc(line, 1) = {keep(text), nullptr};
+    Line* const line = &lines.emplace_back(Line{texts.keep(text), nullptr});
     (difference->first != nullptr ? difference->last->next : difference->first) = line;
     difference->last = line;
   }
   /// Of the keys that were not met, in their order, the differences.
   std::vector<const Difference*> inserts() const {
     std::vector<std::pair<std::string_view, const Difference*>> sorted;
-    for (const auto& [key, difference] : byKey)
-      if (!difference.isMet && difference.first != nullptr) sorted.emplace_back(key, &difference);
+    for (std::size_t i = 0; i < keys.size(); ++i)
+      if (!differences[i].isMet && differences[i].first != nullptr)
+        sorted.emplace_back(keys.key(i), &differences[i]);
     std::sort(sorted.begin(), sorted.end(),
               [](const auto& a, const auto& b) { return key_less(a.first, b.first); });
-    std::vector<const Difference*> differences;
-    for (const auto& entry : sorted) differences.push_back(entry.second);
-    return differences;
+    std::vector<const Difference*> inOrder;
+    for (const auto& entry : sorted) inOrder.push_back(entry.second);
+    return inOrder;
   }
   void start() {
-    for (auto& entry : byKey) entry.second.isMet = false;
+    for (Difference& difference : differences) difference.isMet = false;
   }
 
  private:
-  std::string_view keep(std::string_view text) {
-    char* const copy = static_cast<char*>(stringAt.alloc(static_cast<VInt>(text.size() + 1)));
-    std::memcpy(copy, text.data(), text.size());
-    return {copy, text.size()};
-  }
-
-  AceAttach stringAt;
-  std::unordered_map<std::string_view, Difference> byKey;
+  DamoTexts texts;
+  DamoKeyTable keys;
+  std::deque<Difference> differences;  // of each key
+  std::deque<Line> lines;
 };
 
 DamoDiff::DamoDiff(const int* id_cols, int num_ids, int num_fields, int is_purge, int implicit_delete)
@@ -196,14 +194,13 @@ DifKey* DamoDiff::create_key(const char* const* words, AceAttach* at) const {
 namespace {
 
 /// Cuts a line, in place, into its fields; beyond `most` they are counted as one.
-std::vector<const char*> cut(char* line, int most) {
-  std::vector<const char*> words{line};
+void cut(char* line, int most, std::vector<const char*>* words) {
+  words->assign(1, line);
   for (char* tab = line;
-       static_cast<int>(words.size()) < most && (tab = std::strchr(tab, SEPARATOR)) != nullptr;) {
+       static_cast<int>(words->size()) < most && (tab = std::strchr(tab, SEPARATOR)) != nullptr;) {
     *tab++ = '\0';
-    words.push_back(tab);
+    words->push_back(tab);
   }
-  return words;
 }
 
 }  // namespace
@@ -233,24 +230,28 @@ VInt DamoDiff::add_diff(const char* file, AceReporter* rep) {
   rep->pstart(input->get_sizek(), PROGRESS);
   VInt line_num = 0;
   std::string text;
+  std::vector<const char*> values(idCols.size());
+  const DifKey key{values.data(), get_num_ids()};
+  DiffStructure diff{{}, false, false, {}, &key};
   char* line = nullptr;
   for (int length; (length = input->read_line(&line)) >= 0;) {
     const std::string_view whole = damo_without_mark({line, static_cast<std::size_t>(length)}, ++line_num);
     text = whole;
     const bool isText = !whole.empty() && whole.find('\0') == std::string_view::npos;
-    std::vector<const char*> words = isText ? cut(text.data(), numFields + 2) : std::vector<const char*>();
+    std::vector<const char*>& words = diff.entryWords;
+    words.clear();
+    if (isText) cut(text.data(), numFields + 2, &words);
     const auto found = static_cast<int>(words.size());
-    const bool isExplicit = found > 0 && words[0] == DELETION_MARKER;
-    if (found != numFields + (isExplicit ? 1 : 0)) {
+    diff.isExplicit = found > 0 && words[0] == DELETION_MARKER;
+    if (found != numFields + (diff.isExplicit ? 1 : 0)) {
       rep->printf("Ignored record %ld in dif file %s: %d fields instead of %d expected\n", line_num, file,
                   found, numFields);
       continue;
     }
-    const bool isDeletion = is_delete(words.data(), found);
-    if (isExplicit) words.erase(words.begin());
-    AceAttach at;
-    DiffStructure diff{std::move(words), isDeletion, isExplicit, whole, nullptr};
-    diff.difKey = create_key(diff.entryWords.data(), &at);
+    diff.isDeletion = is_delete(words.data(), found);
+    if (diff.isExplicit) words.erase(words.begin());
+    for (std::size_t i = 0; i < idCols.size(); ++i) values[i] = words[static_cast<std::size_t>(idCols[i])];
+    diff.procLine = whole;
     process_diff(&diff, rep);
     rep->ppset(input->get_pos() / KIB, PROGRESS);
   }

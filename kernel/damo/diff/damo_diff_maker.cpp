@@ -8,13 +8,13 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
-#include <unordered_map>
 
 #include "ace/ace_exception.h"
 #include "ace/ace_input.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_str_count.h"
 #include "damo/damo_diff.h"
+#include "damo/diff/damo_key_table_internal.h"
 #include "damo/diff/damo_record_key_internal.h"
 #include "damo/output/damo_output_internal.h"
 
@@ -25,40 +25,65 @@ constexpr VInt MOST_PIECES = 250;
 constexpr VInt LINE_OVERHEAD = 2;  // memory a byte of text, about
 constexpr std::string_view DELETION_MARKER = "<del>";
 
-/// Lines without a name, in a folder.
+[[noreturn]] void fail_on_temporary() {
+  throw AceException("Cannot use a temporary file", "%s", std::strerror(errno));
+}
+
+struct Text {
+  std::unique_ptr<char[]> bytes;
+  std::size_t size;
+};
+
+/// Lines in a file without a name, in a folder.
 class TempLines {
  public:
-  explicit TempLines(const std::string& folder) {
-    int file = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  TempLines(const std::string& folder, std::size_t buffer_size) : bufferSize(buffer_size) {
+    file = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
     if (file < 0) {
       std::string name = folder + "/.sorvanta-difference-XXXXXX";
       file = mkostemp(name.data(), O_CLOEXEC);
       if (file >= 0) unlink(name.c_str());
     }
-    stream.reset(file >= 0 ? fdopen(file, "w+") : nullptr);
-    if (stream == nullptr)
+    if (file < 0)
       throw AceException("Cannot make a temporary file", "In '%s': %s", folder.c_str(), std::strerror(errno));
   }
+  TempLines(const TempLines&) = delete;
+  TempLines& operator=(const TempLines&) = delete;
+  ~TempLines() { close(file); }
+
   void add(std::string_view line) {
-    isFailed = isFailed || std::fwrite(line.data(), 1, line.size(), stream.get()) != line.size() ||
-               std::putc('\n', stream.get()) == EOF;
-    size += line.size() + 1;
+    if (buffer.size() + line.size() >= bufferSize) flush();
+    buffer.append(line).append(1, '\n');
   }
-  std::string get() {
-    std::string text(size, '\0');
-    if (isFailed || std::fflush(stream.get()) != 0 || std::fseek(stream.get(), 0, SEEK_SET) != 0 ||
-        std::fread(text.data(), 1, size, stream.get()) != size)
-      throw AceException("Cannot use a temporary file", "%s", std::strerror(errno));
+  /// All lines, to be cut at their ends. What is in memory else goes.
+  Text get() {
+    flush();
+    buffer = std::string();
+    Text text{std::make_unique_for_overwrite<char[]>(size), size};
+    for (std::size_t done = 0; done < size;) {
+      const ssize_t count = pread(file, text.bytes.get() + done, size - done, static_cast<off_t>(done));
+      if (count == 0) errno = EIO;
+      if (count == 0 || (count < 0 && errno != EINTR)) fail_on_temporary();
+      done += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
     return text;
   }
 
  private:
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  std::unique_ptr<std::FILE, Close> stream;
+  void flush() {
+    for (std::string_view left(buffer); !left.empty();) {
+      const ssize_t count = write(file, left.data(), left.size());
+      if (count < 0 && errno != EINTR) fail_on_temporary();
+      left.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+    size += buffer.size();
+    buffer.clear();
+  }
+
+  int file = -1;
+  std::string buffer;
+  std::size_t bufferSize;
   std::size_t size = 0;
-  bool isFailed = false;
 };
 
 /// `visit(line)` for the records of files.
@@ -92,22 +117,26 @@ VInt size_of(const std::vector<std::string>& files) {
 /// The records of some keys, old and new.
 class Piece {
  public:
-  Piece(const std::vector<int>& id_cols, int num_fields) : idCols(id_cols), numFields(num_fields) {}
+  /// With `lines_stay` lines are not copied.
+  Piece(const std::vector<int>& id_cols, int num_fields, bool lines_stay)
+      : idCols(id_cols), numFields(num_fields), linesStay(lines_stay) {}
 
-  /// The text stays.
-  void add(std::string_view line, bool is_new) {
-    std::string_view key = damo_key_of(line, idCols, &room);
-    auto found = byKey.find(key);
-    if (found == byKey.end()) {
-      if (idCols.size() != 1) {
-        char* const copy = static_cast<char*>(keys.alloc(static_cast<VInt>(key.size() + 1)));
-        std::memcpy(copy, key.data(), key.size());
-        key = {copy, key.size()};
-      }
-      found = byKey.emplace(key, groups.size()).first;
-      groups.emplace_back();
-    }
-    (is_new ? groups[found->second].newLines : groups[found->second].oldLines).add(line, &rest);
+  /// Before all new ones.
+  void add_old(std::string_view line) {
+    const std::string_view kept = linesStay ? line : texts.keep(line);
+    const std::size_t number = keys.find(damo_key_of(kept, idCols, &room));
+    groups[number != DamoKeyTable::NONE ? number : add_key(kept)].oldLines.add(kept, &rest);
+  }
+  /// Of a line that has not changed the old one is kept.
+  void add_new(std::string_view line) {
+    const std::size_t number = find(damo_key_of(line, idCols, &room));
+    const bool isSame = number != DamoKeyTable::NONE && groups[number].oldLines.size > 0 &&
+                        groups[number].oldLines.first == line;
+    const std::string_view kept = isSame      ? groups[number].oldLines.first
+                                  : linesStay ? line
+                                              : texts.keep(line);
+    groups[number != DamoKeyTable::NONE ? number : add_key(kept)].newLines.add(kept, &rest);
+    expected = number + 1;
   }
 
   VInt write(DamoOutput* out) {
@@ -149,6 +178,17 @@ class Piece {
     Lines newLines;
   };
 
+  /// Deliveries come in one order, more often than not: the key behind the one before is looked at first.
+  std::size_t find(std::string_view key) const {
+    return expected < keys.size() && keys.key(expected) == key ? expected : keys.find(key);
+  }
+  /// The key of a line that stays.
+  std::size_t add_key(std::string_view line) {
+    const std::string_view key = damo_key_of(line, idCols, &room);
+    groups.emplace_back();
+    return keys.add(idCols.size() == 1 ? key : texts.keep(key));
+  }
+
   bool is_same(const Group& group) const {
     if (group.oldLines.size != group.newLines.size) return false;
     if (group.newLines.size == 1) return group.oldLines.first == group.newLines.first;
@@ -189,21 +229,82 @@ class Piece {
 
   const std::vector<int>& idCols;
   int numFields;
+  bool linesStay;
   std::string room;
-  AceAttach keys;
-  std::unordered_map<std::string_view, std::size_t> byKey;
-  std::vector<Group> groups;
+  DamoTexts texts;
+  DamoKeyTable keys;
+  std::vector<Group> groups;  // of each key
+  std::size_t expected = 0;
   std::vector<std::vector<std::string_view>> rest;
 };
 
-void add_lines(Piece* piece, std::string_view text, bool is_new) {
+/// `visit(line)` for the lines of a text.
+template <class Visit>
+void for_each_line(const Text& lines, Visit visit) {
+  std::string_view text(lines.bytes.get(), lines.size);
   for (std::size_t end; (end = text.find('\n')) != std::string_view::npos; text.remove_prefix(end + 1))
-    piece->add(text.substr(0, end), is_new);
+    visit(text.substr(0, end));
 }
 
 std::string folder_of(const char* file) {
   const char* const slash = std::strrchr(file, '/');
   return slash == nullptr ? "." : slash == file ? "/" : std::string(file, slash);
+}
+
+/// What is compared, and how.
+struct Deliveries {
+  const std::vector<std::string>& oldFiles;
+  const std::vector<std::string>& newFiles;
+  const std::vector<int>& idCols;
+  int numFields;
+
+  VInt compare(DamoOutput* out) const;
+  VInt compare_on_disk(VInt num_pieces, VInt memory, const std::string& folder, DamoOutput* out) const;
+  template <class Pieces>
+  void deal(const std::vector<std::string>& files, Pieces* pieces) const;
+};
+
+/// In memory.
+VInt Deliveries::compare(DamoOutput* out) const {
+  Piece piece(idCols, numFields, false);
+  for_each_record(oldFiles, numFields, [&](std::string_view line) { piece.add_old(line); });
+  for_each_record(newFiles, numFields, [&](std::string_view line) { piece.add_new(line); });
+  return piece.write(out);
+}
+
+/// Lines of a key go to one piece.
+template <class Pieces>
+void Deliveries::deal(const std::vector<std::string>& files, Pieces* pieces) const {
+  constexpr int UNUSED_BITS = 32;  // those below number the slots of a table of keys
+  std::string room;
+  for_each_record(files, numFields, [&](std::string_view line) {
+    const std::size_t hash = DamoKeyTable::hash_of(damo_key_of(line, idCols, &room));
+    (*pieces)[(hash >> UNUSED_BITS) % pieces->size()]->add(line);
+  });
+}
+
+VInt Deliveries::compare_on_disk(VInt num_pieces, VInt memory, const std::string& folder,
+                                 DamoOutput* out) const {
+  constexpr VInt SMALLEST = 4096, LARGEST = 1 << 18, SHARE = 8;  // of the memory, for the buffers
+  const auto bufferSize =
+      static_cast<std::size_t>(std::clamp(memory / (SHARE * num_pieces), SMALLEST, LARGEST));
+  std::vector<std::unique_ptr<TempLines>> before, after;
+  for (VInt i = 0; i < num_pieces; ++i)
+    for (auto* const pieces : {&before, &after})
+      pieces->push_back(std::make_unique<TempLines>(folder, bufferSize));
+  deal(oldFiles, &before);
+  deal(newFiles, &after);
+  VInt numLines = 0;
+  for (std::size_t i = 0; i < before.size(); ++i) {
+    const Text oldText = before[i]->get(), newText = after[i]->get();
+    Piece piece(idCols, numFields, true);
+    for_each_line(oldText, [&](std::string_view line) { piece.add_old(line); });
+    for_each_line(newText, [&](std::string_view line) { piece.add_new(line); });
+    numLines += piece.write(out);
+    before[i].reset();
+    after[i].reset();
+  }
+  return numLines;
 }
 
 }  // namespace
@@ -230,33 +331,9 @@ VInt DamoDiffMaker::make(const char* file, AceReporter* rep) {
   DamoOutput out(file);
   const VInt numPieces =
       std::min(((size_of(oldFiles) + size_of(newFiles)) * LINE_OVERHEAD) / memory + 1, MOST_PIECES);
-  VInt numLines = 0;
-  std::vector<std::unique_ptr<TempLines>> before, after;
-  std::string room, all[2];
-  const auto deal = [&](const std::vector<std::string>& files,
-                        std::vector<std::unique_ptr<TempLines>>* pieces, std::string* whole) {
-    for (VInt i = 0; i < numPieces && numPieces > 1; ++i)
-      pieces->push_back(std::make_unique<TempLines>(folder_of(file)));
-    for_each_record(files, numFields, [&](std::string_view line) {
-      if (pieces->empty()) {
-        whole->append(line).append(1, '\n');
-        return;
-      }
-      const std::size_t place = std::hash<std::string_view>()(damo_key_of(line, idCols, &room));
-      (*pieces)[place % pieces->size()]->add(line);
-    });
-  };
-  deal(oldFiles, &before, &all[0]);
-  deal(newFiles, &after, &all[1]);
-  for (VInt i = 0; i < numPieces; ++i) {
-    const auto place = static_cast<std::size_t>(i);
-    const std::string oldText = before.empty() ? std::move(all[0]) : before[place]->get();
-    const std::string newText = after.empty() ? std::move(all[1]) : after[place]->get();
-    Piece piece(idCols, numFields);
-    add_lines(&piece, oldText, false);
-    add_lines(&piece, newText, true);
-    numLines += piece.write(&out);
-  }
+  const Deliveries deliveries{oldFiles, newFiles, idCols, numFields};
+  const VInt numLines = numPieces > 1 ? deliveries.compare_on_disk(numPieces, memory, folder_of(file), &out)
+                                      : deliveries.compare(&out);
   out.commit();
   rep->printf("Made %ld difference lines in file '%s'\n", numLines, file);
   return numLines;
