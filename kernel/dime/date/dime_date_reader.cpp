@@ -243,13 +243,46 @@ bool assign_numbers(const Pieces& pieces, Order order, Parts* parts) {
   return true;
 }
 
-/// Whether the parts can be a date.
-bool are_possible(const Parts& parts) {
-  const int day = parts.day.value();
-  const int month = parts.month.value();
-  if (parts.year.count == 0 || parts.day.count > 2 || parts.month.count > 2) return false;
+/// Whether there can be such a day; below 1 are parts that are not known.
+bool is_possible(int day, int month) {
   if (month > 12 || day > 31) return false;
   return day < 1 || month < 1 || Text::is_day(day, month);
+}
+bool are_possible(const Parts& parts) {
+  return parts.year.count > 0 && parts.day.count <= 2 && parts.month.count <= 2 &&
+         is_possible(parts.day.value(), parts.month.value());
+}
+
+/// A date of numbers alone.
+struct Numbers {
+  int day, month, year;
+};
+
+/// Reads up to `MAX_DIGITS` digits. Returns how many there are.
+int read_number(const char** text, int* number) {
+  int count = 0;
+  for (*number = 0; count < MAX_DIGITS && is_digit(**text); ++count, ++*text)
+    *number = 10 * *number + **text - '0';
+  return count;
+}
+
+/// Three numbers with a sign between each two, and nothing else, which most dates are: without noting their
+/// digits. False for all other texts, and for what is no date.
+bool read_numbers(const char* text, Order order, Numbers* date) {
+  const auto skip_sign = [&text] { return *text == '-' || *text == '.' || *text == '/' ? ++text : nullptr; };
+  int numbers[MAX_PIECES];
+  int counts[MAX_PIECES];
+  for (int i = 0; i < MAX_PIECES; ++i) {
+    if (i > 0 && skip_sign() == nullptr) return false;
+    counts[i] = read_number(&text, &numbers[i]);
+    if (counts[i] == 0) return false;
+  }
+  if (*text != '\0') return false;
+  if (counts[0] == MAX_DIGITS) order = YMD;
+  const int day = order == YMD ? 2 : order == MDY ? 1 : 0;
+  const int month = order == MDY ? 0 : 1;
+  *date = {numbers[day], numbers[month], numbers[order == YMD ? 0 : 2]};
+  return counts[day] <= 2 && counts[month] <= 2 && is_possible(date->day, date->month);
 }
 
 /// Names in full and abbreviated, those with an umlaut also with an e behind; the attribute is the month.
@@ -368,6 +401,12 @@ int DimeDateText::read_parts(const char* text, DateFormat format, const TeraEdit
 
 int DimeDateText::read_time(const char* text, DateFormat format, const TeraEdit* months, int* day, int* month,
                             int* year) {
+  if (Numbers date; text != nullptr && read_numbers(text, order_of(format), &date)) {
+    *day = date.day;
+    *month = date.month;
+    *year = date.year;
+    return 0;
+  }
   Parts parts;
   if (read_parts(text, format, months, false, &parts) < 0) return -1;
   *day = parts.day.value();
