@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <numeric>
 
 #include "ace/ace_error.h"
 #include "ace/ace_reporter.h"
@@ -17,6 +18,15 @@ constexpr int ALL_CANDS = TeraResult::MAX_CANDS;
 constexpr int ANY_DISTANCE = 255;
 constexpr int MOST_TOKENS = 65535;                  // of a line
 constexpr const char* OPERATORS = "*?!%|[](){}\\";  // of patterns
+
+/// Whether a line is worth no less when its weight grows, and no more when it is longer than the query and
+/// grows.
+bool is_regular(TeraEval::Model model) {
+  constexpr TeraEval::Model regular[] = {
+      TeraEval::QUERY,    TeraEval::SHORT, TeraEval::EM_QUERY, TeraEval::MEAN,    TeraEval::LONG,
+      TeraEval::EM_ENTRY, TeraEval::ENTRY, TeraEval::UNION,    TeraEval::MAXIMUM, TeraEval::PRODUCT};
+  return std::find(std::begin(regular), std::end(regular), model) != std::end(regular);
+}
 
 TeraEval::Eval* fine_form(TeraEval::Model model) {
   TeraEval::Eval* plain = TeraEval::get_model_func(model, 0);
@@ -50,8 +60,22 @@ void TeraMultiEval::split(const char* query) {
   }
   indexedWeight = queryParts.num_tokens();
   hits.assign(queryParts.get_units().size(), {});
+  isByNumber = are_words_keys();
+  areRowsComplete = !isByNumber;
   rows.start(hits.size());
+  keyRows.start(hits.size(), 0);
+  deferredRows.start(hits.size(), 0);
+  allUnits.resize(hits.size());
+  std::iota(allUnits.begin(), allUnits.end(), 0);
   measures.clear();
+}
+
+/// Whether a line's words are keys, and found as such.
+bool TeraMultiEval::are_words_keys() const {
+  const auto& units = queryParts.get_units();
+  const TeraEdit* const edit = index.get_edit();
+  return !isFullReeval && !index.has_more_keys() && (edit == nullptr || edit->get_alias_map() == nullptr) &&
+         std::all_of(units.begin(), units.end(), [](const auto& unit) { return unit.is_single(); });
 }
 
 /// Whether every alternative ends in the word where it begins.
@@ -88,8 +112,10 @@ int TeraMultiEval::find_words(AceReporter* rep) {
         ->printf("Query of %d words, at most %d expected\n", queryParts.num_atoms(), MAX_PARTS);
     return -1;
   }
-  deferredUnit = can_defer() ? hits.size() - 1 : NO_UNIT;
-  for (std::size_t unit = 0; unit < hits.size(); ++unit)
+  deferred.clear();
+  for (const std::size_t unit : allUnits)
+    if (can_defer(queryParts.get_units()[unit])) deferred.push_back(unit);
+  for (const std::size_t unit : allUnits)
     if (!is_deferred(unit) && find_unit(unit, rep) < 0) return -1;
   if ((recallAsk.options & TeraMulti::DECOMPOSE) != 0 && decompose_words(rep) < 0) return -1;
   for (std::vector<Hit>& list : hits) sort_hits(&list);
@@ -97,22 +123,17 @@ int TeraMultiEval::find_words(AceReporter* rep) {
 }
 
 /// Only where measuring a word of a line gives what a look-up of the key gives.
-bool TeraMultiEval::can_defer() const {
-  if (hits.size() < 2 ||
-      (recallAsk.options & (TeraMulti::COMPLETE | TeraMulti::FULL_REEVAL)) != TeraMulti::COMPLETE)
-    return false;
-  const auto& units = queryParts.get_units();
-  const char* const last = queryParts.text_of(units.back());
+bool TeraMultiEval::can_defer(const MultiText::Unit& unit) const {
+  const char* const text = queryParts.text_of(unit);
   const TeraEdit* const edit = index.get_edit();
-  return edit != nullptr && edit->get_alias_map() == nullptr && edit->get_phone_map() == nullptr &&
-         !index.has_more_keys() && units.back().tokens > 1 && !index.is_long(last) &&
-         std::strpbrk(last, OPERATORS) == nullptr &&
-         std::all_of(units.begin(), units.end(), [](const auto& unit) { return unit.is_single(); });
+  const bool isBeginning = unit.tokens > 1 ? is_unfinished(unit) : !abbreviated_text(unit).empty();
+  return isBeginning && isByNumber && hits.size() > 1 && (recallAsk.options & TeraMulti::DECOMPOSE) == 0 &&
+         edit != nullptr && edit->get_phone_map() == nullptr && !index.is_long(text) &&
+         std::strpbrk(text, OPERATORS) == nullptr;
 }
 
-int TeraMultiEval::find_deferred(AceReporter* rep) {
-  const std::size_t unit = deferredUnit;
-  deferredUnit = NO_UNIT;
+int TeraMultiEval::find_deferred(std::size_t unit, AceReporter* rep) {
+  std::erase(deferred, unit);
   if (find_unit(unit, rep) < 0) return -1;
   sort_hits(&hits[unit]);
   return 0;
@@ -152,8 +173,8 @@ int TeraMultiEval::find_key(std::size_t unit, const char* text, TeraEval::Mode m
     for (Large i = 0; i < cand->get_num_infos(); ++i) {
       const char* const word = index.key_text(cand->get_info(i), key, &at);
       if (tokens > 0 && !is_wanted(mode, word, tokens)) continue;
-      rows.note(word, unit, quality, tokens > 0);
-      hits[unit].push_back({cand->get_info(i), quality});
+      if (areRowsComplete) rows.note(word, unit, quality, tokens > 0);
+      hits[unit].push_back({cand->get_info(i), static_cast<Small>(quality), tokens > 0});
     }
     return false;
   });
@@ -204,15 +225,34 @@ int TeraMultiEval::decompose_words(AceReporter* rep) {
 
 bool TeraMultiEval::is_plain() const {
   const auto& units = queryParts.get_units();
-  if (isFullReeval || index.has_more_keys() ||
-      std::any_of(units.begin(), units.end(), [](const auto& unit) { return !unit.is_single(); }))
-    return false;
-  for (std::size_t row = 0; row < rows.size(); ++row) {
-    const Cell* const cells = rows.row_at(row);
-    if (std::count_if(cells, cells + hits.size(), [](const Cell& cell) { return cell.quality > 0; }) > 1)
-      return false;
-  }
-  return true;
+  return !isFullReeval && !index.has_more_keys() &&
+         std::all_of(units.begin(), units.end(), [](const auto& unit) { return unit.is_single(); });
+}
+
+void TeraMultiEval::number_keys() {
+  std::size_t numHits = 0;
+  for (const std::vector<Hit>& list : hits) numHits += list.size();
+  keyRows.start(hits.size(), numHits);
+  for (std::size_t unit = 0; unit < hits.size(); ++unit)
+    for (const Hit& hit : hits[unit]) keyRows.note(hit.key, unit, hit.quality, hit.isAbbreviated);
+}
+
+void TeraMultiEval::know_words(const std::vector<Large>& words) {
+  AceAttach at;
+  for (const Large word : words)
+    if (const Cell* const row = keyRows.find(word); row != nullptr)
+      for (std::size_t unit = 0; unit < hits.size(); ++unit)
+        rows.note(index.get_word(word, &at), unit, row[unit].quality, row[unit].isAbbreviated != 0);
+}
+
+/// Texts of lines are looked up by the texts of keys.
+void TeraMultiEval::know_all_words() {
+  areRowsComplete = true;
+  AceAttach at;
+  for (std::size_t unit = 0; unit < hits.size(); ++unit)
+    for (const Hit& hit : hits[unit])
+      if (const char* const word = index.get_word(hit.key, &at); word != nullptr)
+        rows.note(word, unit, hit.quality, hit.isAbbreviated);
 }
 
 // ---------------------------------------------------------------- lines
@@ -224,6 +264,12 @@ int TeraMultiEval::value_of(VInt weight, int tokens) const {
   return std::clamp(evalFunc(static_cast<int>(std::min(unit * indexedWeight, VInt{INT_MAX})),
                              static_cast<int>(match), static_cast<int>(unit * tokens)),
                     0, TeraEval::PERFECT);
+}
+
+/// Words that are measured anew may bring more than they did when they were looked up.
+int TeraMultiEval::most_value_of(VInt weight, int tokens) const {
+  if (isFullReeval || !is_regular(recallAsk.model)) return TeraEval::PERFECT;
+  return value_of(std::min(weight, VInt{TeraEval::FINE_UNIT} * indexedWeight), tokens);
 }
 
 VInt TeraMultiEval::least_weight(int tokens, int min_value) const {
@@ -239,15 +285,9 @@ VInt TeraMultiEval::least_weight(int tokens, int min_value) const {
   return low;
 }
 
-/// In these models a line is worth no more when it is longer than the query and grows.
 VInt TeraMultiEval::least_weight_of_any(int min_value) const {
-  constexpr TeraEval::Model falling[] = {
-      TeraEval::QUERY,    TeraEval::SHORT, TeraEval::EM_QUERY, TeraEval::MEAN,    TeraEval::LONG,
-      TeraEval::EM_ENTRY, TeraEval::ENTRY, TeraEval::UNION,    TeraEval::MAXIMUM, TeraEval::PRODUCT};
   constexpr int mostLengths = 256;
-  if (std::find(std::begin(falling), std::end(falling), recallAsk.model) == std::end(falling) ||
-      indexedWeight > mostLengths)
-    return 0;
+  if (!is_regular(recallAsk.model) || indexedWeight > mostLengths) return 0;
   VInt least = least_weight(indexedWeight, min_value);
   for (int tokens = 1; tokens < indexedWeight; ++tokens)
     if (least > 0 && value_of(least - 1, tokens) >= min_value) least = least_weight(tokens, min_value);
@@ -255,29 +295,55 @@ VInt TeraMultiEval::least_weight_of_any(int min_value) const {
 }
 
 TeraMultiEval::Score TeraMultiEval::score(const char* line, bool measured) {
+  if (measured && !areRowsComplete) know_all_words();
   lineParts.split(line, lineRules);
   lineMatch.clear();
   const auto& units = lineParts.get_units();
   for (std::size_t v = 0; v < units.size(); ++v) {
     const Cell* row = find_row(units[v], measured);
     if (has_deferred() && (row == nullptr || row != measuredRow.data())) row = with_deferred(units[v], row);
-    if (row == nullptr) continue;
-    for (std::size_t u = 0; u < hits.size(); ++u) {
-      const int quality = row[u].quality;
-      if (quality == 0 || quality < recallAsk.singleMinQual) continue;
-      lineMatch.add({static_cast<int>(u), static_cast<int>(v), quality, row[u].isAbbreviated != 0,
-                     VInt{queryParts.get_units()[u].tokens} * quality});
-    }
+    for (std::size_t u = 0; row != nullptr && u < hits.size(); ++u) add_pair(u, v, row[u]);
   }
-  lineMatch.solve(queryParts, lineParts);
+  Score found = solve(lineParts, lineParts.num_tokens());
+  if (found.quality == TeraEval::PERFECT && !same_atoms()) found.quality = TeraEval::PERFECT - 1;
+  return found;
+}
+
+TeraMultiEval::Score TeraMultiEval::score_words(const std::vector<Large>& words, int tokens, int min_value) {
+  lineWords.make_words(words.size());
+  lineMatch.clear();
+  VInt bound = 0;  // each word counts once
+  for (std::size_t v = 0; v < words.size(); ++v) {
+    VInt best = 0;
+    const auto add = [&](const Cell* row) {
+      for (std::size_t u = 0; row != nullptr && u < hits.size(); ++u)
+        best = std::max(best, add_pair(u, v, row[u]));
+    };
+    add(keyRows.find(words[v]));
+    if (has_deferred()) add(measure_deferred(words[v]));
+    bound += best;
+  }
+  return most_value_of(bound, tokens) >= min_value ? solve(lineWords, tokens) : Score{};
+}
+
+/// Returns what the pair weighs; 0 for none.
+VInt TeraMultiEval::add_pair(std::size_t unit, std::size_t line_unit, const Cell& cell) {
+  if (cell.quality == 0 || cell.quality < recallAsk.singleMinQual) return 0;
+  const VInt weight = VInt{queryParts.get_units()[unit].tokens} * cell.quality;
+  lineMatch.add(
+      {static_cast<int>(unit), static_cast<int>(line_unit), cell.quality, cell.isAbbreviated != 0, weight});
+  return weight;
+}
+
+TeraMultiEval::Score TeraMultiEval::solve(const MultiText& line, int tokens) {
+  lineMatch.solve(queryParts, line);
   Score found;
   found.weight = lineMatch.get_weight();
-  found.tokens = std::min(lineParts.num_tokens(), MOST_TOKENS);
+  found.tokens = std::min(tokens, MOST_TOKENS);
   found.isInOrder = lineMatch.is_in_order();
   for (const MultiMatch::Pair& pair : lineMatch.get_chosen()) found.isAbbreviated |= pair.isAbbreviated;
-  if (found.weight == 0 || (doReeval && !lineMatch.is_complete())) return found;
-  found.quality = value_of(found.weight, found.tokens);
-  if (found.quality == TeraEval::PERFECT && !same_atoms()) found.quality = TeraEval::PERFECT - 1;
+  if (found.weight > 0 && !(doReeval && !lineMatch.is_complete()))
+    found.quality = value_of(found.weight, found.tokens);
   return found;
 }
 
@@ -304,19 +370,27 @@ const MultiRows::Cell* TeraMultiEval::look_up(const MultiText::Unit& unit) const
 const MultiRows::Cell* TeraMultiEval::find_row(const MultiText::Unit& unit, bool measured) {
   if (!isFullReeval)
     if (const Cell* const row = look_up(unit); row != nullptr) return row;
-  if (!measured && !isFullReeval) return nullptr;
-  measure(unit);
+  return measured || isFullReeval ? measure(lineParts.text_of(unit), allUnits) : nullptr;
+}
+
+/// The row, or an empty one, with what the units that wait are worth.
+const MultiRows::Cell* TeraMultiEval::with_deferred(const MultiText::Unit& unit, const Cell* row) {
+  measure(lineParts.text_of(unit), deferred);
+  for (std::size_t u = 0; row != nullptr && u < hits.size(); ++u)
+    if (row[u].quality > 0) measuredRow[u] = row[u];
   return measuredRow.data();
 }
 
-/// The row, or an empty one, with what the unit that waits is worth.
-const MultiRows::Cell* TeraMultiEval::with_deferred(const MultiText::Unit& unit, const Cell* row) {
-  if (measures.empty()) make_measures();
-  measuredRow.assign(hits.size(), {});
-  if (row != nullptr) std::copy_n(row, hits.size(), measuredRow.begin());
-  const int quality = measures[deferredUnit].whole->compare(lineParts.text_of(unit));
-  measuredRow[deferredUnit] = {static_cast<Tiny>(quality < recallAsk.singleMinQual ? 0 : quality), 0};
-  return measuredRow.data();
+/// What the units that wait are worth in a word of the index; each is measured once.
+const MultiRows::Cell* TeraMultiEval::measure_deferred(Large word) {
+  if (const Cell* const known = deferredRows.find(word); known != nullptr) return known;
+  AceAttach at;
+  const char* const text = index.get_word(word, &at);
+  const Cell* const row = text != nullptr ? measure(text, deferred) : nullptr;
+  for (const std::size_t unit : deferred)
+    deferredRows.note(word, unit, row != nullptr ? row[unit].quality : 0,
+                      row != nullptr && row[unit].isAbbreviated != 0);
+  return deferredRows.find(word);
 }
 
 void TeraMultiEval::make_measures() {
@@ -343,14 +417,13 @@ void TeraMultiEval::make_measures() {
   }
 }
 
-/// As the recall of words would find the text.
-void TeraMultiEval::measure(const MultiText::Unit& unit) {
+/// As the recall of words would find the text, by these units.
+const MultiRows::Cell* TeraMultiEval::measure(const char* text, std::span<const std::size_t> units) {
   if (measures.empty()) make_measures();
-  const char* text = lineParts.text_of(unit);
   const int tokens = lineRules.count_tokens(text);
-  const bool isShort = multi_is_abbreviation(lineParts.view_of(unit), tokens, recallAsk.markers.c_str());
+  const bool isShort = multi_is_abbreviation(text, tokens, recallAsk.markers.c_str());
   measuredRow.assign(hits.size(), {});
-  for (std::size_t u = 0; u < hits.size(); ++u) {
+  for (const std::size_t u : units) {
     const Measures& with = measures[u];
     const auto take = [&](const TeraQueryRef& query, bool abbreviated) {
       const int quality = query->compare(text);
@@ -362,4 +435,5 @@ void TeraMultiEval::measure(const MultiText::Unit& unit) {
     if (with.abbreviation != nullptr && isShort && tokens < queryParts.get_units()[u].tokens)
       take(with.abbreviation, true);
   }
+  return measuredRow.data();
 }

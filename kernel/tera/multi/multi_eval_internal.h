@@ -8,7 +8,9 @@
 /// Thread safety: belongs to one thread.
 #pragma once
 
+#include <algorithm>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,7 +43,8 @@ class TeraMultiEval {
   /// A key that resembles a unit.
   struct Hit {
     Large key;
-    int quality;
+    Small quality;
+    bool isAbbreviated;
   };
   struct Score {
     int quality = 0;
@@ -58,21 +61,28 @@ class TeraMultiEval {
   /// Recalls the units in the index of words. -1, reported, for more than MAX_PARTS atoms and when a recall
   /// fails.
   int find_words(AceReporter* rep);
-  /// An unfinished last word resembles thousands of keys: it waits until it is clear that they are needed.
-  /// Until then it is measured in each line that is scored.
-  bool is_deferred(std::size_t unit) const { return unit == deferredUnit; }
-  bool has_deferred() const { return deferredUnit < hits.size(); }
-  int find_deferred(AceReporter* rep);
+  /// An unfinished last word, and a single letter, resemble thousands of keys: they wait until it is clear
+  /// that these are needed. Until then they are measured in each line that is scored.
+  bool is_deferred(std::size_t unit) const {
+    return std::find(deferred.begin(), deferred.end(), unit) != deferred.end();
+  }
+  bool has_deferred() const { return !deferred.empty(); }
+  int find_deferred(std::size_t unit, AceReporter* rep);
 
   const MultiText& get_query() const { return queryParts; }
   const std::vector<Hit>& get_hits(std::size_t unit) const { return hits[unit]; }
   int num_units() const { return static_cast<int>(queryParts.get_units().size()); }
   const MultiAsk& get_ask() const { return recallAsk; }
-  /// Whether the best weights of the units in a line are its weight: no key resembles two units, and nothing
-  /// is joined or cut.
+  /// Whether the best weights of the units in a line are its weight, where no word resembles two units:
+  /// nothing is joined or cut.
   bool is_plain() const;
+  /// Whether any key resembles two units; and that one.
+  bool has_shared_keys() const { return isByNumber ? keyRows.has_shared() : rows.has_shared(); }
+  bool is_shared(Large key) const { return isByNumber ? keyRows.is_shared(key) : rows.has_shared(); }
   /// The model's value of a weight and a length; 255 stays for `is_same`.
   int value_of(VInt weight, int tokens) const;
+  /// The most that a line of that length is worth where the best weights of the units add up to that.
+  int most_value_of(VInt weight, int tokens) const;
   /// The least weight with which a line of that length reaches a quality; more than any weight for none.
   VInt least_weight(int tokens, int min_value) const;
   /// The same for a line of any length.
@@ -80,6 +90,15 @@ class TeraMultiEval {
 
   /// What a line is worth. With `measured`, words that the recall did not find are measured, too.
   Score score(const char* line, bool measured);
+  /// Whether words are keys, so that numbers of words tell what a line of the index is worth: without its
+  /// text, which takes several times as long to read. The keys are made ready.
+  bool has_numbers() const { return isByNumber; }
+  void number_keys();
+  /// The same as `score` for the line with those words, but that a quality of 255 is not yet checked by its
+  /// text, and that less than `min_value` may be 0. There are no texts in `get_line`.
+  Score score_words(const std::vector<Large>& words, int tokens, int min_value);
+  /// Lets `score` know the words of a line.
+  void know_words(const std::vector<Large>& words);
   /// The text that `score` has split last, and the pairs that it found.
   const MultiText& get_line() const { return lineParts; }
   const MultiMatch& get_match() const { return lineMatch; }
@@ -92,7 +111,6 @@ class TeraMultiEval {
 
  private:
   bool isUnreliable = false;
-  static constexpr std::size_t NO_UNIT = ~std::size_t{0};
   using Cell = MultiRows::Cell;
   struct Measures {
     TeraQueryRef whole;
@@ -102,8 +120,9 @@ class TeraMultiEval {
   };
 
   void split(const char* query);
+  bool are_words_keys() const;
   bool is_closed() const;
-  bool can_defer() const;
+  bool can_defer(const MultiText::Unit& unit) const;
   bool is_unfinished(const MultiText::Unit& unit) const;
   std::string abbreviated_text(const MultiText::Unit& unit) const;
   int find_unit(std::size_t unit, AceReporter* rep);
@@ -112,10 +131,14 @@ class TeraMultiEval {
   bool is_wanted(TeraEval::Mode mode, const char* key, int tokens) const;
   static void sort_hits(std::vector<Hit>* list);
   int decompose_words(AceReporter* rep);
+  void know_all_words();
+  VInt add_pair(std::size_t unit, std::size_t line_unit, const Cell& cell);
+  Score solve(const MultiText& line, int tokens);
+  const Cell* measure_deferred(Large word);
   const Cell* look_up(const MultiText::Unit& unit) const;
   const Cell* find_row(const MultiText::Unit& unit, bool measured);
   void make_measures();
-  void measure(const MultiText::Unit& unit);
+  const Cell* measure(const char* text, std::span<const std::size_t> units);
   const Cell* with_deferred(const MultiText::Unit& unit, const Cell* row);
   bool same_atoms() const;
 
@@ -124,16 +147,22 @@ class TeraMultiEval {
   TeraEval::Eval* evalFunc;  // the fine form of the model
   bool doReeval;
   bool isFullReeval;
+  bool isByNumber = false;
   MultiRules queryRules;
   MultiRules lineRules;
   MultiText queryParts;
   int indexedWeight = 0;  // tokens of the query
   std::string queryString;
   std::vector<std::vector<Hit>> hits;  // per unit, best first
-  std::size_t deferredUnit = NO_UNIT;
+  std::vector<std::size_t> allUnits;
+  std::vector<std::size_t> deferred;  // units that wait
   MultiRows rows;
+  bool areRowsComplete = true;
+  MultiKeyRows keyRows;
+  MultiKeyRows deferredRows;  // of the units that wait
   std::vector<Cell> measuredRow;
   std::vector<Measures> measures;
   MultiText lineParts;
+  MultiText lineWords;
   MultiMatch lineMatch;
 };

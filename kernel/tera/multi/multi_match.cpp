@@ -19,7 +19,7 @@ void MultiMatch::solve(const MultiText& query, const MultiText& line) {
   bestWeight = 0;
   isInOrder = true;
   isComplete = numQuery == 0;
-  if (pairs.empty()) return;
+  if (pairs.empty() || take_all()) return;
   number_line_atoms();
   const VInt ordered = solve_in_order();
   const VInt bound = upper_bound();
@@ -36,6 +36,33 @@ void MultiMatch::solve(const MultiText& query, const MultiText& line) {
     trace_order();
   }
   isComplete = covers_query();
+}
+
+/// Takes all pairs where no two of them have an atom in common, as in most lines.
+bool MultiMatch::take_all() {
+  constexpr int mostAtoms = 64;
+  VUint used = 0;
+  VInt weight = 0;
+  bool isOrdered = true;
+  int lastQuery = -1;
+  int lastLine = -1;
+  for (const Pair& pair : pairs) {
+    const MultiText::Unit& query = queryText->get_units()[static_cast<std::size_t>(pair.query)];
+    const MultiText::Unit& line = lineText->get_units()[static_cast<std::size_t>(pair.line)];
+    if (!query.is_single() || !line.is_single() || query.first >= mostAtoms || line.first <= lastLine ||
+        (used >> query.first & 1) != 0)
+      return false;
+    used |= VUint{1} << query.first;
+    isOrdered = isOrdered && query.first > lastQuery;
+    lastQuery = query.first;
+    lastLine = line.first;
+    weight += pair.weight;
+  }
+  chosen = pairs;
+  bestWeight = weight;
+  isInOrder = isOrdered;
+  isComplete = static_cast<int>(pairs.size()) == numQuery;
+  return true;
 }
 
 /// Numbers the line atoms that occur in pairs; a unit's atoms stay side by side.

@@ -3,10 +3,11 @@
 ///     query   Karl  Weber             pairs    Karl - Karl 255    Weber - Veber 204
 ///     line    Veber Hans  Karl        weight   4 * 255 + 5 * 204
 ///
-/// First the best way in which the order stays (dynamic programming over atoms of both sides); it is the best
-/// of all where each query atom has its best pair. So is one that gives each atom its best one, if these are
-/// different. Else an assignment of least cost decides (tera_bipartite.h), once for every choice of up to
-/// `MOST_JOINED` pairs of joined units.
+/// In most lines no two pairs are in each other's way, and all count. Else first the best way in which the
+/// order stays (dynamic programming over atoms of both sides); it is the best of all where each query atom
+/// has its best pair. So is one that gives each atom its best one, if these are different. Else an assignment
+/// of least cost decides (tera_bipartite.h), once for every choice of up to `MOST_JOINED` pairs of joined
+/// units.
 #pragma once
 
 #include <vector>
@@ -48,6 +49,7 @@ class MultiMatch {
     return span.queryLast - span.queryFirst > 1 || span.lineLast - span.lineFirst > 1;
   }
   Span span_of(const Pair& pair) const;
+  bool take_all();
   void number_line_atoms();
   VInt solve_in_order();
   void trace_order();

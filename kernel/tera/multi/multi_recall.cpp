@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 #include <tuple>
 
 #include "ace/ace_reporter.h"
@@ -14,14 +15,26 @@ namespace {
 /// A recall may look at that many times as many entries of hit lists as there are lines, and some more.
 constexpr VInt MOST_SWEEPS = 64;
 constexpr VInt FREE_ENTRIES = 10'000'000;
-/// Lines up to which their words are measured.
-constexpr VInt MOST_MEASURED = 500;
+/// Looking up what a letter begins takes as long as measuring a line for so many words of the index; and what
+/// more letters begin.
+constexpr std::size_t WORDS_PER_LETTER_LINE = 24;
+constexpr std::size_t WORDS_PER_LINE = 400;
+constexpr std::size_t LEAST_MEASURED = 500;
 /// Where a list has that many times as many entries as lines were found, these are searched for in it.
 constexpr std::size_t SEARCH_COST = 32;
 /// What evaluating a line costs, in entries of hit lists.
 constexpr VInt EVALUATION_COST = 256;
+/// Lines that are fetched before they are looked at.
+constexpr std::size_t AHEAD = 16;
 /// Beyond the candidates asked for, so many lines are put into order, too.
 constexpr std::size_t MOST_ORDERED = 1000;
+
+/// Puts what comes before all others up to `end`, in order.
+template <class Place, class Before>
+void sort_first(Place first, Place end, Place last, Before before) {
+  if (end != last && end != first) std::nth_element(first, end - 1, last, before);
+  std::sort(first, end, before);
+}
 
 }  // namespace
 
@@ -38,30 +51,50 @@ int MultiRecall::run(TeraResult* result) {
   }
   skipped = index.skip_list();
   const int minValue = std::max(result->get_min_value(), 1);
-  if (multiEval->has_deferred() && !may_measure(minValue) &&
-      multiEval->find_deferred(AceReporter::use_default()) < 0)
-    return -1;
-  isPlain = multiEval->is_plain() && !needsEnds;
+  if (find_finders(minValue) < 0) return -1;
+  if (multiEval->has_numbers()) multiEval->number_keys();
+  doesMatch =
+      !multiEval->is_plain() || needsEnds || (!multiEval->has_numbers() && multiEval->has_shared_keys());
   sweep(minValue);
-  collect(minValue);
+  if (!collect(*result, minValue) && (find_late() < 0 || !collect(*result, minValue))) return -1;
   limit(*result);
   refine(result);
   return fill(result);
 }
 
-/// Whether the lines that the other units find are so few that it is cheaper to measure the words of each
-/// than to look up what the unfinished one resembles.
-bool MultiRecall::may_measure(int min_value) const {
-  const std::vector<Tiny> order = order_units();
-  const std::size_t numFinders = count_finders(order, min_value);
-  VInt entries = 0;
-  for (std::size_t i = 0; i < numFinders; ++i) {
-    if (multiEval->is_deferred(order[i] - 1U)) return false;
-    entries += count_entries(order[i]);
-    for (const auto& hit : multiEval->get_hits(order[i] - 1U))
-      if (is_skipped(hit.key)) return false;
+/// Looks up the units that wait as far as lines are found by them: all of them where other units have skip
+/// words.
+int MultiRecall::find_finders(int min_value) {
+  while (multiEval->has_deferred()) {
+    const std::vector<Tiny> order = order_units();
+    const std::size_t numFinders = count_finders(order, min_value);
+    const auto is_needed = [&](Tiny unit) {
+      const auto& hits = multiEval->get_hits(unit - 1U);
+      return multiEval->is_deferred(unit - 1U) ||
+             std::any_of(hits.begin(), hits.end(), [this](const auto& hit) { return is_skipped(hit.key); });
+    };
+    const auto end = order.begin() + static_cast<VInt>(numFinders);
+    if (std::none_of(order.begin(), end, is_needed)) return 0;
+    const auto next = std::find_if(order.begin(), order.end(),
+                                   [this](Tiny unit) { return multiEval->is_deferred(unit - 1U); });
+    if (multiEval->find_deferred(*next - 1U, AceReporter::use_default()) < 0) return -1;
   }
-  return entries <= MOST_MEASURED;
+  return 0;
+}
+
+/// Looks up the units that waited, as too many lines would have to be measured.
+int MultiRecall::find_late() {
+  std::vector<Tiny> late;
+  for (const Tiny unit : order_units())
+    if (multiEval->is_deferred(unit - 1U)) late.push_back(unit);
+  for (const Tiny unit : late) {
+    openWeight -= most_weight(unit);
+    if (multiEval->find_deferred(unit - 1U, AceReporter::use_default()) < 0) return -1;
+  }
+  multiEval->number_keys();
+  found.clear();
+  sweep_rest(late);
+  return 0;
 }
 
 VInt MultiRecall::count_entries(Tiny unit) const {
@@ -73,8 +106,7 @@ VInt MultiRecall::count_entries(Tiny unit) const {
 // ---------------------------------------------------------------- hit lists
 
 /// Lines are found by words that are no skip words, unless there are none, and by units without which a line
-/// cannot reach the least quality. The others are looked at in the lines found alone: in their lists, or,
-/// where these are much longer, in the lines themselves.
+/// cannot reach the least quality. The others are looked at in the lines found alone.
 void MultiRecall::sweep(int min_value) {
   const std::vector<Tiny> order = order_units();
   const std::size_t numFinders = count_finders(order, min_value);
@@ -89,26 +121,32 @@ void MultiRecall::sweep(int min_value) {
   } else {
     for (std::size_t i = 0; i < numFinders; ++i) sweep_all(order[i]);
   }
-  VInt entries = 0;
-  for (std::size_t i = numFinders; i < order.size(); ++i) entries += count_entries(order[i]);
-  const bool isLong = entries > EVALUATION_COST * static_cast<VInt>(scratch->numTouched);
-  for (std::size_t i = numFinders; i < order.size(); ++i) {
-    if (isLong || multiEval->is_deferred(order[i] - 1U))
-      openWeight += most_weight(order[i]);
-    else
-      sweep_found(order[i]);
-  }
-  if (openWeight > 0) isPlain = false;
+  sweep_rest({order.begin() + static_cast<VInt>(numFinders), order.end()});
 }
 
-/// Units from 1 on, those with the fewest entries first, one that waits last.
+/// Units that find no lines: in their lists, or, where these are much longer than the lines found, and for
+/// units that wait, in the lines themselves.
+void MultiRecall::sweep_rest(std::span<const Tiny> units) {
+  VInt entries = 0;
+  for (const Tiny unit : units) entries += count_entries(unit);
+  const bool isLong = entries > EVALUATION_COST * static_cast<VInt>(scratch->numTouched);
+  for (const Tiny unit : units) {
+    if (isLong || multiEval->is_deferred(unit - 1U))
+      openWeight += most_weight(unit);
+    else
+      sweep_found(unit);
+  }
+}
+
+/// Units from 1 on, those with the fewest entries first; those that wait last, and of them those that bring
+/// more first.
 std::vector<Tiny> MultiRecall::order_units() const {
   std::vector<Tiny> order;
   std::vector<VInt> entries(1, 0);
   for (int unit = 1; unit <= multiEval->num_units(); ++unit) {
     order.push_back(static_cast<Tiny>(unit));
     entries.push_back(multiEval->is_deferred(static_cast<std::size_t>(unit) - 1)
-                          ? std::numeric_limits<VInt>::max()
+                          ? std::numeric_limits<VInt>::max() - most_weight(static_cast<Tiny>(unit))
                           : count_entries(static_cast<Tiny>(unit)));
   }
   std::stable_sort(order.begin(), order.end(), [&](Tiny a, Tiny b) { return entries[a] < entries[b]; });
@@ -132,26 +170,30 @@ VInt MultiRecall::most_weight(Tiny unit) const {
   return hits.empty() ? 0 : VInt{multiEval->get_query().get_units()[unit - 1U].tokens} * hits.front().quality;
 }
 
-void MultiRecall::sweep_all(Tiny unit) {
+MultiRecall::Share MultiRecall::share_of(Tiny unit, const TeraMultiEval::Hit& hit) const {
   const int tokens = multiEval->get_query().get_units()[unit - 1U].tokens;
+  const bool isShared = !doesMatch && multiEval->is_shared(hit.key);
+  return {static_cast<Large>(tokens * hit.quality), unit, static_cast<Tiny>(isShared ? 1 : 0)};
+}
+
+void MultiRecall::sweep_all(Tiny unit) {
   for (const auto& hit : multiEval->get_hits(unit - 1U))
-    add_list(index.infoHandle->get(hit.key), unit, static_cast<Large>(tokens * hit.quality));
+    add_list(index.infoHandle->get(hit.key), share_of(unit, hit));
 }
 
 void MultiRecall::sweep_found(Tiny unit) {
-  const int tokens = multiEval->get_query().get_units()[unit - 1U].tokens;
   for (const auto& hit : multiEval->get_hits(unit - 1U)) {
     const IdList list = index.infoHandle->get(hit.key);
-    const auto weight = static_cast<Large>(tokens * hit.quality);
+    const Share share = share_of(unit, hit);
     if (list.count > SEARCH_COST * scratch->numTouched)
-      look_up_found(list, unit, weight);
+      look_up_found(list, share);
     else
-      add_to_found(list, unit, weight);
+      add_to_found(list, share);
   }
 }
 
 /// No branch per entry: what is counted already adds 0, and a line is listed when its weight was 0.
-void MultiRecall::add_list(const IdList& list, Tiny unit, Large weight) {
+void MultiRecall::add_list(const IdList& list, const Share& share) {
   MultiScratch::Cell* const cells = scratch->cells.data();
   Large* const touched = scratch->touched.data();
   const Large numLines = index.num_records();
@@ -159,13 +201,14 @@ void MultiRecall::add_list(const IdList& list, Tiny unit, Large weight) {
   for (const Large entry : list) {
     const Large line = std::min(entry, numLines);
     MultiScratch::Cell& cell = cells[line];
-    const Large isNew = cell.lastUnit != unit ? 1 : 0;
+    const Large isNew = cell.lastUnit != share.unit ? 1 : 0;
     touched[count] = line;
     count += 1U - cell.isFound;
     cell.isFound = 1;
-    cell.weight += isNew * weight;
-    cell.numUnits = static_cast<Small>(cell.numUnits + isNew);
-    cell.lastUnit = unit;
+    cell.weight += isNew * share.weight;
+    cell.numUnits = static_cast<Tiny>(cell.numUnits + isNew);
+    cell.isShared = static_cast<Tiny>(cell.isShared | share.isShared);
+    cell.lastUnit = share.unit;
   }
   scratch->numTouched = count;
 }
@@ -186,26 +229,29 @@ void MultiRecall::mark_found(Tiny unit) {
   scratch->numTouched = count;
 }
 
-void MultiRecall::add_to_found(const IdList& list, Tiny unit, Large weight) {
+void MultiRecall::add_to_found(const IdList& list, const Share& share) {
   MultiScratch::Cell* const cells = scratch->cells.data();
   const Large numLines = index.num_records();
   for (const Large entry : list) {
     MultiScratch::Cell& cell = cells[std::min(entry, numLines)];
-    const Large isNew = cell.lastUnit != unit ? cell.isFound : 0;
-    cell.weight += isNew * weight;
-    cell.numUnits = static_cast<Small>(cell.numUnits + isNew);
-    cell.lastUnit = cell.isFound != 0 ? unit : Tiny{0};
+    const Large isNew = cell.lastUnit != share.unit ? cell.isFound : 0;
+    cell.weight += isNew * share.weight;
+    cell.numUnits = static_cast<Tiny>(cell.numUnits + isNew);
+    cell.isShared = static_cast<Tiny>(cell.isShared | (share.isShared & cell.isFound));
+    cell.lastUnit = cell.isFound != 0 ? share.unit : Tiny{0};
   }
 }
 
-void MultiRecall::look_up_found(const IdList& list, Tiny unit, Large weight) {
+void MultiRecall::look_up_found(const IdList& list, const Share& share) {
   for (std::size_t i = 0; i < scratch->numTouched; ++i) {
     const Large line = scratch->touched[i];
     MultiScratch::Cell& cell = scratch->cells[line];
-    if (cell.lastUnit == unit || !std::binary_search(list.begin(), list.end(), line)) continue;
-    cell.weight += weight;
-    ++cell.numUnits;
-    cell.lastUnit = unit;
+    if (!std::binary_search(list.begin(), list.end(), line)) continue;
+    const Large isNew = cell.lastUnit != share.unit ? 1 : 0;
+    cell.weight += isNew * share.weight;
+    cell.numUnits = static_cast<Tiny>(cell.numUnits + isNew);
+    cell.isShared = static_cast<Tiny>(cell.isShared | share.isShared);
+    cell.lastUnit = share.unit;
   }
 }
 
@@ -219,34 +265,110 @@ VInt MultiRecall::least_weight(int tokens, int min_value) {
   return cached;
 }
 
-void MultiRecall::collect(int min_value) {
-  const bool all = multiEval->does_reeval();
+/// What a line is at most worth follows from its weight: the most promising ones come first, until no other
+/// one can be among those that the result keeps. False when too many lines would be measured for that.
+bool MultiRecall::collect(const TeraResult& result, int min_value) {
+  promise(min_value);
+  const std::size_t mostMeasured = most_measured();
+  VInt counts[TeraEval::PERFECT + 1] = {};
+  VInt better = 0;  // lines above `most`
+  int best = 0;
+  auto next = promised.begin();
+  for (int most = TeraEval::PERFECT; most >= min_value; --most) {
+    if (better >= result.get_num_cands() || most < best - result.get_max_dist()) return true;
+    for (; next != promised.end() && next->most == most; ++next) {
+      if (static_cast<std::size_t>(next - promised.begin()) >= mostMeasured) return false;
+      fetch(next);
+      ++counts[value(*next, min_value)];
+    }
+    better += counts[most];
+    if (best == 0 && better > 0) best = most;
+  }
+  return true;
+}
+
+/// Lines of which the words are measured before it is cheaper to look up the units that wait.
+std::size_t MultiRecall::most_measured() const {
+  if (!multiEval->has_deferred()) return promised.size();
+  bool hasLetter = false;
+  for (const Tiny unit : order_units())
+    hasLetter |=
+        multiEval->is_deferred(unit - 1U) && multiEval->get_query().get_units()[unit - 1U].tokens == 1;
+  const auto numWords = static_cast<std::size_t>(index.get_num_words());
+  return LEAST_MEASURED + numWords / (hasLetter ? WORDS_PER_LETTER_LINE : WORDS_PER_LINE);
+}
+
+/// Lists the lines that can reach the least quality, the best first, by counting.
+void MultiRecall::promise(int min_value) {
+  std::vector<Promise> all;
+  std::size_t starts[TeraEval::PERFECT + 2] = {};
   for (std::size_t i = 0; i < scratch->numTouched; ++i) {
+    const Large ahead = scratch->touched[std::min(i + AHEAD, scratch->numTouched - 1)];
+    __builtin_prefetch(&scratch->cells[ahead]);
+    __builtin_prefetch(index.tokenLengths + ahead);
     const Large line = scratch->touched[i];
     if (line >= index.num_records()) continue;
     const MultiScratch::Cell& cell = scratch->cells[line];
-    const int tokens = index.tokenLengths[line];
+    const Small tokens = index.tokenLengths[line];
     if (cell.weight + openWeight < least_weight(tokens, min_value)) continue;
-    Found one{line, 0, cell.weight, tokens, true, false, nullptr};
-    if (isPlain && !(all && cell.numUnits < multiEval->num_units()))
-      one.quality = multiEval->value_of(cell.weight, tokens);
-    else if (isPlain || !evaluate(&one, min_value))
-      continue;
-    if (one.quality == TeraEval::PERFECT &&
-        !(index.read_text(line, &lineText) && multiEval->is_same(lineText.c_str())))
-      one.quality = TeraEval::PERFECT - 1;
-    if (one.quality >= min_value) found.push_back(one);
+    all.push_back({line, cell.weight, tokens, cell.numUnits, most_value(cell.weight + openWeight, tokens),
+                   cell.isShared != 0});
+    ++starts[TeraEval::PERFECT - all.back().most + 1];
   }
+  std::partial_sum(std::begin(starts), std::end(starts), std::begin(starts));
+  promised.resize(all.size());
+  for (const Promise& one : all) promised[starts[TeraEval::PERFECT - one.most]++] = one;
+}
+
+/// Lines have few weights and lengths.
+Tiny MultiRecall::most_value(VInt weight, int tokens) {
+  Known& known = knownValues[static_cast<std::size_t>(31 * weight + tokens) % NUM_KNOWN];
+  if (known.weight != weight || known.tokens != tokens)
+    known = {weight, tokens, static_cast<Tiny>(multiEval->most_value_of(weight, tokens))};
+  return known.value;
+}
+
+/// Keeps the line if it is good enough. Returns its quality, or 0.
+int MultiRecall::value(const Promise& line, int min_value) {
+  Found one{line.line, 0, line.weight, line.tokens, true, false, nullptr};
+  if (doesMatch || openWeight > 0 || line.isShared) {
+    if (!evaluate(&one, min_value)) return 0;
+  } else {
+    if (multiEval->does_reeval() && line.numUnits < multiEval->num_units()) return 0;
+    one.quality = multiEval->value_of(one.weight, one.tokens);
+  }
+  if (one.quality == TeraEval::PERFECT &&
+      !(index.read_text(one.line, &lineText) && multiEval->is_same(lineText.c_str())))
+    one.quality = TeraEval::PERFECT - 1;
+  if (one.quality < min_value) return 0;
+  found.push_back(one);
+  return one.quality;
 }
 
 /// What the line is worth by itself.
 bool MultiRecall::evaluate(Found* one, int min_value) {
-  if (!index.read_text(one->line, &lineText)) return false;
-  const TeraMultiEval::Score score = multiEval->score(lineText.c_str(), false);
+  const TeraMultiEval::Score score = score_of(*one, min_value);
   if (score.quality < min_value || (needsEnds && !has_ends())) return false;
   one->quality = score.quality;
   one->weight = score.weight;
   return true;
+}
+
+TeraMultiEval::Score MultiRecall::score_of(const Found& one, int min_value) {
+  if (multiEval->has_numbers())
+    return index.read_ids(one.line, &lineWords) ? multiEval->score_words(lineWords, one.tokens, min_value)
+                                                : TeraMultiEval::Score{};
+  return index.read_text(one.line, &lineText) ? multiEval->score(lineText.c_str(), false)
+                                              : TeraMultiEval::Score{};
+}
+
+/// What `read_ids` will read of lines further on.
+void MultiRecall::fetch(std::vector<Promise>::const_iterator next) const {
+  const VInt left = promised.end() - next;
+  if (left <= VInt{2 * AHEAD}) return;
+  __builtin_prefetch(index.compStart + next[2 * AHEAD].line / 2);
+  __builtin_prefetch(index.compHeap +
+                     std::clamp(index.compStart[next[AHEAD].line / 2], VInt{0}, index.compSize));
 }
 
 bool MultiRecall::has_ends() const {
@@ -281,30 +403,43 @@ void MultiRecall::limit(const TeraResult& result) {
 
 /// Lets each line be evaluated that will be seen: for its order, its abbreviations and its marks.
 void MultiRecall::refine(TeraResult* result) {
-  const std::size_t most = static_cast<std::size_t>(result->get_num_cands()) + MOST_ORDERED;
   const auto by_weight = [](const Found& a, const Found& b) {
-    return std::make_tuple(-a.quality, -a.weight, a.tokens, a.line) <
-           std::make_tuple(-b.quality, -b.weight, b.tokens, b.line);
+    return std::make_tuple(-a.weight, a.tokens, a.line) < std::make_tuple(-b.weight, b.tokens, b.line);
   };
-  std::sort(found.begin(), found.end(), by_weight);
-  if (multiEval->get_query().num_atoms() < 2) return;
+  const auto by_order = [](const Found& a, const Found& b) {
+    return std::make_tuple(-a.weight, !a.isInOrder, a.tokens, a.line) <
+           std::make_tuple(-b.weight, !b.isInOrder, b.tokens, b.line);
+  };
+  group_by_quality();
+  const bool hasOrder = multiEval->get_query().num_atoms() > 1;
   const std::size_t shown = result->does_use_collection()
                                 ? std::min(result->get_num_cands(), result->get_biggest())
                                 : result->get_num_cands();
-  for (std::size_t i = 0; i < std::min(found.size(), most); ++i) refine_one(i < shown, &found[i], result);
-  const auto by_order = [](const Found& a, const Found& b) {
-    return std::make_tuple(-a.quality, -a.weight, !a.isInOrder, a.tokens, a.line) <
-           std::make_tuple(-b.quality, -b.weight, !b.isInOrder, b.tokens, b.line);
-  };
-  std::sort(found.begin(), found.end(), by_order);
+  std::size_t done = 0;
+  for_each_group([&](Place first, Place last) {
+    const auto most = static_cast<std::size_t>(result->get_num_cands()) + MOST_ORDERED;
+    const Place end = first + std::min<VInt>(last - first, static_cast<VInt>(most - std::min(most, done)));
+    if (hasOrder) sort_first(first, end, last, by_weight);
+    for (Place one = first; hasOrder && one != end; ++one) refine_one(done++ < shown, &*one, result);
+    sort_first(first, first + num_shown(*result, last - first), last, by_order);
+  });
+}
+
+/// The best first, by counting.
+void MultiRecall::group_by_quality() {
+  std::size_t starts[TeraEval::PERFECT + 2] = {};
+  for (const Found& one : found) ++starts[TeraEval::PERFECT - one.quality + 1];
+  std::partial_sum(std::begin(starts), std::end(starts), std::begin(starts));
+  std::vector<Found> grouped(found.size());
+  for (const Found& one : found) grouped[starts[TeraEval::PERFECT - one.quality]++] = one;
+  found = std::move(grouped);
 }
 
 void MultiRecall::refine_one(bool shown, Found* one, AceAttach* at) {
-  if (!index.read_text(one->line, &lineText)) return;
-  const TeraMultiEval::Score score = multiEval->score(lineText.c_str(), false);
+  const TeraMultiEval::Score score = score_of(*one, 0);
   one->isInOrder = score.isInOrder;
   one->isAbbreviated = score.isAbbreviated;
-  if (shown) one->shownAs = shown_line(true, at);
+  if (shown) one->shownAs = shown_line(*one, true, at);
 }
 
 // ---------------------------------------------------------------- candidates
@@ -312,46 +447,54 @@ void MultiRecall::refine_one(bool shown, Found* one, AceAttach* at) {
 
 int MultiRecall::fill(TeraResult* result) {
   result->set_resolved();
-  const auto biggest = static_cast<std::size_t>(std::max(result->get_biggest(), 1));
-  for (std::size_t first = 0, last = 0; first < found.size(); first = last) {
-    last = first;
-    while (last < found.size() && found[last].quality == found[first].quality) ++last;
-    const bool isCollected = result->does_use_collection() && last - first > biggest;
-    const std::size_t shown = isCollected ? first + biggest : last;
-    for (std::size_t i = first; i < shown; ++i)
-      add_candidate(i < static_cast<std::size_t>(result->get_num_cands()), &found[i], result);
-    if (isCollected) add_collection(shown, last, result);
-  }
+  const auto most = static_cast<std::size_t>(result->get_num_cands());
+  std::size_t done = 0;
+  for_each_group([&](Place first, Place last) {
+    const Place end = first + num_shown(*result, last - first);
+    for (Place one = first; one != end; ++one) add_candidate(done++ < most, &*one, result);
+    if (end != last) add_collection({end, last}, result);
+    done += static_cast<std::size_t>(last - end);
+  });
   return result->num_cands();
 }
 
-/// The line that was read last, marked when it was evaluated and the options allow it.
-const char* MultiRecall::shown_line(bool evaluated, AceAttach* at) const {
-  const bool isMarked = evaluated && (multiEval->get_ask().options & TeraMulti::NO_TEASER) == 0;
-  return isMarked ? multi_marked_line(*multiEval, lineText, at)
-                  : at->attach(lineText.data(), static_cast<VInt>(lineText.size()));
+/// How many of a group are candidates of their own.
+VInt MultiRecall::num_shown(const TeraResult& result, VInt size) {
+  return result.does_use_collection() ? std::min(size, VInt{std::max(result.get_biggest(), 1)}) : size;
+}
+
+/// The line, which `score_of` was told last if it is evaluated: marked then if the options allow it.
+const char* MultiRecall::shown_line(const Found& one, bool evaluated, AceAttach* at) {
+  if (!index.read_text(one.line, &lineText)) return nullptr;
+  if (!evaluated || (multiEval->get_ask().options & TeraMulti::NO_TEASER) != 0)
+    return at->attach(lineText.data(), static_cast<VInt>(lineText.size()));
+  if (multiEval->has_numbers()) {
+    multiEval->know_words(lineWords);
+    multiEval->score(lineText.c_str(), false);
+  }
+  return multi_marked_line(*multiEval, lineText, at);
 }
 
 void MultiRecall::add_candidate(bool evaluated, Found* one, TeraResult* result) {
   if (!result->accept(one->quality)) return;
   if (one->shownAs == nullptr) {
-    if (!index.read_text(one->line, &lineText)) return;
-    if (evaluated) one->isAbbreviated = multiEval->score(lineText.c_str(), false).isAbbreviated;
-    one->shownAs = shown_line(evaluated, result);
+    if (evaluated) one->isAbbreviated = score_of(*one, 0).isAbbreviated;
+    one->shownAs = shown_line(*one, evaluated, result);
   }
+  if (one->shownAs == nullptr) return;
   auto* const cand = new TeraCand(one->shownAs, one->line);
   if (one->isAbbreviated) cand->add_state(TeraCand::INITIAL);
   result->add(one->quality, cand);
 }
 
-void MultiRecall::add_collection(std::size_t first, std::size_t last, TeraResult* result) {
+void MultiRecall::add_collection(std::span<const Found> members, TeraResult* result) {
   Large* lines = nullptr;
-  result->malloc(lines, static_cast<long>(last - first));
-  for (std::size_t i = first; i < last; ++i) lines[i - first] = found[i].line;
-  std::sort(lines, lines + (last - first));
-  const std::string name = "<COLLECTION num=" + std::to_string(last - first) + " />";
+  result->malloc(lines, static_cast<long>(members.size()));
+  std::transform(members.begin(), members.end(), lines, [](const Found& one) { return one.line; });
+  std::sort(lines, lines + members.size());
+  const std::string name = "<COLLECTION num=" + std::to_string(members.size()) + " />";
   TeraCand* const cand =
-      TeraCand::create_collection_cand(result->attach(name.c_str()), static_cast<int>(last - first), lines);
-  cand->resolve(static_cast<Large>(last - first), lines);
-  result->add(found[first].quality, cand);
+      TeraCand::create_collection_cand(result->attach(name.c_str()), static_cast<int>(members.size()), lines);
+  cand->resolve(static_cast<Large>(members.size()), lines);
+  result->add(members[0].quality, cand);
 }

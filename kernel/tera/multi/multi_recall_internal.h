@@ -4,10 +4,12 @@
 ///     unit 2                                         3 7 ...                 line 7: weight 2040, unit 2
 ///
 /// In a line the best hit of a unit counts: the first one, as `lastUnit` tells. The sum is the line's weight,
-/// or at least as much where units get into each other's way; then the line is evaluated.
+/// or at least as much where units get into each other's way; then the line is evaluated. A result that wants
+/// few lines gets the most promising ones, and the others are neither evaluated nor put into order.
 #pragma once
 
 #include <algorithm>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -40,40 +42,85 @@ class MultiRecall {
 
  private:
   static constexpr Large SHORT_LINES = 256;
+  using Place = std::vector<Found>::iterator;
+  /// What a key of a unit brings a line.
+  struct Share {
+    Large weight;
+    Tiny unit;
+    Tiny isShared;  ///< it resembles another unit, too
+  };
+  /// A line, and the most that it may be worth.
+  struct Promise {
+    Large line;
+    Large weight;
+    Small tokens;
+    Tiny numUnits;
+    Tiny most;
+    bool isShared;
+  };
+  static constexpr std::size_t NUM_KNOWN = 256;
+  struct Known {
+    VInt weight = -1;
+    int tokens = 0;
+    Tiny value = 0;
+  };
 
   bool is_skipped(Large key) const { return std::binary_search(skipped.begin(), skipped.end(), key); }
   VInt count_entries(Tiny unit) const;
-  bool may_measure(int min_value) const;
+  int find_finders(int min_value);
+  int find_late();
   void sweep(int min_value);
+  void sweep_rest(std::span<const Tiny> units);
   std::vector<Tiny> order_units() const;
   std::size_t count_finders(const std::vector<Tiny>& order, int min_value) const;
   VInt most_weight(Tiny unit) const;
   void sweep_all(Tiny unit);
   void sweep_found(Tiny unit);
   void mark_found(Tiny unit);
-  void add_list(const IdList& list, Tiny unit, Large weight);
-  void add_to_found(const IdList& list, Tiny unit, Large weight);
-  void look_up_found(const IdList& list, Tiny unit, Large weight);
+  Share share_of(Tiny unit, const TeraMultiEval::Hit& hit) const;
+  void add_list(const IdList& list, const Share& share);
+  void add_to_found(const IdList& list, const Share& share);
+  void look_up_found(const IdList& list, const Share& share);
   VInt least_weight(int tokens, int min_value);
-  void collect(int min_value);
+  void promise(int min_value);
+  bool collect(const TeraResult& result, int min_value);
+  std::size_t most_measured() const;
+  Tiny most_value(VInt weight, int tokens);
+  void fetch(std::vector<Promise>::const_iterator next) const;
+  int value(const Promise& line, int min_value);
   bool evaluate(Found* found, int min_value);
+  TeraMultiEval::Score score_of(const Found& found, int min_value);
   bool has_ends() const;
   void limit(const TeraResult& result);
   void refine(TeraResult* result);
+  void group_by_quality();
+  /// Calls `visit(first, last)` for the lines of each quality.
+  template <class Visit>
+  void for_each_group(Visit visit) {
+    for (Place first = found.begin(), last = first; first != found.end(); first = last) {
+      last =
+          std::find_if(first, found.end(), [&](const Found& one) { return one.quality != first->quality; });
+      visit(first, last);
+    }
+  }
+  static VInt num_shown(const TeraResult& result, VInt size);
   void refine_one(bool shown, Found* found, AceAttach* at);
-  const char* shown_line(bool evaluated, AceAttach* at) const;
+  const char* shown_line(const Found& one, bool evaluated, AceAttach* at);
   int fill(TeraResult* result);
   void add_candidate(bool evaluated, Found* found, TeraResult* result);
-  void add_collection(std::size_t first, std::size_t last, TeraResult* result);
+  void add_collection(std::span<const Found> members, TeraResult* result);
 
   const TeraMulti& index;
   TeraMultiEval* multiEval;
   MultiScratch* scratch;
   IdList skipped;
   bool needsEnds = false;
-  bool isPlain = false;  // the sum of weights is what a line is worth
-  VInt openWeight = 0;   // the most that units bring that are not looked up
+  bool doesMatch = false;  // units get into each other's way in lines without a shared word, too
+  VInt openWeight = 0;     // the most that units bring that are not looked up
+  std::vector<Promise> promised;
   std::vector<Found> found;
   std::string lineText;
+  std::vector<Large> lineWords;
   VInt cachedMinWeight[SHORT_LINES] = {};  // per length, 0: not known yet
+  Known knownValues[NUM_KNOWN];
 };

@@ -12,10 +12,11 @@
 struct MultiScratch {
   /// What a line has so far.
   struct Cell {
-    Large weight = 0;    ///< sum of the units' best weights
-    Tiny lastUnit = 0;   ///< the last unit that counted, from 1 on
-    Tiny isFound = 0;    ///< it is in `touched`
-    Small numUnits = 0;  ///< units that counted
+    Large weight = 0;   ///< sum of the units' best weights
+    Tiny lastUnit = 0;  ///< the last unit that counted, from 1 on
+    Tiny isFound = 0;   ///< it is in `touched`
+    Tiny numUnits = 0;  ///< units that counted
+    Tiny isShared = 0;  ///< it has a word that resembles two units
   };
 
   /// Makes room for that many lines, and one more that stands for all numbers beyond.

@@ -46,6 +46,19 @@ void MultiText::split(const char* text, const MultiRules& rules) {
   }
 }
 
+void MultiText::make_words(std::size_t count) {
+  buffer.assign(1, '\0');
+  atoms.resize(count);
+  units.resize(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const int place = static_cast<int>(i);
+    atoms[i] = {0, 0};
+    units[i] = {0, 0, place, place + 1, 0, 0, 0};
+  }
+  numTokens = 0;
+  lastWord = {};
+}
+
 /// The atoms of a word become units if there are several, and long enough; and so does the word.
 void MultiText::add_word(std::string_view word, int from, const MultiRules& rules) {
   Word added{word, from, num_atoms(), num_atoms(), 0};

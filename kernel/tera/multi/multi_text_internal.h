@@ -51,6 +51,8 @@ class MultiText {
 
   /// In place of what there was.
   void split(const char* text, const MultiRules& rules);
+  /// So many words without texts, each an atom.
+  void make_words(std::size_t count);
 
   const std::vector<Atom>& get_atoms() const { return atoms; }
   const std::vector<Unit>& get_units() const { return units; }
