@@ -144,6 +144,8 @@ TEST(TeraTransition, is_saved_as_documented_and_damage_is_refused_or_harmless) {
   TeraTransition model(map.get(), 1);
   for (const char* word : {"abcd", "ab", "ab", "ab", "ca", ""}) model.stat(word);
   const std::string good = image_of(&model);
+  EXPECT_EQ(support::read_file(TEST_DATA "/formats/letters.trans"), good)
+      << "written once, by the first version with that format";
   AceReporter::null()->set_as_default();
   const auto use = [](const std::string& damaged, const std::string& what) {
     support::PayloadFile file(damaged);
