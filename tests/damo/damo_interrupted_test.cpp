@@ -213,6 +213,26 @@ TEST(DamoInterrupted, memory_that_ends_leaves_whole_files_and_what_can_be_used_a
     support::numNewsLeft = -1;
   }
   EXPECT_TRUE(isDone);
+  // Differences for which there was no room are read again.
+  write_sources(folder, "new", 200);
+  std::string expected;
+  isDone = false;
+  for (long n = -1; !isDone && n < 5000; ++n) {
+    DamoDiff diff(&KEY, 1, 3, 0, 1);
+    support::numNewsLeft = n;
+    try {
+      diff.add_diff(folder.file("table").c_str(), AceReporter::null());
+      isDone = n >= 0;
+    } catch (const std::bad_alloc&) {
+    }
+    support::numNewsLeft = -1;
+    diff.add_diff(folder.file("table").c_str(), AceReporter::null());
+    diff.add_file(folder.file("changes").c_str(), folder.file("updated").c_str());
+    diff.update(AceReporter::null());
+    const std::string updated = support::read_file(folder.file("updated"));
+    EXPECT_EQ(updated, n < 0 ? expected = updated : expected) << n;
+  }
+  EXPECT_TRUE(isDone);
 }
 
 }  // namespace

@@ -65,14 +65,21 @@ TEST(DamoStatistic, counts_what_is_in_lines_whole_and_in_parts) {
     for (unsigned n = random() % 40; n > 0; --n) {
       std::string line;
       for (unsigned i = random() % 8; i < 16; ++i) line += "ab |& \t\t"[random() % (i % 3 == 0 ? 8 : 6)];
+      if (random() % 4 == 0) line.insert(random() % line.size(), random() % 200, 'y');
       while (round % 3 != 0 && std::count(line.begin(), line.end(), '\t') < 2) line += "\tx";
       lines.push_back(random() % 3 == 0 && !lines.empty() ? lines.back() : line);
     }
     const auto whole = make();
     const auto parts = make();
     auto part = make();
+    std::string text;
     for (const std::string& line : lines) {
-      whole->add_line(line.c_str());
+      text += line + "\n";
+      if (random() % 10 == 0 || &line == &lines.back()) {
+        if (random() % 2 == 0) text.pop_back();
+        whole->add_line(text.c_str());
+        text.clear();
+      }
       const auto values = support::parts_of(line, '\t');
       std::vector<const char*> fields;
       for (const std::string& value : values) fields.push_back(value.c_str());

@@ -92,8 +92,9 @@ class DamoDiff::Collected {
   }
   Difference* get(std::string_view key) {
     if (Difference* const present = find(key); present != nullptr) return present;
-    keys.add(texts.keep(key));
-    return &differences.emplace_back();
+    // Where memory runs out there may be one more than keys, which is the next one's.
+    if (differences.size() == keys.size()) differences.emplace_back();
+    return &differences[keys.add(texts.keep(key))];
   }
   void append(Difference* difference, std::string_view text) {
     Line* const line = &lines.emplace_back(Line{texts.keep(text), nullptr});

@@ -26,9 +26,10 @@ class DamoTexts {
   static constexpr std::size_t BLOCK = std::size_t{1} << 18;
 
   void add_block(std::size_t least) {
-    left = std::max(least, BLOCK);
-    blocks.push_back(std::make_unique_for_overwrite<char[]>(left));
+    const std::size_t size = std::max(least, BLOCK);
+    blocks.push_back(std::make_unique_for_overwrite<char[]>(size));
     next = blocks.back().get();
+    left = size;
   }
 
   std::vector<std::unique_ptr<char[]>> blocks;
@@ -36,10 +37,11 @@ class DamoTexts {
   std::size_t left = 0;
 };
 
-/// Keys, numbered from 0 as they come. Their texts are the caller's and stay.
+/// Keys, numbered from 0 as they come. Their texts are the caller's and stay. Where memory runs out, nothing
+/// has changed.
 ///
-///     slots      | hash, 1 | free | free | hash, 0 | hash, 2 | free | ...      a key's slot: at its hash, or
-///     next keys       | "Ann" | "Bob" | "Zoe" |                                     free one behind it
+///     slots      | hash, 1 | free | free | hash, 0 | hash, 2 |     a key is at its hash, or in the next
+///     keys       | "Ann" | "Bob" | "Zoe" |                         free slot behind it
 class DamoKeyTable {
  public:
   static constexpr std::size_t NONE = static_cast<std::size_t>(-1);
@@ -59,8 +61,9 @@ class DamoKeyTable {
     if (keys.size() * 2 >= slots.size()) grow();
     if (keys.size() >= FREE) throw std::bad_alloc();
     const std::uint32_t hash = short_hash(key);
-    slots[place_of(key, hash)] = {hash, static_cast<std::uint32_t>(keys.size())};
+    const std::size_t place = place_of(key, hash);
     keys.push_back(key);
+    slots[place] = {hash, static_cast<std::uint32_t>(keys.size() - 1)};
     return keys.size() - 1;
   }
 

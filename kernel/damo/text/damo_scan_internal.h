@@ -20,13 +20,14 @@ class DamoByteScan {
     load(from);
   }
 
-  /// The first occurrence at or behind `from`, or the end of the line. `from` does not go back between calls.
+  /// The first occurrence at or behind `from`, or the end of the line. `from` does not go back between calls;
+  /// it may be in front of what was found last.
   template <class Char>
   Char* next(Char* from) {
-    if (from - block < WIDTH)
-      found &= ~std::uint64_t{0} << (from - block);
-    else
+    if (from - block >= WIDTH)
       load(from);
+    else if (from > block)
+      found &= ~std::uint64_t{0} << (from - block);
     while (found == 0) {
       if (lineEnd - block <= WIDTH) return from + (lineEnd - from);
       load(block + WIDTH);
