@@ -25,7 +25,8 @@ constexpr std::size_t QUERIES_AT_ONCE = 256;
 class QueryFile {
  public:
   QueryFile(const Target& target, const FileQuery& query) {
-    const SourceSample sample = look_at(query.name);
+    SourceSample sample = look_at(query.name);
+    if (!target.has_words() && query.columns.empty()) find_header(target, &sample);
     match_columns(target, query, sample.names);
     decoder = make_decoder(sample.source.encoding);
     input = open_source(sample.source, path_pointers(sample));
@@ -57,6 +58,20 @@ class QueryFile {
   double get_bytes_read() const { return bytesRead; }
 
  private:
+  /// A first line of names of fields is a header, whatever the lines behind it look like.
+  static void find_header(const Target& target, SourceSample* sample) {
+    if (sample->source.hasHeader || sample->records.empty()) return;
+    const std::vector<std::string>& first = sample->records[0];
+    const auto is_field = [&target](const std::string& text) {
+      return std::any_of(
+          target.get_fields().begin(), target.get_fields().end(),
+          [&text](const TargetField& field) { return plain_name(field.name) == plain_name(text); });
+    };
+    for (std::size_t i = 0; i < first.size(); ++i)
+      if (sample->columns[i] != std::to_string(i + 1) || !is_field(first[i])) return;
+    sample->source.hasHeader = true;
+    sample->names = first;
+  }
   void match_columns(const Target& target, const FileQuery& query, const std::vector<std::string>& columns) {
     const std::size_t count = target.has_words() ? 1 : target.get_fields().size();
     fieldColumns.assign(count, -1);

@@ -373,6 +373,8 @@ class FindFile(ToolTest):
         self.refuse(["find", "people.base", "--from", "q.csv", "--column", "surname=woh"], "did you mean who?")
         rows = self.rows("find", "people.base", "--from", "q.csv", "--column", "surname=who", "-n", "1")
         self.assertEqual([row["line"] for row in rows], [2, 3])
+        self.write("q.txt", "surname\nmayer0\nmayer1\n")  # looks like three values, but names a field
+        self.assertEqual([row["line"] for row in self.rows("find", "people.base", "--from", "q.txt", "-n", "1")], [2, 3])
 
 
 class Sources(ToolTest):
