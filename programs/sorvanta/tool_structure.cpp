@@ -32,7 +32,9 @@ std::string joined(const std::vector<std::string>& keys, std::size_t from, std::
 }
 
 std::string json_step(const std::string& path, const std::string& key) {
-  return path.empty() ? key : path + "." + key;
+  constexpr const char* EMPTY_KEY = "\"\"";
+  const std::string step = key.empty() ? EMPTY_KEY : key;
+  return path.empty() ? step : path + "." + step;
 }
 
 }  // namespace

@@ -379,10 +379,10 @@ class FindFile(ToolTest):
 
 class Sources(ToolTest):
     def test_what_look_proposes_is_what_build_takes(self):
-        self.write("p.json", json.dumps({"list": [{"id": 7, "who": {"name": "Ann"}, "on": "1990-12-31"},
+        self.write("p.json", json.dumps({"list": [{"id": 7, "who": {"name": "Ann", "": "A"}, "on": "1990-12-31"},
                                                   {"id": 8, "who": {"name": "Jürgen"}}]}))
         fields = {row["column"]: row for row in self.rows("look", "p.json")}
-        self.assertEqual({row["field"]: row["filled"] for row in fields.values()}, {"id": 100, "who_name": 100, "on": 50})
+        self.assertEqual({row["field"]: row["filled"] for row in fields.values()}, {"id": 100, "who_name": 100, "who": 50, "on": 50})
         self.assertEqual(fields["who.name"]["samples"], "Ann, Jürgen")
         self.write("mine.settings", self.expect(FOUND, "look", "p.json", "--settings").stdout)
         self.expect(FOUND, "build", "mine.settings")
