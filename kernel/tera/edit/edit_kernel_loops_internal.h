@@ -264,7 +264,8 @@ LaneMeasures<V> measure(const EditTask& task, const Columns& columns, Slices<V> 
 // n - m with K errors are left out. Entry positions outside of the entry are read, but never lead back to its
 // end.
 
-inline constexpr int MAX_ERRORS = 3;
+inline constexpr int MAX_ERRORS = 4;
+inline constexpr int MORE_ERRORS = 3;  // the plane of the lanes with more
 
 template <int FROM, int TO, class Body>
 __attribute__((always_inline)) inline void unrolled(Body body) {
@@ -349,14 +350,15 @@ bool few_errors(const EditTask& task, const Columns& columns, LaneMeasures<typen
     if (i > K && (i & 1) != 0 && !Lanes::any(states.alive())) return false;
   }
   if (!Lanes::any(states.end(K))) return false;
-  // Errors 0 to 3 in two planes, and the lanes with more in a third.
+  // Errors 0 to 4 in three planes, and the lanes with more in a fourth.
   V reached[MAX_ERRORS + 1];
   for (int e = 0; e <= MAX_ERRORS; ++e)
     reached[e] = e < distance_to(DELTA, 0) ? NONE<V> : states.end(e < K ? e : K);
   V* planes = out.counter.planes;
-  planes[2] = ~states.end(K);
-  planes[1] = ~reached[1];
-  planes[0] = ~reached[0] & (reached[1] | ~reached[2]);
+  planes[MORE_ERRORS] = ~reached[4];
+  planes[2] = ~reached[3];
+  planes[1] = reached[3] & ~reached[1];
+  planes[0] = (reached[1] & ~reached[0]) | (reached[3] & ~reached[2]);
   return true;
 }
 
@@ -382,8 +384,10 @@ bool measure_few_errors(const EditTask& task, int errors, const Columns& columns
       return choose_delta<Lanes, 1, -1>(task, columns, out);
     case 2:
       return choose_delta<Lanes, 2, -2>(task, columns, out);
-    default:
+    case 3:
       return choose_delta<Lanes, 3, -3>(task, columns, out);
+    default:
+      return choose_delta<Lanes, 4, -4>(task, columns, out);
   }
 }
 
@@ -463,7 +467,7 @@ class TaskRunner {
     if (way == FEW_ERRORS) {
       LaneMeasures<V> measures{LaneCounter<V>(2 * MAX_ERRORS + 1), std::max(task.m, task.n), true};
       if (!measure_few_errors<Lanes>(task, errors, columns, measures)) return 0;
-      return write_hits<Lanes>(measures, ~measures.counter.planes[2], first, hits);
+      return write_hits<Lanes>(measures, ~measures.counter.planes[MORE_ERRORS], first, hits);
     }
     const LaneMeasures<V> measures =
         task.transpose ? measure_all<true>(columns) : measure_all<false>(columns);
