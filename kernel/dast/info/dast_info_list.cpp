@@ -301,8 +301,16 @@ DastInfoList* DastInfoList::intersect_lists(int n, DastInfoList** lists, AceAtta
 
 namespace {
 
+template <class Visit>
+void for_each_bit(const std::vector<Mask>& bits, Visit visit) {
+  for (std::size_t i = 0; i < bits.size(); ++i)
+    for (Mask word = bits[i]; word != 0; word &= word - 1)
+      visit(64 * i + static_cast<std::size_t>(std::countr_zero(word)));
+}
+
 /// Many ids in a narrow range are marked in bits and read back in order: a merge costs a wrong guess of the
-/// processor for each id and each time that the number of lists halves. Null when that is no gain.
+/// processor for each id and each time that the number of lists halves. Words of bits that are not 0 are
+/// marked in bits themselves, as most of them are 0. Null when that is no gain.
 DastInfoList* unite_in_bits(std::span<const DastInfoList> lists, AceAttach* at) {
   constexpr VInt WORDS_PER_ID = 16;
   if (lists.size() < 3) return nullptr;
@@ -320,16 +328,22 @@ DastInfoList* unite_in_bits(std::span<const DastInfoList> lists, AceAttach* at) 
   const std::size_t numWords = (highest - lowest) / 64 + std::size_t{1};
   if (static_cast<VInt>(numWords) > WORDS_PER_ID * total) return nullptr;
   std::vector<Mask> bits(numWords, 0);
+  std::vector<Mask> used(numWords / 64 + 1, 0);
   for (const DastInfoList& list : lists)
-    for (const Large id : list.get_infos())
-      if (id >= lowest && id <= highest) bits[(id - lowest) / 64] |= Mask{1} << ((id - lowest) % 64);
+    for (const Large id : list.get_infos()) {
+      if (id < lowest || id > highest) continue;
+      const Large word = (id - lowest) / 64;
+      bits[word] |= Mask{1} << ((id - lowest) % 64);
+      used[word / 64] |= Mask{1} << (word % 64);
+    }
   Large* all = nullptr;
   at->malloc(all, total);
-  Large count = 0;
-  for (std::size_t i = 0; i < numWords; ++i)
+  Large* end = all;
+  for_each_bit(used, [&](std::size_t i) {
     for (Mask word = bits[i]; word != 0; word &= word - 1)
-      all[count++] = lowest + static_cast<Large>(64 * i) + static_cast<Large>(std::countr_zero(word));
-  return new (at) DastInfoList(count, all, nullptr);
+      *end++ = lowest + static_cast<Large>(64 * i) + static_cast<Large>(std::countr_zero(word));
+  });
+  return new (at) DastInfoList(static_cast<Large>(end - all), all, nullptr);
 }
 
 }  // namespace
