@@ -45,7 +45,7 @@ std::size_t edit_room_bytes(const EditTask& task) {
   constexpr int WIDEST = EDIT_BLOCK_LANES / 8;
   const auto slices = static_cast<std::size_t>(4 * std::max(task.m, task.n) + 4);
   const auto cells = static_cast<std::size_t>(task.numSets) * static_cast<std::size_t>(task.n);
-  return WIDEST * (slices + (cells <= EDIT_MAX_CELLS ? cells : 0));
+  return WIDEST * (slices + (cells <= EDIT_MAX_CELLS ? cells + EDIT_PADDING : 0));
 }
 
 const EditKernel& edit_kernel() {

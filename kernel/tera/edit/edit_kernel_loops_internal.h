@@ -94,10 +94,11 @@ struct ByteColumns {
   }
 };
 
-/// The same where comparisons are done before: one for each set and entry position.
+/// The same where comparisons are done before: one for each set and entry position. `edit_room_bytes` has
+/// room around them.
 template <class V>
 struct KnownColumns {
-  static constexpr bool IS_PADDED = false;
+  static constexpr bool IS_PADDED = true;
   const V* known;
   const int* setOf;
   int n;
@@ -464,11 +465,14 @@ class TaskRunner {
   /// Writes the hits among the lanes, numbered from `first`; returns their number.
   template <class Columns>
   int run(const Columns& columns, Large first, EditHit* hits) {
-    if (way == FEW_ERRORS) {
-      LaneMeasures<V> measures{LaneCounter<V>(2 * MAX_ERRORS + 1), std::max(task.m, task.n), true};
-      if (!measure_few_errors<Lanes>(task, errors, columns, measures)) return 0;
-      return write_hits<Lanes>(measures, ~measures.counter.planes[MORE_ERRORS], first, hits);
-    }
+    if (way != FEW_ERRORS) return run_table(columns, first, hits);
+    LaneMeasures<V> measures{LaneCounter<V>(2 * MAX_ERRORS + 1), std::max(task.m, task.n), true};
+    if (!measure_few_errors<Lanes>(task, errors, columns, measures)) return 0;
+    return write_hits<Lanes>(measures, ~measures.counter.planes[MORE_ERRORS], first, hits);
+  }
+  /// The same for a task of more errors.
+  template <class Columns>
+  int run_table(const Columns& columns, Large first, EditHit* hits) {
     const LaneMeasures<V> measures =
         task.transpose ? measure_all<true>(columns) : measure_all<false>(columns);
     const V found = measures.reach(task.fewest);
@@ -604,7 +608,7 @@ int check_packed(const EditTask& task, int lanes_log, std::span<const Large> gro
       part += isWide ? wideParts : 1;
     }
     EditHit* const found = hits.data() + num;
-    const int numFound = runner.run(KnownColumns<V>{known, task.setOf, task.n}, 0, found);
+    const int numFound = runner.run_table(KnownColumns<V>{known, task.setOf, task.n}, 0, found);
     num += place_hits(groups.subspan(static_cast<std::size_t>(group), static_cast<std::size_t>(count)),
                       lanes_log, found, numFound);
     group += count;
