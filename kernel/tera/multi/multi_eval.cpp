@@ -239,10 +239,12 @@ void TeraMultiEval::number_keys() {
 
 void TeraMultiEval::know_words(const std::vector<Large>& words) {
   AceAttach at;
-  for (const Large word : words)
-    if (const Cell* const row = keyRows.find(word); row != nullptr)
-      for (std::size_t unit = 0; unit < hits.size(); ++unit)
-        rows.note(index.get_word(word, &at), unit, row[unit].quality, row[unit].isAbbreviated != 0);
+  for (const Large word : words) {
+    const Cell* const row = keyRows.find(word);
+    const char* const text = row != nullptr ? index.get_word(word, &at) : nullptr;
+    for (std::size_t unit = 0; text != nullptr && unit < hits.size(); ++unit)
+      rows.note(text, unit, row[unit].quality, row[unit].isAbbreviated != 0);
+  }
 }
 
 /// Texts of lines are looked up by the texts of keys.
