@@ -139,7 +139,7 @@ void count(const std::string& data, int is_utf) {
   DamoStatistic whole(is_utf, ',', 3, nullptr), first(is_utf, ',', 3, nullptr),
       second(is_utf, ',', 3, nullptr);
   whole.add_line(text.c_str());
-  first.add_line(text.substr(0, end).c_str());
+  first.add_line(text.substr(0, end + 1).c_str());
   if (end < text.size()) second.add_line(text.c_str() + end + 1);
   require(first.merge(&second) == 0);
   const std::string file = folder.file("statistic");

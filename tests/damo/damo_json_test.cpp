@@ -185,6 +185,17 @@ TEST(DamoJsonInput, refuses_what_is_none_and_says_why) {
   EXPECT_EQ(fault("[]", "@", nullptr, 0), "No field JMESPaths are defined.");
   EXPECT_EQ(fault("[]", "@", paths, 0), "No source fields are defined.");
   EXPECT_EQ(fault("[]", "@", bad, 2).find("Internal Exception: field path 1, 'a[[': "), 0U);
+  for (const char* path : {"length(a b)", "length (a\t#)", "length(a}",
+                           "[length(a)b,join('|', (c) to_string(d)]", "max_by(a, &b c)"}) {
+    const char* wrong[] = {path};
+    EXPECT_EQ(fault("[]", "@", wrong, 1).find("Internal Exception: field path 0, '"), 0U) << path;
+    EXPECT_EQ(fault("[]", path, paths, 4).find("Internal Exception: "), 0U) << path;
+  }
+  for (const char* path : {"join('\\'(,', [?contains(a, ')')].b)", "sort_by(@, &length(\"a(b\"))",
+                           "max([`[1, 2]`, length(@)])", "not_null()"}) {
+    const char* good[] = {path};
+    EXPECT_EQ(fault("[]", "@", good, 1), "") << path;
+  }
   EXPECT_EQ(fault("7", "@", paths, 4),
             "Internal Exception: the record JMESPath selects a number, a list or an object is expected");
   EXPECT_EQ(fault("{\"a\": 1}", "b", paths, 4), "");

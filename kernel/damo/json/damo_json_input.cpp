@@ -140,7 +140,7 @@ void _DamoJsonInput::Document::take(DamoJsonValue selected, bool is_projection, 
 }
 
 void _DamoJsonInput::Document::read_whole(const std::string& path, AceReporter* rep) {
-  const auto expression = jsoncons::jmespath::make_expression<DamoJsonValue>(path);
+  const auto expression = damo_json_expression(path);
   jsoncons::json_stream_reader reader(stream, decoder);
   reader.read();
   const DamoJsonValue whole = decoder.take();

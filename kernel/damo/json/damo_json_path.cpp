@@ -4,6 +4,8 @@
 
 namespace {
 
+constexpr const char* BLANKS = " \t\r\n";
+
 bool is_name_start(char c) {
   return std::isalpha(static_cast<unsigned char>(c)) != 0 || c == '_';
 }
@@ -28,6 +30,57 @@ std::optional<std::string> take_name(std::string_view* text) {
   std::string name(text->substr(0, end));
   text->remove_prefix(end);
   return name;
+}
+
+/// Behind the text in quotes, which starts at `at`.
+std::size_t behind_quotes(std::string_view path, std::size_t at) {
+  const char quote = path[at++];
+  while (at < path.size() && path[at] != quote) at += path[at] == '\\' ? 2 : 1;
+  return at + 1;
+}
+
+bool is_behind_name(std::string_view front) {
+  const std::size_t last = front.find_last_not_of(BLANKS);
+  return last != std::string_view::npos && is_name(front[last]);
+}
+
+/// Each argument of a function must be an expression by itself: the engine never returns from a call in which
+/// something else than a comma or a parenthesis is behind an argument, as in `length(a b)`.
+void check_argument(std::string_view text) {
+  const std::size_t start = text.find_first_not_of(BLANKS);
+  if (start == std::string_view::npos) return;
+  text.remove_prefix(text[start] == '&' ? start + 1 : start);
+  jsoncons::jmespath::make_expression<DamoJsonValue>(std::string(text));
+}
+
+/// Inner calls come before those around them, so that what is checked does not have an unchecked one.
+void check_calls(std::string_view path) {
+  struct Level {
+    bool isCall;
+    std::size_t argument;  // where the one at hand starts
+  };
+  std::vector<Level> levels;
+  const auto check = [&](std::size_t end) {
+    if (levels.back().isCall)
+      check_argument(path.substr(levels.back().argument, end - levels.back().argument));
+  };
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    const char c = path[i];
+    if (c == '"' || c == '\'' || c == '`') {
+      i = behind_quotes(path, i) - 1;
+    } else if (c == '(' || c == '[' || c == '{') {
+      levels.push_back({c == '(' && is_behind_name(path.substr(0, i)), i + 1});
+    } else if (levels.empty()) {
+      continue;
+    } else if (c == ',') {
+      check(i);
+      levels.back().argument = i + 1;
+    } else if (c == ')' || (!levels.back().isCall && (c == ']' || c == '}'))) {
+      check(i);
+      levels.pop_back();
+    }
+  }
+  for (; !levels.empty(); levels.pop_back()) check(path.size());
 }
 
 }  // namespace
@@ -62,8 +115,12 @@ const DamoJsonValue* DamoJsonMembers::find(const DamoJsonValue& from) const {
   return value;
 }
 
-DamoJsonPath::DamoJsonPath(const std::string& path)
-    : pathText(path), expression(jsoncons::jmespath::make_expression<DamoJsonValue>(path)) {
+jsoncons::jmespath::jmespath_expression<DamoJsonValue> damo_json_expression(const std::string& path) {
+  check_calls(path);
+  return jsoncons::jmespath::make_expression<DamoJsonValue>(path);
+}
+
+DamoJsonPath::DamoJsonPath(const std::string& path) : pathText(path), expression(damo_json_expression(path)) {
   plain = DamoJsonMembers::parse(path);
   if (plain && plain->isList) plain.reset();  // the engine makes the list
 }

@@ -20,6 +20,9 @@ struct DamoJsonMembers {
   const DamoJsonValue* find(const DamoJsonValue& from) const;
 };
 
+/// Throws `jmespath_error` for a text that is none.
+jsoncons::jmespath::jmespath_expression<DamoJsonValue> damo_json_expression(const std::string& path);
+
 class DamoJsonPath {
  public:
   /// Throws `jmespath_error`, which tells line and column.
@@ -41,5 +44,5 @@ class DamoJsonPath {
  private:
   std::string pathText;
   std::optional<DamoJsonMembers> plain;
-  decltype(jsoncons::jmespath::make_expression<DamoJsonValue>(std::string())) expression;
+  jsoncons::jmespath::jmespath_expression<DamoJsonValue> expression;
 };
