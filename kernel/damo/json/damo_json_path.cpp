@@ -53,29 +53,39 @@ void check_argument(std::string_view text) {
   jsoncons::jmespath::make_expression<DamoJsonValue>(std::string(text));
 }
 
-/// Inner calls come before those around them, so that what is checked does not have an unchecked one.
-void check_calls(std::string_view path) {
+[[noreturn]] void fail_at(std::size_t position, jsoncons::jmespath::jmespath_errc reason) {
+  throw jsoncons::jmespath::jmespath_error(reason, 1, position + 1);
+}
+
+/// Throws for what the engine never returns from, and for brackets that do not close each other, on which it
+/// reads memory that is not its own. Inner calls come before those around them, so that what is checked does
+/// not have an unchecked one.
+void check_path(std::string_view path) {
+  using Reason = jsoncons::jmespath::jmespath_errc;
   struct Level {
+    char end;
     bool isCall;
     std::size_t argument;  // where the one at hand starts
   };
   std::vector<Level> levels;
   const auto check = [&](std::size_t end) {
-    if (levels.back().isCall)
+    if (!levels.empty() && levels.back().isCall)
       check_argument(path.substr(levels.back().argument, end - levels.back().argument));
   };
   for (std::size_t i = 0; i < path.size(); ++i) {
     const char c = path[i];
     if (c == '"' || c == '\'' || c == '`') {
       i = behind_quotes(path, i) - 1;
+    } else if (path.substr(i, 2) == "{:") {
+      fail_at(i + 1, Reason::expected_key);
     } else if (c == '(' || c == '[' || c == '{') {
-      levels.push_back({c == '(' && is_behind_name(path.substr(0, i)), i + 1});
-    } else if (levels.empty()) {
-      continue;
+      const bool isCall = c == '(' && is_behind_name(path.substr(0, i));
+      levels.push_back({c == '(' ? ')' : c == '[' ? ']' : '}', isCall, i + 1});
     } else if (c == ',') {
       check(i);
-      levels.back().argument = i + 1;
-    } else if (c == ')' || (!levels.back().isCall && (c == ']' || c == '}'))) {
+      if (!levels.empty()) levels.back().argument = i + 1;
+    } else if (c == ')' || c == ']' || c == '}') {
+      if (levels.empty() || levels.back().end != c) fail_at(i, Reason::syntax_error);
       check(i);
       levels.pop_back();
     }
@@ -116,7 +126,7 @@ const DamoJsonValue* DamoJsonMembers::find(const DamoJsonValue& from) const {
 }
 
 jsoncons::jmespath::jmespath_expression<DamoJsonValue> damo_json_expression(const std::string& path) {
-  check_calls(path);
+  check_path(path);
   return jsoncons::jmespath::make_expression<DamoJsonValue>(path);
 }
 
