@@ -185,14 +185,14 @@ TEST(DamoJsonInput, refuses_what_is_none_and_says_why) {
   EXPECT_EQ(fault("[]", "@", nullptr, 0), "No field JMESPaths are defined.");
   EXPECT_EQ(fault("[]", "@", paths, 0), "No source fields are defined.");
   EXPECT_EQ(fault("[]", "@", bad, 2).find("Internal Exception: field path 1, 'a[[': "), 0U);
-  for (const char* path : {"length(a b)", "length (a\t#)", "length(a}", "a.{:b}", "a)b", "[a)]",
+  for (const char* path : {"length(a b)", "length (a\t#)", "length(a}", "a.{:b}", "[{2", "a)b", "[a)]",
                            "[length(a)b,join('|', (c) to_string(d)]", "max_by(a, &b c)"}) {
     const char* wrong[] = {path};
     EXPECT_EQ(fault("[]", "@", wrong, 1).find("Internal Exception: field path 0, '"), 0U) << path;
     EXPECT_EQ(fault("[]", path, paths, 4).find("Internal Exception: "), 0U) << path;
   }
   for (const char* path : {"join('\\'(,', [?contains(a, ')')].b)", "sort_by(@, &length(\"a(b\"))",
-                           "max([`[1, 2]`, length(@)])", "not_null()"}) {
+                           "max([`[1, 2]`, length(@)])", "not_null()", "{a: b, \"c\": d}.a", "{ a: b}.a"}) {
     const char* good[] = {path};
     EXPECT_EQ(fault("[]", "@", good, 1), "") << path;
   }

@@ -39,6 +39,10 @@ std::size_t behind_quotes(std::string_view path, std::size_t at) {
   return at + 1;
 }
 
+bool may_start_key(char c) {
+  return is_name_start(c) || c == '"' || std::string_view(BLANKS).find(c) != std::string_view::npos;
+}
+
 bool is_behind_name(std::string_view front) {
   const std::size_t last = front.find_last_not_of(BLANKS);
   return last != std::string_view::npos && is_name(front[last]);
@@ -76,7 +80,7 @@ void check_path(std::string_view path) {
     const char c = path[i];
     if (c == '"' || c == '\'' || c == '`') {
       i = behind_quotes(path, i) - 1;
-    } else if (path.substr(i, 2) == "{:") {
+    } else if (c == '{' && i + 1 < path.size() && !may_start_key(path[i + 1])) {
       fail_at(i + 1, Reason::expected_key);
     } else if (c == '(' || c == '[' || c == '{') {
       const bool isCall = c == '(' && is_behind_name(path.substr(0, i));
