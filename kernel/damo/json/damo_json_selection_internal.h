@@ -1,9 +1,8 @@
 /// The texts of selected members, from the events of a parser: no document is made.
 ///
-///     name, home.town        +-- name *              {"name": "Ann", "home": {"street": "x", "town":
-///     "Bern"}}
-///                            '-- home                          *                     -             *
-///                                  '-- town *
+///     paths     name, home.town
+///     record    {"name": "Ann", "home": {"street": "x", "town": "Bern"}}
+///                         taken              passed by       taken
 ///
 /// What no path leads to is passed by. Whether an object has two members of the same name, wherever it lies,
 /// is only guessed, by hashes of their names: never missed, and hardly ever said in vain. Such a record is
