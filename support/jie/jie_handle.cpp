@@ -37,6 +37,12 @@ jsize widen_ascii(const char* text, jchar (&units)[FEW]) {
   return count < FEW ? count : -1;
 }
 
+bool is_ascii(const char* text) {
+  char bits = 0;
+  while (*text != '\0') bits |= *text++;
+  return static_cast<unsigned char>(bits) < NON_ASCII;
+}
+
 bool is_character(int uni) {
   return (uni < 0xD800 || uni > 0xDFFF) && uni <= LAST_UNICODE;
 }
@@ -341,6 +347,7 @@ jstring JieHandle::jie_new_string(const char* text) {
   jchar few[FEW];
   const jsize count = widen_ascii(text, few);
   if (count >= 0) return envPtr->NewString(few, count);
+  if (is_ascii(text)) return envPtr->NewStringUTF(text);
   const std::vector<jchar> units = to_utf16(text);
   return envPtr->NewString(units.data(), static_cast<jsize>(units.size()));
 }
