@@ -204,7 +204,10 @@ DamoSecret DamoODBCConnection::decrypt_password(const char* encrypted, const cha
                          binary.size(), decryptor.FixedCiphertextLength(), key_file);
     CryptoPP::AutoSeededRandomPool random;
     CryptoPP::SecByteBlock text(decryptor.FixedMaxPlaintextLength());
-    const auto result = decryptor.Decrypt(random, binary, binary.size(), text);
+    // A number beyond the modulus is one of a larger key; decrypting it would end as an error of computation.
+    const bool isBelow = CryptoPP::Integer(binary, binary.size()) < key.GetModulus();
+    const auto result =
+        isBelow ? decryptor.Decrypt(random, binary, binary.size(), text) : CryptoPP::DecodingResult();
     if (!result.isValidCoding)
       throw AceException(CONDITION, "It was not encrypted with the key of '%s'", key_file);
     return {reinterpret_cast<const char*>(text.data()), result.messageLength};

@@ -363,6 +363,8 @@ TEST_F(DamoOdbcFake, passwords_are_kept_encrypted) {
   EXPECT_EQ(decrypt(kept, key), "");
   EXPECT_NE(decrypt(damaged, key).find("not encrypted with the key"), std::string::npos);
   EXPECT_NE(decrypt(kept, other).find("not encrypted with the key"), std::string::npos);
+  EXPECT_NE(decrypt(std::string(kept.size(), '/'), key).find("not encrypted with the key"),
+            std::string::npos);
   EXPECT_NE(decrypt("AAAA", key).find("3 bytes in base64, 384 are expected"), std::string::npos);
   EXPECT_NE(decrypt(kept, "").find("none is given"), std::string::npos);
   EXPECT_NE(decrypt(kept, folder.file("")).find("no key file"), std::string::npos);
