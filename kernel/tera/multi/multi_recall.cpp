@@ -265,6 +265,15 @@ VInt MultiRecall::least_weight(int tokens, int min_value) {
   return cached;
 }
 
+/// What `read_ids` will read further on. Inline: g++ leaves out calls of what does nothing but fetching.
+[[gnu::always_inline]] inline void MultiRecall::fetch(std::vector<Promise>::const_iterator next) const {
+  const VInt left = promised.end() - next;
+  if (left <= VInt{2 * AHEAD}) return;
+  __builtin_prefetch(index.compStart + next[2 * AHEAD].line / 2);
+  __builtin_prefetch(index.compHeap +
+                     std::clamp(index.compStart[next[AHEAD].line / 2], VInt{0}, index.compSize));
+}
+
 /// What a line is at most worth follows from its weight: the most promising ones come first, until no other
 /// one can be among those that the result keeps. False when too many lines would be measured for that.
 bool MultiRecall::collect(const TeraResult& result, int min_value) {
@@ -360,15 +369,6 @@ TeraMultiEval::Score MultiRecall::score_of(const Found& one, int min_value) {
                                                 : TeraMultiEval::Score{};
   return index.read_text(one.line, &lineText) ? multiEval->score(lineText.c_str(), false)
                                               : TeraMultiEval::Score{};
-}
-
-/// What `read_ids` will read of lines further on.
-void MultiRecall::fetch(std::vector<Promise>::const_iterator next) const {
-  const VInt left = promised.end() - next;
-  if (left <= VInt{2 * AHEAD}) return;
-  __builtin_prefetch(index.compStart + next[2 * AHEAD].line / 2);
-  __builtin_prefetch(index.compHeap +
-                     std::clamp(index.compStart[next[AHEAD].line / 2], VInt{0}, index.compSize));
 }
 
 bool MultiRecall::has_ends() const {
