@@ -96,8 +96,10 @@ class SORV_API DareEvaluate {
   bool is_reached_alone(int quality) const;
   static bool can_deepen(const EvalField& eval);
   bool deepen_fields();
+  bool deepen_fields_down_to(int quality, const std::vector<DareField*>& fields);
   int value_alone(const EvalField& field, int* values) const;
   bool evaluate_best();
+  int get_num_parts() const { return static_cast<int>(partOffsets.size()) - 1; }
   void evaluate_parts(int minimum);
   void push_and_collect(EvalData* part);
   void evaluate_intervals(EvalData* part);

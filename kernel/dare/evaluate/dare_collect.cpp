@@ -17,7 +17,7 @@ constexpr std::size_t RECORDS_AHEAD = 4;
 constexpr Large MAX_FETCHED = 8;  // of one candidate
 constexpr std::size_t HITS_AHEAD = 16;
 /// Records for each hit up to which it pays to look at all bits of records.
-constexpr VInt RECORDS_A_HIT = 64;
+constexpr VInt RECORDS_A_HIT = 256;
 
 }  // namespace
 

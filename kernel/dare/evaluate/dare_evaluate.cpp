@@ -5,6 +5,7 @@
 #include <future>
 #include <limits>
 #include <string>
+#include <system_error>
 #include <unordered_set>
 
 #include "ace/ace_reporter.h"
@@ -28,6 +29,26 @@ constexpr VInt LEAST_HITS = 1000;
 constexpr int LEAST_LISTED = 110;
 /// As many answers are looked for among the records that several fields have found.
 constexpr int MOST_BEST = 20;
+
+/// Calls `work(i)` for `i` from 0 to `count` - 1, each by a thread of its own; this one does the first, and
+/// those for which the system gives no thread.
+void in_threads(int count, const auto& work) {
+  std::vector<std::future<void>> others;
+  const auto start = [&](int i) {
+    others.push_back(std::async(std::launch::async, [&work, i] {
+      const AceThreadSafe registered;
+      work(i);
+    }));
+  };
+  int next = 1;
+  try {
+    for (; next < count; ++next) start(next);
+  } catch (const std::system_error&) {
+  }
+  if (count > 0) work(0);
+  for (; next < count; ++next) work(next);
+  for (auto& other : others) other.get();
+}
 
 }  // namespace
 
@@ -202,9 +223,24 @@ bool DareEvaluate::deepen_fields() {
   for (int step = 64; step > 0; step /= 2)
     if (quality + step < finalResult->get_min_value() && !is_reached_alone(quality + step)) quality += step;
   if (is_reached_alone(quality)) return false;
-  bool isDeepened = false;
+  std::vector<DareField*> fields;
   for (const EvalField& eval : evalFields)
-    if (can_deepen(eval)) isDeepened |= eval.field->deepen(quality + 1, AceReporter::null());
+    if (can_deepen(eval)) fields.push_back(eval.field);
+  return deepen_fields_down_to(quality + 1, fields);
+}
+
+/// By as many threads as there are parts, where methods allow it; each takes the next field when it is done
+/// with one.
+bool DareEvaluate::deepen_fields_down_to(int quality, const std::vector<DareField*>& fields) {
+  std::atomic<std::size_t> next = 0;
+  std::atomic<bool> isDeepened = false;
+  const bool isParallel = std::all_of(fields.begin(), fields.end(), [](const DareField* field) {
+    return field->get_base_field()->is_parallelizable();
+  });
+  in_threads(isParallel ? std::min(get_num_parts(), static_cast<int>(fields.size())) : 1, [&](int) {
+    for (std::size_t i = next++; i < fields.size(); i = next++)
+      if (fields[i]->deepen(quality, AceReporter::null())) isDeepened = true;
+  });
   return isDeepened;
 }
 
@@ -274,7 +310,7 @@ bool DareEvaluate::evaluate_best() {
 /// Collects and refines the records that may have at least this quality.
 void DareEvaluate::evaluate_parts(int minimum) {
   shared->answers.start(minimum);
-  const auto numParts = static_cast<int>(partOffsets.size()) - 1;
+  const int numParts = get_num_parts();
   std::vector<std::unique_ptr<EvalData>> parts;
   for (int i = 0; i < numParts; ++i) {
     parts.push_back(std::make_unique<EvalData>(boundLogic.get_num_values(), evalLogic.get_num_values()));
@@ -287,14 +323,7 @@ void DareEvaluate::evaluate_parts(int minimum) {
       part.fields.push_back(i > 0 ? part.clones.back().get() : eval.field);
     }
   }
-  std::vector<std::future<void>> tasks;
-  for (int i = 1; i < numParts; ++i)
-    tasks.push_back(std::async(std::launch::async, [this, part = parts[static_cast<std::size_t>(i)].get()] {
-      const AceThreadSafe registered;
-      run_part(part);
-    }));
-  run_part(parts[0].get());
-  for (auto& task : tasks) task.get();
+  in_threads(numParts, [&](int part) { run_part(parts[static_cast<std::size_t>(part)].get()); });
   for (const auto& part : parts) {
     numIterations += part->numIterations;
     for (std::size_t i = 0; i < part->clones.size(); ++i)

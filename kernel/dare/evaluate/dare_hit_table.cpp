@@ -23,7 +23,7 @@ void DareHitTable::end_choice() {
   for (std::size_t i = 0; i < choices.size(); ++i) {
     if (is_limited()) choices[i].chosen &= allowed[i];
     choices[i].seenOrBefore = count;
-    count += static_cast<std::size_t>(std::popcount(choices[i].chosen));
+    if (choices[i].chosen != 0) count += static_cast<std::size_t>(std::popcount(choices[i].chosen));
   }
   make_places(count);
   hits.reserve(count);  // nothing is thrown from here on: what is marked is cleared
