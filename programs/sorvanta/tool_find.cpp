@@ -62,7 +62,10 @@ int find(const FindOptions& options) {
     return print(word_columns(), ask_words(target.get_words(), joined(options.query), limits), options.form);
   FormQuery query(&target, limits);
   read_query(target, options.query, &query);
-  return print(FormQuery::columns(target), query.ask(), options.form);
+  const std::vector<Output::Row> rows = query.ask();
+  if (const std::string obstacle = query.obstacle(); rows.empty() && !obstacle.empty())
+    throw Failure(obstacle);
+  return print(FormQuery::columns(target), rows, options.form);
 }
 
 }  // namespace

@@ -109,6 +109,11 @@ std::vector<Output::Row> FormQuery::ask() {
                         ? session.assess(&result, count, modes.data(), queries.data())
                         : session.search(&result, count, modes.data(), queries.data(), queryLimits.number);
   if (found < 0) throw Failure("the query cannot be answered");
+  isLookedUp = false;
+  for (int i = 0; i < count; ++i) {
+    SorvantaStatus status;
+    if (result.get_field_status(&status, i) >= 0) isLookedUp |= status.get_status() != SorvantaStatus::EMPTY;
+  }
   std::vector<Output::Row> rows;
   SorvantaSuggestion record(&result);
   for (; record.get_idx() >= 0 && static_cast<int>(rows.size()) < queryLimits.number; record.go_next()) {
@@ -121,6 +126,19 @@ std::vector<Output::Row> FormQuery::ask() {
     rows.push_back(std::move(row));
   }
   return rows;
+}
+
+std::string FormQuery::obstacle() const {
+  std::vector<std::string> shown, weighed;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    const TargetField& field = askedTarget->get_fields()[i];
+    if (!texts[i].empty()) (field.method.empty() ? shown : weighed).push_back(field.name);
+  }
+  if (isLookedUp || !freeText.empty()) return "";
+  if (!weighed.empty())
+    return listed(weighed) +
+           ": no index; records that other fields find are weighed by it, so ask another field, too";
+  return shown.empty() ? "" : listed(shown) + ": no method; it is shown, and cannot be asked";
 }
 
 /// "surname 208, city 92"; "exact" where every field that is asked is perfect.

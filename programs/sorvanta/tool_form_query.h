@@ -25,6 +25,9 @@ class FormQuery {
   void set_free(const std::string& text);
   /// The records found, best first, as rows of `columns`; none when nothing is asked.
   std::vector<Output::Row> ask();
+  /// Why the fields that were asked could not find anything, whatever they were asked; empty where they
+  /// could.
+  std::string obstacle() const;
 
   static std::vector<OutputColumn> columns(const Target& target);
 
@@ -37,6 +40,7 @@ class FormQuery {
   SorvantaSession session;
   std::vector<std::string> texts;
   std::string freeText;
+  bool isLookedUp = false;  // a field was, at the last time
 };
 
 /// The words that a query finds in an index, as rows of quality, word, lines and reason.

@@ -231,7 +231,7 @@ TEST(DimePremiseMethod, a_field_of_a_base_scores_and_detects_alike_in_all_load_m
         AceAttach at;
         EXPECT_EQ(object->compare(field->get_string_by_baseid(1, &at)), 255);
         EXPECT_EQ(object->compare(field->get_string_by_baseid(2, &at)), 246);
-        const Shapes expected = {{"12 a", 0, true}, {"12 a", 1, true}};
+        const Shapes expected = {{"12 a", TeraCand::NO_INFO, true}, {"12 a", TeraCand::NO_INFO, true}};
         EXPECT_EQ(shapes_in(field->detect("street 12 a", DastOptions::FS_DETECT, AceReporter::null())),
                   expected);
       });

@@ -294,7 +294,18 @@ class Find(ToolTest):
         self.expect(FOUND, "build", "p.csv")
         self.assertEqual(self.rows("find", "p.base", "name=Anne")[0]["note"], "long " * 59 + "long")
         self.assertEqual(self.rows("find", "p.base", "Zoe")[0]["record"], 2)
-        self.expect(NOTHING, "find", "p.base", "note=long")
+        self.refuse(["find", "p.base", "note=long"], "note: no method")
+
+    def test_house_numbers_weigh_what_other_fields_find(self):
+        self.write("p.csv", "street;number\n" + "".join(f"{name}gasse;{i + 1}a\n" for i, name in enumerate(("Lange ", "Kurz", "Schul"))))
+        self.expect(FOUND, "build", "p.csv")
+        self.refuse(["find", "p.base", "number=2"], "number: no index")
+        self.expect(NOTHING, "find", "p.base", "2")
+        self.expect(NOTHING, "find", "p.base", "number=2", "street=Qqqqqq")
+        found = self.rows("find", "p.base", "number=2", "street=Kurzgase")[0]
+        self.assertEqual(found["record"], 2)
+        self.assertRegex(found["reason"], r"^street \d+, number 235$")
+        self.assertEqual(self.rows("find", "p.base", "Kurzgasse 1a")[0]["reason"], "exact")
 
     def test_wrong_questions(self):
         self.people()

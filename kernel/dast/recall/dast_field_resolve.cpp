@@ -47,6 +47,7 @@ class DastBaseField::Resolver {
   void follow_aliases();
   void follow(const AceIdMap* map, const Reached& from);
   void remove_anti_aliases();
+  static void add_special(int quality, const TeraCand& cand, TeraResult* resolved);
   void add_all(TeraResult* resolved) const;
   void add_basic(const Reached& reached, TeraResult* resolved) const;
   void add_advanced(const Reached& reached, TeraResult* resolved) const;
@@ -69,12 +70,19 @@ std::unique_ptr<TeraResult> DastBaseField::Resolver::resolve(TeraResult* found) 
   add_all(resolved.get());
   for (const TeraCandGroup* group = found->get_first_group(); group != nullptr; group = group->get_next())
     for (const TeraCand* cand = group->get_first_cand(); cand != nullptr; cand = cand->get_next())
-      if (cand->is_special()) resolved->add(group->get_value(), new TeraCand(*cand));
+      if (cand->is_special()) add_special(group->get_value(), *cand, resolved.get());
   resolved->set_next_value(std::max(resolved->next_value(), found->next_value()));
   resolved->set_best_frequent(std::max(resolved->get_best_frequent(), found->get_best_frequent()));
   resolved->set_resolved();
   resolved->merge(found);  // strings and arrays of the candidates that were copied
   return resolved;
+}
+
+/// What comes from no index has no entries, whatever its number told.
+void DastBaseField::Resolver::add_special(int quality, const TeraCand& cand, TeraResult* resolved) {
+  auto copy = std::make_unique<TeraCand>(cand);
+  if (cand.is(TeraCand::ARTIFICIAL)) copy->set_infos(0, nullptr);
+  resolved->add(quality, copy.release());
 }
 
 void DastBaseField::Resolver::collect(const TeraResult& found) {
