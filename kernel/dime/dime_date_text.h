@@ -109,7 +109,8 @@ class SORV_API DimeDateText {
   static const char* print_date(int value, DateFormat format, AceAttach* at);
 
   /// Reads a text, with `wildcards` also "?". Month names are looked up in `months`, which may be null.
-  /// Returns 0, or -1 for what is no date.
+  /// Numbers that cannot be a date in the order of the format are read as day, month and year, or else as
+  /// month, day and year. Returns 0, or -1 for what is no date.
   static int read_parts(const char* text, DateFormat format, const TeraEdit* months, bool wildcards,
                         Parts* parts);
   /// The parts of a date without wildcards. Returns 0 or -1.
@@ -117,6 +118,8 @@ class SORV_API DimeDateText {
                        int* year);
   /// Its number; NO_DATE for what is no date.
   static int read_date(const char* text, DateFormat format, const TeraEdit* months);
+  /// Whether numbers make a date in the order of the format, so that no other is tried.
+  static bool is_in_order(const char* text, DateFormat format);
   /// Whether the month has the day, in some year.
   static bool is_day(int day, int month);
 

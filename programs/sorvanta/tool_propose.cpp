@@ -55,7 +55,7 @@ bool names_any(const std::string& name, std::initializer_list<const char*> parts
                      [&](const char* part) { return name.find(part) != std::string::npos; });
 }
 
-/// The format that reads nearly all of the values; null for none.
+/// The format in whose order nearly all of the values are dates; null for none.
 const char* date_format(const Values& values) {
   const auto has_separators = [](const std::string& value) {
     return value.size() >= 6 && value.find_first_of("./-") != std::string::npos && is_digit(value[0]);
@@ -64,7 +64,7 @@ const char* date_format(const Values& values) {
   for (const char* name : {"SIMPLE_0", "SHORT_DE", "SHORT_US"}) {
     const auto format = static_cast<DimeDateText::DateFormat>(DimeDateText::get_date_format(name));
     if (nearly_all(values, [&](const std::string& value) {
-          return DimeDateText::read_date(value.c_str(), format, nullptr) != DimeDateText::NO_DATE;
+          return DimeDateText::is_in_order(value.c_str(), format);
         }))
       return name;
   }

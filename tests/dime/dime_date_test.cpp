@@ -130,6 +130,14 @@ TEST(DimeDateText, texts_are_read_in_the_order_of_the_format) {
                            "03041985T07:05",    "3. April 1985 23:59 "})
     EXPECT_EQ(read(text, Text::SHORT_DE), april) << text;
   EXPECT_EQ(read("3/4/1985", Text::SHORT_US), march);
+  for (const char* text : {"3.4.1985", "03041985"}) EXPECT_EQ(read(text, Text::SIMPLE), april) << text;
+  for (const auto format : {Text::SIMPLE, Text::SHORT_DE, Text::SHORT_US})
+    for (const char* text : {"28.4.1985", "4/28/85", "04281985", "28.04.85"}) {
+      EXPECT_EQ(read(text, format), Text::make_time(28, 4, 1985)) << text;
+      const bool isFirstDay = text[0] == '2';
+      EXPECT_EQ(Text::is_in_order(text, format), format == (isFirstDay ? Text::SHORT_DE : Text::SHORT_US))
+          << text;
+    }
   EXPECT_EQ(read("04031985", Text::SHORT_US), april);
   EXPECT_EQ(read("19850403", Text::SIMPLE), april);
   EXPECT_EQ(read("85-4-3", Text::SIMPLE), april);

@@ -253,6 +253,17 @@ bool are_possible(const Parts& parts) {
          is_possible(parts.day.value(), parts.month.value());
 }
 
+/// What the pieces are, when the order makes a day of them that there can be.
+bool assign(const Pieces& pieces, Order order, const TeraEdit* months, Parts* parts) {
+  Parts assigned;
+  const bool isAssigned = pieces.unseparated != nullptr ? assign_unseparated(pieces, order, &assigned)
+                          : pieces.name != nullptr      ? assign_named(pieces, order, months, &assigned)
+                                                        : assign_numbers(pieces, order, &assigned);
+  if (!isAssigned || !are_possible(assigned)) return false;
+  *parts = assigned;
+  return true;
+}
+
 /// A date of numbers alone.
 struct Numbers {
   int day, month, year;
@@ -267,7 +278,7 @@ int read_number(const char** text, int* number) {
 }
 
 /// Three numbers with a sign between each two, and nothing else, which most dates are: without noting their
-/// digits. False for all other texts, and for what is no date.
+/// digits. False for all other texts, and for what is no date in that order.
 bool read_numbers(const char* text, Order order, Numbers* date) {
   const auto skip_sign = [&text] { return *text == '-' || *text == '.' || *text == '/' ? ++text : nullptr; };
   int numbers[MAX_PIECES];
@@ -385,18 +396,15 @@ int DimeDateText::read_parts(const char* text, DateFormat format, const TeraEdit
                              Parts* parts) {
   Pieces pieces;
   if (text == nullptr || !pieces.scan(text, wildcards)) return -1;
-  Parts read;
-  const Order order = order_of(format);
-  bool isAssigned = false;
-  if (pieces.unseparated != nullptr)
-    isAssigned = assign_unseparated(pieces, order, &read);
-  else if (pieces.name != nullptr)
-    isAssigned = assign_named(pieces, order, months, &read);
-  else
-    isAssigned = assign_numbers(pieces, order, &read);
-  if (!isAssigned || !are_possible(read)) return -1;
-  *parts = read;
-  return 0;
+  if (assign(pieces, order_of(format), months, parts)) return 0;
+  if (pieces.name != nullptr) return -1;
+  return assign(pieces, DMY, nullptr, parts) || assign(pieces, MDY, nullptr, parts) ? 0 : -1;
+}
+
+bool DimeDateText::is_in_order(const char* text, DateFormat format) {
+  Pieces pieces;
+  Parts parts;
+  return text != nullptr && pieces.scan(text, false) && assign(pieces, order_of(format), nullptr, &parts);
 }
 
 int DimeDateText::read_time(const char* text, DateFormat format, const TeraEdit* months, int* day, int* month,
