@@ -57,6 +57,7 @@ const char* text_or_empty(const char* text) {
 FormQuery::FormQuery(Target* target, const QueryLimits& limits)
     : askedTarget(target), queryLimits(limits), session(target->make_session()) {
   texts.resize(target->get_fields().size());
+  areFree.resize(texts.size());
 }
 
 void FormQuery::set(std::size_t field, const std::string& text) {
@@ -95,6 +96,7 @@ std::vector<Output::Row> FormQuery::ask() {
   const char asked[] = {queryLimits.mode, '\0'};
   for (std::size_t i = 0; i < texts.size(); ++i) {
     const bool isFree = texts[i].empty() && !freeText.empty() && has_values_in(i, freeText);
+    areFree[i] = isFree;
     const std::string& text = isFree ? freeText : texts[i];
     modes.push_back(text.empty() ? NOT_ASKED : isFree ? FREE : asked);
     queries.push_back(text.empty() ? nullptr : text.c_str());
@@ -141,13 +143,13 @@ std::string FormQuery::obstacle() const {
   return shown.empty() ? "" : listed(shown) + ": no method; it is shown, and cannot be asked";
 }
 
-/// "surname 208, city 92"; "exact" where every field that is asked is perfect.
+/// "surname 208, city 92"; "exact" where every field that is asked is perfect, by itself or by free text.
 std::string FormQuery::reason(const SorvantaSuggestion& record) const {
   std::string text;
   for (std::size_t i = 0; i < texts.size(); ++i) {
     const int quality = record.get_field_quality(static_cast<int>(i));
     const TargetField& field = askedTarget->get_fields()[i];
-    const bool isAsked = !texts[i].empty() || (!freeText.empty() && quality > 0);
+    const bool isAsked = !texts[i].empty() || areFree[i];
     if (!isAsked || !field.isShown || quality < 0 || quality == PERFECT) continue;
     text += (text.empty() ? "" : ", ") + field.name + " " + std::to_string(quality);
   }

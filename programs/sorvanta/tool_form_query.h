@@ -40,7 +40,8 @@ class FormQuery {
   SorvantaSession session;
   std::vector<std::string> texts;
   std::string freeText;
-  bool isLookedUp = false;  // a field was, at the last time
+  std::vector<bool> areFree;  // fields that were asked words of the free text, at the last time
+  bool isLookedUp = false;    // a field was, at the last time
 };
 
 /// The words that a query finds in an index, as rows of quality, word, lines and reason.

@@ -115,7 +115,7 @@ void choose_method(const Values& values, FieldSettings* field) {
                             return value.find(' ') != std::string::npos;
                           });
   if (isFullName || words_of(values) >= WORDS_OF_A_TEXT)
-    return choose("WORDS", "", "-no_teaser -min_value 150", 100);
+    return choose("WORDS", "-merge_entries -add - -add_len 3", "-no_teaser -min_value 150", 100);
   choose("EDIT", "", EDIT_RECALL, 100);
 }
 

@@ -44,8 +44,11 @@ int ToolReporter::event_func(const char* text, const char* code) {
     keep(text);
     return 0;
   }
+  const std::string warning = printable(std::string(text, std::strcspn(text, "\n")));
+  if (warning == lastWarning) return 0;
+  lastWarning = warning;
   clear_line();
-  std::fprintf(stderr, "%s\n", printable(std::string(text, std::strcspn(text, "\n"))).c_str());
+  std::fprintf(stderr, "%s\n", warning.c_str());
   return 0;
 }
 

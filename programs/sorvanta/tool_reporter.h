@@ -41,6 +41,7 @@ class ToolReporter : public AceReporter {
 
   std::mutex reportMutex;
   std::deque<std::string> messages;
+  std::string lastWarning;  // the look-up of a value and its comparison say the same
   bool isTerminal = false;
   bool isDrawn = false;
   bool keepsWarnings = false;
