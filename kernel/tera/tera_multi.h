@@ -97,6 +97,7 @@ class MultiBuild;
 class MultiScratchPool;
 class TeraAliasReader;
 class TeraCand;
+class TeraMultiEval;
 class TeraQuery;
 class TeraResult;
 class TeraScanGraph;
@@ -308,7 +309,9 @@ class SORV_API TeraMulti : public AceWrap {
                   int weight, AceReporter* rep) const;
   void put_lines(TeraCand* cand, AceAttach* at) const;
   TeraQuery* make_query(const char* text, const MultiAsk& ask, AceReporter* rep) const;
-  int recall_lines(TeraQuery* query, TeraResult* result, bool ends = false) const;
+  int recall_lines(const MultiAsk& ask, TeraResult* result, AceReporter* rep) const;
+  int recall_lines(TeraQuery* query, TeraResult* result, bool ends, AceReporter* rep) const;
+  int recall_exact(TeraMultiEval* eval, TeraResult* result, AceReporter* rep) const;
 
   VInt read_payload(AceFile* file);
   int read_lines(AceFile* file);

@@ -269,7 +269,10 @@ TEST(TeraMulti, finds_every_line_that_is_worth_it_and_none_else) {
       EXPECT_EQ(found, expected(asked, query)) << "round " << round << ", query '" << query << "'";
       EXPECT_EQ(recall(*multi, query, asked.options, asked.model, asked.min, nullptr, 165, 3),
                 best_of(found, 3));
-      const TeraQueryRef object(multi->eval(query.c_str(), nullptr, ' ', asked.options, asked.model));
+      TeraResult few(query.c_str(), asked.min, 3, 255);
+      multi->recall(&few, asked.options, asked.model, nullptr);
+      const TeraQueryRef made(multi->eval(query.c_str(), nullptr, ' ', asked.options, asked.model));
+      TeraQuery* const object = i % 2 == 0 ? few.get_query() : made.get();
       for (std::size_t k = 0; k < asked.lines.size(); ++k) {
         const int quality = object->compare(asked.lines[k].c_str());
         const auto known = found.find(static_cast<int>(k) + 1);
@@ -399,6 +402,10 @@ TEST(TeraMulti, of_many_real_lines_it_finds_those_that_are_worth_it_and_none_els
       }
       EXPECT_EQ(recall(*multi, query, asked.options, asked.model, asked.min), expected)
           << "query '" << query << "'";
+      for (const int most : {1, 5})
+        EXPECT_EQ(recall(*multi, query, asked.options, asked.model, asked.min, nullptr, 165, most),
+                  best_of(expected, most))
+            << "query '" << query << "'";
       numFound += expected.size();
     }
   }

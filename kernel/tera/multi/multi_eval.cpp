@@ -59,15 +59,21 @@ void TeraMultiEval::split(const char* query) {
     queryParts.split(query, queryRules);
   }
   indexedWeight = queryParts.num_tokens();
-  hits.assign(queryParts.get_units().size(), {});
   isByNumber = are_words_keys();
+  forget_words();
+  allUnits.resize(hits.size());
+  std::iota(allUnits.begin(), allUnits.end(), 0);
+  measures.clear();
+}
+
+void TeraMultiEval::forget_words() {
+  hits.assign(queryParts.get_units().size(), {});
+  leastQualities.assign(hits.size(), recallAsk.singleMinQual);
   areRowsComplete = !isByNumber;
   rows.start(hits.size());
   keyRows.start(hits.size(), 0);
   deferredRows.start(hits.size(), 0);
-  allUnits.resize(hits.size());
-  std::iota(allUnits.begin(), allUnits.end(), 0);
-  measures.clear();
+  deferred.clear();
 }
 
 /// Whether a line's words are keys, and found as such.
@@ -106,30 +112,53 @@ std::string TeraMultiEval::abbreviated_text(const MultiText::Unit& unit) const {
 //     "berlin"             255        0
 //     "berliner"           224        0
 
-int TeraMultiEval::find_words(AceReporter* rep) {
+int TeraMultiEval::find_words(int min_value, AceReporter* rep) {
   if (queryParts.num_atoms() > MAX_PARTS) {
     (rep != nullptr ? rep : AceReporter::use_default())
         ->printf("Query of %d words, at most %d expected\n", queryParts.num_atoms(), MAX_PARTS);
     return -1;
   }
-  deferred.clear();
+  forget_words();
+  isPartial = min_value > 0;
+  const VInt needed = isPartial ? least_weight_of_any(min_value) : 0;
+  for (const std::size_t unit : allUnits) leastQualities[unit] = least_quality(unit, needed);
   for (const std::size_t unit : allUnits)
     if (can_defer(queryParts.get_units()[unit])) deferred.push_back(unit);
-  for (const std::size_t unit : allUnits)
+  for (const std::size_t unit : allUnits) {
     if (!is_deferred(unit) && find_unit(unit, rep) < 0) return -1;
+    if (!is_deferred(unit) && hits[unit].empty() && leastQualities[unit] > recallAsk.singleMinQual) return 0;
+  }
   if ((recallAsk.options & TeraMulti::DECOMPOSE) != 0 && decompose_words(rep) < 0) return -1;
   for (std::vector<Hit>& list : hits) sort_hits(&list);
   return 0;
+}
+
+/// What the unit has to bring in a line of that weight where all others bring the most.
+int TeraMultiEval::least_quality(std::size_t unit, VInt needed) const {
+  const VInt tokens = queryParts.get_units()[unit].tokens;
+  const VInt missing = needed - VInt{TeraEval::PERFECT} * (indexedWeight - tokens);
+  const VInt quality = missing > 0 ? std::min((missing + tokens - 1) / tokens, VInt{TeraEval::PERFECT}) : 0;
+  return std::max(static_cast<int>(quality), recallAsk.singleMinQual);
+}
+
+/// Whether it stands for longer words: it is not finished, or a letter.
+bool TeraMultiEval::is_beginning(const MultiText::Unit& unit) const {
+  return unit.tokens > 1 ? is_unfinished(unit) : !abbreviated_text(unit).empty();
 }
 
 /// Only where measuring a word of a line gives what a look-up of the key gives.
 bool TeraMultiEval::can_defer(const MultiText::Unit& unit) const {
   const char* const text = queryParts.text_of(unit);
   const TeraEdit* const edit = index.get_edit();
-  const bool isBeginning = unit.tokens > 1 ? is_unfinished(unit) : !abbreviated_text(unit).empty();
-  return isBeginning && isByNumber && hits.size() > 1 && (recallAsk.options & TeraMulti::DECOMPOSE) == 0 &&
-         edit != nullptr && edit->get_phone_map() == nullptr && !index.is_long(text) &&
-         std::strpbrk(text, OPERATORS) == nullptr;
+  return is_beginning(unit) && isByNumber && hits.size() > 1 &&
+         (recallAsk.options & TeraMulti::DECOMPOSE) == 0 && edit != nullptr &&
+         edit->get_phone_map() == nullptr && !index.is_long(text) && std::strpbrk(text, OPERATORS) == nullptr;
+}
+
+bool TeraMultiEval::can_be_partial() const {
+  const TeraEdit* const edit = index.get_edit();
+  return isByNumber && is_regular(recallAsk.model) && edit != nullptr && edit->get_phone_map() == nullptr &&
+         (recallAsk.options & TeraMulti::DECOMPOSE) == 0;
 }
 
 int TeraMultiEval::find_deferred(std::size_t unit, AceReporter* rep) {
@@ -158,7 +187,7 @@ int TeraMultiEval::find_unit(std::size_t unit, AceReporter* rep) {
 /// only shorter ones that are abbreviations.
 int TeraMultiEval::find_key(std::size_t unit, const char* text, TeraEval::Mode mode, TeraEval::Model model,
                             int tokens, AceReporter* rep) {
-  TeraResult result(text, recallAsk.singleMinQual, ALL_CANDS, ANY_DISTANCE);
+  TeraResult result(text, leastQualities[unit], ALL_CANDS, ANY_DISTANCE);
   if (index.recall_word(&result, mode, model, recallAsk, tokens > 0, rep) < 0)
     return ace_error(__FILE__, __LINE__, "recall_word(result, mode, model)", -1, 0, -1);
   isUnreliable = isUnreliable || result.is_unreliable();
@@ -169,7 +198,7 @@ int TeraMultiEval::find_key(std::size_t unit, const char* text, TeraEval::Mode m
   result.find_any([&](int recalled, const TeraCand* cand) {
     const char* key = cand->get_string();
     const int quality = query != nullptr && key != nullptr ? query->compare(key) : recalled;
-    if (key == nullptr || quality < recallAsk.singleMinQual) return false;
+    if (key == nullptr || quality < leastQualities[unit]) return false;
     for (Large i = 0; i < cand->get_num_infos(); ++i) {
       const char* const word = index.key_text(cand->get_info(i), key, &at);
       if (tokens > 0 && !is_wanted(mode, word, tokens)) continue;
@@ -220,7 +249,7 @@ int TeraMultiEval::decompose_words(AceReporter* rep) {
   cut.append(queryString, done);
   recallAsk.options &= ~TeraMulti::DECOMPOSE;
   split(cut.c_str());
-  return find_words(rep);
+  return find_words(0, rep);
 }
 
 bool TeraMultiEval::is_plain() const {
@@ -297,6 +326,7 @@ VInt TeraMultiEval::least_weight_of_any(int min_value) const {
 }
 
 TeraMultiEval::Score TeraMultiEval::score(const char* line, bool measured) {
+  if (measured && isPartial) find_words(0, nullptr);
   if (measured && !areRowsComplete) know_all_words();
   lineParts.split(line, lineRules);
   lineMatch.clear();
@@ -422,8 +452,6 @@ void TeraMultiEval::make_measures() {
 /// As the recall of words would find the text, by these units.
 const MultiRows::Cell* TeraMultiEval::measure(const char* text, std::span<const std::size_t> units) {
   if (measures.empty()) make_measures();
-  const int tokens = lineRules.count_tokens(text);
-  const bool isShort = multi_is_abbreviation(text, tokens, recallAsk.markers.c_str());
   measuredRow.assign(hits.size(), {});
   for (const std::size_t u : units) {
     const Measures& with = measures[u];
@@ -433,8 +461,11 @@ const MultiRows::Cell* TeraMultiEval::measure(const char* text, std::span<const 
       measuredRow[u] = {static_cast<Tiny>(quality), static_cast<Tiny>(abbreviated ? 1 : 0)};
     };
     take(with.whole, false);
+    if (with.beginning == nullptr && with.abbreviation == nullptr) continue;
+    const int tokens = lineRules.count_tokens(text);
     if (with.beginning != nullptr && with.tokens > 0 && tokens > with.tokens) take(with.beginning, true);
-    if (with.abbreviation != nullptr && isShort && tokens < queryParts.get_units()[u].tokens)
+    if (with.abbreviation != nullptr && tokens < queryParts.get_units()[u].tokens &&
+        multi_is_abbreviation(text, tokens, recallAsk.markers.c_str()))
       take(with.abbreviation, true);
   }
   return measuredRow.data();

@@ -58,9 +58,14 @@ class TeraMultiEval {
   TeraMultiEval(const TeraMultiEval&) = delete;
   TeraMultiEval& operator=(const TeraMultiEval&) = delete;
 
-  /// Recalls the units in the index of words. -1, reported, for more than MAX_PARTS atoms and when a recall
-  /// fails.
-  int find_words(AceReporter* rep);
+  /// Begins to look up the units in the index of words, as far as lines of that value need it: what a unit
+  /// brings less than it has to in each of them is left out. -1, reported, for more than MAX_PARTS atoms and
+  /// when a recall fails.
+  int find_words(int min_value, AceReporter* rep);
+  /// Whether words are left out: all, or those that only lines of less than the value need.
+  bool is_partial() const { return isPartial; }
+  /// Whether they may be.
+  bool can_be_partial() const;
   /// An unfinished last word, and a single letter, resemble thousands of keys: they wait until it is clear
   /// that these are needed. Until then they are measured in each line that is scored.
   bool is_deferred(std::size_t unit) const {
@@ -120,9 +125,12 @@ class TeraMultiEval {
   };
 
   void split(const char* query);
+  void forget_words();
+  int least_quality(std::size_t unit, VInt needed) const;
   bool are_words_keys() const;
   bool is_closed() const;
   bool can_defer(const MultiText::Unit& unit) const;
+  bool is_beginning(const MultiText::Unit& unit) const;
   bool is_unfinished(const MultiText::Unit& unit) const;
   std::string abbreviated_text(const MultiText::Unit& unit) const;
   int find_unit(std::size_t unit, AceReporter* rep);
@@ -154,6 +162,8 @@ class TeraMultiEval {
   int indexedWeight = 0;  // tokens of the query
   std::string queryString;
   std::vector<std::vector<Hit>> hits;  // per unit, best first
+  std::vector<int> leastQualities;     // per unit: of its hits
+  bool isPartial = true;
   std::vector<std::size_t> allUnits;
   std::vector<std::size_t> deferred;  // units that wait
   MultiRows rows;

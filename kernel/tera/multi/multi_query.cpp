@@ -58,25 +58,36 @@ int MultiSingleQuery::compare(Large entry) {
 
 // ---------------------------------------------------------------- the index's
 
+/// With its words.
 TeraQuery* TeraMulti::make_query(const char* text, const MultiAsk& ask, AceReporter* rep) const {
   auto query = std::make_unique<MultiQuery>(*this, text, ask);
-  return query->find_words(rep) >= 0 ? query.release() : nullptr;
+  return query->get_eval()->find_words(0, rep) >= 0 ? query.release() : nullptr;
 }
 
-int TeraMulti::recall_lines(TeraQuery* query, TeraResult* result, bool ends) const {
+int TeraMulti::recall_lines(const MultiAsk& ask, TeraResult* result, AceReporter* rep) const {
+  const TeraQueryRef query(new MultiQuery(*this, result->get_string(), ask));
+  const int rc = recall_lines(query.get(), result, false, rep);
+  result->add_query(query.get(), 0);
+  return rc;
+}
+
+int TeraMulti::recall_lines(TeraQuery* query, TeraResult* result, bool ends, AceReporter* rep) const {
   TeraMultiEval* const eval = static_cast<MultiQuery*>(query)->get_eval();
-  const int options = eval->get_ask().options;
-  if ((options & EXACT) != 0) {
-    if (eval->is_unreliable()) result->set_unreliable();
-    const std::unique_ptr<TeraResult> found(exact(result->get_string(), options, nullptr));
-    return result->add_cands_from(found.get()) >= 0 ? result->num_cands() : -1;
-  }
+  if ((eval->get_ask().options & EXACT) != 0) return recall_exact(eval, result, rep);
   const MultiScratchPool::Loan scratch(scratchPool.get(), numRecords);
   MultiRecall recall(*this, eval, scratch.get());
   recall.set_ends(ends);
-  const int rc = recall.run(result);
+  const int rc = recall.run(result, rep);
   if (eval->is_unreliable()) result->set_unreliable();
   return rc;
+}
+
+/// The words are looked up for queries of other lines.
+int TeraMulti::recall_exact(TeraMultiEval* eval, TeraResult* result, AceReporter* rep) const {
+  if (eval->is_partial() && eval->find_words(0, rep) < 0) return -1;
+  if (eval->is_unreliable()) result->set_unreliable();
+  const std::unique_ptr<TeraResult> found(exact(result->get_string(), eval->get_ask().options, nullptr));
+  return result->add_cands_from(found.get()) >= 0 ? result->num_cands() : -1;
 }
 
 TeraQuery* TeraMulti::eval(const char* query, const TeraMap*, char, int options, TeraEval::Model model,

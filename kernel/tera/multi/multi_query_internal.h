@@ -15,8 +15,6 @@ class MultiQuery : public TeraQuery {
   MultiQuery(const TeraMulti& multi, const char* query, MultiAsk ask)
       : index(multi), multiEval(multi, query, std::move(ask)) {}
 
-  /// As `TeraMultiEval`.
-  int find_words(AceReporter* rep) { return multiEval.find_words(rep); }
   TeraMultiEval* get_eval() { return &multiEval; }
 
   int is_empty() const override { return multiEval.get_query().num_atoms() == 0 ? 1 : 0; }

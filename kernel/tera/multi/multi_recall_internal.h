@@ -5,7 +5,8 @@
 ///
 /// In a line the best hit of a unit counts: the first one, as `lastUnit` tells. The sum is the line's weight,
 /// or at least as much where units get into each other's way; then the line is evaluated. A result that wants
-/// few lines gets the most promising ones, and the others are neither evaluated nor put into order.
+/// few lines gets the most promising ones, and the others are neither evaluated nor put into order; for very
+/// few, only lines that are nearly perfect are looked for first, as if they alone were asked for.
 #pragma once
 
 #include <algorithm>
@@ -17,6 +18,7 @@
 #include "tera/multi/multi_eval_internal.h"
 #include "tera/multi/multi_scratch_internal.h"
 
+class AceReporter;
 class TeraMulti;
 class TeraResult;
 
@@ -36,7 +38,7 @@ class MultiRecall {
       : index(multi), multiEval(eval), scratch(used) {}
 
   /// The lines that reach the result's least quality. Returns the number of candidates, or -1.
-  int run(TeraResult* result);
+  int run(TeraResult* result, AceReporter* rep);
   /// With `first_and_last` set, only lines in which the first and the last word of the query have pairs.
   void set_ends(bool first_and_last) { needsEnds = first_and_last; }
 
@@ -66,13 +68,21 @@ class MultiRecall {
   };
 
   bool is_skipped(Large key) const { return std::binary_search(skipped.begin(), skipped.end(), key); }
+  bool has_skip_words(Tiny unit) const;
   VInt count_entries(Tiny unit) const;
+  bool find_best(const TeraResult& result, AceReporter* rep);
+  int find_all(TeraResult* result, AceReporter* rep);
+  int find_lines(const TeraResult& result, int min_value);
+  bool is_hopeless(const TeraResult& result) const;
+  void forget();
+  std::span<const Tiny> finders() const { return {order.data(), numFinders}; }
   int find_finders(int min_value);
+  Tiny next_needed() const;
+  void order_units();
+  void count_finders(int min_value);
   int find_late();
-  void sweep(int min_value);
+  void sweep();
   void sweep_rest(std::span<const Tiny> units);
-  std::vector<Tiny> order_units() const;
-  std::size_t count_finders(const std::vector<Tiny>& order, int min_value) const;
   VInt most_weight(Tiny unit) const;
   void sweep_all(Tiny unit);
   void sweep_found(Tiny unit);
@@ -81,10 +91,11 @@ class MultiRecall {
   void add_list(const IdList& list, const Share& share);
   void add_to_found(const IdList& list, const Share& share);
   void look_up_found(const IdList& list, const Share& share);
+  void add_share(Large line, const Share& share);
   VInt least_weight(int tokens, int min_value);
   void promise(int min_value);
   bool collect(const TeraResult& result, int min_value);
-  std::size_t most_measured() const;
+  VInt most_measured() const;
   Tiny most_value(VInt weight, int tokens);
   void fetch(std::vector<Promise>::const_iterator next) const;
   int value(const Promise& line, int min_value);
@@ -114,6 +125,9 @@ class MultiRecall {
   TeraMultiEval* multiEval;
   MultiScratch* scratch;
   IdList skipped;
+  std::vector<Tiny> order;     // units, from 1 on
+  std::size_t numFinders = 0;  // the first ones find lines
+  bool isTooMuch = false;      // there are too many entries to look at
   bool needsEnds = false;
   bool doesMatch = false;  // units get into each other's way in lines without a shared word, too
   VInt openWeight = 0;     // the most that units bring that are not looked up

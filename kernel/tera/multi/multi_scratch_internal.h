@@ -10,6 +10,7 @@
 #include "ace/ace_types.h"
 
 struct MultiScratch {
+  static constexpr Large MARKS = 64;
   /// What a line has so far.
   struct Cell {
     Large weight = 0;   ///< sum of the units' best weights
@@ -24,17 +25,29 @@ struct MultiScratch {
     if (cells.size() != std::size_t{num_lines} + 1) {
       cells.assign(std::size_t{num_lines} + 1, Cell{});
       touched.resize(std::size_t{num_lines} + 2);
+      marks.assign((std::size_t{num_lines} + 1) / MARKS + 1, 0);
     }
     numTouched = 0;
   }
+  /// Marks the lines found, once: no line is found afterwards.
+  void mark_found() {
+    if (hasMarks) return;
+    for (std::size_t i = 0; i < numTouched; ++i) marks[touched[i] / MARKS] |= VUint{1} << touched[i] % MARKS;
+    hasMarks = true;
+  }
+  bool is_marked(Large line) const { return (marks[line / MARKS] >> line % MARKS & 1) != 0; }
   /// Empties what was touched.
   void reset() {
     for (std::size_t i = 0; i < numTouched; ++i) cells[touched[i]] = Cell{};
+    for (std::size_t i = 0; hasMarks && i < numTouched; ++i) marks[touched[i] / MARKS] = 0;
+    hasMarks = false;
     numTouched = 0;
   }
 
   std::vector<Cell> cells;     // per line; empty between recalls
   std::vector<Large> touched;  // the lines found
+  std::vector<VUint> marks;    // a bit per line: what is looked for in long lists stays in the cache
+  bool hasMarks = false;
   std::size_t numTouched = 0;
 };
 

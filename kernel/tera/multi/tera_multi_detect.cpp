@@ -59,7 +59,7 @@ int TeraMulti::multi_detect(TeraScanGraph* graph, int options, TeraEval::Model m
       if (query == nullptr) continue;  // told about: a word that is too long to be looked up, say
       auto* const edge = graph->create_edge(from, to, text, TeraScanGraph::DEFAULT_ORIGIN, 0, 0);
       if (edge == nullptr) return -1;
-      if (recall_lines(query.get(), edge->get_result(), true) < 0) continue;
+      if (recall_lines(query.get(), edge->get_result(), true, rep) < 0) continue;
       edge->get_result()->add_query(query.get(), 0);
       ++runs;
     }

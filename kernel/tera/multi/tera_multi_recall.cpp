@@ -102,12 +102,7 @@ int TeraMulti::recall(TeraResult* result, int options, TeraEval::Model model, Ac
                      single_max_edit,
                      orig_weight,
                      comp_markers != nullptr ? comp_markers : ""};
-  TeraQuery* const query = make_query(result->get_string(), ask, rep);
-  if (query == nullptr) return ace_error(__FILE__, __LINE__, "query = make_query(string, ask)", -1, 0, -1);
-  const int rc = recall_lines(query, result);
-  result->add_query(query, 0);
-  query->unref();
-  return rc;
+  return recall_lines(ask, result, rep);
 }
 
 int TeraMulti::single_recall(TeraResult* result, int options, TeraEval::Mode mode, TeraEval::Model model,
