@@ -174,14 +174,26 @@ TEST(DimeEditMethod, detect_rows_are_settings_of_the_process) {
   EXPECT_EQ(find(*method, "mayer", DastOptions::get_custom_mode(6)).at("hofmayer"), 252) << "SUFFIX, SHORT";
 }
 
-TEST(DimeEditMethod, an_index_that_serves_strings_has_all_of_them) {
-  const auto method = make_method("1\tmayer\n7\thofer\n", "-filter 0", DastFieldFlags::IN_INDEX_STORAGE);
+TEST(DimeEditMethod, an_index_that_serves_strings_has_all_of_them_in_columns_as_asked_for) {
+  std::string lines = "ffff\thofer\n";
+  for (int i = 1; i < 1000; ++i) lines += std::to_string(i) + "\tmayer" + std::to_string(i * i) + "\n";
   AceAttach at;
-  EXPECT_STREQ(method->show(7, &at), "hofer");
-  EXPECT_EQ(method->show(2, &at), nullptr);
+  for (const char* options : {"-filter 0", "", "-plain_columns"}) {
+    const auto built = make_method(lines, options, DastFieldFlags::IN_INDEX_STORAGE);
+    EXPECT_STREQ(built->show(0xffff, &at), "hofer") << options;
+    EXPECT_EQ(built->show(0xfffe, &at), nullptr);
+    DimeEditMethod method;
+    const std::string image = image_of(built.get());
+    ASSERT_GE(read(&method, image), 0);
+    EXPECT_EQ(find(method, "hoffer", DastOptions::APPROX).count("hofer"), 1u);
+    const TeraBitMatrix* filter = method.get_edit()->get_filter();
+    bool isCoded = false;
+    for (int tok = 1; filter != nullptr && tok < filter->num_modules(); ++tok)
+      isCoded |= filter->get_module(tok).is_compressed();
+    EXPECT_EQ(isCoded, options[0] == '\0') << options;
+  }
   DimeEditMethod secondary;
   secondary.configure_build_options("-secondary", &support::letter_map());
-  std::string lines = "1\tmayer\n";
   AceInput input(lines.data(), true);
   TeraStandardReader reader(&input, 16);
   EXPECT_EQ(secondary.make(&reader, 0, AceReporter::null(), nullptr), -2);

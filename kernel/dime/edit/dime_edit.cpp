@@ -25,7 +25,7 @@ constexpr int ALIAS_BUFFER = 10000;
 /// In the saved build flags: strings are served from the index. An edit index of its own has another flag
 /// there.
 constexpr int SERVES_STRINGS = 8;
-constexpr int INDEX_OPTIONS = TeraEdit::COMPACT | TeraEdit::ALLOW_ALT;
+constexpr int INDEX_OPTIONS = TeraEdit::COMPACT | TeraEdit::ALLOW_ALT | TeraEdit::PLAIN_COLUMNS;
 
 const MagicConstructor<DastBaseMethod> DastBaseMethodDimeEditMethod_constructor(
     []() -> DastBaseMethod* { return new DimeEditMethod; }, DimeEditMethod::NAME, DimeEditMethod::MAGIC);

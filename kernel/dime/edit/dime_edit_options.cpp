@@ -33,6 +33,7 @@ void declare_recall_options(AceOptionsParser* parser) {
 void declare_build_options(AceOptionsParser* parser) {
   parser->add_flag_option("allow_glob", "Allow character alternatives in data, only if filter=0");
   parser->add_flag_option("compact", "Don't align entries with equal length, only if filter=0");
+  parser->add_flag_option("plain_columns", "Do not compress the filter: faster first answers, larger file");
   parser->add_flag_option("secondary", "Do not build an index and use the edit purely secondary");
   parser->add_int_option("filter", 3, "Set logarithm of filter size, 0 is no filter");
   parser->add_int_option("refine", 1000, "Controls the filter optimization effort to improve recall times.");
@@ -183,8 +184,9 @@ int DimeEditMethod::parse_options(const char* config_string) {
   filterLog = filter;
   filterRefine = parser->get_int_value("refine");
   editFeatures = (parser->get_bool_value("secondary") ? 0 : IS_PRIMARY) | (allowGlob ? ALLOW_GLOB : 0);
-  makeOpts =
-      (allowGlob ? TeraEdit::ALLOW_ALT : 0) | (parser->get_bool_value("compact") ? TeraEdit::COMPACT : 0);
+  makeOpts = (allowGlob ? TeraEdit::ALLOW_ALT : 0) |
+             (parser->get_bool_value("compact") ? TeraEdit::COMPACT : 0) |
+             (parser->get_bool_value("plain_columns") ? TeraEdit::PLAIN_COLUMNS : 0);
   assign_alias_file(parser->get_string_value("alias"));
   assign_phonetics(parser->get_string_value("phonetics"));
   return 0;
