@@ -188,8 +188,8 @@ class AceInput;
 /// An input that reads the lines of a text file. A UTF-8 byte order mark at the start of the file is skipped.
 class SORV_API DamoFileInput : public DamoInput {
  public:
-  /// Largest size of the file reader's first buffer: a smaller file gets one that it fits in.
-  static constexpr int BUFFER_SIZE = 16 << 20;
+  /// Size of the file reader's first buffer, which stays in the cache.
+  static constexpr int BUFFER_SIZE = 1 << 16;
 
   ~DamoFileInput() override;
   /// Opens the file. Returns 0, or -1 (reported) when that is not possible.

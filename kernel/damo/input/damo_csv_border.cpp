@@ -68,9 +68,10 @@ class QuoteScan {
 /// The bytes begin..end of a file, block by block.
 class BlockReader {
  public:
-  explicit BlockReader(std::FILE* file) : stream(file), buffer(static_cast<std::size_t>(BLOCK_SIZE) + 2) {}
+  /// For blocks of at most `largest` bytes.
+  BlockReader(std::FILE* file, Huge largest) : stream(file), buffer(static_cast<std::size_t>(largest)) {}
 
-  /// At most BLOCK_SIZE + 2 bytes; empty on read errors.
+  /// Empty on read errors.
   std::span<const char> read(Huge begin, Huge end) {
     const auto size = static_cast<std::size_t>(end - begin);
     if (fseeko64(stream, begin, SEEK_SET) != 0 || AceFile::read_from(stream, buffer.data(), size) != size)
@@ -117,7 +118,7 @@ Huge settled_place(BlockReader* file, const DamoCsvSyntax& syntax, Huge from, Hu
 }  // namespace
 
 Huge damo_csv_record_start(std::FILE* file, const DamoCsvSyntax& syntax, Huge from, Huge pos) {
-  BlockReader reader(file);
+  BlockReader reader(file, std::min(BLOCK_SIZE + 2, pos - from));
   Huge at = settled_place(&reader, syntax, from, pos);
   if (at < 0) return -1;
   QuoteScan scan(syntax, at == from ? '\n' : syntax.quote);

@@ -1,7 +1,5 @@
 #include "damo/damo_input.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <climits>
 #include <cstdio>
@@ -21,15 +19,6 @@ namespace {
 
 constexpr const char* DELETION_MARKER = "<del>";
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
-
-/// Room for all of a small file; `largest` for one of unknown size.
-int buffer_size_for(const char* file, int largest) {
-  constexpr off_t SMALLEST = 4096;
-  struct stat info {};
-  if (file == nullptr || stat(file, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size == 0)
-    return largest;
-  return static_cast<int>(std::clamp<off_t>(info.st_size + 2, SMALLEST, largest));
-}
 
 }  // namespace
 
@@ -173,7 +162,7 @@ DamoFileInput::~DamoFileInput() {
 int DamoFileInput::init(const char* file) {
   std::unique_ptr<AceInput> opened;
   try {
-    opened = std::make_unique<AceInput>(file, buffer_size_for(file, BUFFER_SIZE), false);
+    opened = std::make_unique<AceInput>(file, BUFFER_SIZE, false);
   } catch (const AceException&) {
     reporter->printf("Cannot open source file '%s'\n", file != nullptr ? file : "");
     return -1;
