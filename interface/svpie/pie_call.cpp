@@ -168,6 +168,7 @@ void PieCall::begin() {
 }
 
 PieCall::~PieCall() {
+  Py_XDECREF(keptTexts);
   if (--thread.callDepth == 0 && (thread.hasCollected || collector.has_value())) {
     PieCollector::collected().clear();
     thread.hasCollected = false;
@@ -315,15 +316,22 @@ const char** PieCall::texts(int index, int* count, bool optional) {
   malloc(array, size + 1);
   array[size] = nullptr;
   for (Py_ssize_t i = 0; i < size && !isFailed; ++i) array[i] = element(index, PyList_GetItem(list, i));
-  Py_DECREF(list);
+  keep(list);
   return isFailed ? nullptr : listed(array, size, count);
 }
 
-/// A copy of one text of a list.
+/// Takes over a list whose texts the call uses; it keeps those before it.
+void PieCall::keep(PyObject* list) {
+  if (keptTexts != nullptr && PyList_Append(list, keptTexts) != 0) isFailed = true;
+  Py_XDECREF(keptTexts);
+  keptTexts = list;
+}
+
+/// One text of a list.
 const char* PieCall::element(int index, PyObject* value) {
   Py_ssize_t length = 0;
   const char* const utf8 = PyUnicode_Check(value) != 0 ? PyUnicode_AsUTF8AndSize(value, &length) : nullptr;
-  if (utf8 != nullptr && std::strlen(utf8) == static_cast<std::size_t>(length)) return attach(utf8, length);
+  if (utf8 != nullptr && std::strlen(utf8) == static_cast<std::size_t>(length)) return utf8;
   if (PyErr_Occurred() == nullptr) refuse(index, "a sequence of str without zeros");
   isFailed = true;
   return nullptr;
@@ -424,8 +432,9 @@ PyObject* PieCall::result(const SeamNumbers& numbers) {
 
 PyObject* PieCall::result(const SeamBytes& bytes) {
   if (bytes.size < 0) return number(bytes.size, true);
-  return isFailed ? nullptr
-                  : PyBytes_FromStringAndSize(reinterpret_cast<const char*>(bytes.bytes), bytes.size);
+  PyObject* const made = isFailed ? nullptr : PyBytes_FromStringAndSize(nullptr, bytes.size);
+  if (made != nullptr) bytes.copy_to(PyBytes_AsString(made));
+  return made;
 }
 
 PyObject* PieCall::allocate(PyTypeObject* type, PieClass& kind, const void* object, bool is_made) {

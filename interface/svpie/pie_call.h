@@ -130,6 +130,7 @@ class PieCall : public AceAttach {
   void refuse(int index, const char* expected);
   const PieParameters& parameterList;
   const char* element(int index, PyObject* value);
+  void keep(PyObject* list);
   const char** listed(const char** texts, Py_ssize_t size, int* count);
   void fail(const char* text);
   void fail_with_reports(const char* text);
@@ -158,6 +159,7 @@ class PieCall : public AceAttach {
   int numUsed = 0;
   PieObject* takenObjects[MAX_PARAMETERS + 1];
   int numTaken = 0;
+  PyObject* keptTexts = nullptr;  // a list of what the call reads in place
   std::optional<PieCollector> collector;
   bool isFailed = false;
   PieThread& thread = pie_thread;

@@ -100,5 +100,7 @@ int tie_result(TieHandle* handle, const SeamBytes& bytes) {
     handle->error_cond("", "An image of more than 2 GiB; write it to a file with dump");
     return 1;
   }
-  return handle->result(Tcl_NewByteArrayObj(bytes.bytes, static_cast<int>(bytes.size)));
+  Tcl_Obj* const array = Tcl_NewByteArrayObj(nullptr, static_cast<int>(bytes.size));
+  bytes.copy_to(Tcl_GetByteArrayFromObj(array, nullptr));
+  return handle->result(array);
 }

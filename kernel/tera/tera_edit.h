@@ -117,6 +117,7 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
     NO_ALIASES = 4,    ///< do not add aliases
     NO_RESOLVE = 8,    ///< candidates keep their slots as entry numbers
     USE_SEGMENT = 32,  ///< `segment` in place of word recall
+    NO_TEXTS = 64,     ///< candidates get no strings, for those who only ask for numbers
   };
   static constexpr int BIT_USE_SEGMENT = 5;
 
@@ -303,6 +304,7 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   int prepare(Request* request, Prepared* out) const;
   int look(const Prepared& prepared, Request* request) const;
   int look_and_listen(const EditAsk& ask, EditScratch* scratch, Request* request) const;
+  void add_texts(TeraResult* result, int options) const;
   int complete(const Request& request) const;
   int find_exact(const Token* tokens, Request* request) const;
   int find_exact_bits(const Token* tokens, Request* request) const;

@@ -383,9 +383,10 @@ jbyteArray JieHandle::new_bytes(const SeamBytes& bytes) {
                            methodName),
            nullptr;
   const jbyteArray array = envPtr->NewByteArray(static_cast<jsize>(bytes.size));
-  if (array == nullptr) return isError = true, nullptr;
-  envPtr->SetByteArrayRegion(array, 0, static_cast<jsize>(bytes.size),
-                             reinterpret_cast<const jbyte*>(bytes.bytes));
+  void* const place = array != nullptr ? envPtr->GetPrimitiveArrayCritical(array, nullptr) : nullptr;
+  if (place == nullptr) return isError = true, nullptr;
+  bytes.copy_to(place);
+  envPtr->ReleasePrimitiveArrayCritical(array, place, 0);
   return array;
 }
 

@@ -12,49 +12,61 @@
 
 namespace {
 
-/// Answers of one quality, one behind the other.
+/// Answers of one query with one quality.
 struct Run {
+  std::uint32_t query;
   std::uint32_t quality;
-  std::size_t count;
+  std::uint32_t distance;
+  std::uint32_t count;
 };
 
-/// What a query has found, best first.
+/// What queries in a row have found, each best first.
 struct Answers {
   std::vector<Large> entries;
   std::vector<Run> runs;
 
+  /// The last entries are of that query, and have that quality.
+  void rate(VInt query, int quality, std::size_t count) {
+    Run next = {static_cast<std::uint32_t>(query), static_cast<std::uint32_t>(quality), 0,
+                static_cast<std::uint32_t>(count)};
+    if (!runs.empty() && runs.back().query == next.query)
+      next.distance = runs.back().distance + runs.back().quality - next.quality;
+    runs.push_back(next);
+  }
   void clear() {
     entries.clear();
     runs.clear();
   }
 };
 
-/// The columns of all answers, in `at`.
-SeamBytes columns(const std::vector<Answers>& all, AceAttach* at) {
-  std::size_t total = 0;
-  for (const Answers& answers : all) total += answers.entries.size();
-  std::uint32_t* query = nullptr;
-  constexpr std::size_t numColumns = 4;
-  at->malloc(query, static_cast<VInt>(total * numColumns));
-  const SeamBytes image = {reinterpret_cast<const Token*>(query),
-                           static_cast<Huge>(total * numColumns * sizeof *query)};
+void write_columns(const std::vector<Answers>& all, std::size_t total, std::uint32_t* query) {
   std::uint32_t* entry = query + total;
   std::uint32_t* quality = entry + total;
   std::uint32_t* distance = quality + total;
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    query = std::fill_n(query, all[i].entries.size(), static_cast<std::uint32_t>(i));
-    entry = std::copy(all[i].entries.begin(), all[i].entries.end(), entry);
-    for (const Run& run : all[i].runs) {
+  for (const Answers& answers : all) {
+    entry = std::copy(answers.entries.begin(), answers.entries.end(), entry);
+    for (const Run& run : answers.runs) {
+      query = std::fill_n(query, run.count, run.query);
       quality = std::fill_n(quality, run.count, run.quality);
-      distance = std::fill_n(distance, run.count, all[i].runs.front().quality - run.quality);
+      distance = std::fill_n(distance, run.count, run.distance);
     }
   }
-  return image;
+}
+
+/// The columns of all answers, which lie in their order, written once it is known where to.
+SeamBytes columns(std::vector<Answers> answers) {
+  constexpr std::size_t numColumns = 4;
+  std::size_t total = 0;
+  for (const Answers& some : answers) total += some.entries.size();
+  const auto write = [total, all = std::make_shared<const std::vector<Answers>>(std::move(answers))](
+                         Token* to) { write_columns(*all, total, reinterpret_cast<std::uint32_t*>(to)); };
+  return {nullptr, static_cast<Huge>(total * numColumns * sizeof(std::uint32_t)), write};
 }
 
 struct WordJob {
   const TeraEdit* index;
   const char* const* queries;
+  VInt numQueries;
   int k;
   int minQuality;
   TeraEval::Mode mode;
@@ -62,30 +74,46 @@ struct WordJob {
   AceReporter* rep;
 };
 
-void append_group(const TeraCandGroup& group, std::size_t most, Answers* found) {
-  const std::size_t start = found->entries.size();
+/// The first entries of a group, at most so many. Returns their number.
+std::size_t append_group(const TeraCandGroup& group, std::size_t most, std::vector<Large>* entries) {
+  const std::size_t start = entries->size();
   for (const TeraCand* cand = group.get_first_cand(); cand != nullptr; cand = cand->get_next())
-    for (Large i = 0; i < cand->get_num_infos(); ++i) found->entries.push_back(cand->get_info(i));
-  std::sort(found->entries.begin() + static_cast<std::ptrdiff_t>(start), found->entries.end());
-  if (found->entries.size() > most) found->entries.resize(most);
-  if (found->entries.size() > start)
-    found->runs.push_back({static_cast<std::uint32_t>(group.get_value()), found->entries.size() - start});
+    for (Large i = 0; i < cand->get_num_infos(); ++i) entries->push_back(cand->get_info(i));
+  std::sort(entries->begin() + static_cast<std::ptrdiff_t>(start), entries->end());
+  if (entries->size() - start > most) entries->resize(start + most);
+  return entries->size() - start;
 }
 
-/// Answers of a query are collected in one place, which grows a few times only, and kept in as much as they
-/// take.
-void match_word(const WordJob* job, Answers* all, Answers* found, VInt query) {
-  TeraResult result(job->queries[query], job->minQuality, job->k, TeraResult::MAX_VALUE);
-  if (job->index->recall(&result, job->mode, job->model, job->rep) < 0)
-    throw AceException("Query refused", "number %ld: %.100s", query, job->queries[query]);
+void match_word(const WordJob& job, VInt query, Answers* found) {
+  TeraResult result(job.queries[query], job.minQuality, job.k, TeraResult::MAX_VALUE);
+  constexpr int bothCodings = 50;
+  if (job.index->recall(&result, job.mode, job.model, 0, 0, TeraEdit::NO_TEXTS, bothCodings, job.rep) < 0)
+    throw AceException("Query refused", "number %ld: %.100s", query, job.queries[query]);
   result.high_first();
-  const auto most = static_cast<std::size_t>(job->k);
-  found->clear();
-  for (const TeraCandGroup* group = result.get_first_group(); group != nullptr; group = group->get_next()) {
-    if (found->entries.size() >= most) break;
-    append_group(*group, most, found);
+  auto left = static_cast<std::size_t>(job.k);
+  const TeraCandGroup* group = result.get_first_group();
+  for (; group != nullptr && left > 0; group = group->get_next()) {
+    const std::size_t count = append_group(*group, left, &found->entries);
+    if (count > 0) found->rate(query, group->get_value(), count);
+    left -= count;
   }
-  all[query] = *found;
+}
+
+constexpr VInt QUERIES_PER_PIECE = 16;
+
+VInt num_pieces(VInt num_queries) {
+  return (num_queries + QUERIES_PER_PIECE - 1) / QUERIES_PER_PIECE;
+}
+
+/// Answers are collected in one place, which grows a few times only, and kept in as much as they take.
+void match_words(const WordJob* job, Answers* all, Answers* found, VInt piece) {
+  found->clear();
+  const VInt start = piece * QUERIES_PER_PIECE;
+  for (VInt query = start; query < std::min(start + QUERIES_PER_PIECE, job->numQueries); ++query) {
+    ace_check_stop();
+    match_word(*job, query, found);
+  }
+  all[piece] = *found;
 }
 
 struct RecordJob {
@@ -124,28 +152,26 @@ void match_record(const RecordJob* job, Answers* all, Worker* worker, VInt query
   Answers& found = all[query];
   for (int i = 0; i < std::min(job->k, result->get_num_suggs()); ++i) {
     const DastSuggestion* const record = result->get_sugg(i);
-    const auto quality = static_cast<std::uint32_t>(record->get_quality());
     found.entries.push_back(record->recordIndex - 1 + static_cast<Large>(job->first));
-    if (found.runs.empty() || found.runs.back().quality != quality) found.runs.push_back({quality, 0});
-    ++found.runs.back().count;
+    found.rate(query, record->get_quality(), 1);
   }
 }
 
 }  // namespace
 
 SeamBytes seam_match(const TeraEdit* index, const char* const* queries, int num_queries, int k,
-                     int min_quality, TeraEval::Mode mode, TeraEval::Model model, int threads, AceAttach* at,
+                     int min_quality, TeraEval::Mode mode, TeraEval::Model model, int threads,
                      AceReporter* rep) {
   if (k < 1) return {nullptr, -1};
-  const WordJob job = {index, queries, k, min_quality, mode, model, rep};
-  std::vector<Answers> all(static_cast<std::size_t>(num_queries));
-  AceParallel<const WordJob, Answers, Answers>::map(&job, all.data(), num_queries, nullptr, nullptr,
-                                                    match_word, threads, rep);
-  return columns(all, at);
+  const WordJob job = {index, queries, num_queries, k, min_quality, mode, model, rep};
+  std::vector<Answers> all(static_cast<std::size_t>(num_pieces(num_queries)));
+  AceParallel<const WordJob, Answers, Answers>::map(&job, all.data(), num_pieces(num_queries), nullptr,
+                                                    nullptr, match_words, threads, rep);
+  return columns(std::move(all));
 }
 
 SeamBytes seam_match(const DastSession* session, const char* const* texts, int num_texts, int k, int first,
-                     int threads, AceAttach* at, AceReporter* rep) {
+                     int threads, AceReporter* rep) {
   const int numFields = session->get_config()->get_num_fields();
   if (k < 1) return {nullptr, -1};
   if (numFields < 1 || num_texts % numFields != 0)
@@ -154,5 +180,5 @@ SeamBytes seam_match(const DastSession* session, const char* const* texts, int n
   std::vector<Answers> all(static_cast<std::size_t>(num_texts / numFields));
   AceParallel<const RecordJob, Answers, Worker>::map(&job, all.data(), static_cast<VInt>(all.size()), nullptr,
                                                      nullptr, match_record, threads, rep);
-  return columns(all, at);
+  return columns(std::move(all));
 }

@@ -1,8 +1,16 @@
 #include "seam/seam_texts.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "ace/ace_wrap.h"
+
+void SeamBytes::copy_to(void* to) const {
+  if (write)
+    write(static_cast<Token*>(to));
+  else if (size > 0)
+    std::memcpy(to, bytes, static_cast<std::size_t>(size));
+}
 
 SeamTexts seam_texts(const std::vector<const char*>& texts, AceAttach* at) {
   const char** copy = nullptr;

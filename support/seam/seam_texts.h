@@ -2,6 +2,7 @@
 /// belongs to the object asked. A negative count or size is an error.
 #pragma once
 
+#include <functional>
 #include <initializer_list>
 #include <vector>
 
@@ -23,6 +24,10 @@ struct SeamNumbers {
 struct SeamBytes {
   const Token* bytes;
   Huge size;
+  /// In place of `bytes`: large results are made where the language wants them, and nowhere else.
+  std::function<void(Token* to)> write = nullptr;
+
+  SORV_API void copy_to(void* to) const;
 };
 
 /// A copy of the array in `at`.

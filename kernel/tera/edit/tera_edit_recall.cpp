@@ -181,8 +181,12 @@ int TeraEdit::look_and_listen(const EditAsk& ask, EditScratch* scratch, Request*
   ResultSink sink{result};
   if (EditLook(*this, editStore.get(), ask, scratch, request->budget, &sink).run() < 0)
     return give_up(result);
-  if (stringHandle != nullptr) result->add_strings(stringHandle.get());
+  add_texts(result, request->options);
   return isHeard && add_phonetic(min_value, request) < 0 ? give_up(result) : 0;
+}
+
+void TeraEdit::add_texts(TeraResult* result, int options) const {
+  if ((options & NO_TEXTS) == 0 && stringHandle != nullptr) result->add_strings(stringHandle.get());
 }
 
 /// Adds aliases, and turns slots into attribute numbers.
@@ -244,7 +248,7 @@ int TeraEdit::find_exact(const Token* tokens, Request* request) const {
   }
   for (; found != end && order_to(*found) == 0 && result->accept(TeraEval::PERFECT); ++found)
     result->add(TeraEval::PERFECT, *found);
-  result->add_strings(stringHandle.get());
+  add_texts(result, request->options);
   return 0;
 }
 
@@ -261,7 +265,7 @@ int TeraEdit::find_exact_bits(const Token* tokens, Request* request) const {
   PerfectSink sink{{request->result}};
   if (EditLook(*this, editStore.get(), ask, scratch.get(), request->budget, &sink).run() < 0)
     return give_up(request->result);
-  if (stringHandle != nullptr) request->result->add_strings(stringHandle.get());
+  add_texts(request->result, request->options);
   return 0;
 }
 
@@ -292,7 +296,7 @@ int TeraEdit::find_pattern(EditScratch* scratch, Request* request) const {
   ResultSink sink{request->result};
   if (q < maxLength && EditLook(*this, editStore.get(), ask, scratch, request->budget, &sink).run() < 0)
     return give_up(request->result);
-  if (stringHandle != nullptr) request->result->add_strings(stringHandle.get());
+  add_texts(request->result, request->options);
   return 0;
 }
 
@@ -359,7 +363,7 @@ int TeraEdit::find_segments(Request* request) const {
   }
   for (Large slot = 0; slot < numEntry; ++slot)
     if (best[slot] >= 0) result->add(best[slot], slot);
-  if (stringHandle != nullptr) result->add_strings(stringHandle.get());
+  add_texts(result, request->options);
   return finish(result, options);
 }
 
@@ -389,7 +393,8 @@ int TeraEdit::add_phonetic(int min_value, Request* request) const {
 
 int TeraEdit::finish(TeraResult* result, int options) const {
   if ((options & NO_ALIASES) == 0 && aliasMap != nullptr && add_aliases(result, options) < 0) return -1;
-  if ((options & NO_RESOLVE) == 0 && infoHandle != nullptr && resolve(result) < 0) return -1;
+  if ((options & NO_RESOLVE) == 0 && infoHandle != nullptr)
+    result->resolve(infoHandle.get(), (options & NO_TEXTS) == 0 ? stringHandle.get() : nullptr);
   return result->num_cands();
 }
 
