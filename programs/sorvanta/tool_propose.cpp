@@ -3,6 +3,7 @@
 #include <array>
 #include <cctype>
 #include <filesystem>
+#include <utility>
 
 #include "dast/dast_base.h"
 #include "dime/dime_date_text.h"
@@ -69,6 +70,20 @@ const char* date_format(const Values& values) {
       return name;
   }
   return nullptr;
+}
+
+/// Whether there are Chinese characters, kana or Korean syllables.
+bool has_east_asian(const Values& values) {
+  constexpr std::array<std::pair<int, int>, 5> SCRIPTS = {
+      {{0x3041, 0x30FF}, {0x3400, 0x9FFF}, {0xAC00, 0xD7A3}, {0xF900, 0xFAFF}, {0x20000, 0x3FFFF}}};
+  for (const std::string& value : values)
+    for (std::size_t pos = 0; pos < value.size();) {
+      int uni = 0;
+      pos += static_cast<std::size_t>(std::max(TeraUtf::decode(&uni, value.c_str() + pos), 1));
+      for (const auto& [first, last] : SCRIPTS)
+        if (uni >= first && uni <= last) return true;
+    }
+  return false;
 }
 
 double words_of(const Values& values) {
@@ -146,6 +161,7 @@ Settings propose_settings(const SourceSample& sample) {
   const std::string stem = std::filesystem::path(sample.source.file).stem().string();
   settings.name = without_ending(sample.source.file) + ".settings";
   settings.base = stem + ".base";
+  bool isEastAsian = false;
   for (std::size_t i = 0; i < std::min<std::size_t>(sample.columns.size(), DastBase::MAX_FIELDS); ++i) {
     FieldSettings field;
     const bool isNumbered = !sample.source.hasHeader && sample.columns[i] == std::to_string(i + 1);
@@ -159,8 +175,10 @@ Settings propose_settings(const SourceSample& sample) {
     for (const auto& record : sample.records)
       if (i < record.size() && !record[i].empty()) values.push_back(record[i]);
     choose_method(values, &field);
+    isEastAsian |= has_east_asian(values);
     settings.fields.push_back(std::move(field));
   }
+  if (isEastAsian) settings.folding += " -east_asian_to_latin";
   if (sample.columns.size() > 1) return settings;
   settings.index = stem + ".edit";
   settings.base.clear();

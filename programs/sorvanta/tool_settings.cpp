@@ -249,6 +249,10 @@ std::string write_settings(const Settings& settings) {
   if (!settings.index.empty()) put("", "index", settings.index);
   text += "\n# Least quality of what is found, 0 to 255.\n";
   put("", "quality", std::to_string(settings.quality));
+  if (settings.folding != Settings().folding) {
+    text += "\n# Which characters are the same.\n";
+    put("", "folding", settings.folding);
+  }
   text +=
       "\n# Methods: EDIT texts with errors, WORDS words in any order, AUTO codes, DATE, DOUBLE, DIRECT and\n"
       "# NUMBER, POSTCODE, UUID, PREMISE, GEOMETRIC. A field without method is shown and not asked.\n"

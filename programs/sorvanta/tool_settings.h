@@ -71,7 +71,7 @@ struct Settings {
   std::string base;                     // or
   std::string index;                    // of words
   std::string tokens = "A-Z0-9";
-  std::string folding = "-map_upper -map_accents -any_to_latin";
+  std::string folding = "-map_upper -expand_compatibility -map_accents -any_to_latin";
   int quality = 180;  // least quality of a record
   int suggestions = 100;
   std::string session;  // a template of one's own

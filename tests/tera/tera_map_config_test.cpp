@@ -278,6 +278,13 @@ TEST(TeraMapConfig, complex_flags_apply_in_their_own_order) {
   latin.set_tokens("A-Z");
   EXPECT_EQ(latin.set_complex_flags("-map_upper -map_accents -any_to_latin -expand_compatibility", &rep), 0);
   EXPECT_EQ(normal(Map(latin.compile()), "\u0427\u0430\u0439 \u03A9\u03C2 \u05E9 \uFEE1"), "CAJOSSM");
+  TeraMapConfig eastern("utf-8");
+  eastern.set_tokens("A-Z");
+  EXPECT_EQ(eastern.set_complex_flags("-map_upper -expand_compatibility -east_asian_to_latin", &rep), 0);
+  const Map sounds(eastern.compile());
+  EXPECT_EQ(normal(sounds, "\u6771\u4EAC \u4E1C"), "DONGJINGDONG") << "the simplified character sounds alike";
+  EXPECT_EQ(normal(sounds, "\u3068\u3046\u30AD\u30E7\uFF76"), "TOUKIYOKA");
+  EXPECT_EQ(normal(sounds, "\uAC00 \uC11C\uC6B8 \uD7A3"), "GASEOULHIH");
 }
 
 TEST(TeraMapConfig, a_mapping_file_names_its_bad_line) {

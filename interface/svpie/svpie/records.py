@@ -1,5 +1,6 @@
 """Records with several fields, and forms that are filled field by field."""
 import dataclasses
+import itertools
 import os
 import tempfile
 from collections.abc import Iterable, Iterator, Mapping, Sequence
@@ -12,10 +13,11 @@ from .enums import Category
 from .enums import Match as Mark
 from .matches import Matches
 from .sources import rows_of
-from .words import default_map
+from .words import default_map, has_east_asian
 
 ASKED = "ADVANCED|CHANGING|FULL|ORIGINAL"  # with an index
 KEPT = "BASIC|CHANGING|NONE|ORIGINAL"
+SAMPLE = 10_000  # lines that are looked at
 
 
 @dataclasses.dataclass(frozen=True, slots=True)
@@ -254,11 +256,12 @@ class Base(Closing, Sequence[list[str]]):
             file = rows if isinstance(rows, (str, PathLike)) else os.path.join(folder, "records")
             if not isinstance(rows, (str, PathLike)):
                 _write_records(file, rows, [field.name for field in known])
+            common = default_map(_is_east_asian(file))
             base = kernel.DastBase([field.name for field in known], folder, session_config=form or _session_config(known))
             for field in known:
                 base.assign_internal(field.name, field.storage or (ASKED if field.method else KEPT), rep=rep)
                 if field.method:
-                    base.configure(field.name, field.method, field.map or default_map(), field.build, field.ask)
+                    base.configure(field.name, field.method, field.map or common, field.build, field.ask)
             base.make(file, rep=rep)
             base.make_all_access(rep=rep)
         return cls(base)
@@ -319,6 +322,15 @@ def _from_image(image: bytes) -> Base:
 
 
 BREAKS = str.maketrans("\t\n\r", "   ")  # what would end a value or a record
+
+
+def _is_east_asian(file: str | PathLike[str]) -> bool:
+    """Of a record file; one that cannot be read is left to the build, which says so."""
+    try:
+        with open(file, encoding="utf-8", errors="ignore") as lines:
+            return has_east_asian(itertools.islice(lines, SAMPLE))
+    except OSError:
+        return False
 
 
 def _write_records(path: str | PathLike[str], rows: Iterable[Mapping[str, str] | Sequence[str]], names: Sequence[str]) -> None:

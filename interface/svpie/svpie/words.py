@@ -1,5 +1,6 @@
 """Words that are found in spite of typing errors."""
 import dataclasses
+import re
 from collections.abc import Iterable, Iterator, Sequence
 from os import PathLike
 from typing import Self, overload
@@ -19,13 +20,22 @@ class Match:
     quality: int
 
 
-def default_map() -> kernel.TeraMap:
-    """Letters and digits count; case and accents do not."""
+EAST_ASIAN = re.compile("[\u3041-\u30ff\u3400-\u9fff\uac00-\ud7a3\uf900-\ufaff\uff66-\uff9d\U00020000-\U0003ffff]")
+
+
+def default_map(east_asian: bool = False) -> kernel.TeraMap:
+    """Letters and digits count; case and accents do not. Letters of other scripts count as Latin ones; Chinese characters,
+    kana and Korean syllables only if `east_asian` says so, as they make a file 200 KB larger."""
     config = kernel.TeraMapConfig("utf-8")
     config.set_tokens("A-Z0-9")
-    config.map_upper()
-    config.deaccentuate()
+    config.complex_mappings("-map_upper -expand_compatibility -map_accents -any_to_latin"
+                            + (" -east_asian_to_latin" if east_asian else ""))
     return config.compile()
+
+
+def has_east_asian(words: Iterable[str]) -> bool:
+    """Whether there are Chinese characters, kana or Korean syllables."""
+    return any(isinstance(word, str) and not word.isascii() and EAST_ASIAN.search(word) is not None for word in words)
 
 
 class Index(Closing, Sequence[str]):
@@ -38,7 +48,9 @@ class Index(Closing, Sequence[str]):
     @classmethod
     def build(cls, words: Iterable[str], map: kernel.TeraMap | None = None) -> Self:
         """An index of words. A word's entry is its place among them."""
-        chosen = map or default_map()
+        if isinstance(words, Iterator):
+            words = list(words)
+        chosen = map or default_map(isinstance(words, Sequence) and has_east_asian(words))
         edit = kernel.TeraEdit(chosen)
         edit.from_string_array(words, chosen)
         return cls(edit)

@@ -18,6 +18,7 @@
 #include "tera/tera_unicode_tables.h"
 #include "tera/tera_utf.h"
 #include "tera/text/tera_expand_internal.h"
+#include "tera/text/tera_syllables_internal.h"
 
 namespace {
 
@@ -153,6 +154,20 @@ int TeraMapConfig::any_to_latin() {
   return num;
 }
 
+int TeraMapConfig::east_asian_to_latin() {
+  int num = 0;
+  for (const ConvertMap& row : tera_pinyin_map()) num += map_character(row.uni, row.sound);
+  for (int i = 0; i < tera_num_kana; ++i) num += map_character(tera_kana[i].uni, tera_kana[i].letters);
+  int uni = TERA_HANGUL_FIRST;
+  for (int lead = 0; lead < TERA_HANGUL_LEADS; ++lead)
+    for (int vowel = 0; vowel < TERA_HANGUL_VOWELS; ++vowel)
+      for (int tail = 0; tail < TERA_HANGUL_TAILS; ++tail)
+        num += map_character(uni++, (std::string(tera_hangul_leads[lead]) + tera_hangul_vowels[vowel] +
+                                     tera_hangul_tails[tail])
+                                        .c_str());
+  return num;
+}
+
 int TeraMapConfig::expand_umlauts() {
   constexpr std::pair<int, const char*> umlauts[] = {{0xC4, "Ae"}, {0xD6, "Oe"}, {0xDC, "Ue"}, {0xE4, "ae"},
                                                      {0xF6, "oe"}, {0xFC, "ue"}, {0xDF, "ss"}};
@@ -228,6 +243,8 @@ int TeraMapConfig::set_complex_flags(const char* flags, AceReporter* rep) {
        &TeraMapConfig::expand_accents},
       {"any_to_latin", "Map characters of Arabic, Cyrillic, Greek or Hebrew scripts to Latin characters",
        &TeraMapConfig::any_to_latin},
+      {"east_asian_to_latin", "Map Chinese characters, kana and Korean syllables to Latin characters",
+       &TeraMapConfig::east_asian_to_latin},
       {"expand_compatibility", nullptr, &TeraMapConfig::expand_compat},  // what the transliteration has given
       {"expand_umlauts", "Map German umlauts to an expanded sequence", &TeraMapConfig::expand_umlauts},
   };
