@@ -12,6 +12,7 @@
 /// Thread safety: belongs to one session, or to a template that nobody changes.
 #pragma once
 
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -127,6 +128,11 @@ class SORV_API DareSessionField : public AceAttach {
   DastOptions::Call get_mode() const { return recallMode; }
   /// The code of the mode; a blank for NOOP.
   char get_mode_code() const;
+  /// A query that stands for the one before.
+  static constexpr const char* SAME_QUERY = "...";
+  /// A text of data as a query: one that is measured as it where it would stand for another.
+  static const char* as_query(const char* text) { return std::strcmp(text, SAME_QUERY) == 0 ? "... " : text; }
+
   /// Transforms a query, each of its alternatives between bars that are not escaped. More than
   /// `MAX_ALTERNATIVES` give "%%%UNDEF%%%", which is warned about. "..." and "-BLANK-" stay as they are.
   const char* query_transform(const char* query, AceAttach* at) const;

@@ -51,6 +51,7 @@ int find(const FindOptions& options) {
   if (!options.file.name.empty()) {
     if (!options.query.empty()) throw Failure("expected a query or --from, found both");
     if (!options.hasNumber) limits.number = 1;
+    limits.isLiteral = true;
     return find_file(&target, options.file, limits, options.form);
   }
   if (options.query.empty())

@@ -2,9 +2,13 @@
 
 #include <algorithm>
 
+#include "dare/dare_session.h"
+#include "dast/dast_base_field.h"
+#include "dast/dast_base_method.h"
 #include "sorvanta/tool_failure.h"
 #include "sorvanta/tool_reporter.h"
 #include "tera/tera_cand.h"
+#include "tera/tera_map.h"
 #include "tera/tera_result.h"
 #include "tera/tera_word.h"
 
@@ -48,6 +52,16 @@ bool can_be_in(const TargetField& field, const std::string& text) {
   return !isNumber || std::any_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
+/// Of a query of words; an operator is in the second byte of what a map has for its character.
+std::string word_operators(const TeraMap& map) {
+  std::string found;
+  for (const char c : std::string("?*[]")) {
+    const auto entry = map.map_any_char(c);
+    if ((entry & 0xFF) == 0 && map.is_operator(static_cast<int>(entry >> 8 & 0xFF))) found += c;
+  }
+  return found;
+}
+
 const char* text_or_empty(const char* text) {
   return text != nullptr ? text : "";
 }
@@ -58,14 +72,28 @@ FormQuery::FormQuery(Target* target, const QueryLimits& limits)
     : askedTarget(target), queryLimits(limits), session(target->make_session()) {
   texts.resize(target->get_fields().size());
   areFree.resize(texts.size());
+  operators.resize(texts.size());
+  for (std::size_t i = 0; i < texts.size() && limits.isLiteral; ++i) operators[i] = operators_of(i);
+}
+
+std::string FormQuery::operators_of(std::size_t field) const {
+  const DastSession* const internal = session.get_internal_session();
+  const DareSessionField* const unit = internal->get_config()->get_session_field(static_cast<int>(field));
+  const auto* const base = dynamic_cast<const DastBaseField*>(unit->get_base_field());
+  const std::string& method = askedTarget->get_fields()[field].method;
+  const bool hasWords = method == "EDIT" || method == "WORDS" || method == "AUTO";
+  const bool hasMethod = hasWords && base != nullptr && base->get_method() != nullptr;
+  const TeraMap* const map = hasMethod ? base->get_method()->get_map() : nullptr;
+  return map != nullptr ? word_operators(*map) : "";
 }
 
 void FormQuery::set(std::size_t field, const std::string& text) {
-  texts[field] = text;
+  texts[field] = DareSessionField::as_query(text.c_str());
+  std::erase_if(texts[field], [&](char c) { return operators[field].find(c) != std::string::npos; });
 }
 
 void FormQuery::set_free(const std::string& text) {
-  freeText = text;
+  freeText = DareSessionField::as_query(text.c_str());
 }
 
 bool FormQuery::has_values_in(std::size_t field, const std::string& text) {
@@ -134,7 +162,8 @@ std::string FormQuery::obstacle() const {
   std::vector<std::string> shown, weighed;
   for (std::size_t i = 0; i < texts.size(); ++i) {
     const TargetField& field = askedTarget->get_fields()[i];
-    if (!texts[i].empty()) (field.method.empty() ? shown : weighed).push_back(field.name);
+    if (!texts[i].empty() && texts[i] != TeraCand::BLANK)
+      (field.method.empty() ? shown : weighed).push_back(field.name);
   }
   if (isLookedUp || !freeText.empty()) return "";
   if (!weighed.empty())
@@ -166,7 +195,8 @@ std::vector<Output::Row> ask_words(const TeraEdit& index, const std::string& que
                                    const QueryLimits& limits) {
   TeraResult result(query.c_str(), limits.quality >= 0 ? limits.quality : WORD_QUALITY, limits.number,
                     TeraResult::MAX_VALUE);
-  if (index.recall(&result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, 0, TeraEdit::TRANSPOSE, OWN_WEIGHT,
+  const int options = TeraEdit::TRANSPOSE | (limits.isLiteral ? TeraEdit::NO_OPERATORS : 0);
+  if (index.recall(&result, TeraEval::LEVENSHTEIN, TeraEval::MAXIMUM, 0, 0, options, OWN_WEIGHT,
                    &ToolReporter::get()) < 0)
     throw Failure("'" + printable(query) + "' cannot be looked up");
   result.high_first();

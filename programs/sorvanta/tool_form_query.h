@@ -11,6 +11,7 @@ struct QueryLimits {
   char mode = '?';
   int quality = -1;  // -1: as the base has it
   int number = 10;
+  bool isLiteral = false;  // values of a file: "?", "*" and brackets in them stand for themselves
 };
 
 /// Asks one session; belongs to one thread.
@@ -33,12 +34,15 @@ class FormQuery {
 
  private:
   bool has_values_in(std::size_t field, const std::string& text);
+  /// The characters that are operators in queries of words, by the field's character map.
+  std::string operators_of(std::size_t field) const;
   std::string reason(const SorvantaSuggestion& record) const;
 
   const Target* askedTarget;
   QueryLimits queryLimits;
   SorvantaSession session;
   std::vector<std::string> texts;
+  std::vector<std::string> operators;  // that a text loses, by field
   std::string freeText;
   std::vector<bool> areFree;  // fields that were asked words of the free text, at the last time
   bool isLookedUp = false;    // a field was, at the last time

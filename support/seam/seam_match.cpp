@@ -144,7 +144,7 @@ void match_record(const RecordJob* job, Answers* all, Worker* worker, VInt query
   DareMultiQuery fields(job->numFields);
   for (int i = 0; i < job->numFields; ++i) {
     if (*texts[i] == '\0') continue;
-    fields.set_query(i, texts[i]);
+    fields.set_query(i, DareSessionField::as_query(texts[i]));
     fields.set_mode(i, DastOptions::APPROX);
   }
   const std::unique_ptr<DastResult> result((*worker)->search(&fields, job->k));

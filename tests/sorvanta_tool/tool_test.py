@@ -378,6 +378,15 @@ class FindFile(ToolTest):
         self.assertIn("sta*t", lines[1])
         self.assertFalse(resume.exists())
 
+    def test_values_stand_for_themselves(self):
+        values = ["Who?", "Star*Bucks", "(paren) [br]", "\u6771\u4eac", "A|B Company", "a=b", "%%%UNDEF%%%"]
+        self.write("p.csv", "name;note\n" + "".join(f"{value};x\n" for value in values))
+        self.expect(FOUND, "build", "p.csv")
+        self.write("q.csv", "name\n" + "".join(f"{value}\n...\n" for value in values))
+        found = self.rows("find", "p.base", "--from", "q.csv")
+        self.assertEqual([(row["name"], row["reason"]) for row in found],
+                         [row for value in values for row in ((value, "exact"), ("", "nothing found"))])
+
     def test_columns_by_name(self):
         self.write("q.csv", "who,where\nMayer0,Bern\nMayer1,Bern\n")
         self.refuse(["find", "people.base", "--from", "q.csv"], "expected columns named like the fields surname, city")

@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr const char* SAME_QUERY = "...";
-
 struct Unref {
   void operator()(TeraScanGraph* graph) const { graph->decr_ref(); }
 };
@@ -47,7 +45,7 @@ std::vector<std::string> alternatives_of(const char* query) {
 }
 
 bool is_reserved(const char* query) {
-  return std::strcmp(query, SAME_QUERY) == 0 || std::strcmp(query, TeraCand::BLANK) == 0;
+  return std::strcmp(query, DareSessionField::SAME_QUERY) == 0 || std::strcmp(query, TeraCand::BLANK) == 0;
 }
 
 }  // namespace
