@@ -79,8 +79,8 @@ class SORV_API TeraMapConfig {
   int expand_accents();
   /// Cyrillic, Greek, Arabic and Hebrew letters to Latin ones.
   int any_to_latin();
-  /// Chinese characters, kana and Korean syllables to Latin letters: the first four of their sound in Mandarin,
-  /// or of the name that Unicode gives them, without tones.
+  /// Chinese characters, kana and Korean syllables to Latin letters: the first four of their sound in
+  /// Mandarin, or of the name that Unicode gives them, without tones.
   int east_asian_to_latin();
   /// German umlauts to two letters, and sharp s to "ss".
   int expand_umlauts();
