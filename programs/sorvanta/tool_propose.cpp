@@ -126,10 +126,9 @@ void choose_method(const Values& values, FieldSettings* field) {
   if (isNumber)
     return choose("NUMBER", ("-num_digits " + std::to_string(longest_of(values))).c_str(), "-min_value 180",
                   80);
-  const bool isFullName = names_any(name, {"name"}) && nearly_all(values, [](const std::string& value) {
-                            return value.find(' ') != std::string::npos;
-                          });
-  if (isFullName || words_of(values) >= WORDS_OF_A_TEXT)
+  const bool haveWords =
+      nearly_all(values, [](const std::string& value) { return value.find(' ') != std::string::npos; });
+  if (haveWords || words_of(values) >= WORDS_OF_A_TEXT)
     return choose("WORDS", "-merge_entries -add - -add_len 3", "-no_teaser -min_value 150", 100);
   choose("EDIT", "", EDIT_RECALL, 100);
 }
