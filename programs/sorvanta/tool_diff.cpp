@@ -28,12 +28,26 @@ struct DiffOptions {
   std::string cascade;
 };
 
+/// Of the first record, or change; 0 where there is none.
 int count_fields(const std::string& file) {
   AceInput lines(file.c_str(), 1 << 16, true);
   const char* line = nullptr;
-  if (lines.read_line(&line) < 0) throw Failure(printable(file) + ": expected records, found none");
+  if (lines.read_line(&line) < 0) return 0;
   const std::string text(line);
-  return 1 + static_cast<int>(std::count(text.begin(), text.end(), '\t'));
+  const auto tabs = static_cast<int>(std::count(text.begin(), text.end(), '\t'));
+  if (tabs == 0 && text.find_first_of(";,") != std::string::npos)
+    ToolReporter::get().ev_wprintf(
+        "%s: no TAB in '%s', so records have one field; 'sorvanta read' makes records of other files\n",
+        file.c_str(), text.c_str());
+  return tabs + (text.starts_with("<del>\t") ? 0 : 1);  // changes have a mark in front
+}
+
+/// Of either file: there may be no records before the first changes, or after the last.
+int count_fields(const std::string& file, const std::string& other) {
+  int fields = count_fields(file);
+  if (fields == 0) fields = count_fields(other);
+  if (fields == 0) throw Failure(printable(file) + ": expected records, found none");
+  return fields;
 }
 
 /// Columns from 0, of those that users count from 1.
@@ -89,7 +103,7 @@ int apply_changes(const std::vector<int>& key, int num_fields, const DiffOptions
   const auto numKeys = static_cast<int>(key.size());
   DamoDimensionDiff diff(key.data(), numKeys, num_fields, options.isComplete ? 1 : 0, 0);
   if (!options.rows.empty()) {
-    const int numRowFields = count_fields(options.rows);
+    const int numRowFields = count_fields(options.rows, options.rows);
     const std::vector<int> masters = from_zero(options.rowMaster, numRowFields, options.rows);
     const std::vector<int> rowKey = from_zero(options.rowKey, numRowFields, options.rows);
     if (masters.size() != key.size() || rowKey.empty() || options.cascade.empty())
@@ -108,7 +122,7 @@ int apply_changes(const std::vector<int>& key, int num_fields, const DiffOptions
 }
 
 int diff(const DiffOptions& options) {
-  const int numFields = count_fields(options.oldFile);
+  const int numFields = count_fields(options.oldFile, options.newFile);
   const std::vector<int> key = from_zero(options.key, numFields, options.oldFile);
   return options.applied.empty() ? make_changes(key, numFields, options)
                                  : apply_changes(key, numFields, options);

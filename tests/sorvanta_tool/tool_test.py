@@ -437,6 +437,13 @@ class Sources(ToolTest):
         self.assertEqual(sorted(read("now").splitlines()), sorted(read(new).splitlines()))
         self.assertEqual((read("gone"), read("orders.dif")), ("Bob\tRom\n", "<del>\tO1\tBob\n<del>\tO3\tBob\n"))
         self.expect(NOTHING, "diff", new, new, "--key", "1,2", "--to", "none")
+        for first, last in (("", new), (new, "")):
+            empty = self.write("empty", "")
+            self.expect(FOUND, "diff", first or empty, last or empty, "--key", "1", "--to", "dif", "--check")
+            self.expect(FOUND, "diff", first or empty, "dif", "--key", "1", "--apply", "now")
+            self.assertEqual(sorted(read("now").splitlines()), sorted(read(last or "empty").splitlines()))
+        semicolons = self.write("semicolons", "1;Ann\n")
+        self.assertIn("no TAB in '1;Ann'", self.expect(NOTHING, "diff", semicolons, semicolons, "--key", "1").stderr)
         self.refuse(["diff", old, new, "--key", "3"], "expected column 3, found 2 columns")
         self.refuse(["diff", old, new, "--key", "x"], "--key")
         self.refuse(["diff", old, "dif", "--key", "1", "--apply", "now", "--rows", orders], "--rows-master")
