@@ -137,6 +137,12 @@ void look_at_lines(const std::string& start, SourceSample* sample) {
   if (sample->source.hasHeader) sample->records.erase(sample->records.begin());
 }
 
+/// No document goes on with another object: what is wrong with such a line is its own affair.
+bool starts_object(const std::string& line) {
+  const std::size_t start = line.find_first_not_of(" \t");
+  return start != std::string::npos && line[start] == '{';
+}
+
 }  // namespace
 
 void read_records(DamoInput* input, SourceSample* sample) {
@@ -179,7 +185,7 @@ SourceSample look_at(const std::string& file) {
     read_first(&sample);
   } else if (DamoJsonLines documents; start[first] == '{' && lines.size() > 1 &&
                                       documents.parse_line(lines[0].c_str()) == 0 &&
-                                      documents.parse_line(lines[1].c_str()) == 0) {
+                                      starts_object(lines[1])) {
     sample.source.kind = "jsonl";
     documents.init(file.c_str(), JSON_SAMPLE);
     look_at_json(documents.get_structure(), &sample);
