@@ -15,6 +15,8 @@
 #include <random>
 #include <string>
 
+#include "ace/ace_alloc.h"
+#include "ace/ace_parallel.h"
 #include "ace/ace_reporter.h"
 #include "damo/damo_diff.h"
 #include "damo/damo_diff_maker.h"
@@ -23,9 +25,11 @@
 #include "damo/damo_standard_input.h"
 #include "damo/damo_statistic.h"
 #include "ratio.h"
+#include "tera/tera_standard_transform.h"
 
 namespace {
 
+const int memory = ace_alloc_init(2000);  // as hosts do
 constexpr int NUM_FIELDS = 5;
 constexpr long DEFAULT_RECORDS = 1'000'000;
 constexpr long RECORDS_PER_DIFFERENCE = 10;
@@ -89,33 +93,78 @@ void read_records() {
   while (input->read_line(nullptr, 0) >= 0) benchmark::DoNotOptimize(input->get_field(1));
 }
 
-void extract(bool is_json) {
+enum Source : int { SEPARATED, JSON_LINES };
+
+/// One part of the table, through a transform of each field where one is given.
+VInt extract_part(Source source, int part, int num_parts, TeraTransform* transform) {
   DamoField fields[NUM_FIELDS] = {DamoField(NAMES[0]), DamoField(NAMES[1]), DamoField(NAMES[2]),
                                   DamoField(NAMES[3]), DamoField(NAMES[4])};
-  DamoExtract run(NUM_FIELDS, NUM_FIELDS, file("records").c_str(), 0, 0);
+  const std::string records = "records" + std::to_string(part);
+  DamoExtract run(NUM_FIELDS, NUM_FIELDS, file(records.c_str()).c_str(), 0, 0);
   for (int i = 0; i < NUM_FIELDS; ++i) {
     fields[i].set_source(i);
+    fields[i].set_transform(transform);
     run.add_field(&fields[i]);
   }
   const char* paths[NUM_FIELDS];
   std::copy(std::begin(NAMES), std::end(NAMES), paths);
-  if (is_json)
+  if (source == JSON_LINES)
     run.json_lines(file("lines.json").c_str(), 0, paths, NUM_FIELDS);
   else
     run.simple_file('\t', 0, file("table").c_str());
-  if (run.extract(0, nullptr, 0, AceReporter::null(), nullptr, nullptr, 0, 1) != num_records()) std::abort();
+  return run.extract(0, nullptr, 0, AceReporter::null(), nullptr, nullptr, part, num_parts);
+}
+
+void extract(Source source, TeraTransform* transform = nullptr) {
+  if (extract_part(source, 0, 1, transform) != num_records()) std::abort();
 }
 
 void BM_ExtractSeparated(benchmark::State& state) {
   make_files();
   bench::compare_thread(
-      state, static_cast<double>(num_records()), [] { extract(false); }, read_records);
+      state, static_cast<double>(num_records()), [] { extract(SEPARATED); }, read_records);
+}
+
+/// Two parts on two threads beside one. Of the processor, the longer one of the parts': by the clock it would
+/// be the machine's other work that is measured.
+void BM_ExtractParts(benchmark::State& state) {
+  make_files();
+  const auto source = static_cast<Source>(state.range(0));
+  struct Part {
+    VInt count;
+    double seconds;
+  };
+  bench::compare_by(
+      state, static_cast<double>(num_records()),
+      [=] {
+        std::array<Part, 2> parts{};
+        AceParallel<const Source, Part, int>::map(
+            &source, parts.data(), std::ssize(parts), nullptr, nullptr,
+            [](const Source* from, Part* made, int*, VInt part) {
+              made[part].seconds = bench::processor_seconds_of(
+                  [=] { made[part].count = extract_part(*from, static_cast<int>(part), 2, nullptr); });
+            },
+            2, AceReporter::null());
+        if (parts[0].count + parts[1].count != num_records()) std::abort();
+        return std::max(parts[0].seconds, parts[1].seconds);
+      },
+      [=] { return bench::processor_seconds_of([=] { extract(source); }); },
+      [](const auto& job) { return job(); });
+}
+
+/// A transform on each of five fields beside none.
+void BM_ExtractTransformed(benchmark::State& state) {
+  make_files();
+  StandardTransform tidy(static_cast<int>(state.range(0)));
+  bench::compare_thread(
+      state, static_cast<double>(num_records()), [&] { extract(SEPARATED, &tidy); },
+      [] { extract(SEPARATED); });
 }
 
 void BM_ExtractJsonLines(benchmark::State& state) {
   make_files();
   bench::compare_thread(
-      state, static_cast<double>(num_records()), [] { extract(true); },
+      state, static_cast<double>(num_records()), [] { extract(JSON_LINES); },
       [] {
         std::ifstream lines(file("lines.json"));
         for (std::string line; std::getline(lines, line);) {
@@ -253,6 +302,19 @@ void BM_ExtractXml(benchmark::State& state) {
 }
 
 BENCHMARK(BM_ExtractSeparated)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ExtractParts)
+    ->ArgName("json")
+    ->Arg(SEPARATED)
+    ->Arg(JSON_LINES)
+    ->UseManualTime()
+    ->Iterations(5)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ExtractTransformed)
+    ->ArgName("transform")
+    ->Arg(StandardTransform::TRIM_ALL)
+    ->UseManualTime()
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ExtractJsonLines)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ExtractXml)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Statistic)

@@ -222,6 +222,11 @@ TEST(DamoExtract, refuses_what_is_not_configured) {
   EXPECT_EQ(extract.add_field(&field), 1);
   EXPECT_EQ(extract.add_field(&field), -1);
   EXPECT_STREQ(extract.extract_line(values, 2, &at), "1\n2 \n3");
+  DamoField absent("a");
+  absent.set_source(2);
+  DamoExtract beyond(0, 1, folder.file("out").c_str(), 0, 0);
+  beyond.add_field(&absent);
+  EXPECT_THROW(beyond.extract_line(values, 2, &at), AceException);
   extract.simple_file('\t', 0, folder.file("nowhere").c_str());
   EXPECT_THROW(extract.simple_file('\t', 0, folder.file("source").c_str()), AceException);
   EXPECT_THROW(run(&extract), AceException);

@@ -74,6 +74,8 @@ class _DamoExtract {
   DamoLineBreaks lineBreaks;
 
  private:
+  template <class ValueOf>
+  bool append_line(const ValueOf& value_of, std::string* out) const;
   bool append_plain(const char** fields, int n, std::string* out) const;
   bool append_rows(const char** fields, int n, std::string* out, AceAttach* at);
   void decode(const char** fields, int n, AceAttach* at) const;
@@ -82,4 +84,9 @@ class _DamoExtract {
 
   bool isPrepared = false;
   bool isPlain = false;  // every field is an input field as it stands
+  std::vector<int> plainSources;
+  int lastPlainSource = 0;
+  // Of the present record, for each field.
+  std::vector<char**> valueLists;
+  std::vector<int> valueCounts;
 };

@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "ace/ace_exception.h"
-#include "ace/ace_str_count.h"
 #include "damo/damo_field.h"
 #include "damo/extract/damo_extract_internal.h"
+#include "damo/text/damo_scan_internal.h"
 #include "tera/tera_transform.h"
 
 namespace {
@@ -37,38 +37,41 @@ void DamoLineBreaks::clean_value(char* value) {
 
 /// What all records have in common; asked again when a field has been added.
 void _DamoExtract::prepare() {
-  int numSources = 0;
   isPlain = decodeCfg == nullptr && fieldTimer.empty();
-  for (const DamoField* field : fieldArray) {
-    isPlain = isPlain && field->get_plain_source() >= 0;
-    numSources = std::max(numSources, field->get_plain_source() + 1);
-  }
+  plainSources.clear();
+  for (const DamoField* field : fieldArray) plainSources.push_back(field->get_plain_source());
+  isPlain = isPlain && *std::min_element(plainSources.begin(), plainSources.end()) >= 0;
+  lastPlainSource = *std::max_element(plainSources.begin(), plainSources.end());
   std::vector<bool> divided(DamoInput::MAX_FIELDS);
   for (std::size_t i = 0; i < divided.size(); ++i)
     divided[i] = std::any_of(fieldArray.begin(), fieldArray.end(), [i](const DamoField* field) {
       return field->is_cut_at_tabs(static_cast<int>(i));
     });
   lineBreaks.set_divided(std::move(divided));
+  valueLists.resize(fieldArray.size());
+  valueCounts.resize(fieldArray.size());
+}
+
+/// A line of one value for each field, which `value_of` tells by the field's number. Returns false, with
+/// `out` as it was, where values have what would break the line.
+template <class ValueOf>
+bool _DamoExtract::append_line(const ValueOf& value_of, std::string* out) const {
+  const std::size_t start = out->size();
+  for (std::size_t i = 0; i < fieldArray.size(); ++i) {
+    if (const char* const value = value_of(i); value != nullptr) *out += value;
+    *out += '\t';
+  }
+  out->pop_back();
+  const auto length = static_cast<VInt>(out->size() - start);
+  if (damo_count_tabs(out->data() + start, length) + 1 == std::ssize(fieldArray)) return true;
+  out->resize(start);
+  return false;
 }
 
 /// The usual case, one value a field and nothing to be done with it. Returns false, with `out` as it was, for
 /// others.
 bool _DamoExtract::append_plain(const char** fields, int n, std::string* out) const {
-  const std::size_t start = out->size();
-  for (const DamoField* field : fieldArray) {
-    const int source = field->get_plain_source();
-    if (source >= n) break;
-    if (fields[source] != nullptr) *out += fields[source];
-    *out += '\t';
-  }
-  out->pop_back();
-  const char* const line = out->data() + start;
-  const auto length = static_cast<int>(out->size() - start);
-  if (strncount(line, '\t', length) + 1 == static_cast<int>(fieldArray.size()) &&
-      strncount(line, '\n', length) == 0 && strncount(line, '\r', length) == 0)
-    return true;
-  out->resize(start);
-  return false;
+  return lastPlainSource < n && append_line([&](std::size_t i) { return fields[plainSources[i]]; }, out);
 }
 
 void _DamoExtract::decode(const char** fields, int n, AceAttach* at) const {
@@ -89,13 +92,16 @@ bool _DamoExtract::append_rows(const char** fields, int n, std::string* out, Ace
   std::copy_n(fields, n, at->malloc(texts, n));
   decode(texts, n, at);
   lineBreaks.clean_source(texts, n, at);
-  std::vector<char**> lists(fieldArray.size());
-  std::vector<int> counts(fieldArray.size());
+  std::vector<char**>& lists = valueLists;
+  std::vector<int>& counts = valueCounts;
   for (std::size_t i = 0; i < lists.size(); ++i) {
     counts[i] = transform(i, texts, n, &lists[i], at);
     if (counts[i] == 0) return false;
-    std::for_each(lists[i], lists[i] + counts[i], [this](char* value) { lineBreaks.clean_value(value); });
   }
+  const bool isLine = std::all_of(counts.begin(), counts.end(), [](int count) { return count == 1; });
+  if (isLine && append_line([&](std::size_t i) { return *lists[i]; }, out)) return true;
+  for (std::size_t i = 0; i < lists.size(); ++i)
+    std::for_each(lists[i], lists[i] + counts[i], [this](char* value) { lineBreaks.clean_value(value); });
   char** rows = nullptr;
   const int numRows = DamoField::combine_repeats(lists.data(), counts.data(), static_cast<int>(lists.size()),
                                                  '\t', &rows, at);

@@ -29,9 +29,11 @@ struct _DamoField {
   AceAttach cacheAt;                          // these texts
   VInt cacheSize = 0;                         // bytes of values and texts
 
+  const char* source_text(const char** fields, int num_fields) const;
+  const char* lone_source(const char** fields, int num_fields) const;
   int read_source(const char** fields, int num_fields, char*** out, AceAttach* at) const;
   int combine_subfields(const char** fields, int num_fields, char*** out, AceAttach* at) const;
-  char* normalise(char* value, AceAttach* at);
+  char* normalise(const char* value, AceAttach* at);
 };
 
 namespace {
@@ -75,12 +77,23 @@ VInt size_of_rows(const char* const* const* lists, const int* counts, int num_li
 
 }  // namespace
 
-/// The repeated values of the input field.
-int _DamoField::read_source(const char** fields, int num_fields, char*** out, AceAttach* at) const {
+const char* _DamoField::source_text(const char** fields, int num_fields) const {
   if (fieldSource >= num_fields)
     throw AceException("Field source out of range", "Count %d, Source %d", num_fields, fieldSource);
-  const char* source = fieldSource >= 0 ? fields[fieldSource] : nullptr;
-  char* text = at->attach(source != nullptr ? source : "");
+  const char* const source = fieldSource >= 0 ? fields[fieldSource] : nullptr;
+  return source != nullptr ? source : "";
+}
+
+/// The input field's text, when it is one value that is normalised: it need not be copied before.
+const char* _DamoField::lone_source(const char** fields, int num_fields) const {
+  if (subCount > 0 || normObj == nullptr) return nullptr;
+  const char* const text = source_text(fields, num_fields);
+  return fieldSep > 0 && std::strchr(text, fieldSep) != nullptr ? nullptr : text;
+}
+
+/// The repeated values of the input field.
+int _DamoField::read_source(const char** fields, int num_fields, char*** out, AceAttach* at) const {
+  char* text = at->attach(source_text(fields, num_fields));
   const int count = fieldSep > 0 ? strcount(text, fieldSep) + 1 : 1;
   at->malloc(*out, count);
   for (int i = 0; i < count; ++i) {
@@ -102,9 +115,8 @@ int _DamoField::combine_subfields(const char** fields, int num_fields, char*** o
   return DamoField::combine_repeats(lists.data(), counts.data(), subCount, sepStr, out, at);
 }
 
-/// The normalised value, in `at`; null when there is none.
-char* _DamoField::normalise(char* value, AceAttach* at) {
-  if (normObj == nullptr) return value;
+/// What the transform makes of a value, in `at`; null for none.
+char* _DamoField::normalise(const char* value, AceAttach* at) {
   if (useCache == 0) return normObj->code(value, at);
   if (const char** known = cacheSet.find(value); known != nullptr) return at->attach(*known);
 
@@ -200,15 +212,21 @@ const char* DamoField::get_name() const {
 int DamoField::transform(const char** fields, int num_fields, char*** out, AceAttach* at) {
   *out = nullptr;
   char** values = nullptr;
-  const int count = fieldData->subCount > 0 ? fieldData->combine_subfields(fields, num_fields, &values, at)
-                                            : fieldData->read_source(fields, num_fields, &values, at);
+  const char* const lone = fieldData->lone_source(fields, num_fields);
+  int count = 1;
+  if (lone != nullptr)
+    at->malloc(values, count);
+  else
+    count = fieldData->subCount > 0 ? fieldData->combine_subfields(fields, num_fields, &values, at)
+                                    : fieldData->read_source(fields, num_fields, &values, at);
   int numKept = 0;
   for (int i = 0; i < count; ++i) {
+    const char* const given = lone != nullptr ? lone : values[i];
     if (fieldData->statObj != nullptr) {
       AceAttach unused;
-      fieldData->statObj->code(values[i], &unused);
+      fieldData->statObj->code(given, &unused);
     }
-    char* value = fieldData->normalise(values[i], at);
+    char* const value = fieldData->normObj != nullptr ? fieldData->normalise(given, at) : values[i];
     if (value == nullptr) continue;
     if (fieldData->useControl != 0) blank_control_characters(value);
     values[numKept++] = value;

@@ -80,6 +80,26 @@ Char* damo_find_either(Char* from, const char* end, char a, char b) {
   return from;
 }
 
+/// The number of TABs in a line; -1 where it has a line end.
+inline VInt damo_count_tabs(const char* line, VInt length) {
+  constexpr VInt width = sizeof(__m128i);
+  const __m128i zero = _mm_setzero_si128();
+  __m128i ends = zero;
+  __m128i tabs = zero;
+  alignas(__m128i) char rest[width] = {};
+  for (VInt from = 0; from < length; from += width) {
+    const void* block = line + from;
+    if (length - from < width) block = std::memcpy(rest, block, static_cast<std::size_t>(length - from));
+    const __m128i text = _mm_loadu_si128(static_cast<const __m128i*>(block));
+    ends = _mm_or_si128(ends, _mm_or_si128(_mm_cmpeq_epi8(text, _mm_set1_epi8('\n')),
+                                           _mm_cmpeq_epi8(text, _mm_set1_epi8('\r'))));
+    const __m128i found = _mm_sub_epi8(zero, _mm_cmpeq_epi8(text, _mm_set1_epi8('\t')));
+    tabs = _mm_add_epi64(tabs, _mm_sad_epu8(found, zero));
+  }
+  if (_mm_movemask_epi8(ends) != 0) return -1;
+  return _mm_cvtsi128_si64(tabs) + _mm_cvtsi128_si64(_mm_unpackhi_epi64(tabs, tabs));
+}
+
 /// Cuts a line in place at each separator and stores the first `room` fields. Returns their number, or
 /// `room` + 1 when there are more.
 inline int damo_split(char* line, VInt length, char separator, const char** fields, int room) {
