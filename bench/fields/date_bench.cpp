@@ -139,7 +139,12 @@ void dates_near_a_day(benchmark::State& state) {
   sqlite3_finalize(select);
   sqlite3_close(base);
 }
-BENCHMARK(dates_near_a_day)->Arg(100'000)->Arg(1'000'000)->Arg(10'000'000)->UseManualTime();
+BENCHMARK(dates_near_a_day)
+    ->Arg(100'000)
+    ->Arg(1'000'000)
+    ->Arg(10'000'000)
+    ->Iterations(50)  // the peer takes a hundred times as long
+    ->UseManualTime();
 
 #endif
 

@@ -402,11 +402,16 @@ TEST(TeraMulti, of_many_real_lines_it_finds_those_that_are_worth_it_and_none_els
       }
       EXPECT_EQ(recall(*multi, query, asked.options, asked.model, asked.min), expected)
           << "query '" << query << "'";
-      for (const int most : {1, 5})
-        EXPECT_EQ(recall(*multi, query, asked.options, asked.model, asked.min, nullptr, 165, most),
-                  best_of(expected, most))
-            << "query '" << query << "'";
       numFound += expected.size();
+    }
+    for (int i = 0; i < 200; ++i) {  // what few lines are wanted for is looked for otherwise
+      const int options = USUAL | (i % 2 == 0 ? 0 : TeraMulti::COMPLETE);
+      const int wanted = 1 + i % 12;
+      const std::string query =
+          query_near(lines[static_cast<std::size_t>(random.below(static_cast<int>(lines.size())))], random);
+      EXPECT_EQ(recall(*multi, query, options, asked.model, asked.min, nullptr, 165, wanted),
+                best_of(recall(*multi, query, options, asked.model, asked.min), wanted))
+          << "query '" << query << "'";
     }
   }
   EXPECT_GT(numFound, samples::SLOW ? 12U : 100U);
@@ -419,7 +424,7 @@ TEST(TeraMulti, lines_are_found_by_other_words_than_skip_words_unless_there_are_
     for (int i = 0; i < 50; ++i) {
       asked.lines.push_back(random_text(random, 3, " "));
       if (random.below(2) == 0) asked.lines.back() = "the " + asked.lines.back();
-      if (random.below(3) == 0) asked.lines.back() += " tha";
+      if (random.below(round % 2 == 0 ? 3 : 15) == 0) asked.lines.back() += " tha";
     }
     asked.lines.push_back("the");
     Plan plan;
@@ -429,8 +434,12 @@ TEST(TeraMulti, lines_are_found_by_other_words_than_skip_words_unless_there_are_
     for (Large word = 0; word < static_cast<Large>(multi->get_num_words()); ++word)
       if (multi->is_skip_word(word)) asked.skipped.insert(multi->get_line(word, &at));
     EXPECT_TRUE(asked.skipped.contains("the"));
-    for (const char* query : {"the", "the abc", "abc the tha", "the tha", "bac cab the"})
-      EXPECT_EQ(recall(*multi, query), expected(asked, query)) << query;
+    for (const char* query : {"the", "the abc", "abc the tha", "the tha", "bac cab the"}) {
+      const Found all = expected(asked, query);
+      EXPECT_EQ(recall(*multi, query), all) << query;
+      EXPECT_EQ(recall(*multi, query, USUAL, TeraEval::SHORT, 190, nullptr, 165, 2), best_of(all, 2))
+          << query;
+    }
   }
 }
 

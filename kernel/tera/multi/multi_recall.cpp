@@ -35,23 +35,28 @@ constexpr std::size_t AHEAD = 16;
 int MultiRecall::run(TeraResult* result, AceReporter* rep) {
   if (multiEval->get_query().num_atoms() == 0) return result->num_cands();
   skipped = index.skip_list();
-  if (!find_best(*result, rep) && find_all(result, rep) < 0) return -1;
+  const int best = wants_few(*result) ? find_best(*result, rep) : 0;
+  if (best < 0 || (best == 0 && find_all(result, rep) < 0)) return -1;
   limit(*result);
   refine(result);
   return fill(result);
 }
 
+/// Whether the lines that the result wants may all be nearly perfect, and be looked for as such.
+bool MultiRecall::wants_few(const TeraResult& result) const {
+  return result.get_num_cands() <= FEW_LINES && result.get_min_value() < NEARLY_PERFECT &&
+         multiEval->is_partial() && multiEval->can_be_partial();
+}
+
 /// Finds the lines that are nearly perfect, of which the words are looked up in a fraction of the time and
-/// lead to a fraction of the lines. True when the result wants no others.
-bool MultiRecall::find_best(const TeraResult& result, AceReporter* rep) {
-  if (result.get_num_cands() > FEW_LINES || result.get_min_value() >= NEARLY_PERFECT ||
-      !multiEval->is_partial() || !multiEval->can_be_partial())
-    return false;
-  const bool isFound = multiEval->find_words(NEARLY_PERFECT, rep) >= 0 &&
-                       find_lines(result, NEARLY_PERFECT) >= 0 &&
-                       static_cast<VInt>(found.size()) >= result.get_num_cands();
-  if (!isFound) forget();
-  return isFound;
+/// lead to a fraction of the lines. Returns 1 when the result wants no others, 0 when it does.
+int MultiRecall::find_best(const TeraResult& result, AceReporter* rep) {
+  if (multiEval->find_words(NEARLY_PERFECT, rep) < 0)
+    return ace_error(__FILE__, __LINE__, "multiEval->find_words(min_value, rep)", -1, 0, -1);
+  if (find_lines(result, NEARLY_PERFECT) >= 0 && static_cast<VInt>(found.size()) >= result.get_num_cands())
+    return 1;
+  forget();
+  return 0;
 }
 
 int MultiRecall::find_all(TeraResult* result, AceReporter* rep) {

@@ -70,7 +70,8 @@ class MultiRecall {
   bool is_skipped(Large key) const { return std::binary_search(skipped.begin(), skipped.end(), key); }
   bool has_skip_words(Tiny unit) const;
   VInt count_entries(Tiny unit) const;
-  bool find_best(const TeraResult& result, AceReporter* rep);
+  bool wants_few(const TeraResult& result) const;
+  int find_best(const TeraResult& result, AceReporter* rep);
   int find_all(TeraResult* result, AceReporter* rep);
   int find_lines(const TeraResult& result, int min_value);
   bool is_hopeless(const TeraResult& result) const;
