@@ -248,9 +248,14 @@ bool is_possible(int day, int month) {
   if (month > 12 || day > 31) return false;
   return day < 1 || month < 1 || Text::is_day(day, month);
 }
+/// "00.00.0000" and "0000-00-00" stand for a date that is not known.
+bool is_nothing(int day, int month, int year) {
+  return day == 0 && month == 0 && year == 0;
+}
 bool are_possible(const Parts& parts) {
-  return parts.year.count > 0 && parts.day.count <= 2 && parts.month.count <= 2 &&
-         is_possible(parts.day.value(), parts.month.value());
+  const int day = parts.day.value(), month = parts.month.value();
+  return parts.year.count > 0 && parts.day.count <= 2 && parts.month.count <= 2 && is_possible(day, month) &&
+         !is_nothing(day, month, parts.year.value());
 }
 
 /// What the pieces are, when the order makes a day of them that there can be.
@@ -293,7 +298,8 @@ bool read_numbers(const char* text, Order order, Numbers* date) {
   const int day = order == YMD ? 2 : order == MDY ? 1 : 0;
   const int month = order == MDY ? 0 : 1;
   *date = {numbers[day], numbers[month], numbers[order == YMD ? 0 : 2]};
-  return counts[day] <= 2 && counts[month] <= 2 && is_possible(date->day, date->month);
+  return counts[day] <= 2 && counts[month] <= 2 && is_possible(date->day, date->month) &&
+         !is_nothing(date->day, date->month, date->year);
 }
 
 /// Names in full and abbreviated, those with an umlaut also with an e behind; the attribute is the month.
