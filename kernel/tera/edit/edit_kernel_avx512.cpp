@@ -21,8 +21,15 @@ struct ByteLanes32 : ByteLanesBase<32> {
   static void to_words(const V& lanes, VUint* words) { *words = to_bits(lanes); }
 };
 
-/// A section, where both of its groups are looked at.
+/// Two groups: of a section, or from anywhere.
 struct ByteLanes64 : ByteLanesBase<64> {
+  static V joined(const ByteLanes32::V& low, const ByteLanes32::V& high) {
+    typedef VUint Half __attribute__((vector_size(32)));
+    return reinterpret_cast<V>(__builtin_shufflevector(reinterpret_cast<Half>(low),
+                                                       reinterpret_cast<Half>(high), 0, 1, 2, 3, 4, 5, 6, 7));
+  }
+  static bool any(const V& lanes) { return to_bits(lanes) != 0; }
+  static void to_words(const V& lanes, VUint* words) { *words = to_bits(lanes); }
   static VUint to_bits(const V& lanes) { return _mm512_movepi8_mask(reinterpret_cast<__m512i>(lanes)); }
   static VUint equal_bits(const V& tokens, Token tok) {
     return _mm512_cmpeq_epi8_mask(reinterpret_cast<__m512i>(tokens),

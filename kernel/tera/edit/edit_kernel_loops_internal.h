@@ -94,6 +94,22 @@ struct ByteColumns {
   }
 };
 
+/// The same of two groups side by side, wherever they lie.
+template <class HalfLanes, class ByteLanes>
+struct PairColumns {
+  static constexpr bool IS_PADDED = ByteColumns<HalfLanes>::IS_PADDED;
+  using V = typename ByteLanes::V;
+  ByteColumns<HalfLanes> first;
+  ByteColumns<HalfLanes> second;
+
+  V at(int i, int j) const {
+    const EditAccept& accept = first.accepts[i];
+    if (accept.single != 0) [[likely]]
+      return ByteLanes::equal(ByteLanes::joined(first.tokens(j), second.tokens(j)), accept.single);
+    return ByteLanes::joined(first.at(i, j), second.at(i, j));
+  }
+};
+
 /// The same where comparisons are done before: one for each set and entry position. `edit_room_bytes` has
 /// room around them.
 template <class V>
@@ -465,7 +481,11 @@ class TaskRunner {
   /// Writes the hits among the lanes, numbered from `first`; returns their number.
   template <class Columns>
   int run(const Columns& columns, Large first, EditHit* hits) {
-    if (way != FEW_ERRORS) return run_table(columns, first, hits);
+    return way == FEW_ERRORS ? run_few(columns, first, hits) : run_table(columns, first, hits);
+  }
+  /// The same for a task of few errors.
+  template <class Columns>
+  int run_few(const Columns& columns, Large first, EditHit* hits) {
     LaneMeasures<V> measures{LaneCounter<V>(2 * MAX_ERRORS + 1), std::max(task.m, task.n), true};
     if (!measure_few_errors<Lanes>(task, errors, columns, measures)) return 0;
     return write_hits<Lanes>(measures, ~measures.counter.planes[MORE_ERRORS], first, hits);
@@ -519,6 +539,17 @@ inline const Token* bytes_of(const EditTask& task, Large lane) {
   const Large section = lane / EDIT_WORD_LANES;
   const VInt place = task.places != nullptr ? task.places[section] : section;
   return task.bytes + place * task.n * EDIT_WORD_LANES + lane % EDIT_WORD_LANES;
+}
+
+/// Has the entries of `count` groups come from memory while those in front of them are looked at. Always
+/// inline: g++ takes a function that only prefetches for one without effect, and drops its calls.
+[[gnu::always_inline]] inline void fetch_groups(const EditTask& task, int lanes_log,
+                                                std::span<const Large> groups, int group, int count) {
+  const int last = std::min(group + count, static_cast<int>(groups.size()));
+  for (; group < last; ++group) {
+    const Token* const bytes = bytes_of(task, groups[static_cast<std::size_t>(group)] << lanes_log);
+    for (int j = 0; j < task.n; ++j) __builtin_prefetch(bytes + static_cast<VInt>(j) * EDIT_WORD_LANES);
+  }
 }
 
 /// Compares the entries with each set once, whatever the query repeats.
@@ -616,6 +647,27 @@ int check_packed(const EditTask& task, int lanes_log, std::span<const Large> gro
   return num;
 }
 
+/// Two groups of few errors at once, as long as there are two.
+template <class Lanes, class WideLanes>
+int check_pairs(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
+                std::span<EditHit> hits) {
+  TaskRunner<WideLanes> runner(task);
+  const auto columns_of = [&](Large number) {
+    return ByteColumns<Lanes>{task.accepts, bytes_of(task, number << lanes_log)};
+  };
+  int num = 0;
+  for (; group + 1 < static_cast<int>(groups.size()) &&
+         num + WideLanes::NUM_LANES <= static_cast<int>(hits.size());
+       group += 2) {
+    fetch_groups(task, lanes_log, groups, group + 2, 2);
+    const auto pair = groups.subspan(static_cast<std::size_t>(group), 2);
+    const PairColumns<Lanes, WideLanes> columns{columns_of(pair[0]), columns_of(pair[1])};
+    EditHit* const found = hits.data() + num;
+    num += place_hits(pair, lanes_log, found, runner.run_few(columns, 0, found));
+  }
+  return num;
+}
+
 /// `WideLanes` are all bytes of a section, where the processor compares that many at once.
 template <class Lanes, class WideLanes, class BitLanes>
 int check_groups(const EditTask& task, int lanes_log, std::span<const Large> groups, int& group,
@@ -627,9 +679,13 @@ int check_groups(const EditTask& task, int lanes_log, std::span<const Large> gro
   const int groupLanes = 1 << lanes_log;
   typename Lanes::V* const known = keeps_cells(task) && has_wide_sets(task) ? runner.known_cells() : nullptr;
   int num = 0;
+  if constexpr (WideLanes::NUM_LANES == 2 * Lanes::NUM_LANES)
+    if (groupLanes == Lanes::NUM_LANES && known == nullptr && has_few_errors(task))
+      num = check_pairs<Lanes, WideLanes>(task, lanes_log, groups, group, hits);
   for (; group < static_cast<int>(groups.size()) && num + EDIT_WORD_LANES <= static_cast<int>(hits.size());
        ++group) {
     const Large lane = groups[static_cast<std::size_t>(group)] << lanes_log;
+    fetch_groups(task, lanes_log, groups, group + 1, 1);
     for (int k = 0; k < groupLanes; k += Lanes::NUM_LANES) {
       const Large first = lane + static_cast<Large>(k);
       const Token* const bytes = bytes_of(task, first);
