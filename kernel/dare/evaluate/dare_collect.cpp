@@ -10,11 +10,8 @@
 
 namespace {
 
-// Most candidates have a few records, each of them a line of memory that is in no cache: they are fetched
-// while the candidates before are pushed, and the lists of records before them.
+// Lists of records are all over the memory: they are fetched while those before them are pushed.
 constexpr std::size_t LISTS_AHEAD = 8;
-constexpr std::size_t RECORDS_AHEAD = 4;
-constexpr Large MAX_FETCHED = 8;  // of one candidate
 constexpr std::size_t HITS_AHEAD = 16;
 /// Records for each hit up to which it pays to look at all bits of records.
 constexpr VInt RECORDS_A_HIT = 256;
@@ -44,12 +41,11 @@ class DareEvaluate::Collector {
   void allow_context();
   template <DareHitTable::Role role>
   void note_hitlist(const EvalField& field);
-  void prefetch(const TeraCand* cand) const;
   DastInfoList list_of(const EvalField& field, const TeraCand* cand);
   template <class Visit>
   void visit_list(const DastInfoList& list, Visit visit) const;
   template <class Push>
-  void for_each_list(const EvalField& field, bool fetches, Push push);
+  void for_each_list(const EvalField& field, Push push);
   std::size_t find_place(const Word* words) const;
   void grow_places();
   int state_of(const Word* words);
@@ -117,20 +113,13 @@ DastInfoList DareEvaluate::Collector::list_of(const EvalField& field, const Tera
   return list;
 }
 
-void DareEvaluate::Collector::prefetch(const TeraCand* cand) const {
-  const Large* const infos = cand->get_infos();
-  for (Large i = 0; i < std::min(cand->get_num_infos(), MAX_FETCHED); ++i)
-    table->prefetch(infos[i] + static_cast<Large>(cand->get_shift()));
-}
-
 /// Calls `push(list, quality)` for the hits of a field.
 template <class Push>
-void DareEvaluate::Collector::for_each_list(const EvalField& field, bool fetches, Push push) {
+void DareEvaluate::Collector::for_each_list(const EvalField& field, Push push) {
   const auto& cands = field.cands;
   for (std::size_t i = 0; i < cands.size(); ++i) {
     if (itsEvaluate->shared->is_over(&itsPart->steps)) return;
     if (i + LISTS_AHEAD < cands.size()) __builtin_prefetch(cands[i + LISTS_AHEAD].cand->get_infos());
-    if (fetches && i + RECORDS_AHEAD < cands.size()) prefetch(cands[i + RECORDS_AHEAD].cand);
     if (cands[i].cand->get_num_infos() == 0) continue;
     push(list_of(field, cands[i].cand), static_cast<Word>(std::clamp(cands[i].quality, 1, 255)));
   }
@@ -140,7 +129,7 @@ void DareEvaluate::Collector::push_hitlist(const EvalField& field, bool adds) {
   const int word = field.column / DareHitTable::COLUMNS_PER_WORD;
   const int shift = field.column % DareHitTable::COLUMNS_PER_WORD * 8;
   const auto push = [&](auto hit) {
-    for_each_list(field, !isChosen, [&](const DastInfoList& list, Word quality) {
+    for_each_list(field, [&](const DastInfoList& list, Word quality) {
       visit_list(list, [&](Large record) { hit(record, quality); });
     });
   };
@@ -156,7 +145,7 @@ void DareEvaluate::Collector::push_hitlist(const EvalField& field, bool adds) {
 
 template <DareHitTable::Role role>
 void DareEvaluate::Collector::note_hitlist(const EvalField& field) {
-  for_each_list(field, false, [this](const DastInfoList& list, Word) {
+  for_each_list(field, [this](const DastInfoList& list, Word) {
     visit_list(list, [this](Large record) { table->note<role>(record); });
   });
 }
