@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 20;
+constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 18;
 
 }  // namespace
 
@@ -16,7 +16,8 @@ DamoOutput::DamoOutput(const char* name) : fileName(name != nullptr ? name : "")
   if (name == nullptr || *name == '\0') throw AceException("Cannot write output file", "No file name given");
   stream = swap.open(name);
   if (stream == nullptr) fail("open");
-  std::setvbuf(stream, nullptr, _IOFBF, BUFFER_SIZE);
+  buffer = std::make_unique_for_overwrite<char[]>(BUFFER_SIZE);  // without one, the size does not count
+  std::setvbuf(stream, buffer.get(), _IOFBF, BUFFER_SIZE);
 }
 
 void DamoOutput::vprintf(const char* format, std::va_list values) {

@@ -3,6 +3,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,7 @@ class DamoOutput {
   [[noreturn]] void fail(const char* action) const;
 
   std::string fileName;
+  std::unique_ptr<char[]> buffer;  // the stream's, which the swap closes
   AceFileSwap swap;
   std::FILE* stream;
 };
