@@ -30,7 +30,7 @@ std::string sound_image() {
 void use(HuffmanTree* tree, const std::string& bytes) {
   const std::vector<Token> stream(bytes.begin(), bytes.end());
   const VInt size = static_cast<VInt>(stream.size());
-  for (const short rev : {0, 1}) {
+  for (const short rev : {short{0}, short{1}}) {
     BitSource in(stream.data() + (rev != 0 ? size : 0), rev, size);
     for (VInt i = 0; i < size + 9; ++i) {
       const Bit symbol = in.get(tree);
