@@ -90,6 +90,7 @@ class SORV_API DareEvaluate {
 
   int prepare();
   void prepare_field(int index);
+  const DareLogicConfig::Node* leaf_of(int logic_id) const;
   bool is_exclusive(int logic_id) const;
   bool prepare_listed();
   void optimize_logic();
@@ -109,6 +110,7 @@ class SORV_API DareEvaluate {
   int final_quality(EvalData* part) const;
   void finish_evaluation();
   void add_represented();
+  bool takes_away(const EvalField& eval) const;
   std::vector<int> essential_fields(int threshold) const;
   void run_part(EvalData* part);
 

@@ -33,7 +33,8 @@
 /// that go on, however far; DETECT each word of a text, with the quality of the word's
 /// errors; FS_DETECT and FS_COMPLETE the codes in a text; others codes within the errors. Wherever a single
 /// code is compared, its quality is that of the query object; candidates are looked up without limits, and
-/// cut by those of the options afterwards.
+/// cut by those of the options afterwards. The query object of EXACT takes the code only: whether there is
+/// none, so that codes count that begin so, the index knows.
 ///
 /// Codes with zeros in front are also kept without, as aliases. Items are numbered in sorted order, those of
 /// aliases included; item 0 is the empty value. `make` for an index that serves strings returns -2, and names
@@ -113,7 +114,9 @@ class SORV_API DimePostCodeRecallOptions {
 class SORV_API PostCodeQuery : public TeraQuery {
  public:
   /// The map is kept by pointer, the options are copied; null for the query text: nothing matches.
-  PostCodeQuery(const char* query, const TeraMap* map, const DimePostCodeRecallOptions& options);
+  /// `is_exact`: whatever is another code has 0.
+  PostCodeQuery(const char* query, const TeraMap* map, const DimePostCodeRecallOptions& options,
+                bool is_exact = false);
 
   int is_empty() const override { return isGiven ? 0 : 1; }
   /// Whether there is a '*' in the query.
@@ -137,11 +140,13 @@ class SORV_API PostCodeQuery : public TeraQuery {
   Score compare_positions(const Token* entry, int length, bool padded) const;
   Score align(const Token* entry, int length, bool padded);
   bool accepts(int pos, Token token, bool padded) const;
+  bool is_same(const Token* entry, int length, bool padded) const;
 
   const TeraMap* teraMap;
   DimePostCodeRecallOptions opts;
   std::string queryText;
   bool isGiven;
+  bool isExact;
   Token zeroToken = 0;
   std::vector<Position> positions;  // tokens that each position accepts
   TeraQueryRef pattern;             // of a query with runs

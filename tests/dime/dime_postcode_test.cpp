@@ -110,6 +110,9 @@ TEST(DimePostCodeMethod, each_call_finds_what_it_is_for) {
   EXPECT_EQ(find_texts(*method, "8033[19]", DastOptions::EXACT), (Texts{{"80331", 255}, {"80339", 255}}));
   EXPECT_EQ(find_texts(*method, "8033", DastOptions::EXACT), (Texts{{"80331", 238}, {"80339", 238}}))
       << "codes that go on";
+  const TeraQueryRef exact(method->eval(DastOptions::EXACT, "8033[19]", AceReporter::null()));
+  EXPECT_EQ(exact->compare("80339"), 255);
+  EXPECT_EQ(exact->compare("80338") + exact->compare("8033") + exact->compare("803390"), 0);
   for (const DastOptions::Call call : {DastOptions::EXACT, DastOptions::COMPLETE, DastOptions::APPROX}) {
     EXPECT_EQ(find_texts(*method, "80*", call), (Texts{{"80331", 255}, {"80339", 255}, {"8000", 255}}));
     EXPECT_EQ(find_texts(*method, "*3*9", call), (Texts{{"80339", 255}}));

@@ -272,10 +272,12 @@ std::vector<int> DareEvaluate::essential_fields(int threshold) const {
     const std::vector<int> before = values;
     collectLogic.update_leaf(values.data(), eval.logicId,
                              *std::max_element(eval.values.begin(), eval.values.end()));
-    if (collectLogic.get_total_value(values.data()) < collectLogic.get_total_value(before.data()))
-      values = before;  // below a NOT hits only take away
-    if (collectLogic.get_total_value(values.data()) < threshold) continue;
+    const int known = collectLogic.get_total_value(before.data());
+    const int total = collectLogic.get_total_value(values.data());
+    if (total < known) values = before;
+    if (std::max(total, known) < threshold) continue;
     values = before;
+    if (total <= known && takes_away(eval)) continue;
     essential.push_back(index);
   }
   return essential;
@@ -283,11 +285,8 @@ std::vector<int> DareEvaluate::essential_fields(int threshold) const {
 
 void DareEvaluate::push_and_collect(EvalData* part) {
   const AceTimeSection section("PUSH_COLLECT");
-  // Doubled; a record of which nothing is known is no answer, however good it may be.
-  const int cur_threshold = part->minimum * totalWeight * 2;
-  collectLogic.init_slots(part->working.data());
-  const int nothing = collectLogic.get_total_value(part->working.data());
-  const int threshold = nothing >= cur_threshold ? nothing + 1 : cur_threshold;
+  // Doubled; a record that no field has found is no answer, however good it may be.
+  const int threshold = part->minimum * totalWeight * 2;
   Collector collector(this, part, threshold);
   const std::vector<int> essential = essential_fields(threshold);
   collector.choose(essential);

@@ -113,12 +113,24 @@ void DareEvaluate::prepare_field(int index) {
   evalFields.push_back(eval);
 }
 
-/// Whether all of a leaf's ancestors need it.
-bool DareEvaluate::is_exclusive(int logic_id) const {
+const DareLogicConfig::Node* DareEvaluate::leaf_of(int logic_id) const {
   auto iter = logicConfig->get_node_iter();
   const DareLogicConfig::Node* node = iter.next();
   while (node != nullptr && node->logicId != logic_id) node = iter.next();
-  for (; node != nullptr; node = node->parentNode)
+  return node;
+}
+
+/// Whether hits speak against a record: one that only this field has found is no answer.
+bool DareEvaluate::takes_away(const EvalField& eval) const {
+  bool is_against = eval.values.back() < eval.values.front();
+  for (const auto* node = leaf_of(eval.logicId); node != nullptr; node = node->parentNode)
+    if (node->nodeType == DareLogicConfig::NOT) is_against = !is_against;
+  return is_against;
+}
+
+/// Whether all of a leaf's ancestors need it.
+bool DareEvaluate::is_exclusive(int logic_id) const {
+  for (const auto* node = leaf_of(logic_id); node != nullptr; node = node->parentNode)
     if (node->nodeType == DareLogicConfig::OR || node->nodeType == DareLogicConfig::NOT) return false;
   return true;
 }
@@ -167,7 +179,7 @@ void DareEvaluate::optimize_logic() {
     DareLogicEval::FieldFlags flags;
     flags.hasQuery = true;
     flags.isSecondary = eval.isSecondary;
-    flags.canCacheReeval = eval.isCacheReevalOnly || eval.isPrimaryOnly;
+    flags.canCacheReeval = !eval.isSecondary && (eval.isCacheReevalOnly || eval.isPrimaryOnly);
     flags.canArrayReeval = true;
     flags.hasResult = !eval.isSecondary;
     boundLogic.init_slot(eval.logicId, eval.baseValue, 2 * eval.weight, flags);

@@ -110,8 +110,9 @@ int DimePostCodeMethod::make(TeraReader* reader, int flags, AceReporter* rep, co
 
 // ---------------------------------------------------------------- recall
 
-TeraQuery* DimePostCodeMethod::eval(DastOptions::Call, const char* query, AceReporter*) const {
-  return query != nullptr ? new PostCodeQuery(query, get_map(), recallOpts) : nullptr;
+TeraQuery* DimePostCodeMethod::eval(DastOptions::Call call, const char* query, AceReporter*) const {
+  return query != nullptr ? new PostCodeQuery(query, get_map(), recallOpts, call == DastOptions::EXACT)
+                          : nullptr;
 }
 
 int DimePostCodeMethod::lookup_options() const {

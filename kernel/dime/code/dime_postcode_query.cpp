@@ -14,11 +14,13 @@ constexpr int MAX_POSITIONS = DimePostCodeRecallOptions::MAX_WEIGHTS;
 
 }  // namespace
 
-PostCodeQuery::PostCodeQuery(const char* query, const TeraMap* map, const DimePostCodeRecallOptions& options)
+PostCodeQuery::PostCodeQuery(const char* query, const TeraMap* map, const DimePostCodeRecallOptions& options,
+                             bool is_exact)
     : teraMap(map),
       opts(options),
       queryText(query != nullptr ? query : ""),
-      isGiven(map != nullptr && !queryText.empty()) {
+      isGiven(map != nullptr && !queryText.empty()),
+      isExact(is_exact) {
   if (!isGiven) return;
   AceAttach at;
   const Token* const zero = map->convert("0", true, &at);
@@ -54,6 +56,14 @@ bool PostCodeQuery::lacks_zero(const Token* entry, int length) const {
 bool PostCodeQuery::accepts(int pos, Token token, bool padded) const {
   if (padded && pos == 0) return token == zeroToken;
   return positions[static_cast<std::size_t>(padded ? pos - 1 : pos)].test(token);
+}
+
+bool PostCodeQuery::is_same(const Token* entry, int length, bool padded) const {
+  if (length != static_cast<int>(positions.size()) + (padded ? 1 : 0)) return false;
+  const int end = std::min(length, MAX_ENTRY);
+  int pos = 0;
+  while (pos < end && accepts(pos, entry[pos], padded)) ++pos;
+  return pos == end;
 }
 
 PostCodeQuery::Score PostCodeQuery::compare_positions(const Token* entry, int length, bool padded) const {
@@ -107,6 +117,7 @@ int PostCodeQuery::compare(const char* entry) {
   const int length = teraMap->convert(entry, tokens, MAX_ENTRY, true);
   if (length == 0 && positions.empty()) return TeraEval::PERFECT;
   const bool padded = lacks_zero(tokens, length);
+  if (isExact && !is_same(tokens, length, padded)) return 0;
   const Score score =
       opts.get_leven_comp() ? align(tokens, length, padded) : compare_positions(tokens, length, padded);
   const int difference = std::abs(length - static_cast<int>(positions.size()) - (padded ? 1 : 0));
