@@ -31,7 +31,7 @@
 /// of a result, lines with more weight come first, then those in the query's order, then shorter ones.
 ///
 /// Skip words are words in more than a given share of all lines, and those of a file. They count, but a line
-/// is only found by other words, unless the query hits skip words alone.
+/// is only found by other words, unless each word of the query is a skip word, or resembles none better.
 ///
 /// Hit lists have more keys than words: with additional separators the parts of words, and with MERGE_ENTRIES
 /// pairs of words written together, have the numbers behind the words'; the last key has the skip words.

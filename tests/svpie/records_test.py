@@ -81,12 +81,47 @@ class Records(unittest.TestCase):
         base = Base.build(rows, FIELDS)
         forms = [[misspelled(text, chance) if chance.random() < 0.5 else chance.choice([text, ""])
                   for text in chance.choice(rows)] for _ in range(80)]
+        forms += [["...", "", "Bern"], ["", "...", "..."], ["Anna", "|", "-"]]
+        self.assertEqual(len(base.match(forms, 0)), 0)
         for threads in (1, 3):
             matches = base.match(forms, 5, 160, threads)
             single = [(query, found.record, found.quality) for query, form in enumerate(forms)
                       for found in base.search(dict(zip(FIELDS, form)), 5, 160)]
             self.assertEqual([row[:3] for row in matches], single)
         self.assertGreater(len(matches), 100)
+
+
+    def test_answers_are_all_records_with_the_mean_of_their_fields_cut_by_the_limits(self):
+        chance = random.Random(11)
+        words = "Meier Meyer Maier Weber Wieber Adler Adam Zug".split()
+        kinds = {"EDIT": lambda: chance.choice(words), "WORDS": lambda: " ".join(chance.choices(words, k=chance.randrange(1, 4))),
+                 "AUTO": lambda: f"{chance.choice('AB')}X-{chance.randrange(150)}", "POSTCODE": lambda: f"{chance.randrange(80000, 80999)}",
+                 "DATE": lambda: f"{chance.randrange(1980, 1990)}-{chance.randrange(1, 13)}-{chance.randrange(1, 29)}",
+                 "DIRECT": lambda: str(chance.randrange(300)), "NUMBER": lambda: str(chance.randrange(10**6))}
+        rows = [["|".join(make() for _ in range(chance.choice([0, 1, 1, 1, 2]))) for make in kinds.values()] for _ in range(200)]
+        form = Base.build(rows, {name: name for name in kinds}).form()
+
+        def asked(modes, texts, least, distance, number):
+            form.min_quality = least
+            form.session.set_max_dist(distance)
+            form.session.set_num_suggs(number)
+            with form.session.search(modes, texts, num=number) as result:
+                found = [result.get_sugg(place) for place in range(result.get_num_suggs())]
+                return [(one.get_quality(), one.get_record_id(), tuple(one.get_qualities())) for one in found]
+
+        for _ in range(300):
+            modes = [chance.choice("?!--") for _ in kinds]
+            texts = [misspelled(make(), chance) if chance.random() < 0.4 else make() for make in kinds.values()]
+            weights = [chance.choice([1, 40, 100, 255]) for _ in kinds]
+            form.weigh(**dict(zip(kinds, weights)))
+            every = asked(modes, texts, 1, 255, 1000)
+            total = sum(weight for mode, weight in zip(modes, weights) if mode != "-")
+            for quality, record, qualities in every:
+                parts = (weight * part for mode, weight, part in zip(modes, weights, qualities) if mode != "-")
+                self.assertEqual(quality, sum(parts) // total, (modes, texts, weights, record))
+            least, distance, number = chance.randrange(1, 256), chance.choice([20, 255]), chance.choice([1, 5, 1000])
+            kept = [one for one in every if one[0] >= max(least, every[0][0] - distance)][:number]
+            self.assertEqual(asked(modes, texts, least, distance, number), kept, (modes, texts, weights, least))
 
 
 class Forms(unittest.TestCase):

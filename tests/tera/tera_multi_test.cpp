@@ -194,14 +194,20 @@ int expected_quality(const Asked& asked, const std::string& query, const std::st
   return quality_by(asked, {query, asked.rules, true}, {line, asked.rules, false}, pair);
 }
 
-/// Whether the query has a pair in the line with a word that is not skipped, or skipped ones alone.
+/// Whether the query has a pair in the line with a word that is not skipped, or each of its words resembles a
+/// skipped one best.
 bool is_findable(const Asked& asked, const std::string& query, const std::string& line) {
   const oracle::MultiWords from(query, asked.rules, true);
   bool others = false;
-  for (const std::string& any : asked.lines)
-    for (const auto& to : oracle::MultiWords(any, asked.rules, false).spans)
-      for (const auto& span : from.spans)
-        if (pair_quality(asked, from, span, to) > 0 && !asked.skipped.contains(to.text)) others = true;
+  for (const auto& span : from.spans) {
+    int best[2] = {};  // of other words, of skipped ones
+    for (const std::string& any : asked.lines)
+      for (const auto& to : oracle::MultiWords(any, asked.rules, false).spans) {
+        int& known = best[asked.skipped.contains(to.text) ? 1 : 0];
+        known = std::max(known, pair_quality(asked, from, span, to));
+      }
+    others |= best[0] > best[1];
+  }
   for (const auto& to : oracle::MultiWords(line, asked.rules, false).spans)
     for (const auto& span : from.spans)
       if (pair_quality(asked, from, span, to) > 0 && (!others || !asked.skipped.contains(to.text)))

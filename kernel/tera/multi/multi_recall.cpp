@@ -184,14 +184,22 @@ int MultiRecall::find_late() {
 
 // ---------------------------------------------------------------- hit lists
 
-/// Lines are found by words that are no skip words, unless there are none, and by units without which a line
-/// cannot reach the least quality. The others are looked at in the lines found alone.
+/// Whether a unit has hits, and a skip word is none of the best ones.
+bool MultiRecall::is_rare(Tiny unit) const {
+  const auto& hits = multiEval->get_hits(unit - 1U);
+  return !hits.empty() && std::none_of(hits.begin(), hits.end(), [&](const auto& hit) {
+    return hit.quality == hits.front().quality && is_skipped(hit.key);
+  });
+}
+
+/// Lines are found by words that are no skip words, unless all units mean skip words, and by units without
+/// which a line cannot reach the least quality. The others are looked at in the lines found alone.
 void MultiRecall::sweep() {
-  bool skips = false;
-  bool finds = false;
-  for (std::size_t i = 0; i < numFinders && !skipped.empty(); ++i)
-    for (const auto& hit : multiEval->get_hits(order[i] - 1U)) (is_skipped(hit.key) ? skips : finds) = true;
-  if (skips && finds) {
+  const auto has = [this](bool (MultiRecall::*property)(Tiny) const) {
+    return std::any_of(finders().begin(), finders().end(),
+                       [&](Tiny unit) { return (this->*property)(unit); });
+  };
+  if (!skipped.empty() && has(&MultiRecall::has_skip_words) && has(&MultiRecall::is_rare)) {
     // A line that a finder has by a skip word alone is found by any other word of the query.
     for (const Tiny unit : order) mark_found(unit);
     for (std::size_t i = 0; i < numFinders; ++i) sweep_found(order[i]);

@@ -69,6 +69,7 @@ class MultiRecall {
 
   bool is_skipped(Large key) const { return std::binary_search(skipped.begin(), skipped.end(), key); }
   bool has_skip_words(Tiny unit) const;
+  bool is_rare(Tiny unit) const;
   VInt count_entries(Tiny unit) const;
   bool wants_few(const TeraResult& result) const;
   int find_best(const TeraResult& result, AceReporter* rep);
