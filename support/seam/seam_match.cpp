@@ -157,12 +157,18 @@ void match_record(const RecordJob* job, Answers* all, Worker* worker, VInt query
   }
 }
 
+/// Whether any answers are asked for.
+bool wants_any(int k) {
+  if (k < 0) throw AceException("Wrong number of answers", "expected 0 or more, found %d", k);
+  return k > 0;
+}
+
 }  // namespace
 
 SeamBytes seam_match(const TeraEdit* index, const char* const* queries, int num_queries, int k,
                      int min_quality, TeraEval::Mode mode, TeraEval::Model model, int threads,
                      AceReporter* rep) {
-  if (k < 1) return {nullptr, -1};
+  if (!wants_any(k)) return columns({});
   const WordJob job = {index, queries, num_queries, k, min_quality, mode, model, rep};
   std::vector<Answers> all(static_cast<std::size_t>(num_pieces(num_queries)));
   AceParallel<const WordJob, Answers, Answers>::map(&job, all.data(), num_pieces(num_queries), nullptr,
@@ -173,7 +179,7 @@ SeamBytes seam_match(const TeraEdit* index, const char* const* queries, int num_
 SeamBytes seam_match(const DastSession* session, const char* const* texts, int num_texts, int k, int first,
                      int threads, AceReporter* rep) {
   const int numFields = session->get_config()->get_num_fields();
-  if (k < 1) return {nullptr, -1};
+  if (!wants_any(k)) return columns({});
   if (numFields < 1 || num_texts % numFields != 0)
     throw AceException("Query with other fields", "%d fields, %d texts", numFields, num_texts);
   const RecordJob job = {session, texts, numFields, k, first, rep};

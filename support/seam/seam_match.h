@@ -14,7 +14,7 @@ class TeraEdit;
 
 /// The `k` best attributes for each query with at least that quality, looked up by several threads
 /// (`ace_get_trace_num_threads`). Throws what a recall throws, and an `AceException` for a query that is
-/// refused.
+/// refused, and for a negative `k`.
 SORV_API SeamBytes seam_match(const TeraEdit* index, const char* const* queries, int num_queries, int k,
                               int min_quality, TeraEval::Mode mode, TeraEval::Model model, int threads,
                               AceReporter* rep);

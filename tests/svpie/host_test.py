@@ -51,7 +51,12 @@ class Words(unittest.TestCase):
             self.assertEqual([row[:3] for row in matches], single)
         self.assertEqual(list(matches.columns()["quality"]), [row[2] for row in single])
         self.assertEqual(matches[-1], matches[len(matches) - 1])
-        self.assertEqual(len(self.index.match([])), 0)
+        for answers in (self.index.match([]), self.index.match(queries, 0), self.index.find("meyer", 0)):
+            self.assertEqual(len(answers), 0)
+        with self.assertRaisesRegex(SorvantaError, "expected 0 or more, found -1"):
+            self.index.match(queries, -1)
+        with self.assertRaisesRegex(ValueError, "expected k of 0 or more, found -1"):
+            self.index.find("meyer", -1)
 
     def test_is_saved_mapped_and_pickled(self):
         with tempfile.TemporaryDirectory() as folder:

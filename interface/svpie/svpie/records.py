@@ -226,6 +226,7 @@ class Form(Closing):
         for name in query:
             self._place(name)
         texts = [query.get(name, "") for name in self.fields]
+        texts = ["... " if text == "..." else text for text in texts]  # alone it would stand for the text before
         return ["?" if text else "-" for text in texts], texts
 
     def _answer(self, result: kernel.DastResult) -> Answer:

@@ -69,6 +69,8 @@ class Index(Closing, Sequence[str]):
     def find(self, query: str, k: int = 10, min_quality: int = 150, mode: Mode | str = Mode.LEVENSHTEIN,
              model: Model | str = Model.MAXIMUM) -> list[Match]:
         """The k best entries for a query, best first. Equal ones come in the order of the list."""
+        if k < 0:
+            raise ValueError(f"expected k of 0 or more, found {k}")
         result = kernel.TeraResult(query, min_quality, k)
         self._edit.recall(result, mode, model)
         result.high_first()
