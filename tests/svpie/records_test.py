@@ -38,6 +38,17 @@ class Records(unittest.TestCase):
         self.assertEqual(self.base[-1], self.base[1:][2])
         with self.assertRaises(KeyError):
             self.base.search({"town": "Bern"})
+        self.assertEqual(self.base.search({"city": "Bern", "given": None}), self.base.search({"city": "Bern"}))
+
+    def test_what_is_wrong_is_refused_with_what_was_expected(self):
+        form = self.base.form()
+        for expected, call in (("some of given, surname, city, found town", lambda: self.base.match([{"town": "Bern"}])),
+                               ("a quality from 0 to 255, found 256", lambda: self.base.search({"city": "Bern"}, 1, 256)),
+                               ("a weight from 0 to 255, found -1", lambda: form.weigh(city=-1)),
+                               ("a mode, .* found 'exactly'", lambda: form.update("city", "Bern", "exactly")),
+                               (r"a field name .* found 'a\\tb'", lambda: Base.build(PEOPLE, ["a\tb", "b", "c"]))):
+            with self.assertRaisesRegex(ValueError, f"expected {expected}"):
+                call()
 
     def test_are_saved_mapped_and_pickled(self):
         with tempfile.TemporaryDirectory() as folder:

@@ -13,7 +13,7 @@ from .enums import Category
 from .enums import Match as Mark
 from .matches import Matches
 from .sources import rows_of
-from .words import default_map, has_east_asian
+from .words import check_range, default_map, has_east_asian
 
 ASKED = "ADVANCED|CHANGING|FULL|ORIGINAL"  # with an index
 KEPT = "BASIC|CHANGING|NONE|ORIGINAL"
@@ -139,15 +139,17 @@ class Form(Closing):
 
     @min_quality.setter
     def min_quality(self, quality: int) -> None:
-        self._session.set_min_conf(quality)
+        self._session.set_min_conf(check_range("a quality", quality))
 
     def weigh(self, **weights: int) -> None:
         """Sets what fields count, 0 to 255."""
         for name, weight in weights.items():
-            self._session.set_field_weight(self._place(name), weight)
+            self._session.set_field_weight(self._place(name), check_range("a weight", weight))
 
     def update(self, field: str, text: str, mode: str = "?") -> Answer:
         """Types a text into a field. The answer has the values that the field offers."""
+        if mode.strip() and kernel.DastSession.get_call_mode(mode) == kernel.DastSession.get_call_mode(""):
+            raise ValueError(f"expected a mode, as ? ! > < + * or -, found {mode!r}")
         return self._answer(self._session.update_result(field, text, mode))
 
     def __setitem__(self, field: str, text: str) -> None:
@@ -225,8 +227,8 @@ class Form(Closing):
     def _queries(self, query: Mapping[str, str]) -> tuple[list[str], list[str]]:
         for name in query:
             self._place(name)
-        texts = [query.get(name, "") for name in self.fields]
-        texts = ["... " if text == "..." else text for text in texts]  # alone it would stand for the text before
+        given = next(rows_of([query], self.fields))
+        texts = ["... " if text == "..." else text for text in given]  # alone it would stand for the text before
         return ["?" if text else "-" for text in texts], texts
 
     def _answer(self, result: kernel.DastResult) -> Answer:
@@ -253,6 +255,10 @@ class Base(Closing, Sequence[list[str]]):
         `form` is a session template; without it forms have all fields that can be asked."""
         pairs = fields.items() if isinstance(fields, Mapping) else ()
         known = [Field(*pair) for pair in pairs] or [Field(one) if isinstance(one, str) else one for one in fields]
+        for field in known:
+            if field.name.startswith("}") or field.name != field.name.translate(BREAKS):
+                raise ValueError("expected a field name without } in front and without tabs and ends of lines, "
+                                 f"found {field.name!r}")
         with tempfile.TemporaryDirectory() as folder:
             file = rows if isinstance(rows, (str, PathLike)) else os.path.join(folder, "records")
             if not isinstance(rows, (str, PathLike)):

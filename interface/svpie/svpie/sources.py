@@ -22,6 +22,8 @@ def rows_of(rows: Iterable[Mapping[str, str] | Sequence[str]], names: Sequence[s
         listed = frame.iter_rows() if hasattr(frame, "iter_rows") else frame.itertuples(index=False, name=None)
         rows = ([row[place] for place in order] for row in listed)
     for row in rows:
+        if isinstance(row, Mapping) and row and row.keys().isdisjoint(names):
+            raise ValueError(f"expected some of {', '.join(names)}, found {', '.join(map(str, row))}")
         values = [row.get(name) for name in names] if isinstance(row, Mapping) else [row] if isinstance(row, str) else list(row)
         if len(values) != len(names):
             raise ValueError(f"expected {len(names)} values ({', '.join(names)}), found {len(values)}: {row!r}")

@@ -38,6 +38,13 @@ def has_east_asian(words: Iterable[str]) -> bool:
     return any(isinstance(word, str) and not word.isascii() and EAST_ASIAN.search(word) is not None for word in words)
 
 
+def check_range(what: str, number: int) -> int:
+    """A quality or a weight; others would count as something else."""
+    if not 0 <= number <= 255:
+        raise ValueError(f"expected {what} from 0 to 255, found {number}")
+    return number
+
+
 class Index(Closing, Sequence[str]):
     """Words that are found in spite of typing errors."""
 
@@ -71,7 +78,7 @@ class Index(Closing, Sequence[str]):
         """The k best entries for a query, best first. Equal ones come in the order of the list."""
         if k < 0:
             raise ValueError(f"expected k of 0 or more, found {k}")
-        result = kernel.TeraResult(query, min_quality, k)
+        result = kernel.TeraResult(query, check_range("a quality", min_quality), k)
         self._edit.recall(result, mode, model)
         result.high_first()
         found: list[Match] = []
@@ -92,7 +99,7 @@ class Index(Closing, Sequence[str]):
               model: Model | str = Model.MAXIMUM, threads: int = -1) -> Matches:
         """The k best entries for each of many queries, by several threads (-1: as many as the machine has).
         Arrays of strings are taken as they are, of Arrow and of NumPy."""
-        return Matches(self._edit.match(queries, k, min_quality, mode, model, threads))
+        return Matches(self._edit.match(queries, k, check_range("a quality", min_quality), mode, model, threads))
 
     def __contains__(self, word: object) -> bool:
         return isinstance(word, str) and bool(self.find(word, 1, 190))
