@@ -142,7 +142,7 @@ class SORV_API DareField {
   /// 0 to 255, or negative for a miss. Qualities outside count as the nearest.
   int reshape(int quality) const;
   /// The best quality of a record's values, before reshaping; -1 when nothing can tell. With `cache_only`
-  /// only what is known already; values that are not known count as -1.
+  /// only what the recall was told; values that are not known count as -1.
   int record_quality(Large record, bool cache_only);
 
   /// Whether the field is left out of evaluations.
@@ -165,6 +165,7 @@ class SORV_API DareField {
   static int get_field_pessimism(int index);
 
  private:
+  int empty_quality() const;
   int value_quality(Large base_id, bool cache_only);
   template <class Visit>
   static void visit_cands(const TeraScanGraph* graph, Visit visit);

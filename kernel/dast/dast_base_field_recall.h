@@ -85,7 +85,8 @@ class SORV_API DastBaseFieldRecall {
   /// The entries that have exactly that text, ascending. Returns their number; 0 for the empty text.
   virtual Large get_entries_by_string(const char* text, const Large** entries, AceAttach* at,
                                       AceReporter* rep) const = 0;
-  /// Their records. Of a text that stands for all records (a frequent one), all.
+  /// Their records. Of a text that stands for all records (a frequent one), all. "-BLANK-" is the empty value
+  /// in fields that index it.
   virtual Large get_records_by_string(const char* text, const Large** records, AceAttach* at,
                                       AceReporter* rep) const = 0;
   virtual bool is_empty_string(Large base_id) const = 0;

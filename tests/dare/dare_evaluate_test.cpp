@@ -123,9 +123,9 @@ struct Form {
     int best = count == 0 ? units[static_cast<std::size_t>(i)]->empty_conf() : 0;
     for (Large k = 0; query != nullptr && k < count; ++k) {
       const char* const value = recall->get_string_by_baseid(ids[k], &at);
-      best = std::max(best, ids[k] == 0        ? units[static_cast<std::size_t>(i)]->empty_conf()
-                            : value != nullptr ? std::max(0, query->compare(value))
-                                               : 0);
+      best = std::max(best,
+                      recall->is_empty_string(ids[k]) ? units[static_cast<std::size_t>(i)]->empty_conf() : 0);
+      if (value != nullptr && *value != '\0') best = std::max(best, query->compare(value));
     }
     if (query != nullptr) query->unref();
     return best;

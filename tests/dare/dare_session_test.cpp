@@ -295,6 +295,17 @@ TEST(DastSession, MultiFieldCommands) {
   for (int i = 0; i < scored.get_num_suggs(); ++i) scored.get_sugg(i)->repObj->set_quality(1);
   EXPECT_EQ(session.reevaluate(&query, "default", &scored), 150);
   EXPECT_EQ(text_of(&scored), text_of(searched.get()));
+  // What was shown of values that do not count makes them count no later.
+  session.set_min_conf(20);
+  session.set_max_dist(255);
+  for (const ReevalMode mode : {ReevalMode::CACHED, ReevalMode::PRIMARY_ONLY, ReevalMode::ON_DEMAND}) {
+    session.get_config()->get_session_field(0)->set_reeval_mode(mode);
+    const Result first(session.search(&query, -1));
+    DastResult shown(first.get(), 0, 100);
+    EXPECT_EQ(session.reevaluate(&query, "default", &shown), 20);
+    EXPECT_EQ(text_of(&shown), text_of(first.get()));
+  }
+  session.set_globals(nullptr, nullptr, -1, -1, -1);
   // Under a control text, as under the combination's logic.
   DareMultiQuery controlled(query);
   controlled.set_mode(NUM_FIELDS, DastOptions::APPROX);
@@ -394,6 +405,11 @@ TEST(DastSession, CountsSortsAndCopies) {
                 counted->get_alt(field, i)->numHits);
     }
   }
+  // Rows of what is counted, the empty value among them.
+  const Result values(session.count("f1", nullptr, DastOptions::APPROX, options, 1000));
+  for (int i = 0; i < values->get_num_alts(1); ++i)
+    EXPECT_EQ(Result(session.get_row("f1", values->get_alt(1, i)->repObj, 0, 1000))->get_num_suggs(),
+              values->get_alt(1, i)->numHits);
   // A row by a field's strings, falling.
   const std::string value = crossed->get_alt(0, 0)->repObj;
   EXPECT_EQ(session.add_context_sort_key("nobody", DareSessionSort::REVERSE), -1);

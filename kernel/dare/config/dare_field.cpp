@@ -296,20 +296,29 @@ int DareField::reshape(int quality) const {
   return rescaleShape->rescale(std::clamp(quality, 0, 255));
 }
 
+/// Of an empty value, as the recall lists it.
+int DareField::empty_quality() const {
+  const DastQualityCache* const cache = get_quality_cache();
+  return std::max<int>(emptyQual, cache != nullptr ? cache->lookup(0) : 0);
+}
+
 int DareField::value_quality(Large base_id, bool cache_only) {
   if (asked == nullptr) return -1;
   const auto known_by = [base_id](const auto& cache) {
     return cache != nullptr ? cache->lookup(base_id) : DastQualityCache::NONE;
   };
   if (const int known = known_by(asked->qualCache); known >= 0) return known;
-  if (const int listed = cache_only ? DastQualityCache::NONE : known_by(asked->deepCache); listed >= 0)
-    return listed;
-  if (const int learnt = asked->learntCache.lookup(base_id); learnt >= 0 || cache_only) return learnt;
+  // What was learnt since, to be shown, does not count. Empty values of BASIC fields have numbers of their
+  // own.
+  if (cache_only) return bField->is_empty_string(base_id) ? empty_quality() : int{DastQualityCache::NONE};
+  if (const int listed = known_by(asked->deepCache); listed >= 0) return listed;
+  if (const int learnt = asked->learntCache.lookup(base_id); learnt >= 0) return learnt;
   ++cacheMisses;
   if (!has_compare()) return -1;
   AceAttach at;
   const char* const value = bField->get_string_by_baseid(base_id, &at);
-  const int quality = value != nullptr ? std::max(asked->singleCompare->compare(value), 0) : 0;
+  int quality = value != nullptr ? std::max(asked->singleCompare->compare(value), 0) : 0;
+  if (value != nullptr && *value == '\0') quality = std::max(quality, empty_quality());
   asked->learntCache.insert(base_id, quality, quality);
   return quality;
 }
@@ -320,11 +329,9 @@ int DareField::record_quality(Large record, bool cache_only) {
   AceAttach at;
   const Large* ids = nullptr;
   const Large count = bField->get_base_ids(record, &ids, &at);
-  const DastQualityCache* const cache = get_quality_cache();
   int best = -1;
   for (Large i = 0; i < count; ++i)
-    best = std::max(best, ids[i] == 0 ? std::max<int>(emptyQual, cache != nullptr ? cache->lookup(0) : 0)
-                                      : value_quality(ids[i], cache_only));
+    best = std::max(best, ids[i] == 0 ? empty_quality() : value_quality(ids[i], cache_only));
   return count == 0 ? emptyQual : best;
 }
 

@@ -245,7 +245,10 @@ Large DastBaseField::get_records_by_string(const char* text, const Large** recor
                                            AceReporter* rep) const {
   *records = nullptr;
   const Large* entries = nullptr;
-  const Large count = get_entries_by_string(text, &entries, at, rep);
+  Large count = get_entries_by_string(text, &entries, at, rep);
+  if (count == 0 && has_type(DastFieldFlags::HAS_EMPTY_INDEXED) && text != nullptr &&
+      std::strcmp(text, TeraCand::BLANK) == 0)
+    count = get_entry_ids(0, &entries, at);  // as counts show the empty value
   if (count == 0) return 0;
   const bool isPairs = count > 2 && entries[0] == 0;
   const DastInfoList* list = isPairs ? new (at) DastInfoList(count - 1, entries + 1, true)
