@@ -431,6 +431,14 @@ TEST(DastSession, CountsSortsAndCopies) {
   const Result copied(session.result());
   EXPECT_STREQ(copied->get_field_status(2)->queryString, value.c_str());
   EXPECT_EQ(copied->get_field_status(2)->queryMode, copied->get_field_status(0)->queryMode);
+  // What was kept of a field shows and scores records as before.
+  session.clear_all();
+  session.update("f0", value.c_str(), DastOptions::APPROX, 0);
+  const Result asked(session.suggest(0, nullptr, 0, 10));
+  EXPECT_EQ(session.persist_result("f0"), 0);
+  const Result kept(session.suggest(0, nullptr, 0, 10));
+  EXPECT_EQ(session.reevaluate(nullptr, "default", asked.get()), 150);
+  EXPECT_EQ(text_of(asked.get()), text_of(kept.get()));
   // What weighs nothing decides nothing.
   session.clear_all();
   session.update("f0", value.c_str(), DastOptions::EXACT, 0);

@@ -283,7 +283,11 @@ int DareField::get_best_quality() const {
 int DareField::hit_quality(Large record) const {
   int best = 0;
   for_each_cand([&](int quality, const TeraCand* cand) {
-    if (quality > best && cand->get_num_infos() > 0 && DastInfoList(cand).has(record)) best = quality;
+    if (quality <= best || cand->get_num_infos() == 0) return;
+    AceAttach at;
+    DastInfoList list(bField != nullptr ? *bField->get_info_list(cand, &at) : DastInfoList(cand));
+    list.ensure_no_reference(&at);
+    if (list.has(record)) best = quality;
   });
   return best;
 }
@@ -326,6 +330,7 @@ int DareField::value_quality(Large base_id, bool cache_only) {
 int DareField::record_quality(Large record, bool cache_only) {
   ++reevalCount;
   if (bField == nullptr) return -1;
+  if (!has_compare() && get_graph() != nullptr) return hit_quality(record);  // a graph that was kept
   AceAttach at;
   const Large* ids = nullptr;
   const Large count = bField->get_base_ids(record, &ids, &at);
