@@ -29,7 +29,7 @@ constinit AceReporter* default_reporter = &standard_reporter;
 constinit std::atomic<int> do_progress = 1;
 constinit std::atomic<int> num_conf_opt_limit = -1;
 constinit std::atomic<int> num_conf_opts = 0;
-constinit std::atomic<unsigned> num_ppset_calls = 0;
+constinit thread_local unsigned num_ppset_calls = 0;  // a shared one would pass from core to core
 
 /// A message under construction; what does not fit is cut.
 class Message {
@@ -232,7 +232,7 @@ int AceReporter::pset(Huge n, const char* text) {
 }
 
 int AceReporter::ppset(Huge n, const char* text) {
-  if ((num_ppset_calls.fetch_add(1, std::memory_order_relaxed) + 1) % PPSET_STRIDE != 0) return 0;
+  if (++num_ppset_calls % PPSET_STRIDE != 0) return 0;
   ace_check_stop();
   if (is_progress() == 0 || !is_progress_due()) return 0;
   return pset(n, text);
