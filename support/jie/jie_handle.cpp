@@ -16,6 +16,7 @@ constexpr const char* EXCEPTION = "com/veltrane/jie/RuntimeException";
 constexpr const char* NULL_POINTER = "java/lang/NullPointerException";
 constexpr const char* BASE_CLASS = "com/veltrane/jie/JieObject";
 constexpr long LARGEST = 0xFFFFFFFF;
+constexpr const char* NO_OBJECT = "has no kernel object; it was destroyed, or given away";
 constexpr int REPLACEMENT = 0xFFFD;  // the sign for what cannot be told
 constexpr int LAST_UNICODE = 0x10FFFF;
 
@@ -172,7 +173,7 @@ void* JieHandle::object(jobject from, const JieClass* type, const char* name, bo
   if (from == nullptr) {
     throw_named(NULL_POINTER, name);
   } else {
-    refuse("has no kernel object; it was destroyed, or given away", name);
+    refuse(NO_OBJECT, name);
   }
   return nullptr;
 }
@@ -184,13 +185,15 @@ jobject JieHandle::new_object(const JieClass* type, const void* object, bool is_
   if (JieGarbageCollector::instance().count() > JieGarbageCollector::MAX_WAITING)
     JieGarbageCollector::instance().clean();
   auto* const wrap = new JieWrap(const_cast<void*>(object), type, is_made);
-  if (!is_made) wrap->set_parent(owner != nullptr ? wrapper(owner) : JieWrap::holder(object, type));
+  if (!is_made && owner == nullptr) wrap->set_holder(object, type);
   const jobject made =
       envPtr->NewObject(javaClass, make, static_cast<jlong>(reinterpret_cast<std::intptr_t>(wrap)),
                         static_cast<jlong>(wrap->get_serial()));
   if (made == nullptr) {
     isError = true;
     wrap->forget(1);
+  } else if (!is_made && owner != nullptr) {
+    needs({made, "result", true}, {owner, "this"});
   }
   return made;
 }
@@ -226,20 +229,29 @@ void JieHandle::end_owned(jobject owner) {
   if (!isError && wrap != nullptr) wrap->end_owned(callGuard);
 }
 
-void JieHandle::needs(jobject one, jobject other) {
-  JieWrap* const wrap = wrapper(one);
-  if (!isError && wrap != nullptr) wrap->set_parent(wrapper(other));
+/// Another thread may have destroyed the one or the other since the call began.
+template <class Relate>
+void JieHandle::relate(const Side& one, const Side& other, Relate relate) {
+  if (isError || one.object == nullptr || other.object == nullptr) return;
+  JieWrap* const wrap = wrapper(one.object);
+  JieWrap* const needed = wrapper(other.object);
+  if (wrap == nullptr) return refuse(NO_OBJECT, one.name);
+  if (needed != nullptr && relate(wrap, needed)) return;
+  refuse(NO_OBJECT, other.name);
+  if (one.isMade) wrap->end();
+}
+
+void JieHandle::needs(const Side& one, const Side& other) {
+  relate(one, other, [](JieWrap* wrap, JieWrap* needed) { return wrap->set_parent(needed); });
+}
+
+void JieHandle::shares(const Side& one, const Side& other) {
+  relate(one, other, [](JieWrap* wrap, JieWrap* from) { return wrap->share_parents(from); });
 }
 
 void JieHandle::needs_object(jobject one, const void* other, const JieClass* type) {
   JieWrap* const wrap = wrapper(one);
-  if (!isError && wrap != nullptr) wrap->set_parent(JieWrap::holder(other, type));
-}
-
-void JieHandle::shares(jobject one, jobject other) {
-  JieWrap* const wrap = wrapper(one);
-  const JieWrap* const from = wrapper(other);
-  if (!isError && wrap != nullptr && from != nullptr) wrap->share_parents(from);
+  if (!isError && wrap != nullptr) wrap->set_holder(other, type);
 }
 
 // Texts and arrays.

@@ -73,10 +73,16 @@ class SORV_API JieHandle : public AceAttach {
 
   /// The parts of an object are about to end.
   void end_owned(jobject owner);
-  void needs(jobject one, jobject other);
+  struct Side {
+    jobject object;  ///< null for an argument that was left out: no relation
+    const char* name;
+    bool isMade = false;  ///< by this call: it ends where it cannot have what it needs
+  };
+  /// Refused where either has been destroyed since the call began.
+  void needs(const Side& one, const Side& other);
+  void shares(const Side& one, const Side& other);
   /// The other one is a kernel object, which may have no Java object.
   void needs_object(jobject one, const void* other, const JieClass* type);
-  void shares(jobject one, jobject other);
 
   // Failures.
 
@@ -90,6 +96,8 @@ class SORV_API JieHandle : public AceAttach {
   jmethodID find_class(const JieClass* type) const;
   jobjectArray find_constants(JieEnumToEnum* type);
   JieWrap* pinned(jobject from);
+  template <class Relate>
+  void relate(const Side& one, const Side& other, Relate relate);
   char* room_for(std::size_t size);
   void throw_named(const char* java_class, const char* text);
   void refuse(const char* what, const char* name);

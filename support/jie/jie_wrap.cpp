@@ -65,6 +65,15 @@ void* JieWrap::detach() {
   return std::exchange(kernelObject, nullptr);
 }
 
+void JieWrap::end() {
+  void* object = nullptr;
+  {
+    const std::scoped_lock lock(living().lock);
+    object = detach();
+  }
+  if (object != nullptr && delRef && objectClass->destroy != nullptr) objectClass->destroy(object);
+}
+
 void JieWrap::give_away() {
   const std::scoped_lock lock(living().lock);
   detach();
@@ -116,14 +125,12 @@ void JieWrap::finish_unpinned() {
 
 /// The object goes before those that it needs.
 void JieWrap::finish() {
-  void* object = nullptr;
+  end();
   {
     const std::scoped_lock lock(living().lock);
-    object = detach();
     for (JieWrap* parent : parentObjs) parent->childObjs.erase(this);
     living().serials.erase(this);
   }
-  if (object != nullptr && delRef && objectClass->destroy != nullptr) objectClass->destroy(object);
   const std::vector<JieWrap*> parents = std::move(parentObjs);
   delete this;
   for (JieWrap* parent : parents) parent->unref(1);
@@ -248,21 +255,31 @@ bool JieWrap::ends_with(const JieWrap* needed) const {
                                        [needed](const JieWrap* parent) { return parent->ends_with(needed); });
 }
 
-void JieWrap::set_parent(JieWrap* parent) {
-  if (parent == nullptr) return;
-  {
-    const std::scoped_lock lock(living().lock);
-    if (parent->ends_with(this)) return;  // never in a circle
-    if (std::find(parentObjs.begin(), parentObjs.end(), parent) != parentObjs.end()) return;
-  }
-  parent->ref();
-  const std::scoped_lock lock(living().lock);
+/// With the lock. What is given up has no references any more, and may wait for the end of this very call.
+bool JieWrap::add_parent(JieWrap* parent) {
+  if (parent->refCount <= 0) return false;
+  if (parent->ends_with(this)) return true;  // never in a circle
+  if (std::find(parentObjs.begin(), parentObjs.end(), parent) != parentObjs.end()) return true;
   parentObjs.push_back(parent);
+  ++parent->refCount;
   parent->childObjs.insert(this);
+  return true;
 }
 
-void JieWrap::share_parents(const JieWrap* other) {
-  for (JieWrap* parent : std::vector(other->parentObjs)) set_parent(parent);
+bool JieWrap::set_parent(JieWrap* parent) {
+  const std::scoped_lock lock(living().lock);
+  return add_parent(parent);
+}
+
+void JieWrap::set_holder(const void* object, const JieClass* type) {
+  const std::scoped_lock lock(living().lock);
+  if (JieWrap* const parent = holder(object, type)) add_parent(parent);
+}
+
+bool JieWrap::share_parents(const JieWrap* other) {
+  const std::scoped_lock lock(living().lock);
+  return std::all_of(other->parentObjs.begin(), other->parentObjs.end(),
+                     [this](JieWrap* parent) { return add_parent(parent); });
 }
 
 /// All wrappers of the same kernel object.
@@ -307,8 +324,8 @@ void JieWrap::end_owned(const JieCall& call) {
     if (remains.destroy != nullptr) remains.destroy(remains.object);
 }
 
+/// The wrapper that a kernel object goes with; null for none. With the lock.
 JieWrap* JieWrap::holder(const void* object, const JieClass* type) {
-  const std::scoped_lock lock(living().lock);
   const auto [first, last] = living().wrappers.equal_range(object);
   const auto found = std::find_if(first, last, [type](const auto& known) {
     return known.second->delRef && known.second->refCount > 0 && known.second->unwrap_as(type) != nullptr;

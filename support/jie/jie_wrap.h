@@ -58,17 +58,19 @@ class SORV_API JieWrap {
   void unref(int now);
   /// Removes the reference of the Java object, which it has once.
   void forget(int now);
-  /// This wrapper needs another one, which may be null.
-  void set_parent(JieWrap* parent);
+  /// This wrapper needs another one. False where that has been given up, maybe beside the call.
+  bool set_parent(JieWrap* parent);
+  /// It needs that which a kernel object goes with, if there is one.
+  void set_holder(const void* object, const JieClass* type);
+  /// The kernel object ends now, whoever has the wrapper.
+  void end();
   /// Ends all that needs this object, whichever wrapper it was asked of: parts are empty then, and what hosts
   /// have made is deleted. Throws an `AceException` while another call uses any of it.
   void end_owned(const JieCall& call);
-  /// It needs whatever another one needs.
-  void share_parents(const JieWrap* other);
+  /// It needs whatever another one needs. False where any of it has been given up.
+  bool share_parents(const JieWrap* other);
   VInt get_serial() const { return serialNumber; }
 
-  /// The wrapper that a kernel object goes with; null for none.
-  static JieWrap* holder(const void* object, const JieClass* type);
   /// The Java object of a wrapper, if it is still alive, was forgotten.
   static void release(VInt address, VInt serial);
   /// Number of wrappers alive.
@@ -85,6 +87,8 @@ class SORV_API JieWrap {
   void finish_unpinned();
   void* detach();
   bool ends_with(const JieWrap* needed) const;
+  bool add_parent(JieWrap* parent);
+  static JieWrap* holder(const void* object, const JieClass* type);
   Group group() const;
   static void collect_parts(const Group& owners, Group* parts, std::unordered_set<const JieWrap*>* seen);
 

@@ -124,6 +124,10 @@ def returned(operation, call):
     return [f"return jie.checked({call});"]
 
 
+def said(name):
+    return quote("this" if name == "self" else name)
+
+
 def native(operation):
     owner = operation.owner.name
     is_static = operation.kind in ("static", "function")
@@ -154,11 +158,12 @@ def native(operation):
         names = {"self": "javaSelf"}
         if operation.about_result("result"):
             names["result"] = "javaSelf" if operation.kind == "new" else "javaResult"
-        one = names.get(one, f"java_{one}")
+        one_java, other_java = names.get(one, f"java_{one}"), names.get(other, f"java_{other}")
         if other == "rep":  # maybe the default
-            into.append(f"jie.needs_object({one}, rep, jie_class<AceReporter>());")
+            into.append(f"jie.needs_object({one_java}, rep, jie_class<AceReporter>());")
         else:
-            into.append(f"jie.{how}({one}, {names.get(other, f'java_{other}')});")
+            made = ", true" if operation.about_result(one) else ""
+            into.append(f"jie.{how}({{{one_java}, {said(one)}{made}}}, {{{other_java}, {said(other)}}});")
     before += [f"jie.end_owned(java_{taken});" for taken in operation.takes]
     relations += [f"jie.give_away(java_{known.name}, {known.name}, jie_class<{known.type}>());"
                   for known in operation.arguments if known.name in operation.takes]
