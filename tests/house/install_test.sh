@@ -27,7 +27,12 @@ c++ "$work/host/host.cpp" -o "$work/host_pc" "${flags[@]}" -Wl,-rpath,"$libdir"
 # The tool finds its library from its own place, and brings its texts.
 printf 'name\ttown\nAnn\tBern\nBob\tBasel\n' > "$work/people.tsv"
 "$prefix/bin/sorvanta" build "$work/people.tsv" >/dev/null
-"$prefix/bin/sorvanta" find "$work/people.base" name=Anne | grep -q Bern
-(timeout --signal=INT 1 "$prefix/bin/sorvanta" form "$work/people.base" --page || true) | grep -q '^http://127.0.0.1:'
+[[ $("$prefix/bin/sorvanta" find "$work/people.base" name=Anne) == *Bern* ]]
+coproc page { exec "$prefix/bin/sorvanta" form "$work/people.base" --page; }
+server=$page_PID  # which ends with it
+read -r address <&"${page[0]}"
+[[ $address == http://127.0.0.1:* ]]
+kill -INT "$server"
+wait "$server"
 grep -q 'SS find' "$prefix/share/man/man1/sorvanta.1"
 bash -n "$prefix/share/bash-completion/completions/sorvanta"

@@ -24,8 +24,8 @@ for package in "$work"/packages/*.deb; do
 done
 usr=$work/root/usr
 for needed in $(readelf -d "$usr/lib/libsorvanta.so.0" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p'); do
-  owner=$(dpkg -S "*/x86_64-linux-gnu/$needed" | head -1 | cut -d: -f1)
-  dpkg-deb -f "$work"/packages/sorvanta_*.deb Depends | grep -qw -- "$owner"
+  owner=$(dpkg -S "*/x86_64-linux-gnu/$needed" | sed -n '1s/:.*//p')
+  dpkg-deb -f "$work"/packages/sorvanta_*.deb Depends | grep -w -- "$owner" >/dev/null
 done
 
 cd "$work"

@@ -37,14 +37,14 @@ class Browser:
     def __exit__(self, *_):
         self.call("DELETE", "")
         self.driver.terminate()
-        self.driver.communicate(timeout=10)
+        self.driver.communicate(timeout=100)
         self.folder.cleanup()
 
     def call(self, method, path, body=None):
         request = urllib.request.Request(self.base + path, method=method, data=None if body is None else json.dumps(body).encode(),
                                          headers={"Content-Type": "application/json"})
         try:
-            with urllib.request.urlopen(request, timeout=30) as response:
+            with urllib.request.urlopen(request, timeout=100) as response:
                 return json.load(response)["value"]
         except urllib.error.HTTPError as error:
             raise AssertionError(error.read().decode()) from None
@@ -57,7 +57,7 @@ class Browser:
 
     def wait(self, script, *arguments):
         """Until the script returns something true, which is returned."""
-        for _ in range(200):
+        for _ in range(3000):
             if value := self.run(script, *arguments):
                 return value
             time.sleep(0.02)

@@ -38,14 +38,14 @@ class PageTest(unittest.TestCase):
     @classmethod
     def end_server(cls):
         cls.server.send_signal(signal.SIGINT)
-        cls.server.communicate(timeout=10)
+        cls.server.communicate(timeout=100)
         assert cls.server.returncode == 0, cls.server.returncode
 
 
 class Requests(PageTest):
     def ask(self, body, method="POST", path=None, **headers):
         parts = urllib.parse.urlsplit(self.address)
-        connection = http.client.HTTPConnection("127.0.0.1", parts.port, timeout=10)
+        connection = http.client.HTTPConnection("127.0.0.1", parts.port, timeout=100)
         headers = {"Content-Type": "application/json", **{name.replace("_", "-"): value for name, value in headers.items()}}
         body = body if isinstance(body, (bytes, type(None))) or hasattr(body, "__next__") else json.dumps(body)
         connection.request(method, path or parts.path, body, headers, encode_chunked=hasattr(body, "__next__"))

@@ -507,13 +507,13 @@ class Explain(ToolTest):
 class Form(ToolTest):
     def tmux(self, *arguments):
         return subprocess.run(["tmux", "-S", str(self.folder / "socket"), *arguments], capture_output=True,
-                              encoding="utf-8", timeout=20, check=True).stdout
+                              encoding="utf-8", timeout=100, check=True).stdout
 
     def keys(self, *keys):
         self.tmux("send-keys", "-t", "form", *keys)
 
     def wait_for(self, text):
-        for _ in range(200):
+        for _ in range(1000):
             screen = self.tmux("capture-pane", "-p", "-t", "form")
             if text in screen:
                 return screen
@@ -547,7 +547,7 @@ class Form(ToolTest):
         self.assertNotIn("-icanon", self.wait_for("speed"))
 
     def wait_for_its_end(self):
-        for _ in range(100):
+        for _ in range(1000):
             if "given_name" not in self.tmux("capture-pane", "-p", "-t", "form"):
                 return
             time.sleep(0.05)

@@ -326,7 +326,7 @@ public final class HostTest {
                 new TeraResult("forgotten", 100);
             }
             System.gc();
-            for (int wait = 0; wait < 50 && SVUtils.numCppObjects() > 6000; ++wait) {
+            for (int wait = 0; wait < 500 && SVUtils.numCppObjects() > 6000; ++wait) {
                 Thread.sleep(20);
                 SVUtils.deleteCppGarbage();
             }

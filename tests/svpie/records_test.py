@@ -281,8 +281,8 @@ class Messages(unittest.TestCase):
         queries = ["word of many"] * 1_000_000
         handler = signal.getsignal(signal.SIGINT)
         for threads in (1, 2):
-            threading.Timer(0.5, os.kill, (os.getpid(), signal.SIGINT)).start()
             with self.assertRaises(KeyboardInterrupt):
+                threading.Timer(0.5, os.kill, (os.getpid(), signal.SIGINT)).start()
                 index.match(queries, 1000, 1, Mode.BIGRAMS, threads=threads)
             self.assertEqual(signal.getsignal(signal.SIGINT), handler)
         self.assertEqual(index.find("word25", 1)[0].quality, 255)
