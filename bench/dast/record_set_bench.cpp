@@ -67,7 +67,7 @@ void ids_1k_in_100k_against_a_merge(benchmark::State& state) {
 BENCHMARK(ids_1k_in_100k_against_a_merge)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
 void update_leaf(benchmark::State& state, const char* logic) {
-  constexpr int NUM_UPDATES = 4096;
+  constexpr int NUM_UPDATES = 1 << 18;
   DareLogicConfig config;
   config.parse(logic, false, nullptr);
   DareLogicEval eval;

@@ -32,8 +32,8 @@
 ///
 /// Errors: -1 for ids without slot.
 /// Thread safety: once made ready, one evaluator may work on different records in any number of threads.
-/// Cost: an update walks from the leaf to the top; an OR looks at all children only when its best one falls,
-/// a plus group always.
+/// Cost: an update walks from the leaf to the top; an OR or plus group looks at all its children, without
+/// branches or divisions.
 #pragma once
 
 #include <cstdio>
@@ -144,6 +144,14 @@ class SORV_API DareLogicEval {
   void graphviz_write(std::FILE* file, const int* values) const;
 
  private:
+  /// What turns the value of a child of an OR into the share of its parent: value x weight / own.
+  struct Share {
+    double inverse = 1;  ///< of `own`
+    int weight = 0;      ///< of the parent; 0 when the child has none itself
+    int own = 1;
+    int uncounted = -1;  ///< a value that does not count, as nothing was asked; -1 for none
+  };
+
   Slot& slot_at(int slot) { return slotArray[static_cast<std::size_t>(slot)]; }
   int field_slot(int logic_id) const;
   bool is_below_not(int slot) const;
@@ -151,11 +159,8 @@ class SORV_API DareLogicEval {
   int node_weight(int slot);
   void set_leaf(int* values, int slot, int value) const;
   void update_parents(int* values, int child, int old_value) const;
-  int scaled(int value, int child, int weight) const;
-  int or_share(const int* values, int child, int weight) const;
-  int best_share(const int* values, const Slot& parent, int weight) const;
-  int update_or(const int* values, int parent, int child, int old_value, int weight) const;
-  int update_plus_or(const int* values, int parent, int child, int old_value) const;
+  void init_shares(int parent, int weight);
+  int best_share(const int* values, const Slot& parent) const;
   int update_plus_and(const int* values, int parent) const;
   int recompute_plus_node(int* values, int plus_or) const;
   int computed_value(const int* values, int slot) const;
@@ -164,6 +169,7 @@ class SORV_API DareLogicEval {
   int maxLogicId = -1;
   int numSlots = 0;
   std::vector<Slot> slotArray;
+  std::vector<Share> shares;       // by slot
   std::vector<int> childWeights;   // by slot: sum of the weights of a plus group
   std::vector<int> logicToSlot;    // by logic id; -1 when there is none
   std::vector<int> initialValues;  // of `init_slots`

@@ -1,6 +1,7 @@
 #include "dare/dare_logic_eval.h"
 
 #include <algorithm>
+#include <climits>
 
 #include "ace/ace_tracer.h"
 
@@ -15,48 +16,30 @@ bool is_two_step() {
   return twoStep.get() != 0;
 }
 
+/// value / divisor, for a value from 0 to 2^53. The product with the inverse is off by less than one.
+VInt quotient(VInt value, VInt divisor, double inverse) {
+  const auto guess = static_cast<VInt>(static_cast<double>(value) * inverse);
+  const VInt rest = value - guess * divisor;
+  return guess + static_cast<VInt>(rest >= divisor) - static_cast<VInt>(rest < 0);
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------- values of nodes
-
-/// Products stay below 2^53, where the quotient of doubles, truncated, is that of integers; it comes faster.
-int DareLogicEval::scaled(int value, int child, int weight) const {
-  const int own = get_slot(child).nodeWeight;
-  if (own == weight) return value;
-  if (own <= 0) return 0;
-  constexpr double LARGEST = 2147483647;  // of no value that the weights allow
-  return static_cast<int>(std::clamp(static_cast<double>(value) * weight / own, -LARGEST, LARGEST));
-}
 
 bool DareLogicEval::has_weight(const Slot& slot) const {
   return slot.nodeType == Config::FIELD ? (slot.slotOpts & HAS_QUERY) != 0 : slot.nodeWeight > 0;
 }
 
-/// What a child is worth to an OR of that weight.
-int DareLogicEval::or_share(const int* values, int child, int weight) const {
-  const Slot& slot = get_slot(child);
-  const bool counts = has_weight(slot) || (slot.nodeType == Config::FIELD && slot_is_set(child, values));
-  return counts && slot.nodeWeight > 0 ? scaled(values[child], child, weight) : 0;
-}
-
-int DareLogicEval::best_share(const int* values, const Slot& parent, int weight) const {
-  int best = 0;
-  for (int child = parent.firstChild; child < parent.firstChild + parent.numChildren; ++child)
-    best = std::max(best, or_share(values, child, weight));
-  return best;
-}
-
-/// The value of an OR, or PLUS_OR, one child of which had another value before.
-int DareLogicEval::update_or(const int* values, int parent, int child, int old_value, int weight) const {
-  const int best = values[parent];
-  const int share = or_share(values, child, weight);
-  if (share >= best) return share;
-  if (scaled(old_value, child, weight) < best) return best;
-  return best_share(values, get_slot(parent), weight);  // the best one has fallen
-}
-
-int DareLogicEval::update_plus_or(const int* values, int parent, int child, int old_value) const {
-  return update_or(values, parent, child, old_value, get_slot(get_slot(parent).parentSlot).nodeWeight);
+/// The largest share of the children that count.
+int DareLogicEval::best_share(const int* values, const Slot& parent) const {
+  VInt best = 0;
+  for (int child = parent.firstChild; child < parent.firstChild + parent.numChildren; ++child) {
+    const Share& share = shares[static_cast<std::size_t>(child)];
+    const VInt weight = values[child] != share.uncounted ? share.weight : 0;
+    best = std::max(best, quotient(weight * std::max(values[child], 0), share.own, share.inverse));
+  }
+  return static_cast<int>(std::min(best, VInt{INT_MAX}));
 }
 
 /// From the value of its PLUS_OR and the values below that.
@@ -75,7 +58,7 @@ int DareLogicEval::update_plus_and(const int* values, int parent) const {
 /// Both nodes of a plus group at once; returns the value of the outer one.
 int DareLogicEval::recompute_plus_node(int* values, int plus_or) const {
   const Slot& inner = get_slot(plus_or);
-  values[plus_or] = best_share(values, inner, get_slot(inner.parentSlot).nodeWeight);
+  values[plus_or] = best_share(values, inner);
   return update_plus_and(values, inner.parentSlot);
 }
 
@@ -90,11 +73,10 @@ int DareLogicEval::computed_value(const int* values, int slot) const {
       return static_cast<int>(sum);
     }
     case Config::OR:
-      return best_share(values, node, node.nodeWeight);
+    case Config::PLUS_OR:
+      return best_share(values, node);
     case Config::NOT:
       return node.nodeWeight * MAX_QUALITY - std::max(values[node.firstChild], 0);
-    case Config::PLUS_OR:
-      return best_share(values, node, get_slot(node.parentSlot).nodeWeight);
     case Config::PLUS_AND:
       return update_plus_and(values, slot);
     default:
@@ -122,23 +104,16 @@ void DareLogicEval::update_parents(int* values, int child, int old_value) const 
       case Config::AND:
         value = static_cast<int>(VInt{values[parent]} + values[child] - old_value);
         break;
-      case Config::OR:
-        value = update_or(values, parent, child, old_value, node.nodeWeight);
-        break;
       case Config::PLUS_OR:
-        if (is_two_step()) {
-          // The sum below may have changed even where the best value has not: the group is always next.
-          values[parent] = update_plus_or(values, parent, child, old_value);
-          value = update_plus_and(values, node.parentSlot);
-        } else {
+        if (!is_two_step()) {
           value = recompute_plus_node(values, parent);
+          parent = node.parentSlot;
+          break;
         }
-        parent = node.parentSlot;
-        break;
+        [[fallthrough]];
       default:
         value = computed_value(values, parent);
     }
-    if (value == values[parent]) return;
     old_value = values[parent];
     values[parent] = value;
     child = parent;

@@ -130,9 +130,28 @@ int DareLogicEval::node_weight(int slot) {
   return static_cast<int>(((100 - plusWeight) * (sum / count) + VInt{plusWeight} * largest) / 100);
 }
 
+/// A field without a query counts when it is set; an inner node when it has a weight.
+void DareLogicEval::init_shares(int parent, int weight) {
+  for (int i = 0; i < get_slot(parent).numChildren; ++i) {
+    const Slot& child = get_slot(get_slot(parent).firstChild + i);
+    Share& share = shares[static_cast<std::size_t>(get_slot(parent).firstChild + i)];
+    const bool maySet = has_weight(child) || child.nodeType == Config::FIELD;
+    share.weight = maySet && child.nodeWeight > 0 ? weight : 0;
+    share.own = std::max(child.nodeWeight, 1);
+    share.inverse = 1.0 / share.own;
+    share.uncounted = has_weight(child) ? -1 : child.baseValue;
+  }
+}
+
 int DareLogicEval::calc_node_weights(int* total) {
   for (int slot = numSlots; slot-- > 0;)  // children come behind their parents
     if (get_slot(slot).nodeType != Config::FIELD) slot_at(slot).nodeWeight = node_weight(slot);
+  shares.assign(static_cast<std::size_t>(numSlots), Share());
+  for (int slot = 0; slot < numSlots; ++slot) {
+    if (get_slot(slot).nodeType == Config::OR) init_shares(slot, get_slot(slot).nodeWeight);
+    if (get_slot(slot).nodeType == Config::PLUS_OR)
+      init_shares(slot, get_slot(get_slot(slot).parentSlot).nodeWeight);
+  }
   for (int slot = numSlots; slot-- > 0;)
     initialValues[static_cast<std::size_t>(slot)] = get_slot(slot).nodeType == Config::FIELD
                                                         ? get_slot(slot).baseValue
