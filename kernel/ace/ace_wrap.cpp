@@ -39,6 +39,12 @@ VInt report(int line, const char* call, VInt rc) {
   return rc;
 }
 
+/// Says why a file is not loaded. Returns the code.
+VInt refuse(const char* name, const char* reason, VInt rc, AceReporter* rep) {
+  if (rep != nullptr) rep->printf("Cannot load '%s': %s\n", name, reason);
+  return rc;
+}
+
 /// Opens the file in a mode of `AceWrap::load`, and reports what failed.
 int open_for_load(AceFile* afile, const char* name, int mode, AceReporter* rep) {
   int rc = -1;
@@ -103,7 +109,8 @@ VInt AceWrap::load(const char* name, int mode, AceReporter* rep) {
   auto file = std::make_unique<AceFile>();
   AceFile* afile = file.get();
   if (const int rc = open_for_load(afile, name, mode, rep); rc < 0) return rc;
-  if (const VInt rc = check_version(afile); rc < 0) return rc;
+  if (const VInt rc = check_version(afile); rc < 0)
+    return refuse(name, "expected a file of this version of the library, found another one", rc, rep);
 
   // From here on the object may point into the new mapping, even if reading fails halfway, and it points into
   // the old one until `read` has replaced what it had.
@@ -111,7 +118,10 @@ VInt AceWrap::load(const char* name, int mode, AceReporter* rep) {
   if (mode != 0) old = std::exchange(mapFile, std::move(file));
   VInt rc = read(afile);
   if (rc >= 0 && afile->is_short()) rc = -1;  // the stream ended within a value
-  if (rc < 0) return report(__LINE__, "rc = read(afile)", rc);
+  if (rc < 0) {
+    refuse(name, "found another kind of object than expected, or a damaged one", rc, rep);
+    return report(__LINE__, "rc = read(afile)", rc);
+  }
   if (mode == 0) mapFile.reset();
   return rc;
 }

@@ -197,6 +197,11 @@ TEST(AceWrap, errors_name_the_call_that_failed) {
   support::write_file(none, "\x5A\0\x08\xFF????"s);
   EXPECT_EQ(sample.load(none.c_str(), 0, nullptr), -1);
   expect_report("rc = read(afile)");
+  EXPECT_EQ(sample.load(none.c_str(), 0, &errors), -1);
+  expect_report("found another kind of object than expected, or a damaged one");
+  support::write_file(none, "anything");
+  EXPECT_LT(sample.load(none.c_str(), 1, &errors), 0);
+  expect_report("expected a file of this version of the library");
   sample.saveResult = -3;
   EXPECT_EQ(sample.size(), -3);
   expect_report("save_with_magic(&file)");
