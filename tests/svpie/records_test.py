@@ -10,6 +10,7 @@ import random
 import signal
 import tempfile
 import threading
+import types
 import unittest
 import warnings
 
@@ -42,12 +43,18 @@ class Records(unittest.TestCase):
 
     def test_what_is_wrong_is_refused_with_what_was_expected(self):
         form = self.base.form()
+        twice = types.SimpleNamespace(columns=["a", "b", "a"], iter_rows=lambda: [["x", "y", "z"]])
         for expected, call in (("some of given, surname, city, found town", lambda: self.base.match([{"town": "Bern"}])),
                                ("a quality from 0 to 255, found 256", lambda: self.base.search({"city": "Bern"}, 1, 256)),
                                ("a weight from 0 to 255, found -1", lambda: form.weigh(city=-1)),
                                ("a mode, .* found 'exactly'", lambda: form.update("city", "Bern", "exactly")),
-                               (r"a field name .* found 'a\\tb'", lambda: Base.build(PEOPLE, ["a\tb", "b", "c"]))):
+                               (r"a field name .* found 'a\\tb'", lambda: Base.build(PEOPLE, ["a\tb", "b", "c"])),
+                               ("columns a, b, found 2 of the name a", lambda: Base.build(twice, ["a", "b"]))):
             with self.assertRaisesRegex(ValueError, f"expected {expected}"):
+                call()
+        for wrong, call in ((r"a text .* found b'by'", lambda: Base.build([[b"by"]], ["a"])),
+                            ("the name of a field, or a Field, found 0", lambda: Base.build([["x"]], [0]))):
+            with self.assertRaisesRegex(TypeError, f"expected {wrong}"):
                 call()
 
     def test_are_saved_mapped_and_pickled(self):
@@ -68,7 +75,16 @@ class Records(unittest.TestCase):
         self.assertEqual(base.search({"since": "1999-04-03"})[0].record, 0)
         with self.assertRaisesRegex(ValueError, r"expected 3 values \(given, surname, city\), found 2"):
             Base.build([("a", "b")], FIELDS)
-        self.assertEqual(list(Base.build(["Anna", "A"], ["given"])), [["Anna"], ["A"]])
+        self.assertEqual(list(Base.build(["Anna", 5], ["given"])), [["Anna"], ["5"]])
+
+        class Missing:  # as there are in nullable columns of frames
+            def __ne__(self, other):
+                return self
+
+            def __bool__(self):
+                raise TypeError("boolean value of NA is ambiguous")
+
+        self.assertEqual(list(Base.build([["\ufeffa", float("nan")], [Missing(), 2.5]], ["a", "b"])), [["\ufeffa", ""], ["", "2.5"]])
         with self.assertRaisesRegex(SorvantaError, "DastBase.configure"):
             Base.build(PEOPLE, {"given": "EDIT", "surname": "NOTHING", "city": ""})
 
@@ -157,8 +173,16 @@ class Forms(unittest.TestCase):
         self.assertEqual(len(self.form.state().records), 0)
         self.assertEqual(self.form.assess({"given": "Zoe"}).category, Category.NO_DECISION)
         self.assertEqual(len(typed.alternatives), 1)  # as it was
-        with self.assertRaisesRegex(SorvantaError, "nofield"):
-            self.form.update("nofield", "x")
+        self.form.clear()
+        self.assertEqual([self.form.update("city", text).fields["city"].query for text in ("Bern", "...")], ["Bern", "... "])
+        for message, call in (("nofield", lambda: self.form.update("nofield", "x")),
+                              ("nofield", lambda: self.form.__setitem__("nofield", "x")),
+                              ("nofield", lambda: self.form.__delitem__("nofield")),
+                              ("nofield", lambda: self.form.deselect("nofield")),
+                              ("Field 'given' cannot be selected: it has no query", lambda: self.form.select("given")),
+                              ("Field 'city' cannot be selected: its query has found no values", lambda: self.form.select("city"))):
+            with self.assertRaisesRegex(SorvantaError, message):
+                call()
 
     def test_belong_to_one_call_at_a_time(self):
         refused = []

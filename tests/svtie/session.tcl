@@ -29,6 +29,7 @@ is 1 [DastSession::get_num_combi $session]
 is 2 [DastSession::get_related_index $session city]
 is 0 [DastSession::is_auto $session]
 is 2 [DastSession::get_call_mode !]
+is {{... } Meier} [list [DastSession::as_query ...] [DastSession::as_query Meier]]
 is 1 [expr {[string length [DastSession::get_summary $session]] > 0}]
 foreach {name value} {field_rescale 7 field_penalty 9} {
   DastSession::set_$name $session city $value
@@ -134,7 +135,7 @@ is 0 [DastSession::add_context_sort_key $session city]
 is 0 [DastSession::clear_context_sort_key $session]
 DastSession::set_sort_order $session city
 is 0 [DastSession::set_abstraction $session {city}]
-is -1 [DastSession::set_abstraction_level $session city]
+is 1 [catch {DastSession::set_abstraction_level $session city}]
 is 0 [DastSession::clear_abstraction $session]
 DastSession::set_run_time $session 100000
 DastSession::reset_timer $session
@@ -151,6 +152,10 @@ DastSession::clear_cached_result $session
 is 1 [catch {DastSession::get_cached_result $session}]
 is 0 [DastSession::clear $session surname]
 is 0 [DastSession::clear_all $session]
+foreach command {{update $session nofield Bern} {select $session nofield} {select $session city} {clear $session nofield}
+                 {deselect $session nofield} {copy_result $session city nofield} {set_abstraction $session nofield}} {
+  is 1 [catch DastSession::$command] $command
+}
 set result [DastSession::result $session]
 is 3 [DastResult::get_num_fields $result]
 set clone [DastSession::clone $session]

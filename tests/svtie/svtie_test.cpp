@@ -111,6 +111,7 @@ TEST(Tcl, every_operation_is_called_with_success) {
                                           "DastSession::get_external_index_ref",
                                           "DastSession::get_external_multi_ref",
                                           "DastSession::load_assess_logic",
+                                          "DastSession::set_abstraction_level",
                                           "SorvantaSession::set_abstraction_level",
                                           "SorvantaSuggestion::get_field_info",
                                           "SorvantaSuggestion::get_record_info"};

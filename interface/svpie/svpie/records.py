@@ -83,6 +83,11 @@ class Answer:
     can_redo: bool
 
 
+def as_query(text: str) -> str:
+    """What somebody typed, as the library takes it: "..." alone would stand for the text before."""
+    return kernel.DastSession.as_query(text) or ""
+
+
 def _count(number: int) -> int | None:
     return number if number >= 0 else None
 
@@ -150,10 +155,10 @@ class Form(Closing):
         """Types a text into a field. The answer has the values that the field offers."""
         if mode.strip() and kernel.DastSession.get_call_mode(mode) == kernel.DastSession.get_call_mode(""):
             raise ValueError(f"expected a mode, as ? ! > < + * or -, found {mode!r}")
-        return self._answer(self._session.update_result(field, text, mode))
+        return self._answer(self._session.update_result(field, as_query(text), mode))
 
     def __setitem__(self, field: str, text: str) -> None:
-        self._session.update(field, text)
+        self._session.update(field, as_query(text))
 
     def __getitem__(self, field: str) -> str:
         return self._session.get_field_query(self._place(field)) or ""
@@ -227,8 +232,7 @@ class Form(Closing):
     def _queries(self, query: Mapping[str, str]) -> tuple[list[str], list[str]]:
         for name in query:
             self._place(name)
-        given = next(rows_of([query], self.fields))
-        texts = ["... " if text == "..." else text for text in given]  # alone it would stand for the text before
+        texts = [as_query(text) for text in next(rows_of([query], self.fields))]
         return ["?" if text else "-" for text in texts], texts
 
     def _answer(self, result: kernel.DastResult) -> Answer:
@@ -256,6 +260,8 @@ class Base(Closing, Sequence[list[str]]):
         pairs = fields.items() if isinstance(fields, Mapping) else ()
         known = [Field(*pair) for pair in pairs] or [Field(one) if isinstance(one, str) else one for one in fields]
         for field in known:
+            if not isinstance(field, Field):
+                raise TypeError(f"expected the name of a field, or a Field, found {field!r}")
             if field.name.startswith("}") or field.name != field.name.translate(BREAKS):
                 raise ValueError("expected a field name without } in front and without tabs and ends of lines, "
                                  f"found {field.name!r}")
@@ -341,6 +347,6 @@ def _is_east_asian(file: str | PathLike[str]) -> bool:
 
 
 def _write_records(path: str | PathLike[str], rows: Iterable[Mapping[str, str] | Sequence[str]], names: Sequence[str]) -> None:
-    with open(path, "w", encoding="utf-8", newline="\n") as file:
+    with open(path, "w", encoding="utf-8-sig", newline="\n") as file:  # without the mark in front a value's own would be one
         for row in rows_of(rows, names):
             file.write("\t".join(value.translate(BREAKS) for value in row) + "\n")

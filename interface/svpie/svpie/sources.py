@@ -8,6 +8,7 @@ from .closing import Closing
 
 SUFFIXES = {".csv": "csv", ".tsv": "tsv", ".tab": "tsv", ".txt": "tsv", ".json": "json", ".jsonl": "jsonl",
             ".ndjson": "jsonl", ".xml": "xml"}
+BYTES = (bytes, bytearray, memoryview)  # what has an encoding that nobody has told
 
 
 def rows_of(rows: Iterable[Mapping[str, str] | Sequence[str]], names: Sequence[str]) -> Iterator[Sequence[str]]:
@@ -15,19 +16,36 @@ def rows_of(rows: Iterable[Mapping[str, str] | Sequence[str]], names: Sequence[s
     columns = getattr(rows, "columns", None)
     if columns is not None:  # of pandas, of polars
         frame: Any = rows
-        missing = [name for name in names if name not in columns]
-        if missing:
-            raise ValueError(f"expected columns {', '.join(names)}, found none of the name {missing[0]}")
-        order = [list(columns).index(name) for name in names]
+        present = list(columns)
+        for name in names:
+            if present.count(name) != 1:
+                raise ValueError(f"expected columns {', '.join(names)}, found {present.count(name) or 'none'} of the name {name}")
+        order = [present.index(name) for name in names]
         listed = frame.iter_rows() if hasattr(frame, "iter_rows") else frame.itertuples(index=False, name=None)
         rows = ([row[place] for place in order] for row in listed)
     for row in rows:
         if isinstance(row, Mapping) and row and row.keys().isdisjoint(names):
             raise ValueError(f"expected some of {', '.join(names)}, found {', '.join(map(str, row))}")
-        values = [row.get(name) for name in names] if isinstance(row, Mapping) else [row] if isinstance(row, str) else list(row)
+        values = _values_of(row, names)
         if len(values) != len(names):
             raise ValueError(f"expected {len(names)} values ({', '.join(names)}), found {len(values)}: {row!r}")
-        yield ["" if value is None or value != value else value if isinstance(value, str) else str(value) for value in values]
+        yield [value if isinstance(value, str) else text_of(value) for value in values]
+
+
+def text_of(value: object) -> str:
+    """A value as a text; "" for None and what else stands for none (NaN, NaT, NA)."""
+    if value is None:
+        return ""
+    if isinstance(value, BYTES):
+        raise TypeError(f"expected a text or what str() makes one of, found {value!r}")
+    different: Any = value != value  # of NA it is NA, of arrays an array
+    return "" if different is value or getattr(different, "size", 1) == 1 and bool(different) else str(value)
+
+
+def _values_of(row: Any, names: Sequence[str]) -> list[Any]:
+    if isinstance(row, Mapping):
+        return [row.get(name) for name in names]
+    return list(row) if isinstance(row, Iterable) and not isinstance(row, (str, *BYTES)) else [row]
 
 
 class Source(Closing):

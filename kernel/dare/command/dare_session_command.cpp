@@ -125,11 +125,19 @@ int DastSession::synchronize_fields(const DareMultiQuery* query) {
 
 namespace {
 
-/// Whether a field has something that can be selected.
-bool can_be_selected(const DareSessionField* field) {
+/// Why a field cannot be selected; null for one that can be.
+const char* no_selection(const DareSessionField* field) {
   const TeraScanGraph* const graph = field->get_eval_unit()->get_graph();
-  return !field->is_option(DareSessionFieldConfig::NO_SELECT) && field->get_query() != nullptr &&
-         graph != nullptr && graph->get_num_candidates() > 0 && field->fieldConf.logicID >= 0;
+  if (field->is_option(DareSessionFieldConfig::NO_SELECT)) return "its configuration says so";
+  if (field->get_query() == nullptr) return "it has no query";
+  if (graph == nullptr || graph->get_num_candidates() == 0) return "its query has found no values";
+  return field->fieldConf.logicID < 0 ? "the combination does not have it" : nullptr;
+}
+
+bool check_selection(const DareSessionField* field, AceReporter* rep) {
+  const char* const reason = no_selection(field);
+  if (reason != nullptr) rep->printf("Field '%s' cannot be selected: %s\n", field->get_name(), reason);
+  return reason == nullptr;
 }
 
 }  // namespace
@@ -140,8 +148,7 @@ int DastSession::select(const char* field_name) {
   if (field->get_context_event() != 0) return 0;
   const Command command(this);
   if (field->has_state(DareSessionField::PENDING) && look_up_silently(field) < 0) return -1;
-  if (!can_be_selected(field)) return -1;
-  if (context_set(field) < 0) return -1;
+  if (!check_selection(field, rep()) || context_set(field) < 0) return -1;
   forget_suggestions();
   update_status(NARROWED);
   return 0;
@@ -172,7 +179,7 @@ int DastSession::multi_select(const DareMultiQuery* query) {
   int status = query_fields(fields);
   for (DareSessionField* field : fields) {
     if (field->is_option(DareSessionFieldConfig::NO_SELECT) || field->get_context_event() > 0) continue;
-    if (!can_be_selected(field) || context_set(field) < 0) status = -1;
+    if (!check_selection(field, rep()) || context_set(field) < 0) status = -1;
   }
   update_status(CHANGED);
   return status;
