@@ -10,6 +10,18 @@ namespace {
 
 constexpr const char* NO_STRINGS = "an array of strings";
 constexpr const char* ZERO = "strings without zeros";
+constexpr const char* NO_CHARACTERS = "strings of Unicode characters";
+
+/// Whether all of a text are characters.
+bool is_utf8(const char* text) {
+  int letter = 0;
+  while (*text != '\0') {
+    const int size = TeraUtf::decode(&letter, text);
+    if (size == 0) return false;
+    text += size;
+  }
+  return true;
+}
 
 /// Collects terminated copies.
 class Taker {
@@ -20,6 +32,7 @@ class Taker {
       refusal = ZERO;
     } else {
       taken.push_back(length > 0 ? at->attach(text, length) : "");
+      if (!is_utf8(taken.back())) refusal = NO_CHARACTERS;
     }
   }
   PieTexts result() const {
@@ -139,8 +152,7 @@ void add_wide(const char* item, Py_ssize_t size, Taker* out) {
   };
   while (length > 0 && at(length - 4) == 0) length -= 4;
   for (Py_ssize_t place = 0; place < length; place += 4)
-    if (at(place) > 0x10FFFF || at(place) >> 11 == 0xD800 >> 11)
-      out->refusal = "strings of Unicode characters";
+    if (at(place) > 0x10FFFF || at(place) >> 11 == 0xD800 >> 11) out->refusal = NO_CHARACTERS;
   if (out->refusal != nullptr) return;
   for (Py_ssize_t place = 0; place < length; place += 4)
     text.append(bytes, static_cast<std::size_t>(TeraUtf::from_uni(static_cast<int>(at(place)), bytes)));

@@ -1,5 +1,7 @@
 #include "svpie/pie_call.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <atomic>
 #include <climits>
@@ -43,6 +45,15 @@ void* part_of(const PieObject* object, const PieClass& kind) {
     if (known->to_base != nullptr) part = known->to_base(part);
   }
   return part;
+}
+
+std::string name_of_type(PyObject* value) {
+  if (value == nullptr) return "nothing";
+  PyObject* const name = PyObject_GetAttrString(reinterpret_cast<PyObject*>(Py_TYPE(value)), "__name__");
+  const char* const text = name != nullptr ? PyUnicode_AsUTF8AndSize(name, nullptr) : nullptr;
+  const std::string found = text != nullptr ? text : "something else";
+  Py_XDECREF(name);
+  return found;
 }
 
 void close(PieObject* object);
@@ -213,14 +224,8 @@ PyObject* PieCall::get(int index, bool optional) {
 }
 
 void PieCall::refuse(int index, const char* expected) {
-  PyObject* const value = values[index];
-  PyObject* const name = value != nullptr
-                             ? PyObject_GetAttrString(reinterpret_cast<PyObject*>(Py_TYPE(value)), "__name__")
-                             : nullptr;
-  const char* const found = name != nullptr ? PyUnicode_AsUTF8AndSize(name, nullptr) : nullptr;
   const std::string text = std::string("argument '") + parameterList.names[index] + "': expected " +
-                           expected + ", found " + (found != nullptr ? found : "nothing");
-  Py_XDECREF(name);
+                           expected + ", found " + name_of_type(values[index]);
   fail(PyExc_TypeError, text.c_str());
 }
 
@@ -315,7 +320,7 @@ const char** PieCall::texts(int index, int* count, bool optional) {
   const char** array = nullptr;
   malloc(array, size + 1);
   array[size] = nullptr;
-  for (Py_ssize_t i = 0; i < size && !isFailed; ++i) array[i] = element(index, PyList_GetItem(list, i));
+  for (Py_ssize_t i = 0; i < size && !isFailed; ++i) array[i] = element(index, i, PyList_GetItem(list, i));
   keep(list);
   return isFailed ? nullptr : listed(array, size, count);
 }
@@ -328,11 +333,16 @@ void PieCall::keep(PyObject* list) {
 }
 
 /// One text of a list.
-const char* PieCall::element(int index, PyObject* value) {
+const char* PieCall::element(int index, Py_ssize_t place, PyObject* value) {
   Py_ssize_t length = 0;
   const char* const utf8 = PyUnicode_Check(value) != 0 ? PyUnicode_AsUTF8AndSize(value, &length) : nullptr;
   if (utf8 != nullptr && std::strlen(utf8) == static_cast<std::size_t>(length)) return utf8;
-  if (PyErr_Occurred() == nullptr) refuse(index, "a sequence of str without zeros");
+  if (PyErr_Occurred() == nullptr) {
+    const std::string found = utf8 != nullptr ? "one with a zero" : name_of_type(value);
+    fail(PyExc_TypeError, ("argument '" + std::string(parameterList.names[index]) +
+                           "': expected str without zeros, found " + found + " at " + std::to_string(place))
+                              .c_str());
+  }
   isFailed = true;
   return nullptr;
 }
@@ -551,6 +561,12 @@ PyObject* PieCall::done(PyObject* result) {
 }
 
 PyObject* PieCall::thrown() {
+  try {
+    throw;
+  } catch (const abi::__forced_unwind&) {
+    pie_await_exit();
+  } catch (...) {
+  }
   // A reporter's own comes first, and an interrupt that stopped the call.
   if (PyErr_Occurred() != nullptr || PyErr_CheckSignals() != 0) return isFailed = true, nullptr;
   try {
@@ -619,7 +635,11 @@ PieWithoutLock::PieWithoutLock() : isWatching(ace_is_main_thread()) {
 }
 
 PieWithoutLock::~PieWithoutLock() {
-  PyEval_RestoreThread(state);
+  try {
+    PyEval_RestoreThread(state);
+  } catch (const abi::__forced_unwind&) {
+    pie_await_exit();
+  }
   if (isWatching) end_watching();
 }
 

@@ -129,7 +129,7 @@ class PieCall : public AceAttach {
   PyObject* get(int index, bool optional);
   void refuse(int index, const char* expected);
   const PieParameters& parameterList;
-  const char* element(int index, PyObject* value);
+  const char* element(int index, Py_ssize_t place, PyObject* value);
   void keep(PyObject* list);
   const char** listed(const char** texts, Py_ssize_t size, int* count);
   void fail(const char* text);

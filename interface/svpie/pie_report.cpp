@@ -1,5 +1,8 @@
 #include "svpie/pie_report.h"
 
+#include <cxxabi.h>
+#include <unistd.h>
+
 #include <cstring>
 
 #include "ace/ace_attach.h"
@@ -23,8 +26,9 @@ std::string trimmed(const char* text) {
 
 /// A line for developers: which call failed, and where.
 bool is_trace(const PieMessage& message) {
-  return message.text.find(".cpp:") != std::string::npos &&
-         message.text.find(": ERROR in ") != std::string::npos;
+  const std::size_t place = message.text.find(": ERROR in ");
+  return place != std::string::npos && (message.text.rfind(".cpp:", place) != std::string::npos ||
+                                        message.text.rfind(".h:", place) != std::string::npos);
 }
 
 void set(PyObject* object, const char* name, PyObject* value) {
@@ -67,9 +71,18 @@ class PieReporter : public AceReporter {
 
  private:
   int deliver(const char* method, const char* text, const char* code);
+  int call(const char* method, const char* text, const char* code);
 };
 
 int PieReporter::deliver(const char* method, const char* text, const char* code) {
+  try {
+    return call(method, text, code);
+  } catch (const abi::__forced_unwind&) {
+    pie_await_exit();
+  }
+}
+
+int PieReporter::call(const char* method, const char* text, const char* code) {
   const PyGILState_STATE state = PyGILState_Ensure();
   bool hasFailed = PyErr_Occurred() != nullptr;
   if (!hasFailed) {
@@ -144,6 +157,10 @@ bool pie_warn() {
   for (const PieMessage& message : PieMessages(std::move(PieCollector::collected())))
     if (isFine && message.isWarning) isFine = PyErr_WarnEx(the_warning, message.text.c_str(), 1) == 0;
   return isFine;
+}
+
+void pie_await_exit() {
+  while (true) pause();
 }
 
 AceReporter* pie_new_reporter() {

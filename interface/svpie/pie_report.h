@@ -64,6 +64,11 @@ AceReporter* pie_new_reporter();
 /// Whose methods are called.
 void pie_set_target(AceReporter* reporter, PyObject* target);
 
+/// For a thread that Python ends because it waits for the interpreter's lock while the process is about to
+/// exit: unwinding its stack would stop at the first function that lets no exception pass, and abort the
+/// process.
+[[noreturn]] void pie_await_exit();
+
 /// What is known of a thread, in one place: finding it is a call.
 struct PieThread {
   int callDepth = 0;          ///< calls by Python that are under way

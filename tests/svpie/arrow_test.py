@@ -190,6 +190,8 @@ class Arrays(unittest.TestCase):
             self.assertEqual(list(self.index.match(array[::-1], 4, 100))[:0], [])
         narrow = numpy.array([word.encode() for word in self.words])
         self.assertEqual(list(self.index.match(narrow, 4, 100)), self.single)
+        with self.assertRaisesRegex(TypeError, "expected strings of Unicode characters"):
+            self.index.match(numpy.array(["M\u00fcller".encode("latin-1")]))
         self.assertEqual([row[1] for row in self.index.match(numpy.array(self.words)[::-2], 1, 255)][:1], [59])
 
 

@@ -4,6 +4,7 @@ import multiprocessing
 import os
 import pathlib
 import pickle
+import subprocess
 import sys
 import tempfile
 import threading
@@ -91,6 +92,25 @@ class Words(unittest.TestCase):
             thread.join()
         self.assertEqual(wrong, [])
 
+    def test_a_process_exits_while_threads_are_at_work(self):
+        program = """
+import threading, svpie
+index = svpie.Index.build(f"word{i}" for i in range(5000))
+begun = threading.Barrier(4)
+
+def work():
+    begun.wait()
+    while True:
+        index.match(["wort77"] * 500, threads=2)
+
+for _ in range(3):
+    threading.Thread(target=work, daemon=True).start()
+begun.wait()
+"""
+        for _ in range(3):
+            done = subprocess.run([sys.executable, "-B", "-c", program], capture_output=True, text=True)
+            self.assertEqual((done.returncode, done.stderr), (0, ""))
+
 
 class Kernel(unittest.TestCase):
     def test_arguments_are_told_by_name_and_checked(self):
@@ -104,6 +124,8 @@ class Kernel(unittest.TestCase):
             (lambda: map.tok_len(b"bytes"), "TeraMap.tok_len: argument 'in_': expected str, found bytes"),
             (lambda: kernel.TeraEdit(map).recall(map),
              "TeraEdit.recall: argument 'result': expected TeraResult, found TeraMap"),
+            (lambda: kernel.TeraEdit(map).from_string_array(["a", 5], map),
+             "TeraEdit.from_string_array: argument 'strings': expected str without zeros, found int at 1"),
         ]:
             with self.assertRaises(TypeError) as caught:
                 call()
