@@ -72,10 +72,14 @@ const char* date_format(const Values& values) {
   return nullptr;
 }
 
-/// Whether there are Chinese characters, kana or Korean syllables.
+/// Whether there are Chinese characters, kana, also of half width, or Korean syllables.
 bool has_east_asian(const Values& values) {
-  constexpr std::array<std::pair<int, int>, 5> SCRIPTS = {
-      {{0x3041, 0x30FF}, {0x3400, 0x9FFF}, {0xAC00, 0xD7A3}, {0xF900, 0xFAFF}, {0x20000, 0x3FFFF}}};
+  constexpr std::array<std::pair<int, int>, 6> SCRIPTS = {{{0x3041, 0x30FF},
+                                                           {0x3400, 0x9FFF},
+                                                           {0xAC00, 0xD7A3},
+                                                           {0xF900, 0xFAFF},
+                                                           {0xFF66, 0xFF9D},
+                                                           {0x20000, 0x3FFFF}}};
   for (const std::string& value : values)
     for (std::size_t pos = 0; pos < value.size();) {
       int uni = 0;

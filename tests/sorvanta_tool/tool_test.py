@@ -288,6 +288,9 @@ class Find(ToolTest):
         self.assertEqual(self.rows("find", "cities.edit", "munhcen"),
                          [{"quality": 218, "word": "München", "lines": "1", "reason": "order of words"}])
         self.assertEqual(self.rows("find", "cities.edit", "Münster")[0]["lines"], "2 5")
+        self.write("kana.txt", "\uff80\uff85\uff76\n\uff96\uff7c\uff80\n")  # of half width
+        self.expect(FOUND, "build", "kana.txt")
+        self.assertEqual(self.rows("find", "kana.edit", "tanaka")[0]["reason"], "exact")
 
     def test_a_field_that_is_shown_and_not_asked(self):
         self.write("p.csv", "name;empty;note\n" + "".join(f"{name};;{'long ' * 60}\n" for name in ("Ann", "Zoe")))
