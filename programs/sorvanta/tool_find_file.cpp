@@ -108,26 +108,41 @@ class QueryFile {
   double bytesRead = 0;
 };
 
+/// To a query.
+struct Answer {
+  std::vector<Output::Row> rows;
+  std::string fault;  // why it could not be asked
+};
+
 /// What one thread does of a round: its session, and the queries that are its own.
 struct Lane {
   std::unique_ptr<FormQuery> form;  // null for words
   const Target* target;
   QueryLimits limits;
   std::vector<std::vector<std::string>> queries;
-  std::vector<std::vector<Output::Row>> answers;
+  std::vector<Answer> answers;
 
   void answer() {
     answers.clear();
-    for (const auto& values : queries) {
-      if (form == nullptr) {
-        answers.push_back(values[0].empty() ? std::vector<Output::Row>()
-                                            : ask_words(target->get_words(), values[0], limits));
-        continue;
-      }
-      for (std::size_t i = 0; i < values.size(); ++i) form->set(i, values[i]);
-      const bool isAsked =
-          std::any_of(values.begin(), values.end(), [](const auto& value) { return !value.empty(); });
-      answers.push_back(isAsked ? form->ask() : std::vector<Output::Row>());
+    for (const auto& values : queries) answers.push_back(answer_to(values));
+  }
+
+ private:
+  using Values = std::vector<std::string>;
+
+  std::vector<Output::Row> ask(const Values& values) {
+    if (std::all_of(values.begin(), values.end(), [](const auto& value) { return value.empty(); })) return {};
+    if (form == nullptr) return ask_words(target->get_words(), values[0], limits);
+    for (std::size_t i = 0; i < values.size(); ++i) form->set(i, values[i]);
+    return form->ask();
+  }
+  /// What cannot be asked is the fault of one line: the others have their answers.
+  Answer answer_to(const Values& values) {
+    try {
+      return {ask(values), ""};
+    } catch (const Failure& failure) {
+      const std::string why = ToolReporter::get().take_own_messages();
+      return {{}, "not asked: " + (why.empty() ? failure.what() : why)};
     }
   }
 };
@@ -243,12 +258,12 @@ VInt write_rows(std::vector<Lane>* lanes, const std::vector<VInt>& lines, std::s
   VInt found = 0;
   std::size_t next = 0;
   for (Lane& lane : *lanes)
-    for (std::vector<Output::Row>& rows : lane.answers) {
+    for (auto& [rows, fault] : lane.answers) {
       const std::string number = std::to_string(lines[next++]);
       found += rows.empty() ? 0 : 1;
       if (rows.empty()) {
         rows.emplace_back(num_columns - 1);
-        rows[0].back() = "nothing found";
+        rows[0].back() = fault.empty() ? "nothing found" : fault;
       }
       for (Output::Row& row : rows) {
         row.insert(row.begin(), number);

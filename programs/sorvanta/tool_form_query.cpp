@@ -20,6 +20,7 @@ constexpr Large MOST_LINES = 5;  // of a word, shown
 constexpr int OWN_WEIGHT = 50;
 constexpr const char* NOT_ASKED = "-";
 constexpr const char* FREE = "+";
+constexpr const char* UNANSWERED = "the query cannot be answered";
 constexpr int FREE_QUALITY = 200;         // of a value that is found in a text
 constexpr int FREE_RECORD_QUALITY = 100;  // words may belong to another field
 
@@ -106,6 +107,7 @@ bool FormQuery::has_values_in(std::size_t field, const std::string& text) {
   ToolReporter::get().keep_warnings(true);  // that the words are no values of this field is no fault
   const int found = session.search(&result, static_cast<int>(texts.size()), modes.data(), queries.data(), 1);
   ToolReporter::get().keep_warnings(false);
+  if (found < 0) throw Failure(UNANSWERED);
   ToolReporter::get().take_messages();
   return found > 0 && result.get_num_suggs() > 0;
 }
@@ -138,7 +140,7 @@ std::vector<Output::Row> FormQuery::ask() {
   const int found = askedTarget->has_rules()
                         ? session.assess(&result, count, modes.data(), queries.data())
                         : session.search(&result, count, modes.data(), queries.data(), queryLimits.number);
-  if (found < 0) throw Failure("the query cannot be answered");
+  if (found < 0) throw Failure(UNANSWERED);
   isLookedUp = false;
   for (int i = 0; i < count; ++i) {
     SorvantaStatus status;
@@ -152,7 +154,8 @@ std::vector<Output::Row> FormQuery::ask() {
     for (std::size_t i = 0; i < texts.size(); ++i)
       if (askedTarget->get_fields()[i].isShown) row.emplace_back(text_or_empty(record[static_cast<int>(i)]));
     const std::string why = askedTarget->has_rules() ? text_or_empty(result.get_reason()) : "";
-    row.push_back((why.empty() ? "" : why + "; ") + reason(record));
+    const std::string differences = reason(record);
+    row.push_back(why + (why.empty() || differences.empty() ? "" : "; ") + differences);
     rows.push_back(std::move(row));
   }
   return rows;

@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "sorvanta/tool_failure.h"
 #include "svcpp/sorvanta_reporter.h"
@@ -14,6 +16,22 @@ constexpr auto REDRAW = std::chrono::milliseconds(100);
 constexpr auto SILENCE = std::chrono::seconds(1);  // a job that ends before shows nothing
 constexpr int PROGRESS_MS = 100;
 constexpr const char* PROGRESS = "PROGRESS\t";
+
+/// Lines of the kernel's own call chain, and what went well.
+constexpr const char* NO_EXPLANATIONS[] = {
+    ": ERROR in ",          "uccessfully", "Loading ",    "Created ",
+    "Skipping header line", "Header: ",    "Total time ", "Total number of errors corrected"};
+
+bool explains_nothing(const std::string& message) {
+  return std::any_of(std::begin(NO_EXPLANATIONS), std::end(NO_EXPLANATIONS),
+                     [&](const char* part) { return message.find(part) != std::string::npos; });
+}
+
+std::string on_lines(const std::deque<std::string>& messages) {
+  std::string text;
+  for (const std::string& message : messages) text += (text.empty() ? "" : "\n") + message;
+  return text;
+}
 
 }  // namespace
 
@@ -55,18 +73,24 @@ int ToolReporter::event_func(const char* text, const char* code) {
 void ToolReporter::keep(const char* text) {
   std::string message(text);
   while (!message.empty() && std::strchr("\n\r ", message.back()) != nullptr) message.pop_back();
-  // Lines of the kernel's own call chain say nothing to a user.
-  if (message.empty() || message.find(": ERROR in ") != std::string::npos) return;
-  messages.push_back(printable(message));
-  if (messages.size() > MOST_MESSAGES) messages.pop_front();
+  if (message.empty() || explains_nothing(message)) return;
+  std::deque<std::string>& own = messages[std::this_thread::get_id()];
+  own.push_back(printable(message));
+  if (own.size() > MOST_MESSAGES) own.pop_front();
 }
 
 std::string ToolReporter::take_messages() {
   const std::scoped_lock lock(reportMutex);
   std::string all;
-  for (const std::string& message : messages) all += (all.empty() ? "" : "\n") + message;
+  for (const auto& [thread, own] : messages) all += (all.empty() ? "" : "\n") + on_lines(own);
   messages.clear();
   return all;
+}
+
+std::string ToolReporter::take_own_messages() {
+  const std::scoped_lock lock(reportMutex);
+  const auto own = messages.extract(std::this_thread::get_id());
+  return own.empty() ? "" : on_lines(own.mapped());
 }
 
 // ---------------------------------------------------------------- progress

@@ -6,8 +6,10 @@
 
 #include <chrono>
 #include <deque>
+#include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include "ace/ace_reporter.h"
 
@@ -28,6 +30,8 @@ class ToolReporter : public AceReporter {
   void end();
   /// The messages kept, each on a line of its own, and forgets them.
   std::string take_messages();
+  /// Those of this thread only, of which several ask at the same time.
+  std::string take_own_messages();
   /// Warnings are kept as messages, too, instead of shown.
   void keep_warnings(bool keep) { keepsWarnings = keep; }
 
@@ -40,7 +44,7 @@ class ToolReporter : public AceReporter {
   void keep(const char* text);
 
   std::mutex reportMutex;
-  std::deque<std::string> messages;
+  std::map<std::thread::id, std::deque<std::string>> messages;
   std::string lastWarning;  // the look-up of a value and its comparison say the same
   bool isTerminal = false;
   bool isDrawn = false;

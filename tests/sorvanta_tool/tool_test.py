@@ -396,6 +396,11 @@ class FindFile(ToolTest):
         self.refuse(["find", "people.base", "--from", "q.csv", "--column", "surname=woh"], "did you mean who?")
         rows = self.rows("find", "people.base", "--from", "q.csv", "--column", "surname=who", "-n", "1")
         self.assertEqual([row["line"] for row in rows], [2, 3])
+        self.write("q.txt", "surname\nmayer0\n" + "ab " * 2000 + "\nmayer1\n")  # one is longer than a query may be
+        rows = self.rows("find", "people.base", "--from", "q.txt", "-n", "1")
+        self.assertEqual([row["surname"][:5] for row in rows], ["Mayer", "", "Mayer"])
+        self.assertIn("more than 1024 positions", rows[1]["reason"])
+        self.refuse(["find", "people.base", *["abc"] * 400], "it takes more than")  # free search
         self.write("q.txt", "surname\nmayer0\nmayer1\n")  # looks like three values, but names a field
         self.assertEqual([row["line"] for row in self.rows("find", "people.base", "--from", "q.txt", "-n", "1")], [2, 3])
 
