@@ -58,6 +58,8 @@ class SORV_API DareDataManager {
   /// be null: then scripts are skipped. Insert bases and instant data are refused. Returns 0 or a `Failure`.
   int load(const DareLdbFile* ldb, int map, const char* local_dir, int instant,
            DastSessionManager* session_manager, ScriptEngine* engine);
+  /// Session files of the last load that gave no template, each of which was reported.
+  int get_num_faulty_templates() const;
   /// Adds a reference to the main base of an ldb file, which is read if need be; and gives one back.
   int lock(const DareLdbFile* ldb, int map, const char* local_dir);
   int unlock(const DareLdbFile* ldb, const char* local_dir);
@@ -115,4 +117,5 @@ class SORV_API DareDataManager {
   AceReporter* aceRep;
   std::vector<LoadedBase> loadedBases;  // the newest of a path last
   BaseRef recallBase;
+  int numFaultyTemplates = 0;
 };

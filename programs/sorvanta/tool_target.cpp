@@ -75,6 +75,9 @@ void Target::load_ldb(const std::string& file) {
   if (ldb.read_from_file(file.c_str(), nullptr, nullptr) < 0 ||
       dataManager.load(&ldb, MAPPED, folder.c_str(), 0, manager.get_internal_manager(), nullptr) < 0)
     throw Failure(printable(file) + ": what it names cannot be loaded");
+  if (const int faulty = dataManager.get_num_faulty_templates(); faulty > 0)
+    throw Failure(printable(file) + ": of its session templates " + std::to_string(faulty) +
+                  " cannot be used");
 }
 
 SorvantaSession Target::make_session() {

@@ -331,7 +331,12 @@ class Find(ToolTest):
                    '<decision>MATCH</decision></rule></rules></KVConfiguration>')
         self.write("p.ldb", "main_svd\tpeople.base\nses\tp.ses\n")
         row = self.rows("find", "p.ldb", "surname=Mayer")[0]
-        self.assertEqual((row["decision"], row["surname"]), ("MATCH", "Mayer"))
+        self.assertEqual((row["decision"], row["surname"], row["reason"]), ("MATCH", "Mayer", "it is clear; exact"))
+        rules = (self.folder / "p.rules").read_text()
+        self.write("p.rules", rules.replace("default()", "defualt()"))  # never without what the file names
+        for verb in (["find", "p.ldb", "surname=x"], ["explain", "p.ldb", "1", "surname=x"]):
+            self.refuse(verb, "of its session templates 1 cannot be used", "'defualt' found")
+        self.assertIn("1 cannot be used", self.expect(BROKEN, "check", "p.ldb").stderr)
         self.write("p.ldb", "main_svd\tpeople.base\nsess\tp.ses\n")
         self.refuse(["find", "p.ldb", "surname=x"], "sess")
 

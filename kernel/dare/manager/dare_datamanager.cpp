@@ -265,6 +265,11 @@ int DareDataManager::get_num_records() const {
                                : 0;
 }
 
+int DareDataManager::get_num_faulty_templates() const {
+  const Lock guard(managerLock);
+  return numFaultyTemplates;
+}
+
 bool DareDataManager::has_recall_base() const {
   const Lock guard(managerLock);
   return recallBase != nullptr;
@@ -407,6 +412,7 @@ int DareDataManager::load_session_files(DastBaseRecall* base, const DareLdbFile*
     made->push_back({name, std::move(session)});
     aceRep->printf("Session template '%s' from '%s' successfully loaded", name.c_str(), path.c_str());
   }
+  numFaultyTemplates = static_cast<int>(ldb->sesFiles.size() - made->size());
   if (made->empty()) {
     std::unique_ptr<DastSession> session(DastSessionManager::make_base_session(base, aceRep));
     if (session == nullptr) return -1;
