@@ -136,8 +136,9 @@ class SORV_API DamoInput : public AceCheckType<DamoInput> {
   static constexpr int SKIP = -1;
 
   /// Corrects a record of `nf` fields as far as the flags allow; -1 stands for one whose missing fields are
-  /// null. With `fatal_error` nothing can be filled. Returns `ACCEPT`, `SKIP` or `REJECTED`.
-  int handle_error(int nf, bool fatal_error);
+  /// null. With a `fault`, why there are no fields, nothing can be filled. Returns `ACCEPT`, `SKIP` or
+  /// `REJECTED`.
+  int handle_error(int nf, const char* fault);
   /// The current record, a bad one too, with `separator` between its fields; `write_field(text)` gives a
   /// field's notation.
   template <class WriteField>

@@ -438,6 +438,10 @@ class Sources(ToolTest):
         self.write("people.csv", PEOPLE + "only;two\n")
         self.assertEqual(self.rows("read", "people.settings"), [{"source": "people.csv", "line": 6, "reason": "it has 2 fields instead of 5"}])
         self.assertEqual(len((self.folder / "people.records").read_text().splitlines()), 4)
+        self.write("p.jsonl", '{"name":"Ann","town":"Bern"}\n{"name":"Bob","town":}\n{"name":"Zoe","town":"Linz"} x\n')
+        self.expect(FOUND, "build", "p.jsonl")
+        self.assertEqual([(row["line"], row["reason"][:25]) for row in self.rows("read", "p.settings")],
+                         [(2, "it is no JSON at byte 22:"), (3, "it is no JSON at byte 29:")])
 
     def test_differences_are_made_checked_applied_and_cascade(self):
         old = self.write("old", "Ann\tBern\nBob\tRom\nZoe\tLinz\n")

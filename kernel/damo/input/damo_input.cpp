@@ -103,10 +103,10 @@ int DamoInput::finish_record(int pieces) {
   const int nf = std::min(check_explicit_del(pieces, 1), maxFields + 1);
   if (numFields == 0) numFields = std::min(nf, maxFields);
   recordSize = nf;
-  return nf == numFields ? ACCEPT : handle_error(nf, false);
+  return nf == numFields ? ACCEPT : handle_error(nf, nullptr);
 }
 
-int DamoInput::handle_error(int nf, bool fatal_error) {
+int DamoInput::handle_error(int nf, const char* fault) {
   const int given = nf >= 0 ? std::min(nf, field_room()) : numFields;
   recordSize = std::max(given, numFields);
   const char** const recordEnd = fieldPtr + recordSize;
@@ -117,9 +117,9 @@ int DamoInput::handle_error(int nf, bool fatal_error) {
 
   const auto show = [&] {
     if (badRecords == nullptr) return;
-    const std::string reason = fatal_error ? "it cannot be read"
-                                           : "it has " + std::to_string(errorNumFields) +
-                                                 " fields instead of " + std::to_string(numFields);
+    const std::string reason = fault != nullptr ? fault
+                                                : "it has " + std::to_string(errorNumFields) +
+                                                      " fields instead of " + std::to_string(numFields);
     badRecords->reject(this, lineIdx, reason.c_str());
   };
   if ((errorCorr & IGNORE_RECORD) != 0) {
@@ -133,7 +133,7 @@ int DamoInput::handle_error(int nf, bool fatal_error) {
     std::fill(fieldPtr + numFields, recordEnd, "");
     return ACCEPT;
   }
-  if (nf < numFields && (errorCorr & FILL_MISSING) != 0 && !fatal_error) {
+  if (nf < numFields && (errorCorr & FILL_MISSING) != 0 && fault == nullptr) {
     if (count_correction())
       reporter->printf("Error correction: Filling missing field(s) in record %ld\n", lineIdx);
     std::replace(fieldPtr, recordEnd, static_cast<const char*>(nullptr), fillStr);

@@ -221,9 +221,9 @@ int _DamoJsonInput::read_line(VInt* line_num, int /*as_is*/) {
     recordSize = document->fields.get_count();
     int outcome = ACCEPT;
     if (!isWhole)
-      outcome = handle_error(-1, false);
+      outcome = handle_error(-1, nullptr);
     else if (recordSize != numFields)
-      outcome = handle_error(recordSize, false);
+      outcome = handle_error(recordSize, nullptr);
     if (outcome == SKIP) continue;
     if (line_num != nullptr) *line_num = lineIdx;
     if (outcome != ACCEPT) return REJECTED;

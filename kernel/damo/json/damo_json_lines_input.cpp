@@ -25,10 +25,11 @@ struct _DamoJsonLinesInput::Line {
   jsoncons::json_parser parser;
   DamoJsonDecoder decoder;
   std::string text;
+  std::string fault;  // of a broken line
   State state = GOOD;
 };
 
-/// Whether the text is JSON.
+/// Whether the text is JSON; else `fault` tells what is wrong where.
 template <class Values>
 bool _DamoJsonLinesInput::Line::parse(Values* values) {
   values->reset();
@@ -37,7 +38,10 @@ bool _DamoJsonLinesInput::Line::parse(Values* values) {
   std::error_code error;
   parser.finish_parse(*values, error);
   if (!error) parser.check_done(error);
-  return !error && values->is_valid();
+  if (!error && values->is_valid()) return true;
+  const std::string found = error ? error.message() : "there is no value";
+  fault = "it is no JSON at byte " + std::to_string(parser.column()) + ": " + found;
+  return false;
 }
 
 _DamoJsonLinesInput::Line::State _DamoJsonLinesInput::Line::read(const char** to, const char* source,
@@ -87,9 +91,9 @@ int _DamoJsonLinesInput::finish_record(int /*pieces*/) {
   const Line::State state = present->state;
   if (state == Line::BLANK) ++numBlank;
   if (state == Line::BLANK) return SKIP;
-  if (state != Line::GOOD) return handle_error(-1, state == Line::BROKEN);
+  if (state != Line::GOOD) return handle_error(-1, state == Line::BROKEN ? present->fault.c_str() : nullptr);
   recordSize = present->fields.get_count();
-  return recordSize == numFields ? ACCEPT : handle_error(recordSize, false);
+  return recordSize == numFields ? ACCEPT : handle_error(recordSize, nullptr);
 }
 
 char* _DamoJsonLinesInput::get_source_text(AceAttach* at) {

@@ -32,7 +32,7 @@ int _DamoOdbcInput::finish_record(int pieces) {
   if (numFields == pieces - 1) return DamoInput::finish_record(pieces);
   if (numFields == 0) numFields = pieces;
   recordSize = pieces;
-  return pieces == numFields ? ACCEPT : handle_error(pieces, false);
+  return pieces == numFields ? ACCEPT : handle_error(pieces, nullptr);
 }
 
 int _DamoOdbcInput::read_line(VInt* line_num, int /*as_is*/) {

@@ -191,7 +191,7 @@ int _DamoXmlInput::read_line(VInt* line_num, int /*as_is*/) {
     ++lineIdx;
     document->read_fields(lineIdx, fieldPtr);
     recordSize = document->fields.get_count();
-    const int outcome = recordSize == numFields ? ACCEPT : handle_error(recordSize, false);
+    const int outcome = recordSize == numFields ? ACCEPT : handle_error(recordSize, nullptr);
     if (outcome == SKIP) continue;
     if (line_num != nullptr) *line_num = lineIdx;
     if (outcome != ACCEPT) return REJECTED;
