@@ -179,6 +179,30 @@ std::string base_causes(const Settings& settings) {
   return causes;
 }
 
+/// Columns of files of which no field is made.
+std::vector<std::string> unused_columns(const Settings& settings) {
+  std::vector<std::string> unused;
+  for (const SourceSettings& source : settings.sources)
+    if (source.kind != "odbc")
+      for (const std::string& name : SourceColumns(settings, source).get_unused()) unused.push_back(name);
+  return unused;
+}
+
+/// What an earlier build of a source has proposed. The source may look otherwise by now.
+Settings read_kept(const std::string& file) {
+  std::printf("settings: %s", file.c_str());
+  try {
+    Settings settings = read_settings(file);
+    const std::vector<std::string> unused = unused_columns(settings);
+    std::printf("%s\n", unused.empty() ? "" : printable(", without the columns " + listed(unused)).c_str());
+    return settings;
+  } catch (const Failure& failure) {
+    std::printf("\n");
+    throw Failure(std::string(failure.what()) + "\n" + printable(file) +
+                  " is from an earlier build; without it, settings are proposed anew");
+  }
+}
+
 /// Settings, or what is proposed for a source; that is written beside it for the next time.
 Settings settings_of(const std::string& file) {
   const std::string start = file_start(file, 1 << 16);
@@ -186,10 +210,7 @@ Settings settings_of(const std::string& file) {
                           start.starts_with("source ");
   if (isSettings) return read_settings(file);
   const std::string proposed = without_ending(file) + ".settings";
-  if (has_file(proposed)) {
-    std::printf("settings: %s\n", proposed.c_str());
-    return read_settings(proposed);
-  }
+  if (has_file(proposed)) return read_kept(proposed);
   const Settings settings = propose_settings(look_at(file));
   write_file(proposed, write_settings(settings));
   std::printf("settings: %s, proposed from what is in the file\n", proposed.c_str());

@@ -164,6 +164,16 @@ int SourceColumns::find(const Settings& settings, const SourceSettings& source, 
                 refusal("column of the source", column, columnNames));
 }
 
+std::vector<std::string> SourceColumns::get_unused() const {
+  std::vector<bool> areUsed(columnNames.size());
+  for (const std::vector<int>& columns : fieldColumns)
+    for (const int column : columns) areUsed[static_cast<std::size_t>(column)] = true;
+  std::vector<std::string> unused;
+  for (std::size_t i = 0; i < columnNames.size(); ++i)
+    if (!areUsed[i]) unused.push_back(columnNames[i]);
+  return unused;
+}
+
 std::vector<const char*> path_pointers(const SourceSample& sample) {
   return is_path_kind(sample.source.kind) ? pointers(sample.columns) : std::vector<const char*>();
 }

@@ -25,6 +25,8 @@ class SourceColumns {
   const std::vector<int>& of_field(std::size_t field) const { return fieldColumns[field]; }
   /// Of JSON and XML: the path of each column.
   std::vector<const char*> get_paths() const;
+  /// Names of columns that no field has; of paths none.
+  std::vector<std::string> get_unused() const;
 
  private:
   int find(const Settings& settings, const SourceSettings& source, const FieldSettings& field,

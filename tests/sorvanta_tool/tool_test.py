@@ -119,6 +119,14 @@ class Build(ToolTest):
         self.assertNotIn("records:", said)  # these have not changed
         self.assertNotIn("nothing has changed", said)
 
+    def test_a_source_that_looks_otherwise_than_when_its_settings_were_proposed(self):
+        self.people()
+        lines = PEOPLE.splitlines()
+        self.write("people.csv", "".join(f"{line};{end}\n" for line, end in zip(lines, ["Phone", 1, 2, 3, 4])))
+        self.assertIn("settings: people.settings, without the columns Phone\n", self.expect(FOUND, "build", "people.csv").stdout)
+        self.write("people.csv", PEOPLE.replace("Surname", "Name"))
+        self.refuse(["build", "people.csv"], "'Surname' is no column", "people.settings is from an earlier build")
+
     def test_sources_of_all_kinds_become_the_same_base(self):
         people = [("Ann", "Bern"), ("Jürgen", "Köln"), ("Zoe", "Linz")]
         files = {
