@@ -241,6 +241,7 @@ void print_example(const Settings& settings) {
 
 int build(const BuildOptions& options) {
   const Settings settings = settings_of(options.file);
+  const FileLock alone(settings.name);  // the pieces of two builds must not mix
   const std::string target = settings.base + settings.index;
   const BuildMark records(settings.records, record_causes(settings));
   const bool isDatabase = std::any_of(settings.sources.begin(), settings.sources.end(),

@@ -1,5 +1,7 @@
 #include "sorvanta/tool_files.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -41,6 +43,18 @@ void write_file(const std::string& name, const std::string& text) {
   WriteFileCache file(name.c_str());
   file.put_string(text.c_str());
   file.close();
+}
+
+FileLock::FileLock(const std::string& file) : descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
+  if (flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
+  std::fprintf(stderr, "sorvanta: another process works with %s; waiting for its end\n",
+               printable(file).c_str());
+  while (flock(descriptor, LOCK_EX) != 0 && errno == EINTR) {
+  }
+}
+
+FileLock::~FileLock() {
+  if (descriptor >= 0) close(descriptor);
 }
 
 bool has_file(const std::string& name) {

@@ -20,5 +20,17 @@ double file_size(const std::string& name);
 std::string without_ending(const std::string& name);
 /// A name, in the folder of another file unless it is absolute.
 std::string beside(const std::string& file, const std::string& name);
+/// What is made of a file, by one process at a time: another one waits for it, and says so. It ends with the
+/// process, however that ends. Where the file system has no locks nobody waits.
+class FileLock {
+ public:
+  explicit FileLock(const std::string& file);
+  FileLock(const FileLock&) = delete;
+  FileLock& operator=(const FileLock&) = delete;
+  ~FileLock();
+
+ private:
+  int descriptor;
+};
 /// A digest that tells texts apart.
 std::string text_sum(const std::string& text);

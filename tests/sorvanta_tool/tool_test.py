@@ -127,6 +127,17 @@ class Build(ToolTest):
         self.write("people.csv", PEOPLE.replace("Surname", "Name"))
         self.refuse(["build", "people.csv"], "'Surname' is no column", "people.settings is from an earlier build")
 
+    def test_builds_at_the_same_time_wait_for_each_other(self):
+        self.people()
+        rows = "".join(f"Given{i % 97};Surname{i};Street {i};City{i % 89};1985-04-03\n" for i in range(3000))
+        for more in range(3):
+            self.write("people.csv", PEOPLE + rows + "Zoe;Lindt;Weg;Linz;2000-01-01\n" * more)
+            builds = [subprocess.Popen([TOOL, "build", "people.csv"], cwd=self.folder, stdout=subprocess.DEVNULL,
+                                       stderr=subprocess.PIPE, text=True) for _ in range(3)]
+            failures = [said for build in builds for said in [build.communicate()[1]] if build.returncode != FOUND]
+            self.assertEqual(failures, [])
+        self.assertEqual(len(self.rows("find", "people.base", "surname=Lindt")), 2)
+
     def test_sources_of_all_kinds_become_the_same_base(self):
         people = [("Ann", "Bern"), ("Jürgen", "Köln"), ("Zoe", "Linz")]
         files = {
