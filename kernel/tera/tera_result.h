@@ -203,7 +203,8 @@ class SORV_API TeraResult : public AceMerge, public AceCheckType<TeraResult> {
   /// Aliases keep the strings of the entries through which they were found.
   void set_no_alias_strings() { set_state(NO_ALIAS_STRINGS); }
   bool has_no_alias_strings() const { return has_state(NO_ALIAS_STRINGS); }
-  /// The best quality of a candidate that has neither entry nor attribute numbers; 0 for none.
+  /// The best quality of a candidate that has neither entry nor attribute numbers, or that an entry may have
+  /// which is not looked for, whatever the limits; 0 for none.
   void set_best_frequent(int value) { bestFrequent = value; }
   int get_best_frequent() const { return bestFrequent; }
   /// Whether candidates get attribute numbers; with 0, `resolve` only adds strings.

@@ -12,6 +12,7 @@
 #include "oracle/logic_values.h"
 #include "support/logic_samples.h"
 #include "support/record_bases.h"
+#include "tera/tera_query_kinds.h"
 #include "tera/tera_result.h"
 
 namespace {
@@ -79,6 +80,9 @@ struct Form {
     }
     if (isShapedLate) set_shape();
     if (unit->is_filter()) filters |= GrandMask{1} << i;
+    queries.emplace_back(unit->has_compare() ? field->get_base_field()->eval(
+                                                   field->get_query(), field->get_mode(), 0, AceReporter::null())
+                                             : nullptr);
   }
 
   Answers ask(int parts, double limit = 100) {
@@ -114,12 +118,11 @@ struct Form {
   }
 
   int exact_quality(int i, Large record) const {
-    const DareSessionField* const field = config.get_session_field(i);
-    const DastBaseFieldRecall* const recall = field->get_base_field();
+    const DastBaseFieldRecall* const recall = config.get_session_field(i)->get_base_field();
     AceAttach at;
     const Large* ids = nullptr;
     const Large count = recall->get_base_ids(record, &ids, &at);
-    TeraQuery* const query = recall->eval(field->get_query(), field->get_mode(), 0, AceReporter::null());
+    const TeraQueryRef& query = queries[static_cast<std::size_t>(i)];
     int best = count == 0 ? units[static_cast<std::size_t>(i)]->empty_conf() : 0;
     for (Large k = 0; query != nullptr && k < count; ++k) {
       const char* const value = recall->get_string_by_baseid(ids[k], &at);
@@ -127,8 +130,19 @@ struct Form {
                       recall->is_empty_string(ids[k]) ? units[static_cast<std::size_t>(i)]->empty_conf() : 0);
       if (value != nullptr && *value != '\0') best = std::max(best, query->compare(value));
     }
-    if (query != nullptr) query->unref();
     return best;
+  }
+
+  /// A field lists each value that is worth more than the bound of those that it does not list.
+  void expect_bounds() const {
+    for (std::size_t i = 0; i < units.size(); ++i) {
+      if (units[i]->get_graph() == nullptr || queries[i] == nullptr) continue;
+      const std::map<Large, int> hits = hits_of(units[i]);
+      const int bound = std::max(units[i]->get_raw_base(), units[i]->empty_conf());
+      for (Large record = 1; record < base->get_num_records(); ++record)
+        if (hits.count(record) == 0)
+          ASSERT_LE(exact_quality(static_cast<int>(i), record), bound) << record << describe();
+    }
   }
 
   Answers walk() {
@@ -250,6 +264,7 @@ struct Form {
   DareLogicConfig logic;
   oracle::LogicValues values;
   std::vector<DareField*> units;
+  std::vector<TeraQueryRef> queries;
   GrandMask filters = 0;
   int minimum = 0, distance = 255, wanted = 100;
   std::vector<Large> contextIds;
@@ -262,9 +277,12 @@ struct Kind {
   const char* method;
   const char* options;
   std::vector<const char*> shapes;
+  const char* recallOptions = "";
 };
 const std::vector<Kind> KINDS = {{"EDIT", "-filter 0", {"aaaa", "aa", "aaaaaaa", ""}},
                                  {"WORDS", "-skip 100", {"aa aaa", "aaaa", ""}},
+                                 {"WORDS", "-skip 20", {"aa aaa", "a aaaa", "a aa", "a", ""}},
+                                 {"WORDS", "-skip 100", {"a aaa aa", "aa aaa"}, "-num_cands 3"},
                                  {"AUTO", "", {"aaaa", "aaa", ""}},
                                  {"DATE", "", {"9.9.1989", "1989", "19.9.1989"}},
                                  {"DOUBLE", "", {"9.9", "99", ""}},
@@ -301,6 +319,7 @@ std::vector<FieldPlan> plans_of(std::mt19937* random, unsigned count, std::vecto
       kind_of->push_back(&KINDS[(*random)() % KINDS.size()]);
       plan.method = kind_of->back()->method;
       plan.buildOptions = kind_of->back()->options;
+      plan.recallOptions = kind_of->back()->recallOptions;
     }
     plans.push_back(plan);
   }
@@ -324,6 +343,8 @@ TEST(DareEvaluate, EqualsAWalkOverAllRecords) {
     ASSERT_NE(base, nullptr);
     for (unsigned i = 0; i < (isLarge ? 6 : 30); ++i) {
       Form form(seed * 100 + i, base.get(), table);
+      form.expect_bounds();
+      ASSERT_FALSE(testing::Test::HasFatalFailure());
       const Answers expected = form.walk();
       const Answers found = form.ask(1);
       AceTracer::set("DEEPEN_ALWAYS", 1);

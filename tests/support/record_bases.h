@@ -29,6 +29,7 @@ struct FieldPlan {
   std::string collation = {};
   std::string method = "EDIT";
   std::string buildOptions = "-filter 0";
+  std::string recallOptions = {};
   std::string globalAliases = {};  // lines of an alias file
   std::string antiAliases = {};
   int abstraction = -1;
@@ -88,6 +89,7 @@ inline std::unique_ptr<DastBase> declare_base(const Table& table, const TempFold
     if (field.type.find("NONE") != std::string::npos) continue;
     std::unique_ptr<DastBaseMethod> method(MagicConstructor<DastBaseMethod>::create(field.method.c_str()));
     method->configure_build_options(field.buildOptions.c_str(), &letter_map());
+    if (!field.recallOptions.empty()) method->configure_recall_options(field.recallOptions.c_str());
     base->configure_field(field.name.c_str(), method.release());
   }
   return base;

@@ -98,12 +98,17 @@ TeraScanGraph* DastBaseField::multi_parts_scan(const std::vector<std::string>& p
   auto merged = std::make_unique<TeraResult>(whole.c_str(), found[0]);
   merged->set_flags(found[0]);
   int next = 0;
-  for (const TeraResult* result : found) next = std::max(next, result->next_value());
+  int frequent = 0;
+  for (const TeraResult* result : found) {
+    next = std::max({next, result->next_value(), result->get_min_value() - 1});
+    frequent = std::max(frequent, result->get_best_frequent());
+  }
   const TeraQueryRef query(
       TeraQuery::create_merge_query(static_cast<int>(found.size()), found.data(), nullptr));
   if (merged->merge_by_string(static_cast<int>(found.size()), found.data()) < 0) return nullptr;
   merged->add_query(query.get(), 1);
   merged->set_next_value(std::max(merged->next_value(), next));
+  merged->set_best_frequent(frequent);
   auto* graph = new TeraScanGraph(merged.get(), whole.c_str(), TeraScanGraph::NO_ORIGIN);
   static_cast<void>(merged.release());
   return graph;

@@ -36,7 +36,10 @@ void MultiRecall::limit(const TeraResult& result) {
   VInt better = 0;
   int least = best;
   for (int quality = best; quality >= 0 && quality >= best - result.get_max_dist(); --quality) {
-    if (counts[quality] > 0 && better >= result.get_num_cands()) break;
+    if (counts[quality] > 0 && better >= result.get_num_cands()) {
+      mostLeft = std::max(mostLeft, quality);
+      break;
+    }
     better += counts[quality];
     least = quality;
   }

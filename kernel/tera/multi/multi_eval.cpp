@@ -325,6 +325,12 @@ VInt TeraMultiEval::least_weight_of_any(int min_value) const {
   return least;
 }
 
+int TeraMultiEval::least_tokens(Large key) const {
+  AceAttach at;
+  const char* const word = index.get_word(key, &at);
+  return word != nullptr ? std::max(lineRules.count_tokens(word), 1) : 1;
+}
+
 TeraMultiEval::Score TeraMultiEval::score(const char* line, bool measured) {
   if (measured && isPartial) find_words(0, nullptr);
   if (measured && !areRowsComplete) know_all_words();

@@ -93,6 +93,9 @@ class TeraMultiEval {
   /// The same for a line of any length.
   VInt least_weight_of_any(int min_value) const;
 
+  /// The tokens of a key, or fewer.
+  int least_tokens(Large key) const;
+
   /// What a line is worth. With `measured`, words that the recall did not find are measured, too.
   Score score(const char* line, bool measured);
   /// Whether words are keys, so that numbers of words tell what a line of the index is worth: without its

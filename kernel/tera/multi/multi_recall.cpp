@@ -37,7 +37,9 @@ int MultiRecall::run(TeraResult* result, AceReporter* rep) {
   skipped = index.skip_list();
   const int best = wants_few(*result) ? find_best(*result, rep) : 0;
   if (best < 0 || (best == 0 && find_all(result, rep) < 0)) return -1;
+  result->set_best_frequent(std::max(result->get_best_frequent(), mostSkipped));
   limit(*result);
+  result->set_next_value(std::max(result->next_value(), mostLeft));
   refine(result);
   return fill(result);
 }
@@ -53,8 +55,11 @@ bool MultiRecall::wants_few(const TeraResult& result) const {
 int MultiRecall::find_best(const TeraResult& result, AceReporter* rep) {
   if (multiEval->find_words(NEARLY_PERFECT, rep) < 0)
     return ace_error(__FILE__, __LINE__, "multiEval->find_words(min_value, rep)", -1, 0, -1);
-  if (find_lines(result, NEARLY_PERFECT) >= 0 && static_cast<VInt>(found.size()) >= result.get_num_cands())
+  if (find_lines(result, NEARLY_PERFECT) >= 0 &&
+      static_cast<VInt>(found.size()) >= result.get_num_cands()) {
+    mostLeft = std::max(mostLeft, NEARLY_PERFECT - 1);
     return 1;
+  }
   forget();
   return 0;
 }
@@ -100,6 +105,7 @@ void MultiRecall::forget() {
   scratch->reset();
   found.clear();
   openWeight = 0;
+  mostSkipped = mostLeft = 0;
   std::fill(std::begin(cachedMinWeight), std::end(cachedMinWeight), 0);
 }
 
@@ -203,10 +209,34 @@ void MultiRecall::sweep() {
     // A line that a finder has by a skip word alone is found by any other word of the query.
     for (const Tiny unit : order) mark_found(unit);
     for (std::size_t i = 0; i < numFinders; ++i) sweep_found(order[i]);
+    mostSkipped = most_of_skip_words();
   } else {
     for (std::size_t i = 0; i < numFinders; ++i) sweep_all(order[i]);
   }
   sweep_rest({order.begin() + static_cast<VInt>(numFinders), order.end()});
+}
+
+/// What a line is worth at most that no other words find than skip words. A short line has no room for all
+/// that they bring; one that is longer than the query is worth no more than one as long.
+int MultiRecall::most_of_skip_words() const {
+  VInt weight = 0;
+  VInt weightPerToken = 0;
+  for (const Tiny unit : order) {
+    VInt best = 0;
+    for (const auto& hit : multiEval->get_hits(unit - 1U)) {
+      if (!is_skipped(hit.key)) continue;
+      const VInt share = share_of(unit, hit).weight;
+      const VInt tokens = multiEval->least_tokens(hit.key);
+      best = std::max(best, share);
+      weightPerToken = std::max(weightPerToken, (share + tokens - 1) / tokens);
+    }
+    weight += best;
+  }
+  const int queryTokens = multiEval->get_query().num_tokens();
+  int most = multiEval->most_value_of(weight, queryTokens);
+  for (int tokens = 1; tokens < queryTokens; ++tokens)
+    most = std::max(most, multiEval->most_value_of(std::min(weight, weightPerToken * tokens), tokens));
+  return most;
 }
 
 /// Units that find no lines: in their lists, or, where these are much longer than the lines found, and for
@@ -342,7 +372,10 @@ bool MultiRecall::collect(const TeraResult& result, int min_value) {
   int best = 0;
   auto next = promised.begin();
   for (int most = TeraEval::PERFECT; most >= min_value; --most) {
-    if (better >= result.get_num_cands() || most < best - result.get_max_dist()) return true;
+    if (better >= result.get_num_cands() || most < best - result.get_max_dist()) {
+      if (next != promised.end()) mostLeft = next->most;
+      return true;
+    }
     const auto end =
         std::find_if(next, promised.end(), [most](const Promise& one) { return one.most < most; });
     if (end - promised.begin() > mostMeasured) return false;

@@ -84,6 +84,7 @@ class MultiRecall {
   void count_finders(int min_value);
   int find_late();
   void sweep();
+  int most_of_skip_words() const;
   void sweep_rest(std::span<const Tiny> units);
   VInt most_weight(Tiny unit) const;
   void sweep_all(Tiny unit);
@@ -133,6 +134,8 @@ class MultiRecall {
   bool needsEnds = false;
   bool doesMatch = false;  // units get into each other's way in lines without a shared word, too
   VInt openWeight = 0;     // the most that units bring that are not looked up
+  int mostLeft = 0;        // the most that a line is worth that is left out
+  int mostSkipped = 0;     // the most that a line is worth that skip words did not find
   std::vector<Promise> promised;
   std::vector<Found> found;
   std::string lineText;

@@ -137,7 +137,7 @@ int TeraResult::raise(int value) {
   for (int worse = minValue; worse < value; ++worse) {
     if (group_at(worse) == nullptr) continue;
     removed += remove_group(worse);
-    nextValue = worse;
+    nextValue = std::max(nextValue, worse);
   }
   minValue = std::max(minValue, value);
   return removed;
@@ -181,9 +181,10 @@ void TeraResult::keep_dist() {
 /// The worst group has the most candidates above it.
 void TeraResult::keep_budget() {
   for (TeraCandGroup* worst; (worst = worst_group()) != nullptr && numHeld - worst->numCands >= numCands;) {
-    nextValue = worst->candValue;
-    remove_group(nextValue);
-    minValue = nextValue + 1;
+    const int value = worst->candValue;
+    remove_group(value);
+    minValue = value + 1;
+    nextValue = std::max(nextValue, value);
   }
 }
 
