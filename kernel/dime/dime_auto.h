@@ -31,7 +31,9 @@
 ///     FS_DETECT, FS_COMPLETE   runs of words of a text, with the last word unfinished
 ///     others                                          LEVENSHTEIN      MAXIMUM
 ///
-/// Query objects allow transpositions exactly when look-ups do not. That is the system's behaviour.
+/// Query objects allow transpositions exactly when look-ups do not. That is the system's behaviour. Where
+/// they may give a value more than a look-up does (`measures_alike`), so in DETECT, results say that what is
+/// not listed may be worth anything (`TeraResult::get_best_frequent`).
 ///
 /// Values that the map does not tell apart are one item. Items are numbered in sorted order; item 0 is the
 /// empty value. An index that serves strings is only built of values that are in the form that the map gives
@@ -138,6 +140,7 @@ class SORV_API DimeAutoMethod : public DimeMethod<DimeAutoMethod, DimeAutoRecall
 
  private:
   int lookup_options() const;
+  bool measures_alike(DastOptions::Call call) const;
   int recall(DastOptions::Call call, TeraResult* result, AceReporter* rep) const;
   TeraScanGraph* detect(DastOptions::Call call, const char* text) const;
   int make_index(TeraReader* reader, AceReporter* rep, const char* filename);

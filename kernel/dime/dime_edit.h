@@ -21,7 +21,7 @@
 ///     eval_type        string  LEVENSHTEIN  WILDCARD  PREFIX   COVER    of the row           option
 ///     eval_model       string  REDUNDANT    MAXIMUM   SHORT    LONG     of the row           option
 ///     no_transpose     flag              option     option     option   of the row           option
-///     orig_weight      int     50        option     option     option   100 if the row has no phonetics
+///     orig_weight      int     50        100        option     option   100 if the row has no phonetics
 ///     no_glob          flag              no operators in queries
 ///     allow_wildcards  flag              query objects take operators as wildcards
 ///     subset_cont      flag              COMPLETE keeps an eval_type of SUBSET, SUPERSET or BLOCKEDIT

@@ -19,7 +19,8 @@
 ///     filling of query option     off       option  option               option   option
 ///
 /// where a row is one of dime_detect_settings.h. Query objects fill what they compare, and are made of the
-/// options as configured: they differ from look-ups in COMPLETE, DETECT and DETECT0.
+/// options as configured: they differ from look-ups in COMPLETE, DETECT and DETECT0. Where they may give a
+/// value more, results say that what is not listed may be worth anything (`TeraResult::get_best_frequent`).
 ///
 /// With "allow_wildcards", and always in EXACT, '*' stands for any run of digits in a query and '?' for one
 /// digit. Such a query is not filled, and is compared with values without their filling: 47*1 finds 4711 and

@@ -34,7 +34,8 @@
 /// errors; FS_DETECT and FS_COMPLETE the codes in a text; others codes within the errors. Wherever a single
 /// code is compared, its quality is that of the query object; candidates are looked up without limits, and
 /// cut by those of the options afterwards. The query object of EXACT takes the code only: whether there is
-/// none, so that codes count that begin so, the index knows.
+/// none, so that codes count that begin so, the index knows. Results say what a code may be worth that is not
+/// looked up, as it has more errors (`TeraResult::get_best_frequent`); to words of a text (DETECT) anything.
 ///
 /// Codes with zeros in front are also kept without, as aliases. Items are numbered in sorted order, those of
 /// aliases included; item 0 is the empty value. `make` for an index that serves strings returns -2, and names
@@ -126,6 +127,8 @@ class SORV_API PostCodeQuery : public TeraQuery {
   int compare(const char* entry) override;
   using TeraQuery::compare;
   bool equals(const char* entry) const override;
+  /// The most that a code may be worth that lies more edits away.
+  int most_beyond(int edits) const;
 
  private:
   using Position = std::bitset<256>;
@@ -141,6 +144,7 @@ class SORV_API PostCodeQuery : public TeraQuery {
   Score align(const Token* entry, int length, bool padded);
   bool accepts(int pos, Token token, bool padded) const;
   bool is_same(const Token* entry, int length, bool padded) const;
+  int most_of_length(int length, int missing) const;
 
   const TeraMap* teraMap;
   DimePostCodeRecallOptions opts;
@@ -185,6 +189,7 @@ class SORV_API DimePostCodeMethod : public DimeMethod<DimePostCodeMethod, DimePo
 
  private:
   int lookup_options() const;
+  int most_unseen(DastOptions::Call call, const PostCodeQuery& query) const;
   int recall(DastOptions::Call call, TeraResult* result, AceReporter* rep) const;
   int find_exact(TeraResult* result) const;
   std::unique_ptr<TeraResult> reevaluate(TeraResult* result) const;

@@ -75,14 +75,17 @@ struct Form {
         table.records[pick(static_cast<unsigned>(table.records.size()))][static_cast<std::size_t>(i)];
     if (query.size() > 2 && pick(2) == 0) query[pick(static_cast<unsigned>(query.size()))] = 'a';
     if (!query.empty() && pick(8) != 0) {
-      field->sync_query(query.c_str(), pick(5) == 0 ? DastOptions::EXACT : DastOptions::APPROX, 0, nullptr);
+      static constexpr DastOptions::Call CALLS[] = {DastOptions::EXACT, DastOptions::COMPLETE,
+                                                    DastOptions::DETECT, DastOptions::DETECT0};
+      field->sync_query(query.c_str(), pick(2) == 0 ? CALLS[pick(4)] : DastOptions::APPROX, 0, nullptr);
       EXPECT_EQ(field->process_fixed_query(nullptr, AceReporter::null()), 0);
     }
     if (isShapedLate) set_shape();
     if (unit->is_filter()) filters |= GrandMask{1} << i;
-    queries.emplace_back(unit->has_compare() ? field->get_base_field()->eval(
-                                                   field->get_query(), field->get_mode(), 0, AceReporter::null())
-                                             : nullptr);
+    queries.emplace_back(
+        unit->has_compare()
+            ? field->get_base_field()->eval(field->get_query(), field->get_mode(), 0, AceReporter::null())
+            : nullptr);
   }
 
   Answers ask(int parts, double limit = 100) {
@@ -280,17 +283,20 @@ struct Kind {
   const char* recallOptions = "";
 };
 const std::vector<Kind> KINDS = {{"EDIT", "-filter 0", {"aaaa", "aa", "aaaaaaa", ""}},
+                                 {"EDIT", "-phonetics SOUNDEX", {"aaaaa"}},
                                  {"WORDS", "-skip 100", {"aa aaa", "aaaa", ""}},
                                  {"WORDS", "-skip 20", {"aa aaa", "a aaaa", "a aa", "a", ""}},
                                  {"WORDS", "-skip 100", {"a aaa aa", "aa aaa"}, "-num_cands 3"},
+                                 {"WORDS", "-use_auto", {"aaaaaaaa aa", "aaaaaaaa"}, "-single_maxedit 1"},
                                  {"AUTO", "", {"aaaa", "aaa", ""}},
+                                 {"AUTO", "-phonetics SOUNDEX", {"aaaaaaaaa", "aaaa"}, "-max_edit 1"},
                                  {"DATE", "", {"9.9.1989", "1989", "19.9.1989"}},
                                  {"DOUBLE", "", {"9.9", "99", ""}},
                                  {"DOUBLE", "-secondary", {"9.9", "99"}},
                                  {"DIRECT", "", {"99", "999", ""}},
                                  {"DIRECT", "-secondary", {"99", "999"}},
                                  {"NUMBER", "", {"999", "99999", ""}},
-                                 {"POSTCODE", "", {"99999", "9999", ""}},
+                                 {"POSTCODE", "", {"99999", "9999", "9999999", ""}},
                                  {"UUID", "-sorted", {"6ba7b8109dad41d180b400c04fd43099", ""}},
                                  {"PREMISE", "", {"9", "19a", "9-29"}},
                                  {"GEOMETRIC", "", {"900,900", "1900,90"}}};

@@ -235,9 +235,10 @@ int DareField::raw_bound(const TeraScanGraph* graph, DastOptions::Call call) con
     for (const auto* edge = graph->get_node(node)->get_first_edge(); edge != nullptr;
          edge = edge->get_next()) {
       const TeraResult* const result = edge->get_result();
-      if (result != nullptr)
-        bound =
-            std::max({bound, result->next_value(), result->get_min_value() - 1, result->get_best_frequent()});
+      if (result == nullptr) continue;
+      bound =
+          std::max({bound, result->next_value(), result->get_min_value() - 1, result->get_best_frequent()});
+      if (result->is_unreliable()) bound = 255;
     }
   if (asked->isExact) bound = 0;
   const bool isPartial = bField != nullptr && (bField->get_type() & DastFieldFlags::IS_PARTIAL) != 0;

@@ -1,5 +1,7 @@
 #include "dime/dime_auto.h"
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 
 #include "ace/ace_error.h"
@@ -105,7 +107,19 @@ TeraScanGraph* DimeAutoMethod::lookup(const char* query, DastOptions::Call call,
   auto result = std::make_unique<TeraResult>(query, recallOpts.get_min_value(), recallOpts.get_num_cands(),
                                              recallOpts.get_max_dist(), nullptr);
   if (recall(call, result.get(), rep) < 0) return nullptr;
+  if (!measures_alike(call)) result->set_best_frequent(TeraEval::PERFECT);
   return dime_graph_of(std::move(result), query);
+}
+
+/// Whether query objects give no value more than look-ups do, although they swap where these do not: in these
+/// modes nothing is more alike without swaps.
+bool DimeAutoMethod::measures_alike(DastOptions::Call call) const {
+  static constexpr TeraEval::Mode MODES[] = {TeraEval::LEVENSHTEIN, TeraEval::PREFIX, TeraEval::EXTEND,
+                                             TeraEval::FACTOR,      TeraEval::COVER,  TeraEval::MID,
+                                             TeraEval::SEQ};
+  if (call == DastOptions::EXACT) return true;
+  return call != DastOptions::DETECT && !recallOpts.get_no_transpose() &&
+         std::find(std::begin(MODES), std::end(MODES), recallOpts.get_eval_mode(call)) != std::end(MODES);
 }
 
 int DimeAutoMethod::recall(DastOptions::Call call, TeraResult* result, AceReporter* rep) const {

@@ -138,6 +138,7 @@ TeraResult* DimePostCodeMethod::scan(DastOptions::Call call, const char* query, 
         autoStruct.recall_s(result.get(), TeraEval::MAXIMUM, lookup_options(), recallOpts.get_auto_max_edit(),
                             TeraAutoRecall::NO_PHONETICS, nullptr, nullptr);
     result->remove_no_info_cands();
+    result->set_best_frequent(TeraEval::PERFECT);  // words are measured by their errors
     if (rc >= 0) return result.release();
     ace_error_msg(__FILE__, __LINE__,
                   "autoStruct.recall_s(result, model, options, max_edit, 100, nullptr, nullptr)", rc);
@@ -145,7 +146,19 @@ TeraResult* DimePostCodeMethod::scan(DastOptions::Call call, const char* query, 
   }
   TeraResult found(query, 0, TeraResult::MAX_CANDS, TeraResult::MAX_VALUE, nullptr);
   if (recall(call, &found, rep) < 0) return nullptr;
-  return reevaluate(&found).release();
+  std::unique_ptr<TeraResult> result = reevaluate(&found);
+  result->set_best_frequent(most_unseen(call, PostCodeQuery(query, get_map(), recallOpts)));
+  return result.release();
+}
+
+/// What a code may be worth that is not looked up: more edits away, or of another length.
+int DimePostCodeMethod::most_unseen(DastOptions::Call call, const PostCodeQuery& query) const {
+  const int restricted = recallOpts.get_restricted_length();
+  const int edits = std::max(recallOpts.get_auto_max_edit(), 0);
+  if (restricted > 0) return query.most_beyond(std::min(edits, restricted));
+  const bool countsEdits =
+      call == DastOptions::COMPLETE || recallOpts.get_eval_mode() == TeraEval::LEVENSHTEIN;
+  return countsEdits ? query.most_beyond(edits) : TeraEval::PERFECT;
 }
 
 int DimePostCodeMethod::find_exact(TeraResult* result) const {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <numeric>
 
 #include "dime/dime_postcode.h"
 #include "tera/tera_map.h"
@@ -64,6 +65,31 @@ bool PostCodeQuery::is_same(const Token* entry, int length, bool padded) const {
   int pos = 0;
   while (pos < end && accepts(pos, entry[pos], padded)) ++pos;
   return pos == end;
+}
+
+/// At least as many positions as edits differ; but where the query gets a zero in front one may be that.
+int PostCodeQuery::most_beyond(int edits) const {
+  const int length = static_cast<int>(positions.size());
+  if (!isGiven || is_pattern()) return 0;
+  if (length == 0 || opts.get_leven_comp() || length + edits >= MAX_POSITIONS) return TeraEval::PERFECT;
+  const int padded = length + 1 == opts.get_expected_len() ? most_of_length(length + 1, edits) : 0;
+  return std::max(padded, most_of_length(length, edits + 1));
+}
+
+/// Codes that miss as many positions of a query of that length, or go on behind it for some of them.
+int PostCodeQuery::most_of_length(int length, int missing) const {
+  std::vector<VInt> weights;
+  for (int pos = 0; pos < length; ++pos) weights.push_back(opts.get_weight(pos));
+  VInt total = std::accumulate(weights.begin(), weights.end(), VInt{0});
+  std::sort(weights.begin(), weights.end());
+  VInt most = 0;
+  for (int behind = 0; behind <= missing; ++behind) {
+    const VInt first = std::min(missing - behind, length);
+    const VInt matched = std::accumulate(weights.begin() + first, weights.end(), VInt{0});
+    if (total > 0) most = std::max(most, TeraEval::PERFECT * matched / total);
+    total += opts.get_weight(length + behind);
+  }
+  return static_cast<int>(most);
 }
 
 PostCodeQuery::Score PostCodeQuery::compare_positions(const Token* entry, int length, bool padded) const {

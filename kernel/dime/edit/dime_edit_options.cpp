@@ -135,7 +135,7 @@ bool DimeEditRecallOptions::get_no_transpose(DastOptions::Call call) const {
 int DimeEditRecallOptions::get_orig_weight(DastOptions::Call call) const {
   int phonetics = 1;
   adjust_edit_detect_options(call, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &phonetics);
-  return phonetics != 0 ? origWeight : FULL_WEIGHT;
+  return phonetics != 0 && call != DastOptions::EXACT ? origWeight : FULL_WEIGHT;
 }
 
 // ---------------------------------------------------------------- persistence

@@ -70,6 +70,27 @@ bool has_wildcard(const char* text) {
   return std::strpbrk(text, WILDCARDS) != nullptr;
 }
 
+/// How query objects measure: as configured, whatever look-ups make of most calls.
+struct Measure {
+  Measure(DastOptions::Call call, const DimeNumberRecallOptions& configured)
+      : mode(configured.get_eval_algorithm()), model(configured.get_eval_model()) {
+    int transpose = configured.get_do_transpose() ? 1 : 0;
+    adjust_edit_detect_options(call, &mode, &model, nullptr, nullptr, nullptr, &transpose, nullptr);
+    if (call == DastOptions::EXACT) mode = TeraEval::EXACT;
+    hasSwaps = transpose != 0 && call != DastOptions::EXACT;
+  }
+  /// Whether it gives no value more than a look-up does.
+  bool is_within(const DimeNumberRecallOptions& lookup) const {
+    const bool isLess = model == TeraEval::MAXIMUM && lookup.get_eval_model() == TeraEval::ENTRY;
+    return mode == lookup.get_eval_algorithm() && (model == lookup.get_eval_model() || isLess) &&
+           (!hasSwaps || lookup.get_do_transpose());
+  }
+
+  TeraEval::Mode mode;
+  TeraEval::Model model;
+  bool hasSwaps;
+};
+
 /// Lines with their values filled; notes the first value that the index cannot keep.
 class LeadingReader : public TeraReader {
  public:
@@ -212,18 +233,11 @@ TeraQuery* DimeNumberMethod::eval(DastOptions::Call call, const char* query, Ace
   const bool takesWildcards = recallOpts.get_allow_wildcards() || call == DastOptions::EXACT;
   if (takesWildcards && has_wildcard(query))
     return new LeadingQuery(bare_pattern(query), TeraEval::WILDCARD, TeraEval::QUERY, 0, true, this);
-  TeraEval::Mode mode = recallOpts.get_eval_algorithm();
-  TeraEval::Model model = recallOpts.get_eval_model();
-  int transpose = recallOpts.get_do_transpose() ? 1 : 0;
-  adjust_edit_detect_options(call, &mode, &model, nullptr, nullptr, nullptr, &transpose, nullptr);
-  if (call == DastOptions::EXACT) {
-    mode = TeraEval::EXACT;
-    transpose = 0;
-  }
+  const Measure measure(call, recallOpts);
   AceAttach at;
   const char* filled = recallOpts.get_no_normalization() ? query : add_leading(query, &at);
-  const int options = TeraEdit::NO_OPERATORS | (transpose != 0 ? TeraEdit::TRANSPOSE : 0);
-  return new LeadingQuery(filled, mode, model, options, false, this);
+  const int options = TeraEdit::NO_OPERATORS | (measure.hasSwaps ? TeraEdit::TRANSPOSE : 0);
+  return new LeadingQuery(filled, measure.mode, measure.model, options, false, this);
 }
 
 TeraScanGraph* DimeNumberMethod::lookup(const char* query, DastOptions::Call call, AceReporter* rep) const {
@@ -249,6 +263,9 @@ TeraScanGraph* DimeNumberMethod::lookup(const char* query, DastOptions::Call cal
                   "editStruct.recall(result, eval_mode, eval_model, 0, 0, options, 100, rep)", rc);
     return nullptr;
   }
+  const bool isFilledAlike = options.get_no_normalization() == recallOpts.get_no_normalization();
+  if (!isPattern && (!isFilledAlike || !Measure(call, recallOpts).is_within(options)))
+    result->set_best_frequent(TeraEval::PERFECT);
   result->add_query(tquery.get(), 1);
   return dime_resolved_graph(std::move(result), query);
 }

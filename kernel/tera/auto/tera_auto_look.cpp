@@ -145,6 +145,20 @@ bool TeraAutoLook::look() {
   return isWhole;
 }
 
+int TeraAutoLook::most_beyond() const {
+  Halves halves{};
+  return halves_of(evalMode, &halves)
+             ? std::max(most_beyond(ends_of(halves.shorter)), most_beyond(ends_of(halves.others)))
+             : most_beyond(ends_of(evalMode));
+}
+
+int TeraAutoLook::most_beyond(const TeraAutoEnds& ends) const {
+  int most = 0;
+  for (int n = std::max(pair.forward.autoData->get_longest_path(), queryLength); n > 0; --n)
+    most = std::max(most, quality(ends, n, maxEdit + 1));
+  return most;
+}
+
 bool TeraAutoLook::look_in(TeraAutoEnds ends, int len_min, int len_max) {
   limit_lengths(ends, &len_min, &len_max);
   if (len_min > len_max) return true;

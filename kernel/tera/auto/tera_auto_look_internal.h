@@ -24,6 +24,8 @@ class TeraAutoLook {
   void set_options(int options, int max_edit, int restrict_len, bool goes_on = false);
   /// For modes of edits. False when the budget ended before the walk.
   bool look();
+  /// The most that an entry of more edits may be worth.
+  int most_beyond() const;
   /// For patterns.
   bool match();
 
@@ -38,6 +40,7 @@ class TeraAutoLook {
   void limit_lengths(const TeraAutoEnds& ends, int* len_min, int* len_max) const;
   int useful_edits(const TeraAutoEnds& ends, int len_min, int len_max) const;
   int quality(const TeraAutoEnds& ends, int positions, int distance) const;
+  int most_beyond(const TeraAutoEnds& ends) const;
   template <class Bits>
   bool walk_both(TeraAutoAsk ask);
   template <class Bits>

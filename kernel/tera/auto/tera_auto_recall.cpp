@@ -224,6 +224,9 @@ int TeraAutoRecall::look(const Request& asked) const {
   lookUp.set_options(request.options, request.maxEdit, request.restrictLen, request.goesOn);
   if (!lookUp.look()) result->set_unreliable();
   const bool isHeard = phoneAuto.forward && request.percent < NO_PHONETICS;
+  // What is spelt alike may be left out for its sound.
+  const int mostUnseen = isHeard ? TeraEval::PERFECT : lookUp.most_beyond();
+  result->set_best_frequent(std::max(result->get_best_frequent(), mostUnseen));
   const MixedDist dist(result, isHeard);
   for (const auto& hit : lookUp.hits)
     if (result->accept(hit.quality)) result->add(hit.quality, hit.index);

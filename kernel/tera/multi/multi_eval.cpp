@@ -69,6 +69,7 @@ void TeraMultiEval::split(const char* query) {
 void TeraMultiEval::forget_words() {
   hits.assign(queryParts.get_units().size(), {});
   leastQualities.assign(hits.size(), recallAsk.singleMinQual);
+  mostBeyond.assign(hits.size(), 0);
   areRowsComplete = !isByNumber;
   rows.start(hits.size());
   keyRows.start(hits.size(), 0);
@@ -191,6 +192,8 @@ int TeraMultiEval::find_key(std::size_t unit, const char* text, TeraEval::Mode m
   if (index.recall_word(&result, mode, model, recallAsk, tokens > 0, rep) < 0)
     return ace_error(__FILE__, __LINE__, "recall_word(result, mode, model)", -1, 0, -1);
   isUnreliable = isUnreliable || result.is_unreliable();
+  if (const int beyond = result.get_best_frequent(); beyond >= recallAsk.singleMinQual)
+    mostBeyond[unit] = std::max(mostBeyond[unit], beyond);
   // The beginnings of one token are found as a pattern, which gives all the same quality.
   const bool isPattern = mode == TeraEval::PREFIX && queryRules.count_tokens(text) == 1;
   TeraQuery* const query = isPattern ? result.get_query() : nullptr;

@@ -93,6 +93,8 @@ class TeraMultiEval {
   /// The same for a line of any length.
   VInt least_weight_of_any(int min_value) const;
 
+  /// The most that a word is worth to the unit that is not looked up, as it has too many errors; 0 for none.
+  int most_beyond(std::size_t unit) const { return mostBeyond[unit]; }
   /// The tokens of a key, or fewer.
   int least_tokens(Large key) const;
 
@@ -166,6 +168,7 @@ class TeraMultiEval {
   std::string queryString;
   std::vector<std::vector<Hit>> hits;  // per unit, best first
   std::vector<int> leastQualities;     // per unit: of its hits
+  std::vector<int> mostBeyond;         // per unit: of words that are not looked up
   bool isPartial = true;
   std::vector<std::size_t> allUnits;
   std::vector<std::size_t> deferred;  // units that wait

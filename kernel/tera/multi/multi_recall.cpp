@@ -37,7 +37,7 @@ int MultiRecall::run(TeraResult* result, AceReporter* rep) {
   skipped = index.skip_list();
   const int best = wants_few(*result) ? find_best(*result, rep) : 0;
   if (best < 0 || (best == 0 && find_all(result, rep) < 0)) return -1;
-  result->set_best_frequent(std::max(result->get_best_frequent(), mostSkipped));
+  result->set_best_frequent(std::max({result->get_best_frequent(), mostSkipped, most_of_words_beyond()}));
   limit(*result);
   result->set_next_value(std::max(result->next_value(), mostLeft));
   refine(result);
@@ -55,8 +55,7 @@ bool MultiRecall::wants_few(const TeraResult& result) const {
 int MultiRecall::find_best(const TeraResult& result, AceReporter* rep) {
   if (multiEval->find_words(NEARLY_PERFECT, rep) < 0)
     return ace_error(__FILE__, __LINE__, "multiEval->find_words(min_value, rep)", -1, 0, -1);
-  if (find_lines(result, NEARLY_PERFECT) >= 0 &&
-      static_cast<VInt>(found.size()) >= result.get_num_cands()) {
+  if (find_lines(result, NEARLY_PERFECT) >= 0 && static_cast<VInt>(found.size()) >= result.get_num_cands()) {
     mostLeft = std::max(mostLeft, NEARLY_PERFECT - 1);
     return 1;
   }
@@ -217,7 +216,7 @@ void MultiRecall::sweep() {
 }
 
 /// What a line is worth at most that no other words find than skip words. A short line has no room for all
-/// that they bring; one that is longer than the query is worth no more than one as long.
+/// that they bring.
 int MultiRecall::most_of_skip_words() const {
   VInt weight = 0;
   VInt weightPerToken = 0;
@@ -232,10 +231,30 @@ int MultiRecall::most_of_skip_words() const {
     }
     weight += best;
   }
+  return most_of_weight(weight, weightPerToken);
+}
+
+/// What a line is worth at most that has a word which is not looked up, and any other ones.
+int MultiRecall::most_of_words_beyond() const {
+  const auto weight_of = [this](Tiny unit) {
+    return VInt{multiEval->get_query().get_units()[unit - 1U].tokens} * multiEval->most_beyond(unit - 1U);
+  };
+  VInt most = 0;  // of all units
+  for (const Tiny unit : order) most += std::max(most_weight(unit), weight_of(unit));
+  int value = 0;
+  for (const Tiny unit : order)
+    if (const VInt weight = weight_of(unit); weight > 0)
+      value = std::max(value, most_of_weight(most - std::max(most_weight(unit) - weight, VInt{0}), most));
+  return value;
+}
+
+/// What a line of any length is worth at most by that weight, of which each of its tokens brings some. One
+/// that is longer than the query is worth no more than one as long.
+int MultiRecall::most_of_weight(VInt weight, VInt weight_per_token) const {
   const int queryTokens = multiEval->get_query().num_tokens();
   int most = multiEval->most_value_of(weight, queryTokens);
   for (int tokens = 1; tokens < queryTokens; ++tokens)
-    most = std::max(most, multiEval->most_value_of(std::min(weight, weightPerToken * tokens), tokens));
+    most = std::max(most, multiEval->most_value_of(std::min(weight, weight_per_token * tokens), tokens));
   return most;
 }
 

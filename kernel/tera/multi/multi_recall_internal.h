@@ -85,6 +85,8 @@ class MultiRecall {
   int find_late();
   void sweep();
   int most_of_skip_words() const;
+  int most_of_words_beyond() const;
+  int most_of_weight(VInt weight, VInt weight_per_token) const;
   void sweep_rest(std::span<const Tiny> units);
   VInt most_weight(Tiny unit) const;
   void sweep_all(Tiny unit);
