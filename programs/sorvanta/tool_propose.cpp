@@ -9,6 +9,7 @@
 #include "dime/dime_date_text.h"
 #include "sorvanta/tool_files.h"
 #include "sorvanta/tool_source.h"
+#include "tera/tera_map_config.h"
 #include "tera/tera_utf.h"
 
 namespace {
@@ -70,24 +71,6 @@ const char* date_format(const Values& values) {
       return name;
   }
   return nullptr;
-}
-
-/// Whether there are Chinese characters, kana, also of half width, or Korean syllables.
-bool has_east_asian(const Values& values) {
-  constexpr std::array<std::pair<int, int>, 6> SCRIPTS = {{{0x3041, 0x30FF},
-                                                           {0x3400, 0x9FFF},
-                                                           {0xAC00, 0xD7A3},
-                                                           {0xF900, 0xFAFF},
-                                                           {0xFF66, 0xFF9D},
-                                                           {0x20000, 0x3FFFF}}};
-  for (const std::string& value : values)
-    for (std::size_t pos = 0; pos < value.size();) {
-      int uni = 0;
-      pos += static_cast<std::size_t>(std::max(TeraUtf::decode(&uni, value.c_str() + pos), 1));
-      for (const auto& [first, last] : SCRIPTS)
-        if (uni >= first && uni <= last) return true;
-    }
-  return false;
 }
 
 double words_of(const Values& values) {
@@ -164,7 +147,7 @@ Settings propose_settings(const SourceSample& sample) {
   const std::string stem = std::filesystem::path(sample.source.file).stem().string();
   settings.name = without_ending(sample.source.file) + ".settings";
   settings.base = stem + ".base";
-  bool isEastAsian = false;
+  std::string letters;
   for (std::size_t i = 0; i < std::min<std::size_t>(sample.columns.size(), DastBase::MAX_FIELDS); ++i) {
     FieldSettings field;
     const bool isNumbered = !sample.source.hasHeader && sample.columns[i] == std::to_string(i + 1);
@@ -178,10 +161,11 @@ Settings propose_settings(const SourceSample& sample) {
     for (const auto& record : sample.records)
       if (i < record.size() && !record[i].empty()) values.push_back(record[i]);
     choose_method(values, &field);
-    isEastAsian |= has_east_asian(values);
+    for (const std::string& value : values) letters += value;
     settings.fields.push_back(std::move(field));
   }
-  if (isEastAsian) settings.folding += " -east_asian_to_latin";
+  if (const std::string flags = TeraMapConfig::script_flags(letters.c_str()); !flags.empty())
+    settings.folding += " " + flags;
   if (sample.columns.size() > 1) return settings;
   settings.index = stem + ".edit";
   settings.base.clear();

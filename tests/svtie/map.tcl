@@ -46,6 +46,7 @@ is {map_upper ABC map_lower abc deaccentuate e map_spaces ab map_whitespaces {a 
 set steps [TeraMapConfig]
 TeraMapConfig::set_tokens $steps A-Z
 is 0 [TeraMapConfig::complex_mappings $steps "-map_upper -map_accents"]
+is "-other_scripts_to_latin" [TeraMapConfig::script_flags "\u0e01"]
 is 0 [TeraMapConfig::map_globs $steps "?*"]
 is 0 [TeraMapConfig::map_glob_chars $steps 1]
 set made [TeraMapConfig::compile $steps]

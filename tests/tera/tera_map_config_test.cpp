@@ -285,6 +285,29 @@ TEST(TeraMapConfig, complex_flags_apply_in_their_own_order) {
   EXPECT_EQ(normal(sounds, "\u6771\u4EAC \u4E1C"), "DONGJINGDONG") << "the simplified character sounds alike";
   EXPECT_EQ(normal(sounds, "\u3068\u3046\u30AD\u30E7\uFF76"), "TOUKIYOKA");
   EXPECT_EQ(normal(sounds, "\uAC00 \uC11C\uC6B8 \uD7A3"), "GASEOULHIH");
+  TeraMapConfig further("utf-8");
+  further.set_tokens("A-Z0-9");
+  EXPECT_EQ(further.set_complex_flags("-map_upper -expand_compatibility -other_scripts_to_latin", &rep), 0);
+  const Map named(further.compile());
+  EXPECT_EQ(normal(named, "\u0930\u093E\u092E \u0938\u093F\u0902\u0939 \u0969"), "RAAMSINH3") << "Indian";
+  EXPECT_EQ(normal(named, "\u0E2A\u0E21\u0E0A\u0E32\u0E22"), "SMCHAAY") << "Thai";
+  EXPECT_EQ(normal(named, "\u10D7\u10D1\u10D8\u10DA\u10D8\u10E1\u10D8 \u0535\u0580\u0587\u0561\u0576"),
+            "TBILISIEREYAN");
+  EXPECT_EQ(normal(named, "\u12A0\u1260\u1260 \u13E3\u13B3\u13A9"), "ABABATSALAGI") << "syllables";
+}
+
+TEST(TeraMapConfig, flags_are_told_for_texts_that_need_them) {
+  for (const auto& [text, flags] : std::map<std::string, std::string>{
+           {"", ""},
+           {"M\u00FCller \u041C\u0391\u05E9\u0627 \u2019", ""},
+           {"a\u6771", "-east_asian_to_latin"},
+           {"\uFF76", "-east_asian_to_latin"},
+           {"\xFF\uD7A3", "-east_asian_to_latin"},
+           {"\u0915", "-other_scripts_to_latin"},
+           {"\u0E01 \U00020000", "-east_asian_to_latin -other_scripts_to_latin"}}) {
+    EXPECT_EQ(TeraMapConfig::script_flags(text.c_str()), flags) << text;
+    EXPECT_GE(TeraMapConfig("utf-8").set_complex_flags(flags.c_str(), nullptr), 0);
+  }
 }
 
 TEST(TeraMapConfig, a_mapping_file_names_its_bad_line) {

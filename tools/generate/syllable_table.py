@@ -42,7 +42,7 @@ def main():
     with open(output, "w", encoding="ascii") as out:
         out.write('#include "tera/text/tera_syllables_internal.h"\n')
         out.write("const int tera_num_kana = %d;\n" % len(rows))
-        out.write("const TeraKana tera_kana[] = {%s};\n" % ",".join('{%d,"%s"}' % row for row in rows))
+        out.write("const TeraSound tera_kana[] = {%s};\n" % ",".join('{%d,"%s"}' % row for row in rows))
         for name, values in zip(("leads", "vowels", "tails"), jamo(folder)):
             out.write(array("tera_hangul_" + name, values))
 

@@ -16,6 +16,7 @@ class Character:
         mapping = fields[5].split()
         self.is_compat = bool(mapping) and mapping[0].startswith("<")
         self.decomposition = [int(code, 16) for code in mapping[self.is_compat:]]
+        self.digit = int(fields[6]) if fields[6] else None
         self.upper = int(fields[12], 16) if fields[12] else None
         self.lower = int(fields[13], 16) if fields[13] else None
 

@@ -13,7 +13,7 @@ from .enums import Category
 from .enums import Match as Mark
 from .matches import Matches
 from .sources import rows_of
-from .words import check_range, default_map, has_east_asian
+from .words import check_range, default_map, letters_of
 
 ASKED = "ADVANCED|CHANGING|FULL|ORIGINAL"  # with an index
 KEPT = "BASIC|CHANGING|NONE|ORIGINAL"
@@ -269,7 +269,7 @@ class Base(Closing, Sequence[list[str]]):
             file = rows if isinstance(rows, (str, PathLike)) else os.path.join(folder, "records")
             if not isinstance(rows, (str, PathLike)):
                 _write_records(file, rows, [field.name for field in known])
-            common = default_map(_is_east_asian(file))
+            common = default_map(_letters_of_file(file))
             base = kernel.DastBase([field.name for field in known], folder, session_config=form or _session_config(known))
             for field in known:
                 base.assign_internal(field.name, field.storage or (ASKED if field.method else KEPT), rep=rep)
@@ -337,13 +337,13 @@ def _from_image(image: bytes) -> Base:
 BREAKS = str.maketrans("\t\n\r", "   ")  # what would end a value or a record
 
 
-def _is_east_asian(file: str | PathLike[str]) -> bool:
-    """Of a record file; one that cannot be read is left to the build, which says so."""
+def _letters_of_file(file: str | PathLike[str]) -> str:
+    """One that cannot be read is left to the build, which says so."""
     try:
         with open(file, encoding="utf-8", errors="ignore") as lines:
-            return has_east_asian(itertools.islice(lines, SAMPLE))
+            return letters_of(itertools.islice(lines, SAMPLE))
     except OSError:
-        return False
+        return ""
 
 
 def _write_records(path: str | PathLike[str], rows: Iterable[Mapping[str, str] | Sequence[str]], names: Sequence[str]) -> None:

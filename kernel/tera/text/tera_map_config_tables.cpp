@@ -1,6 +1,8 @@
 // Mappings by tables, from files and option texts, and the ready-made maps.
 
 #include <algorithm>
+#include <functional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,6 +25,7 @@
 namespace {
 
 constexpr int NUM_BYTES = 256;
+constexpr int FIRST_NOT_LATIN = 0x370;
 constexpr const char* LATIN_TOKENS = "A-Z0-9";
 
 using TripleTable = const int (*)[3];
@@ -46,6 +49,24 @@ class RowFinder {
   int tableLen;
   std::vector<std::pair<int, int>> rows;  // code point, row
 };
+
+std::span<const TeraSound> kana() {
+  return {tera_kana, static_cast<std::size_t>(tera_num_kana)};
+}
+
+std::span<const TeraSound> letter_names() {
+  return {tera_letter_names, static_cast<std::size_t>(tera_num_letter_names)};
+}
+
+bool is_east_asian(int uni) {
+  constexpr int HANGUL_END = TERA_HANGUL_FIRST + TERA_HANGUL_LEADS * TERA_HANGUL_VOWELS * TERA_HANGUL_TAILS;
+  constexpr int HALF_WIDTH_FIRST = 0xFF66;  // kana
+  constexpr int HALF_WIDTH_LAST = 0xFF9D;
+  return (uni >= TERA_HANGUL_FIRST && uni < HANGUL_END) ||
+         (uni >= HALF_WIDTH_FIRST && uni <= HALF_WIDTH_LAST) ||
+         std::ranges::binary_search(kana(), uni, {}, &TeraSound::uni) ||
+         std::ranges::binary_search(tera_pinyin_map(), uni, {}, &ConvertMap::uni);
+}
 
 }  // namespace
 
@@ -157,7 +178,7 @@ int TeraMapConfig::any_to_latin() {
 int TeraMapConfig::east_asian_to_latin() {
   int num = 0;
   for (const ConvertMap& row : tera_pinyin_map()) num += map_character(row.uni, row.sound);
-  for (int i = 0; i < tera_num_kana; ++i) num += map_character(tera_kana[i].uni, tera_kana[i].letters);
+  for (const TeraSound& row : kana()) num += map_character(row.uni, row.letters);
   int uni = TERA_HANGUL_FIRST;
   for (int lead = 0; lead < TERA_HANGUL_LEADS; ++lead)
     for (int vowel = 0; vowel < TERA_HANGUL_VOWELS; ++vowel)
@@ -166,6 +187,25 @@ int TeraMapConfig::east_asian_to_latin() {
                                      tera_hangul_tails[tail])
                                         .c_str());
   return num;
+}
+
+int TeraMapConfig::other_scripts_to_latin() {
+  int num = 0;
+  for (const TeraSound& row : letter_names()) num += map_character(row.uni, row.letters);
+  return num;
+}
+
+const char* TeraMapConfig::script_flags(const char* utf8) {
+  constexpr const char* FLAGS[] = {"", "-east_asian_to_latin", "-other_scripts_to_latin",
+                                   "-east_asian_to_latin -other_scripts_to_latin"};
+  unsigned needed = 0;
+  for (int uni = 0; *utf8 != '\0' && needed < 3;) {
+    utf8 += std::max(TeraUtf::decode(&uni, utf8), 1);
+    if (uni < FIRST_NOT_LATIN) continue;
+    if (is_east_asian(uni)) needed |= 1;
+    if (std::ranges::binary_search(letter_names(), uni, {}, &TeraSound::uni)) needed |= 2;
+  }
+  return FLAGS[needed];
 }
 
 int TeraMapConfig::expand_umlauts() {
@@ -245,6 +285,9 @@ int TeraMapConfig::set_complex_flags(const char* flags, AceReporter* rep) {
        &TeraMapConfig::any_to_latin},
       {"east_asian_to_latin", "Map Chinese characters, kana and Korean syllables to Latin characters",
        &TeraMapConfig::east_asian_to_latin},
+      {"other_scripts_to_latin",
+       "Map characters of further scripts, as of India, Georgia, Thailand or Ethiopia, to Latin characters",
+       &TeraMapConfig::other_scripts_to_latin},
       {"expand_compatibility", nullptr, &TeraMapConfig::expand_compat},  // what the transliteration has given
       {"expand_umlauts", "Map German umlauts to an expanded sequence", &TeraMapConfig::expand_umlauts},
   };

@@ -1,12 +1,14 @@
-/// The generated tables of syllables in Latin letters, as Unicode names them.
+/// The generated tables of letters and syllables in Latin letters, as Unicode names them; by code points.
 #pragma once
 
-struct TeraKana {
+struct TeraSound {
   int uni;
   char letters[5];
 };
 extern const int tera_num_kana;
-extern const TeraKana tera_kana[];
+extern const TeraSound tera_kana[];
+extern const int tera_num_letter_names;  // of scripts that nothing else covers, with their digits
+extern const TeraSound tera_letter_names[];
 
 // A Korean syllable is a lead, a vowel and perhaps a tail; they are numbered in this order.
 inline constexpr int TERA_HANGUL_FIRST = 0xAC00;
