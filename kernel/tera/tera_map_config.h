@@ -77,7 +77,8 @@ class SORV_API TeraMapConfig {
   int expand_compat();
   /// Accented letters to letter and accents.
   int expand_accents();
-  /// Cyrillic, Greek, Arabic and Hebrew letters to Latin ones.
+  /// Cyrillic, Greek, Arabic and Hebrew letters to Latin ones; and Latin ones that are two letters or have
+  /// none to go back to, unless they are mapped already: sharp s to SS, thorn to TH.
   int any_to_latin();
   /// Chinese characters, kana and Korean syllables to Latin letters: the first four of their sound in
   /// Mandarin, or of the name that Unicode gives them, without tones.

@@ -42,7 +42,7 @@ foreach {step text} {
   ~TeraMap $made
   ~TeraMapConfig $steps
 }
-is {map_upper ABC map_lower abc deaccentuate e map_spaces ab map_whitespaces {a b} map_currency E expand_compat fi expand_accents é any_to_latin {} expand_umlauts ae map_digits {}} [set normal]
+is {map_upper ABC map_lower abc deaccentuate e map_spaces ab map_whitespaces {a b} map_currency E expand_compat fi expand_accents é any_to_latin ZH expand_umlauts ae map_digits {}} [set normal]
 set steps [TeraMapConfig]
 TeraMapConfig::set_tokens $steps A-Z
 is 0 [TeraMapConfig::complex_mappings $steps "-map_upper -map_accents"]

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <memory>
+#include <string>
 
 #include "ace/ace_attach.h"
 #include "ace/ace_exception.h"
@@ -14,6 +16,7 @@
 #include "tera/tera_charset.h"
 #include "tera/tera_map.h"
 #include "tera/tera_unicode_tables.h"
+#include "tera/text/tera_syllables_internal.h"
 
 namespace {
 
@@ -278,6 +281,8 @@ TEST(TeraMapConfig, complex_flags_apply_in_their_own_order) {
   latin.set_tokens("A-Z");
   EXPECT_EQ(latin.set_complex_flags("-map_upper -map_accents -any_to_latin -expand_compatibility", &rep), 0);
   EXPECT_EQ(normal(Map(latin.compile()), "\u0427\u0430\u0439 \u03A9\u03C2 \u05E9 \uFEE1"), "CAJOSSM");
+  EXPECT_EQ(normal(Map(latin.compile()), "\u00DF \u00E6 \u00DE \u0259 \u05D0 \u0691 \u06BE \u04AF \u044C"),
+            "SSAETHAARRHU");
   TeraMapConfig eastern("utf-8");
   eastern.set_tokens("A-Z");
   EXPECT_EQ(eastern.set_complex_flags("-map_upper -expand_compatibility -east_asian_to_latin", &rep), 0);
@@ -285,6 +290,7 @@ TEST(TeraMapConfig, complex_flags_apply_in_their_own_order) {
   EXPECT_EQ(normal(sounds, "\u6771\u4EAC \u4E1C"), "DONGJINGDONG") << "the simplified character sounds alike";
   EXPECT_EQ(normal(sounds, "\u3068\u3046\u30AD\u30E7\uFF76"), "TOUKIYOKA");
   EXPECT_EQ(normal(sounds, "\uAC00 \uC11C\uC6B8 \uD7A3"), "GASEOULHIH");
+  EXPECT_EQ(normal(sounds, "\u1112\u1161\u11AB"), "HAN") << "the parts of a syllable";
   TeraMapConfig further("utf-8");
   further.set_tokens("A-Z0-9");
   EXPECT_EQ(further.set_complex_flags("-map_upper -expand_compatibility -other_scripts_to_latin", &rep), 0);
@@ -386,6 +392,11 @@ TEST(TeraMapConfig, every_code_point_scans_and_turns_back_as_in_the_plain_form) 
          for (const auto* table : {tera_translit_cyrillic_to_latin, tera_translit_greek_to_latin,
                                    tera_translit_arabic_to_latin, tera_translit_hebrew_to_latin})
            c.map_expand_table(table);
+         for (int i = 0; i < tera_num_more_letters; ++i) {
+           std::string tokens;
+           for (const char letter : std::string(tera_more_letters[i].letters)) tokens += c.tokens_of(letter);
+           if (c.tokens_of(tera_more_letters[i].uni).empty()) c.map(tera_more_letters[i].uni, tokens);
+         }
          c.map_expand_table(tera_expand_compatibility_map);
        }},
   };

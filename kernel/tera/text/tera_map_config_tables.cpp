@@ -63,6 +63,7 @@ bool is_east_asian(int uni) {
   constexpr int HALF_WIDTH_FIRST = 0xFF66;  // kana
   constexpr int HALF_WIDTH_LAST = 0xFF9D;
   return (uni >= TERA_HANGUL_FIRST && uni < HANGUL_END) ||
+         (uni >= TERA_JAMO_LEADS && uni < TERA_JAMO_TAILS + TERA_HANGUL_TAILS) ||
          (uni >= HALF_WIDTH_FIRST && uni <= HALF_WIDTH_LAST) ||
          std::ranges::binary_search(kana(), uni, {}, &TeraSound::uni) ||
          std::ranges::binary_search(tera_pinyin_map(), uni, {}, &ConvertMap::uni);
@@ -172,6 +173,8 @@ int TeraMapConfig::any_to_latin() {
   for (TripleTable table : {tera_translit_cyrillic_to_latin, tera_translit_greek_to_latin,
                             tera_translit_arabic_to_latin, tera_translit_hebrew_to_latin})
     num += map_expand_table(table);
+  for (const TeraSound& row : std::span(tera_more_letters, static_cast<std::size_t>(tera_num_more_letters)))
+    if (mapping_of_uni(row.uni) == 0) num += map_character(row.uni, row.letters);
   return num;
 }
 
@@ -179,6 +182,12 @@ int TeraMapConfig::east_asian_to_latin() {
   int num = 0;
   for (const ConvertMap& row : tera_pinyin_map()) num += map_character(row.uni, row.sound);
   for (const TeraSound& row : kana()) num += map_character(row.uni, row.letters);
+  const auto map_jamo = [&](int first, std::span<const char* const> letters) {
+    for (const char* sound : letters) num += map_character(first++, sound);
+  };
+  map_jamo(TERA_JAMO_LEADS, {tera_hangul_leads, TERA_HANGUL_LEADS});
+  map_jamo(TERA_JAMO_VOWELS, {tera_hangul_vowels, TERA_HANGUL_VOWELS});
+  map_jamo(TERA_JAMO_TAILS, {tera_hangul_tails + 1, TERA_HANGUL_TAILS - 1});
   int uni = TERA_HANGUL_FIRST;
   for (int lead = 0; lead < TERA_HANGUL_LEADS; ++lead)
     for (int vowel = 0; vowel < TERA_HANGUL_VOWELS; ++vowel)
