@@ -167,6 +167,8 @@ JieWrap* JieHandle::pinned(jobject from) {
 void* JieHandle::object(jobject from, const JieClass* type, const char* name, bool optional) {
   if (isError) return nullptr;
   JieWrap* const wrap = pinned(from);
+  if (wrap != nullptr && wrap->is_changing())
+    return refuse("is being changed by another call", name), nullptr;
   void* const kernelObject = wrap != nullptr ? wrap->unwrap_as(type) : nullptr;
   if (kernelObject != nullptr) return kernelObject;
   if (optional && from == nullptr) return nullptr;
@@ -227,6 +229,11 @@ void JieHandle::give_away(jobject from, const void* object, const JieClass* type
 void JieHandle::end_owned(jobject owner) {
   JieWrap* const wrap = wrapper(owner);
   if (!isError && wrap != nullptr) wrap->end_owned(callGuard);
+}
+
+void JieHandle::change(jobject owner) {
+  JieWrap* const wrap = wrapper(owner);
+  if (!isError && wrap != nullptr) wrap->change(&callGuard);
 }
 
 /// Another thread may have destroyed the one or the other since the call began.

@@ -73,6 +73,8 @@ class SORV_API JieHandle : public AceAttach {
 
   /// The parts of an object are about to end.
   void end_owned(jobject owner);
+  /// The same of an object that threads share, which the call has for itself from now on.
+  void change(jobject owner);
   struct Side {
     jobject object;  ///< null for an argument that was left out: no relation
     const char* name;

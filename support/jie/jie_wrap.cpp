@@ -31,6 +31,7 @@ Living& living() {
   return *theLiving;
 }
 
+constexpr const char* IN_CHANGE = "Another call changes the object";
 constexpr int AVERAGE_OF = 16;  // checks
 constexpr int MAX_WARNINGS = 10;
 
@@ -218,6 +219,7 @@ JieCall::JieCall() : thread(current()), firstPin(thread->numPins) {
 }
 
 JieCall::~JieCall() {
+  if (changedWrap != nullptr) changedWrap->end_change();
   while (thread->numPins > firstPin) unpin();
   if (thread->depth == 1 && (!thread->givenUp.empty() || JieGarbageCollector::instance().has_pinned()))
     finish_given_up();
@@ -303,7 +305,18 @@ void JieWrap::collect_parts(const Group& owners, Group* parts, std::unordered_se
     }
 }
 
-void JieWrap::end_owned(const JieCall& call) {
+/// Of all wrappers of the object. With the lock.
+void JieWrap::mark(bool is_changing) {
+  isChanging = is_changing;
+  for (JieWrap* same : group()) same->isChanging = is_changing;
+}
+
+void JieWrap::end_change() {
+  const std::scoped_lock lock(living().lock);
+  mark(false);
+}
+
+void JieWrap::end_owned(const JieCall& call, JieCall* changer) {
   std::vector<Remains> ended;
   {
     const std::scoped_lock lock(living().lock);
@@ -311,10 +324,20 @@ void JieWrap::end_owned(const JieCall& call) {
     Group parts;
     std::unordered_set<const JieWrap*> seen;
     collect_parts(group(), &parts, &seen);
-    if (!parts.empty()) JieCall::pass_barrier();
-    if (std::any_of(parts.begin(), parts.end(),
-                    [&call](const JieWrap* part) { return JieCall::is_pinned(part, &call); }))
+    Group used = parts;
+    if (changer != nullptr) {
+      if (isChanging) throw AceException(IN_CHANGE);
+      mark(true);
+      const Group owners = group();
+      used.insert(used.end(), owners.begin(), owners.end());
+    }
+    if (!used.empty()) JieCall::pass_barrier();
+    if (std::any_of(used.begin(), used.end(),
+                    [&call](const JieWrap* one) { return JieCall::is_pinned(one, &call); })) {
+      if (changer != nullptr) mark(false);
       throw AceException("Another call uses what would end");
+    }
+    if (changer != nullptr) changer->changedWrap = this;
     for (JieWrap* part : parts) {
       void* const object = part->detach();
       if (part->delRef) ended.push_back({object, part->objectClass->destroy});

@@ -66,7 +66,11 @@ class SORV_API JieWrap {
   void end();
   /// Ends all that needs this object, whichever wrapper it was asked of: parts are empty then, and what hosts
   /// have made is deleted. Throws an `AceException` while another call uses any of it.
-  void end_owned(const JieCall& call);
+  void end_owned(const JieCall& call) { end_owned(call, nullptr); }
+  /// The same of an object that the call changes and that other threads may ask: until the call ends it has
+  /// the object alone. Throws also while another call uses the object itself.
+  void change(JieCall* call) { end_owned(*call, call); }
+  bool is_changing() const { return isChanging.load(std::memory_order_acquire); }
   /// It needs whatever another one needs. False where any of it has been given up.
   bool share_parents(const JieWrap* other);
   VInt get_serial() const { return serialNumber; }
@@ -80,6 +84,9 @@ class SORV_API JieWrap {
   friend class JieGarbageCollector;
   friend class JieCall;
   struct Remains;
+  void end_owned(const JieCall& call, JieCall* changer);
+  void mark(bool is_changing);
+  void end_change();
   using Group = std::vector<JieWrap*>;
 
   ~JieWrap() = default;
@@ -99,6 +106,7 @@ class SORV_API JieWrap {
   int refCount = 1;
   bool isKnownToJava = true;
   bool delRef;
+  std::atomic<bool> isChanging = false;
   VInt serialNumber;
 };
 
@@ -157,6 +165,7 @@ class SORV_API JieCall {
 
   Thread* thread;
   std::size_t firstPin;
+  JieWrap* changedWrap = nullptr;  // which it pins
 };
 
 /// Wrappers that Java has forgotten wait here until somebody deletes them: the thread that tells of it is

@@ -7,6 +7,7 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.Collections;
 import java.util.List;
 import java.util.Objects;
 import java.util.concurrent.CompletableFuture;
@@ -271,6 +272,39 @@ public final class HostTest {
         is(before, SVUtils.numCppObjects());
     }
 
+    /** An index that is built anew beside calls is asked before or after, or that call or the build is refused. */
+    private static void changedMeanwhile() throws Exception {
+        try (TeraMap map = newMap(); TeraEdit edit = newIndex(map)) {
+            List<String> wrong = Collections.synchronizedList(new ArrayList<>());
+            List<Thread> threads = new ArrayList<>();
+            for (int i = 0; i < 4; ++i) {
+                boolean builds = i < 2;
+                Thread thread = new Thread(() -> {
+                    for (int k = 0; k < 2000; ++k) {
+                        try (TeraResult result = new TeraResult("meyer", 200)) {
+                            if (builds) {
+                                edit.fromStringArray(WORDS, map);
+                            } else if (edit.recall(result) < 1) {
+                                wrong.add("nothing found");
+                            }
+                        } catch (com.veltrane.jie.RuntimeException exception) {
+                            if (!exception.getMessage().matches(".*: (this is being changed by another call|Another call (changes|uses) .*)")) {
+                                wrong.add(exception.getMessage());
+                            }
+                        }
+                    }
+                });
+                threads.add(thread);
+                thread.start();
+            }
+            for (Thread thread : threads) {
+                thread.join();
+            }
+            is("[]", wrong.toString());
+            edit.fromStringArray(WORDS, map);
+        }
+    }
+
     private static void collect() throws Exception {
         for (int i = 0; i < 10; ++i) {
             System.gc();
@@ -405,6 +439,7 @@ public final class HostTest {
             case "threads" -> {
                 threads();
                 destroyedMeanwhile();
+                changedMeanwhile();
             }
             case "garbage" -> garbage();
             case "leaks" -> leaks();

@@ -147,7 +147,8 @@ def native(operation):
         yield "    if (rep == nullptr) rep = AceReporter::use_default();"
     yield f"    if (jie.failed()) return{'' if result == 'void' else ' {}'};"
     if operation.ends_owned:
-        yield "    jie.end_owned(javaSelf);"
+        alone = operation.owner.is_shared and not operation.owner.is_locked
+        yield f"    jie.{'change' if alone else 'end_owned'}(javaSelf);"
     for argument in operation.arguments:
         if argument.ends_owned:
             yield f"    jie.end_owned(java_{argument.name});"

@@ -21,7 +21,8 @@ A module has enumerations, classes and functions:
     delete
 
 "utilities" is a class without objects, which C++ does not know: its operations are all static. "class <name> shared": several
-threads may call at once what does not end the object's parts; objects of other classes belong to one call at a time.
+threads may call at once what does not end the object's parts; with "locked" instead, everything. Objects of other classes
+belong to one call at a time.
 
 A line at the margin starts a thing; indented ones describe it, and from "=" or "|" on they are C++: an expression for
 the result, and statements before it, in which `self` is the object, `at` an attach for the call and `rep` its
@@ -166,6 +167,7 @@ class Class:
     name: str
     base: str | None
     is_shared: bool
+    is_locked: bool
     sentence: str = ""
 
 
@@ -256,10 +258,10 @@ class Reader:
             self.current = Enumeration(name, values)
             self.module.enums.append(self.current)
         elif word in ("class", "utilities"):
-            found = re.fullmatch(r"(\w+)(?:\s*:\s*(\w+))?(\s+shared)?", rest)
+            found = re.fullmatch(r"(\w+)(?:\s*:\s*(\w+))?(?:\s+(shared|locked))?", rest)
             if not found:
-                self.fail(number, f"expected: {word} <name> [: <base>] [shared], found: {text}")
-            self.owner = self.current = Class(found[1], found[2], found[3] is not None)
+                self.fail(number, f"expected: {word} <name> [: <base>] [shared|locked], found: {text}")
+            self.owner = self.current = Class(found[1], found[2], found[3] is not None, found[3] == "locked")
             if word == "class":
                 self.module.classes.append(self.owner)
         elif word == "functions":
