@@ -144,6 +144,8 @@ class SORV_API DareField {
   /// The best quality of a record's values, before reshaping; -1 when nothing can tell. With `cache_only`
   /// only what the recall was told; values that are not known count as -1.
   int record_quality(Large record, bool cache_only);
+  /// The best quality of those values of a record that the recall has listed; -1 for none.
+  int listed_quality(Large record) const;
 
   /// Whether the field is left out of evaluations.
   bool inhibitEval = false;
@@ -166,6 +168,9 @@ class SORV_API DareField {
 
  private:
   int empty_quality() const;
+  int least_listed() const;
+  bool is_found_empty(Large record) const;
+  bool is_in(Large record, const TeraCand* cand) const;
   int value_quality(Large base_id, bool cache_only);
   template <class Visit>
   static void visit_cands(const TeraScanGraph* graph, Visit visit);

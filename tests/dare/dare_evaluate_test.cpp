@@ -106,6 +106,16 @@ struct Form {
     return answers;
   }
 
+  /// The answers with what each record is worth by itself.
+  Answers rescored(Answers answers) {
+    TeraResult result("", minimum, wanted, distance);
+    DareEvaluate evaluate(&result, static_cast<int>(units.size()), units.data(), &logic, 0, nullptr, filters,
+                          false);
+    if (!answers.empty()) EXPECT_EQ(evaluate.init_scores(), 0);
+    for (auto& [record, quality] : answers) quality = evaluate.score(record);
+    return answers;
+  }
+
   /// The quality of each hit, by record.
   std::map<Large, int> hits_of(const DareField* unit) const {
     std::map<Large, int> hits;
@@ -369,6 +379,7 @@ TEST(DareEvaluate, EqualsAWalkOverAllRecords) {
           << form.text << form.minimum << " " << form.wanted << " " << form.distance << form.describe();
       AceTracer::set("DEEPEN_ALWAYS", 0);
       answers += static_cast<int>(found.size());
+      ASSERT_EQ(form.rescored(found), found) << form.text << form.minimum << form.describe();
       ASSERT_EQ(found, expected) << "seed " << seed << ", form " << i << " " << form.text << " minimum "
                                  << form.minimum << " wanted " << form.wanted << " distance " << form.distance
                                  << form.describe();

@@ -284,13 +284,17 @@ int DareField::get_best_quality() const {
 int DareField::hit_quality(Large record) const {
   int best = 0;
   for_each_cand([&](int quality, const TeraCand* cand) {
-    if (quality <= best || cand->get_num_infos() == 0) return;
-    AceAttach at;
-    DastInfoList list(bField != nullptr ? *bField->get_info_list(cand, &at) : DastInfoList(cand));
-    list.ensure_no_reference(&at);
-    if (list.has(record)) best = quality;
+    if (quality > best && is_in(record, cand)) best = quality;
   });
   return best;
+}
+
+bool DareField::is_in(Large record, const TeraCand* cand) const {
+  if (cand->get_num_infos() == 0) return false;
+  AceAttach at;
+  DastInfoList list(bField != nullptr ? *bField->get_info_list(cand, &at) : DastInfoList(cand));
+  list.ensure_no_reference(&at);
+  return list.has(record);
 }
 
 bool DareField::is_query_empty() const {
@@ -339,6 +343,41 @@ int DareField::record_quality(Large record, bool cache_only) {
   for (Large i = 0; i < count; ++i)
     best = std::max(best, ids[i] == 0 ? empty_quality() : value_quality(ids[i], cache_only));
   return count == 0 ? emptyQual : best;
+}
+
+/// What the recall was told of less than its results have in the end is not listed.
+int DareField::least_listed() const {
+  int least = 255;
+  for (int node = 0; node < get_graph()->get_num_nodes(); ++node)
+    for (const auto* edge = get_graph()->get_node(node)->get_first_edge(); !asked->isExact && edge != nullptr;
+         edge = edge->get_next())
+      if (edge->get_result() != nullptr) least = std::min(least, edge->get_result()->get_min_value());
+  return least;
+}
+
+/// Whether the empty value finds the record: where it is indexed, and for BASIC fields the only one.
+bool DareField::is_found_empty(Large record) const {
+  AceAttach at;
+  const std::unique_ptr<TeraCand> empty(bField->get_empty_candidate(&at));
+  return is_in(record, empty.get());
+}
+
+int DareField::listed_quality(Large record) const {
+  if (get_graph() == nullptr) return -1;
+  if (bField == nullptr || !has_compare()) {
+    const int hit = hit_quality(record);
+    return hit > 0 ? hit : -1;
+  }
+  AceAttach at;
+  const Large* ids = nullptr;
+  const Large count = bField->get_base_ids(record, &ids, &at);
+  int best = -1;
+  for (Large i = 0; i < count; ++i) {
+    const bool isEmpty = bField->is_empty_string(ids[i]);
+    const int quality = asked->qualCache->lookup(isEmpty ? 0 : ids[i]);
+    if (quality > best && (!isEmpty || is_found_empty(record))) best = quality;
+  }
+  return best >= least_listed() ? best : -1;
 }
 
 const char* DareField::string_cache(Large record, DastOptions::AliasDisplay display) {

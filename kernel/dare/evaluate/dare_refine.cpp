@@ -85,10 +85,9 @@ int DareEvaluate::init_scores() {
 
 int DareEvaluate::score(Large record) {
   for (const EvalField& eval : evalFields) {
-    // What the recall has found is in the cache of the field.
-    const int quality = eval.field->get_base_field() != nullptr
-                            ? eval.field->record_quality(record, eval.isPrimaryOnly || eval.isCacheReevalOnly)
-                            : eval.field->hit_quality(record);
+    int quality = eval.field->listed_quality(record);
+    if (quality < 0 && !eval.isPrimaryOnly)
+      quality = eval.field->record_quality(record, eval.isCacheReevalOnly);
     const int value =
         quality < 0 ? eval.primaryOnlyValue : eval.values[static_cast<std::size_t>(std::min(quality, 255))];
     if (eval.excludes(value)) return -1;
