@@ -17,8 +17,8 @@ class FormSession {
 
   // Commands. `field` is an index of `get_fields`. Each replaces the answer.
 
-  /// Looks a text up, by its beginning, then with errors; an empty one clears the field and shows some
-  /// values.
+  /// Looks a text up, by its beginning where values have one, then with errors; an empty one clears the field
+  /// and shows some values.
   void type(std::size_t field, const std::string& text);
   /// Looks up one of the values that were shown, exactly.
   void take(std::size_t field, const std::string& value);
@@ -43,6 +43,7 @@ class FormSession {
  private:
   template <class Call>
   void timed(Call call);
+  bool is_half_typed() const;
   void read_texts();
   const char* name(std::size_t field) const { return fields[field].name.c_str(); }
 

@@ -24,22 +24,27 @@ RULES = ('<KVConfiguration svversion="90.0"><rules><rule name="clear"><input>def
 class PageTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
         quoted = [";".join('"' + cell.replace('"', '""') + '"' for cell in row) for row in PEOPLE]
-        for name, text in {"p.csv": "\n".join(["given;surname;city", *quoted, ""]), "p.ses": TEMPLATE, "p.rules": RULES,
-                           "p.ldb": "main_svd\tp.base\nses\tp.ses\n"}.items():
-            pathlib.Path(folder.name, name).write_text(text, encoding="utf-8")
-        subprocess.run([TOOL, "build", "p.csv"], cwd=folder.name, check=True, capture_output=True)
-        cls.server = subprocess.Popen([TOOL, "form", "p.ldb", "--page"], cwd=folder.name, stdout=subprocess.PIPE, encoding="utf-8")
-        cls.addClassCleanup(cls.end_server)
-        cls.address = cls.server.stdout.readline().strip()
+        cls.address = cls.serve("p.ldb", {"p.csv": "\n".join(["given;surname;city", *quoted, ""]), "p.ses": TEMPLATE, "p.rules": RULES,
+                                          "p.ldb": "main_svd\tp.base\nses\tp.ses\n"})
 
     @classmethod
-    def end_server(cls):
-        cls.server.send_signal(signal.SIGINT)
-        cls.server.communicate(timeout=100)
-        assert cls.server.returncode == 0, cls.server.returncode
+    def serve(cls, base, files):
+        """The address of a form over the base of p.csv."""
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        for name, text in files.items():
+            pathlib.Path(folder.name, name).write_text(text, encoding="utf-8")
+        subprocess.run([TOOL, "build", "p.csv"], cwd=folder.name, check=True, capture_output=True)
+        server = subprocess.Popen([TOOL, "form", base, "--page"], cwd=folder.name, stdout=subprocess.PIPE, encoding="utf-8")
+        cls.addClassCleanup(cls.end_server, server)
+        return server.stdout.readline().strip()
+
+    @classmethod
+    def end_server(cls, server):
+        server.send_signal(signal.SIGINT)
+        server.communicate(timeout=100)
+        assert server.returncode == 0, server.returncode
 
 
 class Requests(PageTest):
@@ -78,6 +83,20 @@ class Requests(PageTest):
         self.assertEqual(ask(5, 2, "Lin")["values"][0]["text"], "Linz")
         self.assertEqual(ask(4, 2, "Be"), {"stale": True})
         self.assertEqual(ask(3, 1, "May")["fields"][2]["text"], "Lin")  # another field
+
+    def test_dates_are_asked_as_a_whole_and_texts_of_house_numbers_stay(self):
+        people = "".join(f"{name};19{80 + i}-04-03;{i + 1}a\n" for i, name in enumerate(("Ann", "Bob", "Zoe")))
+        self.address = self.serve("p.base", {"p.csv": "name;born;house number\n" + people})
+        page = self.ask({"command": "open"})[1]["page"]
+        ask = lambda command, field=0, text="": self.ask({"command": command, "page": page, "field": field, "text": text})[1]
+        self.assertEqual(ask("type", 1, "1980-04-03")["fields"][1]["records"], 1)  # not everybody from there on
+        ask("type", 2, "2a")
+        ask("type", 0, "Ann")
+        self.assertEqual(ask("type", 0, "...")["fields"][0]["state"], "nothing")  # not what was typed before
+        ask("undo"), ask("undo")
+        self.assertEqual([field["text"] for field in ask("undo")["fields"]], ["", "1980-04-03", "2a"])
+        ask("type", 0, "Bpb")  # by its beginning in vain, then with errors: one step
+        self.assertEqual([ask(command)["fields"][0]["text"] for command in ("undo", "redo", "undo", "undo")], ["", "Bpb", "", ""])
 
     def test_only_so_many_pages_are_open_and_a_closed_one_makes_room(self):
         pages = []
