@@ -189,8 +189,10 @@ int MultiRecall::find_late() {
 
 // ---------------------------------------------------------------- hit lists
 
-/// Whether a unit has hits, and a skip word is none of the best ones.
+/// Whether a unit has hits, and a skip word is none of the best ones. Words that are joined, and words of
+/// parts that are units, say nothing that these do not say: together skip words are rarer than each of them.
 bool MultiRecall::is_rare(Tiny unit) const {
+  if (!multiEval->get_query().is_innermost(unit - 1U)) return false;
   const auto& hits = multiEval->get_hits(unit - 1U);
   return !hits.empty() && std::none_of(hits.begin(), hits.end(), [&](const auto& hit) {
     return hit.quality == hits.front().quality && is_skipped(hit.key);

@@ -1,5 +1,6 @@
 #include "tera/multi/multi_text_internal.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -86,6 +87,14 @@ void MultiText::add_word(std::string_view word, int from, const MultiRules& rule
   numTokens += added.tokens;
   if (rules.joins && lastWord.last > lastWord.first) add_joined(lastWord, added);
   lastWord = added;
+}
+
+bool MultiText::is_innermost(std::size_t unit) const {
+  const Unit& outer = units[unit];
+  return outer.is_single() || std::none_of(units.begin(), units.end(), [&outer](const Unit& inner) {
+           return inner.first >= outer.first && inner.last <= outer.last &&
+                  inner.last - inner.first < outer.last - outer.first;
+         });
 }
 
 void MultiText::add_joined(const Word& first, const Word& second) {

@@ -56,6 +56,8 @@ class MultiText {
 
   const std::vector<Atom>& get_atoms() const { return atoms; }
   const std::vector<Unit>& get_units() const { return units; }
+  /// Whether no other unit lies within this one.
+  bool is_innermost(std::size_t unit) const;
   int num_atoms() const { return static_cast<int>(atoms.size()); }
   const char* atom_text(int atom) const {
     return buffer.data() + atoms[static_cast<std::size_t>(atom)].start;
