@@ -64,7 +64,7 @@ Large read_record(const std::string& text, Large num_records) {
 
 /// A field of the record, as the combination counts it.
 struct FieldPart {
-  std::string value;
+  std::string value;  // the writing that the method measures best
   int measured = -1;  // as the method measures it, before the shape; -1 where it does not
   int counted = 0;
   int weight = 0;
@@ -103,6 +103,16 @@ std::string alignment(const std::string& asked, const std::string& value) {
   return asked == value ? "equal" : "'" + printable(asked, 30) + "' against '" + printable(value, 30) + "'";
 }
 
+/// "Vienna|Wien": a record has a value under all of its names.
+std::vector<std::string> writings_of(const std::string& value) {
+  std::vector<std::string> writings;
+  std::size_t from = 0;
+  for (std::size_t bar = 0; (bar = value.find('|', from)) != std::string::npos; from = bar + 1)
+    writings.push_back(value.substr(from, bar - from));
+  writings.push_back(value.substr(from));
+  return writings;
+}
+
 FieldPart part_of(const DastSession& session, int field, const char* text, const char* mode, Large record,
                   const DastRecord& scored) {
   const DareSessionField* const unit = session.get_config()->get_session_field(field);
@@ -110,9 +120,13 @@ FieldPart part_of(const DastSession& session, int field, const char* text, const
   FieldPart part;
   AceAttach at;
   const char* const value = base->get_string_by_recordid(record, nullptr, nullptr, &at, DastOptions::ALL);
-  part.value = value != nullptr ? value : "";
   const TeraQueryRef query(base->eval(text, DastOptions::get_call_mode(mode), 0, &ToolReporter::get()));
-  if (query != nullptr && value != nullptr) part.measured = query->compare(value);
+  for (const std::string& writing : writings_of(value != nullptr ? value : "")) {
+    const int measured = query != nullptr && value != nullptr ? query->compare(writing.c_str()) : -1;
+    if (measured < part.measured || (measured == part.measured && !part.value.empty())) continue;
+    part.measured = measured;
+    part.value = writing;
+  }
   part.counted = std::max(scored.get_quality(field), 0);
   part.weight = session.get_field_weight(field);
   return part;

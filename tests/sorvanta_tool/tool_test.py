@@ -524,6 +524,10 @@ class Explain(ToolTest):
         self.expect(NOTHING, "explain", "people.base", "2", *asked)
         self.refuse(["explain", "people.base", "5", *asked], "1 to 4, found '5'")
         self.refuse(["explain", "people.base", "1", "surname"], "expected field=value")
+        self.write("v.csv", "name;city\nAnn;Wien|Vienna\nBob;Rom\n")
+        self.expect(FOUND, "build", "v.csv")
+        part = self.rows("explain", "v.base", "1", "city=Viena")[0]
+        self.assertEqual((part["compared"], part["measured"]), ("'Viena' against 'Vienna'", part["counted"]))
 
     def test_check_says_what_is_wrong_with_any_file(self):
         self.people()
