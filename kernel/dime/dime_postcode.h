@@ -10,7 +10,9 @@
 /// does not count. A query with '*' for any run of positions is a pattern: codes that it matches as a whole
 /// have 255, others 0. An entry of exactly as many positions as there are weights that begins with 0 is
 /// compared with the query and a 0 in front, at `lead_zero_pen`, where the query has one position less and
-/// does not begin with 0. Only one dropped zero is put back: 123 does not find 00123.
+/// does not begin with 0. Only one dropped zero is put back: 123 does not find 00123. A query of up to three
+/// letters, '-' or blanks, and digits ("D-10115", "CH 8001") is also compared, and looked up, without the
+/// letters of the country; codes that it finds that way have 254 at most.
 ///
 /// Recall options:
 ///
@@ -122,6 +124,8 @@ class SORV_API PostCodeQuery : public TeraQuery {
   int is_empty() const override { return isGiven ? 0 : 1; }
   /// Whether there is a '*' in the query.
   bool is_pattern() const { return pattern != nullptr; }
+  /// The code behind the letters of a country; "" where there are none.
+  static std::string without_country(const char* query);
   /// 0 for a null or empty entry and for a null or empty query; 255 where only the map leaves nothing of
   /// both.
   int compare(const char* entry) override;
@@ -139,6 +143,7 @@ class SORV_API PostCodeQuery : public TeraQuery {
   /// Tokens of an entry that are looked at; more only count as length.
   static constexpr int MAX_ENTRY = 256;
 
+  int compare_whole(const char* entry);
   bool lacks_zero(const Token* entry, int length) const;
   Score compare_positions(const Token* entry, int length, bool padded) const;
   Score align(const Token* entry, int length, bool padded);
@@ -154,6 +159,7 @@ class SORV_API PostCodeQuery : public TeraQuery {
   Token zeroToken = 0;
   std::vector<Position> positions;  // tokens that each position accepts
   TeraQueryRef pattern;             // of a query with runs
+  TeraQueryRef inCountry;           // of a query that begins with a country, what is behind
 };
 
 class SORV_API DimePostCodeMethod : public DimeMethod<DimePostCodeMethod, DimePostCodeRecallOptions> {
@@ -192,7 +198,7 @@ class SORV_API DimePostCodeMethod : public DimeMethod<DimePostCodeMethod, DimePo
   int most_unseen(DastOptions::Call call, const PostCodeQuery& query) const;
   int recall(DastOptions::Call call, TeraResult* result, AceReporter* rep) const;
   int find_exact(TeraResult* result) const;
-  std::unique_ptr<TeraResult> reevaluate(TeraResult* result) const;
+  std::unique_ptr<TeraResult> reevaluate(TeraResult* result, TeraResult* more = nullptr) const;
   TeraScanGraph* detect(DastOptions::Call call, const char* text) const;
 
   TeraAuto autoStruct;

@@ -104,6 +104,21 @@ TEST(DimePostCodeMethod, dropped_zeros_are_put_back_at_a_penalty) {
   EXPECT_EQ(find_texts(*method, "123", DastOptions::APPROX).count("00123"), 0U) << "of two zeros none is";
 }
 
+TEST(DimePostCodeMethod, a_country_in_front_of_a_query_counts_where_codes_have_it) {
+  const auto method = make_method({"80331", "80339", "01234", "d-10115", "10115", "sw1a 1aa"});
+  for (const DastOptions::Call call : {DastOptions::EXACT, DastOptions::APPROX, DastOptions::COMPLETE}) {
+    EXPECT_EQ(find_texts(*method, "d - 80331", call).at("80331"), 254);
+    EXPECT_EQ(support::quality_of(*method, "de-80331", call, "80331"), 254);
+    EXPECT_EQ(find_texts(*method, "ch 1234", call).at("01234"), 235);
+    EXPECT_EQ(find_texts(*method, "d-10115", call).at("d10115"), 255);
+  }
+  EXPECT_EQ(find_texts(*method, "d-10115", DastOptions::APPROX).at("10115"), 254);
+  EXPECT_EQ(find_texts(*method, "f-803*", DastOptions::APPROX), (Texts{{"80331", 254}, {"80339", 254}}));
+  EXPECT_EQ(find_texts(*method, "d-80331", DastOptions::APPROX), (Texts{{"80331", 254}, {"80339", 238}}));
+  EXPECT_EQ(find_texts(*method, "sw1a 1aa", DastOptions::APPROX), (Texts{{"sw1a1aa", 255}}));
+  EXPECT_EQ(find_texts(*method, "ABCd-80331", DastOptions::EXACT), Texts{});
+}
+
 TEST(DimePostCodeMethod, each_call_finds_what_it_is_for) {
   const auto method = make_method(CODES);
   EXPECT_EQ(find_texts(*method, "80331", DastOptions::APPROX), (Texts{{"80331", 255}, {"80339", 238}}));

@@ -1,7 +1,9 @@
 #include "dime/dime_postcode.h"
 
 #include <cstring>
+#include <set>
 #include <string>
+#include <string_view>
 
 #include "ace/ace_error.h"
 #include "ace/ace_file.h"
@@ -146,8 +148,14 @@ TeraResult* DimePostCodeMethod::scan(DastOptions::Call call, const char* query, 
   }
   TeraResult found(query, 0, TeraResult::MAX_CANDS, TeraResult::MAX_VALUE, nullptr);
   if (recall(call, &found, rep) < 0) return nullptr;
-  std::unique_ptr<TeraResult> result = reevaluate(&found);
-  result->set_best_frequent(most_unseen(call, PostCodeQuery(query, get_map(), recallOpts)));
+  const std::string code = PostCodeQuery::without_country(query);
+  TeraResult inCountry(code.c_str(), 0, TeraResult::MAX_CANDS, TeraResult::MAX_VALUE, nullptr);
+  if (!code.empty() && recall(call, &inCountry, rep) < 0) return nullptr;
+  std::unique_ptr<TeraResult> result = reevaluate(&found, code.empty() ? nullptr : &inCountry);
+  int unseen = most_unseen(call, PostCodeQuery(query, get_map(), recallOpts));
+  if (!code.empty())
+    unseen = std::max(unseen, most_unseen(call, PostCodeQuery(code.c_str(), get_map(), recallOpts)));
+  result->set_best_frequent(unseen);
   return result.release();
 }
 
@@ -192,21 +200,26 @@ int DimePostCodeMethod::recall(DastOptions::Call call, TeraResult* result, AceRe
                    rc, 0, -1);
 }
 
-/// The candidates that have attributes, with the qualities of positions and within the limits.
-std::unique_ptr<TeraResult> DimePostCodeMethod::reevaluate(TeraResult* result) const {
+/// The candidates that have attributes, with the qualities of positions and within the limits; those of both
+/// results once.
+std::unique_ptr<TeraResult> DimePostCodeMethod::reevaluate(TeraResult* result, TeraResult* more) const {
   const DimeRecallOptions& limits = recallOpts.get_primary();
   auto* const query = new PostCodeQuery(result->get_string(), get_map(), recallOpts);
   auto final_res = std::make_unique<TeraResult>(result->get_string(), limits.minValue, limits.numCands,
                                                 limits.maxDist, query);
   query->unref();
-  result->find_any([&](int, const TeraCand* cand) {
+  std::set<std::string_view> seen;
+  const auto add = [&](int, const TeraCand* cand) {
+    if (more != nullptr && !seen.insert(cand->get_string()).second) return false;
     const int quality = cand->get_num_infos() > 0 ? query->compare(cand->get_string()) : 0;
     if (quality > 0 && final_res->accept(quality))
       final_res->add(quality, new TeraCand(final_res->attach(cand->get_string()), cand->get_num_infos(),
                                            cand->get_infos()));
     return false;
-  });
-  if (result->is_unreliable()) final_res->set_unreliable();
+  };
+  result->find_any(add);
+  if (more != nullptr) more->find_any(add);
+  if (result->is_unreliable() || (more != nullptr && more->is_unreliable())) final_res->set_unreliable();
   final_res->set_resolved();
   return final_res;
 }

@@ -12,6 +12,8 @@
 namespace {
 
 constexpr int MAX_POSITIONS = DimePostCodeRecallOptions::MAX_WEIGHTS;
+constexpr std::size_t MOST_COUNTRY = 3;  // letters
+constexpr const char* LETTERS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
 }  // namespace
 
@@ -23,6 +25,8 @@ PostCodeQuery::PostCodeQuery(const char* query, const TeraMap* map, const DimePo
       isGiven(map != nullptr && !queryText.empty()),
       isExact(is_exact) {
   if (!isGiven) return;
+  if (const std::string code = without_country(query); !code.empty())
+    inCountry = TeraQueryRef(new PostCodeQuery(code.c_str(), map, options, is_exact));
   AceAttach at;
   const Token* const zero = map->convert("0", true, &at);
   zeroToken = zero[0] != 0 && zero[1] == 0 ? zero[0] : Token{0};
@@ -136,7 +140,21 @@ PostCodeQuery::Score PostCodeQuery::align(const Token* entry, int length, bool p
   return row[n].score;
 }
 
+std::string PostCodeQuery::without_country(const char* query) {
+  const char* const start = query + std::strspn(query, " ");
+  const std::size_t letters = std::strspn(start, LETTERS);
+  const std::size_t gap = std::strspn(start + letters, "- ");
+  const char* const code = start + letters + gap;
+  const bool hasCountry = letters > 0 && letters <= MOST_COUNTRY && gap > 0;
+  return hasCountry && *code >= '0' && *code <= '9' ? code : "";
+}
+
 int PostCodeQuery::compare(const char* entry) {
+  const int whole = compare_whole(entry);
+  return inCountry ? std::max(whole, std::min(inCountry->compare(entry), TeraEval::PERFECT - 1)) : whole;
+}
+
+int PostCodeQuery::compare_whole(const char* entry) {
   if (!isGiven || entry == nullptr || *entry == '\0') return 0;
   if (pattern) return pattern->compare(entry) > 0 ? TeraEval::PERFECT : 0;
   Token tokens[MAX_ENTRY];
