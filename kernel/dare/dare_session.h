@@ -104,7 +104,8 @@ class SORV_API DastSession : public AceAttach, public DareExreSession {
   int clear_all();
   /// Copies query and mode from a field to another one, which is looked up.
   int copy_result(const char* from_field, const char* to_field);
-  /// Keeps what was found for a field, so that it counts after later queries; it goes with `clear`.
+  /// Keeps what was found for a field, so that it counts after later queries; it goes with `clear`. Returns
+  /// 0; -1, reported, also for a field of free search, which has found nothing itself.
   int persist_result(const char* field_name);
 
   // Commands: selection.

@@ -244,6 +244,9 @@ TEST(DastSession, CommandsAndTheirLimits) {
   // What was found before stands for the field while nothing else is.
   session.update("f0", query.c_str(), DastOptions::EXACT, 0);
   EXPECT_EQ(session.persist_result("f0"), 0);
+  session.update("f1", query.c_str(), DastOptions::FS_DETECT, 0);
+  EXPECT_EQ(session.persist_result("f1"), -1);
+  session.clear("f1", 0);
   const Result kept(session.suggest(0, nullptr, 0, -1));
   ASSERT_NE(kept, nullptr);
   ASSERT_GT(kept->get_num_suggs(), 0);

@@ -93,6 +93,11 @@ int DastSession::copy_result(const char* from_field, const char* to_field) {
 int DastSession::persist_result(const char* field_name) {
   DareSessionField* const field = find_field(field_name);
   if (field == nullptr) return -1;
+  if (field->has_state(DareSessionField::FREE_SEARCH)) {
+    rep()->printf("What field '%s' has found cannot be kept: its query is searched for in all fields\n",
+                  field->get_name());
+    return -1;
+  }
   const Command command(this);
   tHistory.append({field->get_array_id(), DareHistory::HAS_RESULT, 1, 0});
   field->set_global_graph(field->get_unit()->get_graph());
