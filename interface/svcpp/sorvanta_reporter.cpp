@@ -2,6 +2,7 @@
 
 #include "ace/ace_alloc.h"
 #include "ace/ace_attach.h"
+#include "ace/ace_exception.h"
 #include "ace/ace_reporter.h"
 #include "ace/ace_timer.h"
 #include "ace/ace_tracer.h"
@@ -96,7 +97,11 @@ void* SorvantaContain::alloc(int size) {
   return internalStructure->alloc(size);
 }
 
-SorvantaTimer::SorvantaTimer(const char* name, int scope) : internalTimer(AceTimer::get(name, scope)) {}
+SorvantaTimer::SorvantaTimer(const char* name, int scope) : internalTimer(AceTimer::get(name, scope)) {
+  if (internalTimer == nullptr)
+    throw AceException("No name of a timer", "expected at most %d bytes, found %.40s...", AceTimer::MAX_NAME,
+                       name != nullptr ? name : "none");
+}
 
 void SorvantaTimer::start() {
   internalTimer->start();

@@ -13,8 +13,9 @@
 /// and the call returns the largest; without one it is the raw measure, and the call returns the smallest.
 /// `values[i * stride]` receives the value of word i; `values` may be null. Nothing is allocated.
 ///
-/// -1, and no value written: for a null entry, a query without words, and options that `validate_options`
-/// refuses.
+/// A word that is too long for a `TeraTokenWord` has the value -1, and counts only where there is no other
+/// one. -1, and no value written: for a null entry, a query without words, and options that
+/// `validate_options` refuses.
 #pragma once
 
 #include <memory>

@@ -100,6 +100,7 @@ is 0 [SorvantaManager::destroy_timedout_sessions $manager 1000000]
 is 0 [SorvantaManager::clean_all_templates $manager]
 is 1 [SorvantaScripting::check_script_type {a.tcl b.tcl}]
 is 1 [catch {SorvantaScripting::check_script_type {a.tcl b.jar}}]
+is 1 [catch {SorvantaTimer [string repeat x 500]}]
 set timer [SorvantaTimer test]
 SorvantaTimer::start $timer
 SorvantaTimer::stop $timer

@@ -85,6 +85,18 @@ TEST(TeraTokenWords, many_words_make_many_blocks) {
   TeraTokenWords words;
   ASSERT_EQ(words.build(100000, pointers.data()), 100000);
   EXPECT_EQ(words.leven(letter.data(), nullptr, 0, nullptr, 1), 0);
+  Tokens endless(3000, 1);
+  endless.back() = 0;
+  const Token* mixed[] = {endless.data(), letter.data(), endless.data()};
+  ASSERT_EQ(words.build(3, mixed), 3);
+  for (TeraEval::Eval* const eval :
+       {TeraEval::get_model_func(TeraEval::MAXIMUM, 0), static_cast<TeraEval::Eval*>(nullptr)}) {
+    int values[] = {7, 7, 7};
+    EXPECT_EQ(words.leven(letter.data(), eval, 0, values, 1), eval != nullptr ? 255 : 0);
+    EXPECT_EQ(std::vector<int>(values, values + 3), (std::vector<int>{-1, eval != nullptr ? 255 : 0, -1}));
+  }
+  ASSERT_EQ(words.build(1, mixed), 1);
+  EXPECT_EQ(words.lcs(letter.data(), nullptr, 0, nullptr, 1), -1);
   const Tokens open = {251, 1, 0};
   const Token* broken[] = {letter.data(), open.data()};
   EXPECT_EQ(words.build(2, broken), -1);

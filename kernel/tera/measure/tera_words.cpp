@@ -37,7 +37,12 @@ class Values {
   }
   void put(int value) {
     if (values != nullptr) values[VInt{numValues} * stride] = value;
-    best = numValues == 0 ? value : eval != nullptr ? std::max(best, value) : std::min(best, value);
+    best = best < 0 ? value : eval != nullptr ? std::max(best, value) : std::min(best, value);
+    ++numValues;
+  }
+  /// Of a word that is too long to be measured.
+  void put_none() {
+    if (values != nullptr) values[VInt{numValues} * stride] = -1;
     ++numValues;
   }
   int get_best() const { return best; }
@@ -348,7 +353,9 @@ int TeraTokenWords::run(const Source& source, Eval* eval, int options, int* valu
   if (numWords == 0 || validate_options(options) < 0) return -1;
   Values collected(eval, values, stride);
   for (const TeraTokenWords* block = this; block != nullptr; block = block->nextWords.get()) {
-    if (block->longWord != nullptr) {
+    if (block->longWord != nullptr && block->longWord->length() < 0) {
+      collected.put_none();
+    } else if (block->longWord != nullptr) {
       collected.put(block->longWord->visit([&](const auto& pattern) {
         return run_on(pattern, source, options, false, [&](const auto& word, const auto& entry) {
           return measure.of_word(word, entry, eval);
@@ -465,6 +472,7 @@ int TeraWords::phrase(int num, const char* const* entries, TeraEval::Model model
     use_lcs ? lcs(entries[j], eval, options, values, stride)
             : leven(entries[j], eval, options, values, stride);
   }
+  std::replace(matrix[0], matrix[0] + VInt{numQuery} * num, -1, static_cast<int>(TeraEval::PERFECT));
   const int total = tera_bipartite_match(rows, columns, matrix, match);
 
   for (int j = 0; j < num; ++j) {
