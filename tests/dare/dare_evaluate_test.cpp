@@ -75,9 +75,10 @@ struct Form {
         table.records[pick(static_cast<unsigned>(table.records.size()))][static_cast<std::size_t>(i)];
     if (query.size() > 2 && pick(2) == 0) query[pick(static_cast<unsigned>(query.size()))] = 'a';
     if (!query.empty() && pick(8) != 0) {
+      static constexpr auto DETECT2 = static_cast<DastOptions::Call>(DastOptions::DETECT0 + 2);
       static constexpr DastOptions::Call CALLS[] = {DastOptions::EXACT, DastOptions::COMPLETE,
-                                                    DastOptions::DETECT, DastOptions::DETECT0};
-      field->sync_query(query.c_str(), pick(2) == 0 ? CALLS[pick(4)] : DastOptions::APPROX, 0, nullptr);
+                                                    DastOptions::DETECT, DastOptions::DETECT0, DETECT2};
+      field->sync_query(query.c_str(), pick(2) == 0 ? CALLS[pick(5)] : DastOptions::APPROX, 0, nullptr);
       EXPECT_EQ(field->process_fixed_query(nullptr, AceReporter::null()), 0);
     }
     if (isShapedLate) set_shape();

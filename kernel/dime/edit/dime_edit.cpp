@@ -159,6 +159,8 @@ TeraResult* DimeEditMethod::scan(DastOptions::Call call, const char* query, int 
   const int rc =
       editStruct.recall(result.get(), recallOpts.get_eval_algorithm(call), recallOpts.get_eval_model(call), 0,
                         0, recall_options(call), recallOpts.get_orig_weight(call), rep);
+  if (!TeraEdit::is_measured_alike(recallOpts.get_eval_algorithm(call)))
+    result->set_best_frequent(TeraEval::PERFECT);  // query objects may give more
   if (rc >= 0) return result.release();
   ace_error_msg(__FILE__, __LINE__,
                 "editStruct.recall(result, eval_type, eval_model, 0, 0, options, orig_weight, rep)", rc);

@@ -83,7 +83,7 @@ struct Measure {
   bool is_within(const DimeNumberRecallOptions& lookup) const {
     const bool isLess = model == TeraEval::MAXIMUM && lookup.get_eval_model() == TeraEval::ENTRY;
     return mode == lookup.get_eval_algorithm() && (model == lookup.get_eval_model() || isLess) &&
-           (!hasSwaps || lookup.get_do_transpose());
+           (!hasSwaps || lookup.get_do_transpose()) && TeraEdit::is_measured_alike(mode);
   }
 
   TeraEval::Mode mode;

@@ -13,6 +13,7 @@
 #include "dime/method/dime_phonetics_internal.h"
 #include "dime/method/dime_values_internal.h"
 #include "tera/tera_alias_reader.h"
+#include "tera/tera_edit.h"
 #include "tera/tera_result.h"
 #include "tera/tera_scan_graph.h"
 #include "tera/tera_transform.h"
@@ -146,6 +147,8 @@ TeraResult* DimeWordsMethod::scan(DastOptions::Call call, const char* query, Ace
                                result.get(), recall_options(call) & TeraMulti::TRANSPOSE,
                                recallOpts.get_eval_mode(call), recallOpts.get_eval_model(call),
                                recallOpts.get_single_max_edit(), recallOpts.get_orig_weight(), rep);
+  if (!TeraEdit::is_measured_alike(recallOpts.get_eval_mode(call)))
+    result->set_best_frequent(TeraEval::PERFECT);  // query objects may give more
   if (rc >= 0) return result.release();
   ace_error_msg(__FILE__, __LINE__,
                 isLines

@@ -160,9 +160,10 @@ int TeraEval::max_phonetic_diff() {
 }
 
 int TeraEval::phone_eval(int a, int b, int percent) {
-  const int limit = max_phonetic_diff();
-  const int phonetic = std::max(a - limit, b);
-  return (std::max(phonetic - limit, a) * percent + (100 - percent) * phonetic) / 100;
+  const VInt limit = max_phonetic_diff();
+  const VInt phonetic = std::max(a - limit, VInt{b});
+  return static_cast<int>((std::max(phonetic - limit, VInt{a}) * percent + (100 - VInt{percent}) * phonetic) /
+                          100);
 }
 
 // ---------------------------------------------------------------- settings
