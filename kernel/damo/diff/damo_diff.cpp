@@ -17,6 +17,7 @@
 namespace {
 
 constexpr int BUFFER_SIZE = 4 << 20;
+constexpr int MAX_FIELDS = 1 << 30;  // so that one more, for a marker, is a number
 constexpr char SEPARATOR = '\t';
 constexpr std::string_view DELETION_MARKER = "<del>";
 
@@ -131,6 +132,7 @@ DamoDiff::DamoDiff(const int* id_cols, int num_ids, int num_fields, int is_purge
       isPurge(is_purge != 0),
       collectTree(std::make_unique<Collected>()) {
   if (num_fields < 1) throw AceException("A record has no fields", "%d", num_fields);
+  if (num_fields > MAX_FIELDS) throw AceException("A record has too many fields", "%d", num_fields);
   for (std::size_t i = 0; i < idCols.size(); ++i)
     if (idCols[i] < 0 || idCols[i] >= num_fields || std::count(idCols.begin(), idCols.end(), idCols[i]) > 1)
       throw AceException("Bad key columns", "Column %d: expected columns 0 to %d, each once", idCols[i],
