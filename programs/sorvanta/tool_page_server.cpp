@@ -3,6 +3,8 @@
 #include <httplib.h>
 #include <sys/socket.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <stdexcept>
 #include <thread>
@@ -53,8 +55,15 @@ class PageServer {
   std::string get_address() const {
     return std::string("http://") + HOST + ":" + std::to_string(port) + path;
   }
-  void listen() { server.listen_after_bind(); }
-  void stop() { server.stop(); }
+  void listen() {
+    server.listen_after_bind();
+    isOver = true;
+  }
+  /// Maybe before it listens, when the server of the library would not hear of it.
+  void stop() {
+    while (!isOver && !server.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (!isOver) server.stop();
+  }
 
  private:
   static void refuse(int status, const char* text, httplib::Response* response) {
@@ -115,6 +124,7 @@ class PageServer {
   std::string path;
   int port = 0;
   httplib::Server server;
+  std::atomic<bool> isOver = false;
 };
 
 }  // namespace
