@@ -193,13 +193,13 @@ class SORV_API TeraEdit : public AceWrap, public TeraBitMatrix {
   /// and the tunables that move them). The result then has what was found before, and is marked unreliable.
   int recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, int len_min, int len_max,
              int options, int percent, AceReporter* rep) const;
+  int recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, AceReporter* rep) const {
+    return recall(result, mode, model, 0, 0, 0, 50, rep);
+  }
   /// Whether recalls in that mode measure as `TeraStandardQuery` does.
   static bool is_measured_alike(TeraEval::Mode mode) {
     return mode != TeraEval::FRONT && mode != TeraEval::BACK && mode != TeraEval::MID &&
            mode != TeraEval::CLOSE;
-  }
-  int recall(TeraResult* result, TeraEval::Mode mode, TeraEval::Model model, AceReporter* rep) const {
-    return recall(result, mode, model, 0, 0, 0, 50, rep);
   }
   /// The entries with the tokens of `query`, operators off, by binary search; without strings from the
   /// matrix, where -1 is for more than 1024 positions.

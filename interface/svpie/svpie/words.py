@@ -31,7 +31,7 @@ def default_map(letters: str = "") -> kernel.TeraMap:
 
 def letters_of(words: Iterable[str]) -> str:
     """Those that `default_map` needs to know."""
-    letters = {letter for word in words if isinstance(word, str) and not word.isascii() for letter in word}
+    letters = {letter for word in words if isinstance(word, str) and not word.isascii() for letter in word if letter > "\x7f"}
     return "".join(letters).encode("utf-8", "ignore").decode()
 
 
